@@ -1,0 +1,12 @@
+# Sanitizers and coverage, for all targets alike: a shared object and its host need the same.
+if(DWARF2_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+if(DWARF2_COVERAGE)
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
+  add_link_options(-fprofile-instr-generate)
+endif()
+if(DWARF2_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

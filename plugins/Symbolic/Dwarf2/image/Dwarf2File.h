@@ -1,0 +1,385 @@
+// One symbol file: its ELF reader, its DWARF sections with their cursors, and all that has been
+// indexed of it. The work of every folder but `frame` is done by operations of this one class; the
+// heading above an operation names the file that defines it.
+#pragma once
+
+#include "index/AbbrevDecl.h"
+#include "index/AttrValue.h"
+#include "index/CompileUnitInfo.h"
+#include "index/DieInfoMap.h"
+#include "interfaces/Elf32.h"
+#include "interfaces/Types.h"
+#include "interfaces/VFKDataBuf.h"
+#include "interfaces/VFKElfFile.h"
+
+#include <boost/shared_ptr.hpp>
+#include <cstddef>
+#include <fstream>
+#include <iosfwd>
+#include <map>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+class AttrReader;
+class DbgContext;
+class DbgSection;
+class DbgSymLineTable;
+class DbgSymSrcFile;
+class DbgSymSymFile;
+class DbgUDTInfoEnum32;
+class DbgUIConsole;
+class DbgUserDefinedVarType;
+class VFKDataString;
+class VFKStringParser;
+enum DbgVariableUserDefinedType : u32;
+struct Bounds;
+struct DbgAddrRange;
+struct DbgAddress;
+struct DbgSymContext;
+struct DIEInfo;
+struct LineProgramHeader;
+struct MemberRecord;
+struct TypeRef;
+
+class Dwarf2File {
+public:
+    /// Opens the ELF file that `symFile` names and reads the five early debug sections. A file that
+    /// is no valid ELF file gives a complete, empty object. `symFile` is borrowed and outlives it.
+    explicit Dwarf2File(DbgSymSymFile* symFile);
+    ~Dwarf2File();
+    Dwarf2File(const Dwarf2File&) = delete;
+    Dwarf2File& operator=(const Dwarf2File&) = delete;
+
+    const VFKElfFile& Elf() const { return m_elf; }
+    DbgSymSymFile* SymFile() const { return m_symFile; }
+
+    /// The value of CheckFile: how much of the file can be served (127, 63, 2 or 0).
+    u32 Capability() const;
+
+    // image/SectionTable.cpp
+    /// Offers every second ELF section, from index 0 on, to the engine.
+    void LoadAllSections();
+
+    // image/ElfSymbols.cpp
+    /// Each answers false with the out-arguments untouched. Addresses follow the file's address
+    /// form: absolute, or offsets in the relocation section.
+    bool FindElfSymbolByName(const char* name, DbgAddrRange* range);
+    bool FindElfSymbolByAddress(const DbgContext* dbgContext, const DbgAddress* address, std::string* name,
+                                DbgAddrRange* range);
+    /// @param codeType gets `ARM`, `THMB` or `DATA` as four letters, big-endian.
+    /// @param runLength gets the bytes from the address to where the code type changes.
+    bool GetCodeType(const DbgAddress* address, u32* codeType, u32* runLength, const DbgContext* dbgContext);
+
+    // index/CompileUnitIndex.cpp
+    /// Builds the index of compile units, once: one hop and one DIE for each unit.
+    void BuildCompileUnitIndex();
+
+    // index/Loading.cpp
+    /// Loads functions, file-level variables and types of the unit whose DIE stands at
+    /// `cuDieOffset`. The cursors stand wherever the walk ends.
+    void LoadCompileUnitSymbols(u32 cuDieOffset);
+    /// Loads blocks and variables of the function in the context's function-scope word.
+    void LoadFunctionScopes(const DbgSymContext* ctx);
+
+    // index/NameLookup.cpp
+    /// Finds `name` in `.debug_pubnames` and loads the DIE that it names.
+    /// @return true if the name was found, whatever was built.
+    bool LoadSymbolByName(const DbgSymContext* ctx, const char* name);
+
+    // symbols/LineTable.cpp
+    /// Runs the line number programme at `stmtOffset` of `.debug_line` (DWARF 2.0, 6.2) into a
+    /// table. `range` is the unit's and may be null: the last row ends where it ends.
+    /// @return true if an instruction moved the state towards a row.
+    bool BuildLineTable(DbgSymSrcFile* srcFile, DbgSymLineTable* lineTable, const DbgAddrRange* range, u32 stmtOffset);
+
+    // console/Commands.cpp
+    /// Runs one console line. Always 1.
+    u32 ConsoleCommand(const std::string* command, DbgUIConsole* console);
+
+private:
+    friend class AttrReader;
+    friend class Dwarf2FileProbe;
+
+    /// Bits of m_flags.
+    static constexpr u32 kIndexBuilt = 0x1;
+    static constexpr u32 kDump = 0x4;            ///< set from the start: print while reading
+    static constexpr u32 kSectionRelative = 0x8; ///< addresses are held against m_sectionId
+    static constexpr u32 kRelocationDone = 0x10;
+    static constexpr u32 kLoadFunctions = 0x100;
+    static constexpr u32 kLoadBlocks = 0x200;
+    static constexpr u32 kLoadVariables = 0x400;
+    static constexpr u32 kLoadTypeModifiers = 0x800;
+    static constexpr u32 kResolveTypes = 0x1000;
+    static constexpr u32 kLoadTypes = 0x2000;
+    static constexpr u32 kLoadSelection = 0x3F00; ///< the six load bits
+
+    /// Values of m_codeTypeCache beside the code types themselves.
+    static constexpr u32 kCodeTypeUnknown = 0;
+    static constexpr u32 kCodeTypeByAddress = kNone;
+
+    // image/Dwarf2File.cpp
+    /// Fetches a section that isn't read by the constructor, unless its bytes are there already.
+    /// @param always binds the cursor even if there is no such section.
+    void ReadLateSection(VFKDataBuf& section, const char* name, bool always);
+    bool DumpFlag() const { return (m_flags & kDump) != 0; }
+    bool LittleEndian() const { return m_elf.m_byteOrder != kElfDataMsb; }
+
+    // image/SectionTable.cpp
+    u32 GetSectionType(const Elf32_Shdr* shdr, const elf32_phdr* phdr, const Elf32_Ehdr* ehdr) const;
+    /// @return the id of the engine's new section, or kNone if none was made.
+    u32 AddHostSection(const Elf32_Shdr* shdr, const elf32_phdr* phdr, const Elf32_Ehdr* ehdr);
+    void CheckRelocation();
+    /// The section against which addresses are held; null for a file with absolute addresses.
+    const DbgSection* GetRelocationSection() const;
+
+    // image/ElfSymbols.cpp
+    bool NormaliseAddress(const DbgAddress* address, const DbgContext* dbgContext, u32& value) const;
+    void FillRange(const elf32_sym& symbol, DbgAddrRange* range) const;
+    void ScanMappingSymbols();
+    void DecideCodeType();
+
+    // index/AbbrevTables.cpp
+    void ReadAbbrevTables();
+    /// Null if there is no such table or no such code in it. Takes it that codes rise by one.
+    const AbbrevDecl* FindAbbrevDecl(u32 tableOffset, u32 code);
+
+    // index/CompileUnits.cpp
+    /// The first unit that contains a DIE offset, or null. A header's own offset lies in no unit.
+    CompileUnitInfo* FindCompileUnit(u32 dieOffset);
+    void AddCompileUnit(const CompileUnitInfo& header);
+
+    // index/CompileUnitIndex.cpp
+    /// Reads the header at the cursor of m_debug_info and leaves the cursor behind it.
+    void ReadCompileUnitHeader(CompileUnitInfo& header);
+    void ReadHeaderFields(CompileUnitInfo& header);
+
+    // index/AttributeReader.cpp
+    /// Takes the next attribute pair at the cursor of m_debug_abbrev. Always true.
+    bool ReadAttrSpec(u32& attribute, u32& form, bool dump);
+    /// Decodes the value at the cursor of m_debug_info (DWARF 2.0, 7.5.4), or steps over it.
+    /// @param out gets the value as a whole or not at all; null drops it.
+    /// @return false if nothing could be read.
+    bool ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump, AttrValue* out, bool makeAbsolute,
+                       bool parenthesise);
+    void SkipLEB128();
+    void StepOverValue(const CompileUnitInfo* unit, u32 form, bool touchStrings);
+    void DecodeValue(const CompileUnitInfo* unit, u32 form, bool wanted, bool makeAbsolute, AttrValue& value,
+                     bool& done, std::ostream* stream);
+    void ReadStrp(AttrValue& value, std::ostream* stream);
+    void ReadBlock(u32 length, bool wanted, AttrValue& value, std::ostream* stream);
+    void MakeReference(const CompileUnitInfo* unit, bool makeAbsolute, AttrValue& value, std::ostream* stream) const;
+
+    // index/AttributeLoop.h
+    /// Runs `handle(attribute, read)` over the attributes of the DIE at the cursors. What it does
+    /// not read is stepped over. Afterwards m_debug_info stands behind the last attribute.
+    template <typename Handle>
+    void ForEachAttribute(const CompileUnitInfo* unit, bool dump, Handle&& handle);
+
+    // index/DieRows.cpp
+    DIEInfo* GetDieInfo(u32 offset) { return m_dieInfoMap.GetOrAdd(offset); }
+    DIEInfo* FindDieInfo(u32 offset) { return m_dieInfoMap.Find(offset); }
+    /// True if a non-null DIE starts at the cursor of m_debug_info.
+    bool HasNextEntry() const;
+    /// Notes in the row where its children, or its sibling, begin: at the cursor.
+    void FinishDieAttributes(const AbbrevDecl* decl, DIEInfo* row);
+
+    // index/DieWalker.cpp
+    struct TagRule;
+    static const TagRule* FindTagRule(u32 tag);
+    /// Reads the DIE at the cursor.
+    /// @param parents its last element is the DIE whose children are being read.
+    /// @param skipKnownChildren hops over the children of a DIE whose sibling is known.
+    /// @param member the member loop's record, else null.
+    /// @return offset of the next entry of the level, or kNone.
+    u32 ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren, MemberRecord* member);
+    u32 ReadNullEntry(const CompileUnitInfo* unit, DIEInfo* row, std::vector<u32>* parents);
+    void PrintBadAbbrev(u32 code);
+    /// Reads entries from the cursor to the end of the level, children included.
+    /// @param last the entry read before, which all that follow must lie behind; kNone for none.
+    void WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren, u32 last = kNone);
+
+    // index/Loading.cpp
+    u32 LoadDieAtCursor(const CompileUnitInfo* unit, std::vector<u32>* parents);
+    /// Loads the DIE at `offset` unless it is built. True if it was read.
+    bool LoadDieAtOffset(u32 offset);
+    void LoadPendingDies();
+    /// The row of a DIE's parent, after loading the DIE's unit; null if there is none.
+    DIEInfo* LoadParentOf(DIEInfo* row);
+
+    // index/NameLookup.cpp
+    /// Offset of the first DIE of that name, or kNone. Without `restart` the search goes on behind
+    /// the last match.
+    u32 FindPubName(const char* name, bool restart);
+
+    // symbols/AddressForm.cpp
+    /// Puts a link-time address into the file's address form.
+    void SetLinkAddress(DbgAddress& address, u32 value) const;
+    /// Size of a range that ends at `highPc`, in either address form.
+    u32 SizeFromHighPc(const DbgAddress& start, u32 highPc) const;
+
+    // symbols/CompileUnitScope.cpp
+    u32 BuildCompileUnitScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump);
+
+    // symbols/LineProgram.cpp
+    /// Full name of file `fileNumber`, in `path`.
+    /// @param ownPath the table's own file; may be null.
+    /// @return true if a name was built and differs from `*ownPath`.
+    static bool MakeSourcePath(const LineProgramHeader& header, u32 fileNumber, std::string& path,
+                               const std::string* ownPath);
+
+    // symbols/Scopes.cpp
+    u32 BuildScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump);
+    /// Reads name, type and artificial flag at the end of a chain of AT_specification. Puts both
+    /// cursors back.
+    /// @param typeOut, artificialOut may be null.
+    /// @return the DIE at the end of the chain.
+    u32 ReadDeclInfo(u32 offset, const char** nameOut, u32* typeOut, bool* artificialOut);
+    /// Names the block, function and unit around a DIE.
+    void FillContextFromDie(const DIEInfo* die, DbgSymContext* context);
+    std::string FunctionName(const DbgSymContext& context, const char* name, u32 resolved);
+
+    // symbols/Locations.cpp
+    /// Rewrites DW_OP_fbreg and DW_OP_breg9 in a location expression.
+    void PrepareExpression(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr);
+    /// Wraps the list at `listOffset` of `.debug_loc` into `expr`, in the 0xEC form. Always true.
+    bool BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr, u32 listOffset);
+
+    // symbols/Variables.cpp
+    u32 BuildVariable(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump);
+    u32 BuildMember(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump, MemberRecord* member);
+    u32 BuildInheritance(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
+                         MemberRecord* member);
+    void EvaluateMemberOffset(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& location,
+                              MemberRecord* member);
+
+    // symbols/BaseTypes.cpp
+    static u32 LookupBaseTypeName(const char* name);
+    u32 BuildBaseType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
+                      DbgUserDefinedVarType* type);
+
+    // symbols/TypeResolution.cpp
+    /// Describes the type at a DIE offset, loading it if it isn't there and the selection allows.
+    void ResolveType(u32 offset, TypeRef* ref);
+    bool LookupTypeRef(u32 offset, TypeRef* ref);
+    bool LookupStoredType(u32 offset, TypeRef* ref);
+    u32 LookupTypeModifier(u32 offset, TypeRef* ref);
+
+    // symbols/Aggregates.cpp
+    u32 BuildClass(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
+                   DbgUserDefinedVarType* type);
+    u32 BuildStruct(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
+                    DbgUserDefinedVarType* type);
+    u32 BuildUnion(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
+                   DbgUserDefinedVarType* type);
+    void BuildAggregate(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
+                        DbgUserDefinedVarType* type, DbgVariableUserDefinedType kind);
+    void ReadMembers(const CompileUnitInfo* unit, u32 dieOffset, DbgUserDefinedVarType* type,
+                     DbgVariableUserDefinedType kind);
+
+    // symbols/Enumerations.cpp
+    u32 BuildEnumeration(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
+                         DbgUserDefinedVarType* type);
+    void ReadEnumerators(const CompileUnitInfo* unit, DbgUDTInfoEnum32* info);
+    u32 BuildEnumerator(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
+                        DbgUDTInfoEnum32* info);
+
+    // symbols/DerivedTypes.cpp
+    u32 BuildType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump);
+    u32 BuildPointer(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
+                     DbgUserDefinedVarType* type);
+    u32 BuildSubroutineType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
+                            DbgUserDefinedVarType* type);
+    u32 BuildArray(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
+                   DbgUserDefinedVarType* type);
+    u32 BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump);
+    u32 BuildTypeModifier(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump);
+    u32 BuildSubrange(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump, Bounds* bounds);
+    void ReadSubranges(const CompileUnitInfo* unit, Bounds* bounds);
+
+    // console/Commands.cpp
+    class CommandRun;
+    bool RedirectOutput(VFKStringParser& parser, std::ofstream& fileStream);
+    void PrintMemory();
+
+    // console/Printers.cpp
+    /// Each writes to m_dumpStream, and nothing while that is null.
+    void PrintOffsetPrefix(u32 offset, bool blankLine);
+    void PrintIndent(u32 extra);
+    void PrintDIEHead(u32 offset, const AbbrevDecl* decl);
+    void PrintCompileUnitHeader(const CompileUnitInfo& unit);
+
+    // console/StructureDumps.cpp
+    void DumpAbbrevSection(bool parsed);
+    void DumpAbbrevList(u32 offset, const AbbrevList* list);
+    void DumpAbbrevDecl(const AbbrevDecl& decl);
+    void PrintAttributeLine(u32 offset, u32 attribute, u32 form);
+    void DumpDIE(u32 offset, bool withChildren);
+    void DumpDIEInfoMap();
+
+    // console/LineDump.cpp
+    class LineDumpRun;
+    bool DumpLineTable(u32 offset);
+
+    // console/NameDumps.cpp
+    bool DumpPubnames(std::ostream& stream);
+    bool DumpMacinfo(std::ostream& stream);
+
+    // console/LocationDumps.cpp
+    void DumpLocationSection(u32 offset);
+    void DumpLocationList(const CompileUnitInfo* unit, const DIEInfo* die, u32 listOffset, bool littleEndian);
+
+    // console/WholeFileDump.cpp
+    void DumpWholeFile();
+    void DumpEntry(const CompileUnitInfo& unit);
+    void DumpAttributes(const CompileUnitInfo& unit, const DIEInfo& die);
+
+    // console/ElfDumps.cpp
+    void DumpElfSymbol(const std::string& name);
+    void DumpElfSymbol(u32 value);
+    void DumpLibraryRecord();
+
+    u32 m_flags = kDump;
+    VFKElfFile m_elf;
+    DbgSymSymFile* m_symFile; ///< borrowed; all results go into it
+    VFKDataBuf m_debug_info;
+    VFKDataBuf m_debug_abbrev;
+    VFKDataBuf m_debug_line;
+    VFKDataBuf m_debug_loc;
+    VFKDataBuf m_debug_str;
+    VFKDataBuf m_debug_macinfo;
+    VFKDataBuf m_debug_pubnames;
+    std::map<u32, boost::shared_ptr<AbbrevList>> m_abbrListMap; ///< by offset in `.debug_abbrev`
+    std::map<u32, CompileUnitInfo> m_cuHeaderMap;               ///< by offset in `.debug_info`
+    DieInfoMap m_dieInfoMap;
+    std::unordered_map<u32, std::pair<u32, u32>> m_typeRefMap; ///< DIE to base type code and byte size
+    std::unordered_map<u32, u32> m_constTypeMap;               ///< TAG_const_type DIE to its AT_type
+    std::unordered_map<u32, u32> m_volatileTypeMap;            ///< TAG_volatile_type DIE to its AT_type
+    std::unordered_map<u32, u32> m_frameBaseLocListMap;        ///< function DIE to offset in `.debug_loc`
+    /// Function DIE to its AT_frame_base block, in the bytes of m_debug_info, and the length.
+    std::unordered_map<u32, std::pair<const u8*, u32>> m_frameBaseBlockMap;
+    std::map<u32, bool> m_typesBeingLoaded; ///< offsets that ResolveType is loading now
+    std::map<u32, char> m_mappingSymbols;   ///< address to 'a', 't' or 'd'
+    u32 m_codeTypeCache = kCodeTypeUnknown;
+    std::vector<u32> m_pendingDies; ///< offsets to load when the running walk is over
+    u32 m_pubLength = 0;            ///< header of the set of `.debug_pubnames` being searched; 0: none is open
+    u32 m_pubSetOffset = 0;
+    u32 m_pubVersion = 0;
+    u32 m_pubInfoOffset = 0;
+    u32 m_pubInfoLength = 0;
+    std::ostream* m_dumpStream = nullptr; ///< where dump text goes; null is silent
+    i32 m_dumpIndent = 0;                 ///< nesting level of the DIE dump, never below 0
+    u32 m_sectionId = kNone;              ///< engine section against which addresses are held
+
+    /// The table that FindAbbrevDecl answered from last.
+    u32 m_lastAbbrevOffset = kNone;
+    const AbbrevList* m_lastAbbrevList = nullptr;
+
+    /// A unit and the greatest end of it and all units before it: FindCompileUnit searches these.
+    struct UnitEnd {
+        u32 maxEnd;
+        CompileUnitInfo* unit;
+    };
+    std::vector<UnitEnd> m_unitEnds;
+};

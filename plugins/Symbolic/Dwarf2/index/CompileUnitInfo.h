@@ -1,0 +1,18 @@
+// The header of a compile unit in `.debug_info` (DWARF 2.0, 7.5.1).
+#pragma once
+
+#include "interfaces/Types.h"
+
+struct CompileUnitInfo {
+    u32 offset = 0;       ///< of the header, in `.debug_info`
+    u32 abbrevOffset = 0; ///< key of the unit's table of abbreviations
+    u32 unitLength = 0;   ///< bytes behind the length field
+    u16 version = 0;      ///< stored and shown, never tested
+    u8 addressSize = 0;
+
+    /// Bytes of the header: the unit's DIE stands there.
+    static constexpr u32 kHeaderSize = 11;
+
+    /// Offset behind the unit, where the next header stands. The sum wraps at 32 bits.
+    u32 End() const { return offset + 4 + unitLength; }
+};

@@ -1,0 +1,50 @@
+// The codes of DWARF 2.0 (7.5.4, 7.8, 7.21, 7.22, 2.4.3) as enums made of one table.
+#pragma once
+
+#include "interfaces/Types.h"
+
+enum DwarfTag : u32 {
+#define TAG(name, code) TAG_##name = code,
+#include "index/DwarfCodes.def"
+};
+
+enum DwarfAttribute : u32 {
+#define AT(name, code) AT_##name = code,
+#include "index/DwarfCodes.def"
+};
+
+enum DwarfForm : u32 {
+#define FORM(name, code) FORM_##name = code,
+#include "index/DwarfCodes.def"
+};
+
+/// Standard opcodes of a line number programme. DWARF 2.0 has 9.
+enum DwarfLineOpcode : u8 {
+#define LNS(name, code) LNS_##name = code,
+#include "index/DwarfCodes.def"
+};
+
+enum DwarfExtendedLineOpcode : u8 {
+    LNE_end_sequence = 1,
+    LNE_set_address = 2,
+    LNE_define_file = 3,
+};
+
+enum DwarfEncoding : u32 {
+    ATE_address = 1,
+    ATE_boolean = 2,
+    ATE_complex_float = 3,
+    ATE_float = 4,
+    ATE_signed = 5,
+    ATE_signed_char = 6,
+    ATE_unsigned = 7,
+    ATE_unsigned_char = 8,
+};
+
+enum DwarfMacinfo : u8 {
+    MACINFO_define = 1,
+    MACINFO_undef = 2,
+    MACINFO_start_file = 3,
+    MACINFO_end_file = 4,
+    MACINFO_vendor_ext = 255,
+};

@@ -1,0 +1,42 @@
+// What a symbolic plug-in answers. The order of the operations is the order of their virtual slots.
+#pragma once
+
+#include "interfaces/Types.h"
+
+#include <string>
+
+class DbgContext;
+class DbgSymSymFile;
+class DbgUIConsole;
+struct DbgAddrRange;
+struct DbgAddress;
+struct DbgSymContext;
+
+class DbgSymbolicInterface {
+public:
+    /// Tag of the exported function: "dsym".
+    static constexpr u32 kTag = 0x6473796D;
+
+    virtual ~DbgSymbolicInterface();
+    virtual const char* GetName() = 0;
+    /// How much of the file can be served: 127, 63, 2 or 0.
+    virtual u32 CheckFile(DbgSymSymFile* symFile) = 0;
+    /// Registers the file under `key`, which opens every later context. False for kNone, kContents
+    /// and when there is no memory.
+    virtual bool AddFile(DbgSymSymFile* symFile, u32 key) = 0;
+    virtual void RemoveFile(const DbgSymContext* ctx) = 0;
+    virtual void LoadSections(const DbgSymContext* ctx) = 0;
+    /// The word of the context that holds kContents says what is loaded: the compile units, one
+    /// unit's symbols (of the load target) or one function's scopes.
+    virtual void LoadSymbols(const DbgSymContext* ctx) = 0;
+    virtual void LoadLineTable(const DbgSymContext* ctx) = 0;
+    virtual bool LoadSymbolByName(const DbgSymContext* ctx, const char* name) = 0;
+    virtual bool FindElfSymbolByName(const DbgSymContext* ctx, const char* name, DbgAddrRange* range) = 0;
+    virtual bool FindElfSymbolByAddress(const DbgSymContext* ctx, const DbgContext* dbgContext,
+                                        const DbgAddress* address, std::string* name, DbgAddrRange* range) = 0;
+    /// @return false unless overridden.
+    virtual bool GetCodeType(const DbgSymContext* ctx, const DbgAddress* address, u32* codeType, u32* runLength,
+                             const DbgContext* dbgContext);
+    /// @return 1 if the line reached a symbol file, else 0.
+    virtual u32 ConsoleCommand(const DbgSymContext* ctx, const std::string* command, DbgUIConsole* console) = 0;
+};
