@@ -1,0 +1,120 @@
+// The name tables of the dumps, made of the one list of codes, and the forms of codes without a
+// name.
+#include "console/DwarfNames.h"
+
+#include "console/Format.h"
+
+#include <array>
+#include <cstddef>
+#include <iterator>
+#include <ostream>
+#include <string_view>
+
+namespace {
+
+struct DwarfName {
+    u32 code;
+    std::string_view name;
+};
+
+constexpr DwarfName kTagNames[] = {
+#define TAG(name, code) {code, "TAG_" #name},
+#include "index/DwarfCodes.def"
+};
+
+// The names of attributes carry the blank that separates them from the line's head. Code 0 ends a
+// declaration: it is no attribute and no form, and shows as the bare number.
+constexpr DwarfName kAttributeNames[] = {
+    {0, " 0"},
+#define AT(name, code) {code, " AT_" #name},
+#include "index/DwarfCodes.def"
+};
+
+constexpr DwarfName kFormNames[] = {
+    {0, "0"},
+#define FORM(name, code) {code, "FORM_" #name},
+#include "index/DwarfCodes.def"
+};
+
+constexpr DwarfName kLnsNames[] = {
+#define LNS(name, code) {code, "LNS_" #name},
+#include "index/DwarfCodes.def"
+};
+
+/// Names by code: small codes by their place, the few of the user ranges one by one.
+class NameTable {
+public:
+    template <std::size_t kCount>
+    explicit constexpr NameTable(const DwarfName (&names)[kCount])
+    {
+        for (const DwarfName& row : names) {
+            if (row.code < kSmallCodes) {
+                m_small[row.code] = row.name;
+            } else {
+                m_large[m_largeCount++] = row;
+            }
+        }
+    }
+
+    /// Empty if the code has no name.
+    constexpr std::string_view Find(u32 code) const
+    {
+        if (code < kSmallCodes) {
+            return m_small[code];
+        }
+        for (std::size_t i = 0; i < m_largeCount; ++i) {
+            if (m_large[i].code == code) {
+                return m_large[i].name;
+            }
+        }
+        return {};
+    }
+
+private:
+    static constexpr u32 kSmallCodes = 0x50;
+
+    std::array<std::string_view, kSmallCodes> m_small{};
+    std::array<DwarfName, 2> m_large{};
+    std::size_t m_largeCount = 0;
+};
+
+constexpr NameTable kTags(kTagNames);
+constexpr NameTable kAttributes(kAttributeNames);
+constexpr NameTable kForms(kFormNames);
+constexpr NameTable kLineOpcodes(kLnsNames);
+
+} // namespace
+
+std::ostream& PrintTagName(std::ostream& stream, u32 code)
+{
+    if (const std::string_view name = kTags.Find(code); !name.empty()) {
+        return PutText(stream, name);
+    }
+    stream.width(0);
+    return PutText(PutText(stream, "TAG_??? (") << hex4(code & 0xFFFFu), ")");
+}
+
+std::ostream& PrintAttributeName(std::ostream& stream, u32 code)
+{
+    if (const std::string_view name = kAttributes.Find(code); !name.empty()) {
+        return PutText(stream, name);
+    }
+    stream.width(0);
+    return PutText(PutText(stream, "AT_user(") << hex4(code & 0xFFFFu), ")");
+}
+
+std::ostream& PrintFormName(std::ostream& stream, u32 code)
+{
+    if (const std::string_view name = kForms.Find(code); !name.empty()) {
+        return PutText(stream, name);
+    }
+    return PutText(PutText(stream, "FORM_user (") << hex2(code & 0xFFu), ")");
+}
+
+std::ostream& PrintLnsName(std::ostream& stream, u32 code)
+{
+    if (const std::string_view name = kLineOpcodes.Find(code); !name.empty()) {
+        return PutText(stream, name);
+    }
+    return PutText(PutText(stream, "LNS(") << hex4(code & 0xFFFFu), ")");
+}

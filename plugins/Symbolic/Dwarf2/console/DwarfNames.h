@@ -1,0 +1,20 @@
+// DWARF codes by name. Each printer writes the name of a code, or the code itself in a form of its
+// own, and never ends the line. A name uses a pending field width as any inserted text does.
+#pragma once
+
+#include "interfaces/Types.h"
+
+#include <iosfwd>
+
+/// Without a name: "TAG_??? (0x....)", which drops a pending width.
+std::ostream& PrintTagName(std::ostream& stream, u32 code);
+
+/// A name has a blank in front. Without a name: "AT_user(0x....)", which has none and drops a
+/// pending width.
+std::ostream& PrintAttributeName(std::ostream& stream, u32 code);
+
+/// Without a name: "FORM_user (0x..)".
+std::ostream& PrintFormName(std::ostream& stream, u32 code);
+
+/// Standard opcodes of a line number programme. Without a name: "LNS(0x....)".
+std::ostream& PrintLnsName(std::ostream& stream, u32 code);
