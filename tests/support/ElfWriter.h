@@ -1,0 +1,114 @@
+// The tests' writer of 32-bit ELF files.
+//
+//     ElfWriter elf(order);
+//     const u32 text = elf.Section(".text", bytes, {.flags = kShfAlloc | kShfExecInstr, .address = 0x8000});
+//     elf.Symbol({.name = "main", .value = 0x8000, .size = 8, .section = text});
+//     elf.Edit([](ElfRecords& elf) { elf.header.e_shentsize = 0; });
+//     TempFile file = elf.Write();
+#pragma once
+
+#include "interfaces/Elf32.h"
+#include "interfaces/Types.h"
+#include "tests/support/ByteSection.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// A file in the system's temporary folder, removed at the end.
+class TempFile {
+public:
+    /// Throws std::runtime_error if the file can't be written.
+    explicit TempFile(std::string_view contents, std::string_view suffix = ".axf");
+    ~TempFile();
+    TempFile(TempFile&& other) noexcept;
+    TempFile& operator=(TempFile&&) = delete;
+
+    const std::string& Path() const { return m_path; }
+
+private:
+    std::string m_path; ///< empty: nothing to remove
+};
+
+/// A section's header beyond its name and bytes.
+struct SectionOptions {
+    u32 type = 1; ///< SHT_PROGBITS
+    u32 flags = 0;
+    u32 address = 0;
+    u32 link = 0;
+    u32 entrySize = 0;
+    std::optional<u32> size = {}; ///< else that of the bytes, as SHT_NOBITS needs
+};
+
+struct SymbolOptions {
+    std::string name;
+    u32 value = 0;
+    u32 size = 0;
+    u8 type = kSttFunc;
+    u8 binding = 1; ///< STB_GLOBAL
+    u16 section = 1;
+};
+
+/// All records as they are about to be written, in host order.
+struct ElfRecords {
+    Elf32_Ehdr header{};
+    std::vector<Elf32_Shdr> sections;
+    std::vector<elf32_phdr> segments;
+    std::vector<elf32_sym> symbols;
+};
+
+class ElfWriter {
+public:
+    explicit ElfWriter(ByteOrder order, u16 machine = kMachineArm);
+
+    ByteOrder Order() const { return m_order; }
+
+    /// Returns the section's index. Indices count from 1: header 0 is the null section.
+    u32 Section(const std::string& name, const ByteSection& bytes, const SectionOptions& options = {});
+    u32 Section(const std::string& name, std::string_view bytes, const SectionOptions& options = {});
+
+    /// A segment over the bytes of one section. A physical address that isn't told is the virtual
+    /// one, the section's.
+    void Segment(u32 section, u32 flags, std::optional<u32> physicalAddress = {});
+    /// A segment as it stands.
+    void Segment(const elf32_phdr& segment) { m_segments.push_back({segment, 0}); }
+
+    /// Symbols make a `.symtab` with its `.strtab`, behind the other sections; entry 0 is there by
+    /// itself.
+    void Symbol(const SymbolOptions& symbol);
+
+    /// Leaves the section headers out of the file.
+    void OmitSectionHeaders() { m_omitSectionHeaders = true; }
+
+    /// Changes the records after all is laid out: the way to a malformed file. What the header says
+    /// of the tables moves nothing.
+    void Edit(std::function<void(ElfRecords&)> edit) { m_edits.push_back(std::move(edit)); }
+
+    std::string Image() const;
+    TempFile Write() const { return TempFile(Image()); }
+
+private:
+    struct PendingSection {
+        std::string name;
+        std::string bytes;
+        SectionOptions options;
+    };
+    struct PendingSegment {
+        elf32_phdr header;
+        u32 section; ///< whose place it takes over; 0: none
+    };
+
+    std::vector<PendingSection> AllSections() const;
+    ElfRecords LayOut(const std::vector<PendingSection>& sections) const;
+    void AddSymbols(ElfRecords& records) const;
+
+    ByteOrder m_order;
+    u16 m_machine;
+    bool m_omitSectionHeaders = false;
+    std::vector<PendingSection> m_sections;
+    std::vector<PendingSegment> m_segments;
+    std::vector<SymbolOptions> m_symbols;
+    std::vector<std::function<void(ElfRecords&)>> m_edits;
+};

@@ -1,0 +1,143 @@
+// Header, tables and opcodes.
+#include "tests/support/LineBuilder.h"
+
+#include <stdexcept>
+#include <string>
+
+LineBuilder::LineBuilder(ByteSection& section, const LineHeader& header)
+    : m_section(section)
+    , m_header(header)
+    , m_unit(section.OpenLength())
+{
+    section.U16(header.version);
+    m_headerLength = section.OpenLength();
+    section.U8(header.minimumInstructionLength).U8(header.defaultIsStatement ? 1 : 0);
+    section.U8(static_cast<u8>(header.lineBase)).U8(header.lineRange).U8(header.opcodeBase);
+    for (const u8 count : header.operandCounts) {
+        section.U8(count);
+    }
+}
+
+LineBuilder& LineBuilder::Directory(std::string_view path)
+{
+    if (!m_directoriesOpen) {
+        throw std::logic_error("directories come before files");
+    }
+    m_section.Text(path);
+    return *this;
+}
+
+LineBuilder& LineBuilder::File(std::string_view name, u32 directory, u32 time, u32 size)
+{
+    if (m_directoriesOpen) {
+        m_section.U8(0);
+        m_directoriesOpen = false;
+    }
+    AppendFile(m_section, name, directory, time, size);
+    return *this;
+}
+
+LineBuilder& LineBuilder::AdvancePc(u32 instructions)
+{
+    Opcode(LNS_advance_pc);
+    m_section.Uleb(instructions);
+    return *this;
+}
+
+LineBuilder& LineBuilder::AdvanceLine(i32 lines)
+{
+    Opcode(LNS_advance_line);
+    m_section.Sleb(lines);
+    return *this;
+}
+
+LineBuilder& LineBuilder::SetFile(u32 file)
+{
+    Opcode(LNS_set_file);
+    m_section.Uleb(file);
+    return *this;
+}
+
+LineBuilder& LineBuilder::SetColumn(u32 column)
+{
+    Opcode(LNS_set_column);
+    m_section.Uleb(column);
+    return *this;
+}
+
+LineBuilder& LineBuilder::FixedAdvancePc(u16 bytes)
+{
+    Opcode(LNS_fixed_advance_pc);
+    m_section.U16(bytes);
+    return *this;
+}
+
+LineBuilder& LineBuilder::Row(i32 lines, u32 instructions)
+{
+    const i32 opcode =
+        lines - m_header.lineBase + m_header.lineRange * static_cast<i32>(instructions) + m_header.opcodeBase;
+    if (lines < m_header.lineBase || lines >= m_header.lineBase + m_header.lineRange || opcode > 255) {
+        throw std::invalid_argument("no special opcode moves so far");
+    }
+    return Opcode(static_cast<u8>(opcode));
+}
+
+LineBuilder& LineBuilder::SetAddress(u32 address)
+{
+    return Extended(LNE_set_address, ByteSection(m_section.Order()).U32(address).Bytes());
+}
+
+LineBuilder& LineBuilder::DefineFile(std::string_view name, u32 directory, u32 time, u32 size)
+{
+    ByteSection operands(m_section.Order());
+    AppendFile(operands, name, directory, time, size);
+    return Extended(LNE_define_file, operands.Bytes());
+}
+
+LineBuilder& LineBuilder::Extended(u8 subOpcode, const std::string& operands, std::optional<u32> length)
+{
+    Opcode(LNS_extented);
+    m_section.Uleb(length.value_or(static_cast<u32>(operands.size() + 1))).U8(subOpcode).Raw(operands);
+    return *this;
+}
+
+LineBuilder& LineBuilder::Opcode(u8 opcode)
+{
+    EndTables();
+    m_section.U8(opcode);
+    return *this;
+}
+
+ByteSection& LineBuilder::Raw()
+{
+    EndTables();
+    return m_section;
+}
+
+u32 LineBuilder::Finish()
+{
+    EndTables();
+    m_section.CloseLength(m_unit);
+    if (m_header.unitLength) {
+        m_section.Patch(m_unit, *m_header.unitLength, 4);
+    }
+    return m_unit;
+}
+
+void LineBuilder::EndTables()
+{
+    if (!m_tablesOpen) {
+        return;
+    }
+    m_tablesOpen = false;
+    m_section.Fill(m_directoriesOpen ? 2 : 1);
+    m_section.CloseLength(m_headerLength);
+    if (m_header.headerLength) {
+        m_section.Patch(m_headerLength, *m_header.headerLength, 4);
+    }
+}
+
+void LineBuilder::AppendFile(ByteSection& section, std::string_view name, u32 directory, u32 time, u32 size)
+{
+    section.Text(name).Uleb(directory).Uleb(time).Uleb(size);
+}
