@@ -11,6 +11,7 @@
 #include "interfaces/Types.h"
 #include "interfaces/VFKDataBuf.h"
 #include "interfaces/VFKElfFile.h"
+#include "symbols/Chain.h"
 
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
@@ -18,6 +19,7 @@
 #include <iosfwd>
 #include <map>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -131,6 +133,8 @@ private:
     /// @return the id of the engine's new section, or kNone if none was made.
     u32 AddHostSection(const Elf32_Shdr* shdr, const elf32_phdr* phdr, const Elf32_Ehdr* ehdr);
     void CheckRelocation();
+    /// The fallback of CheckRelocation for a file without section headers.
+    void RelocateBySegment();
     /// The section against which addresses are held; null for a file with absolute addresses.
     const DbgSection* GetRelocationSection() const;
 
@@ -142,6 +146,7 @@ private:
 
     // index/AbbrevTables.cpp
     void ReadAbbrevTables();
+    void SkipAttributePairs();
     /// Null if there is no such table or no such code in it. Takes it that codes rise by one.
     const AbbrevDecl* FindAbbrevDecl(u32 tableOffset, u32 code);
 
@@ -154,6 +159,8 @@ private:
     /// Reads the header at the cursor of m_debug_info and leaves the cursor behind it.
     void ReadCompileUnitHeader(CompileUnitInfo& header);
     void ReadHeaderFields(CompileUnitInfo& header);
+    /// Reads one unit at the cursor and goes to the next. False ends the scan of the section.
+    bool IndexCompileUnit();
 
     // index/AttributeReader.cpp
     /// Takes the next attribute pair at the cursor of m_debug_abbrev. Always true.
@@ -164,12 +171,18 @@ private:
     bool ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump, AttrValue* out, bool makeAbsolute,
                        bool parenthesise);
     void SkipLEB128();
-    void StepOverValue(const CompileUnitInfo* unit, u32 form, bool touchStrings);
-    void DecodeValue(const CompileUnitInfo* unit, u32 form, bool wanted, bool makeAbsolute, AttrValue& value,
-                     bool& done, std::ostream* stream);
-    void ReadStrp(AttrValue& value, std::ostream* stream);
+    /// The bytes of a block, cut where the section that holds them ends.
+    std::string_view BlockBytes(const AttrValue& block) const;
+    /// The silent way past a value that nobody wants.
+    /// @param readsStrings the caller would print, so a FORM_strp is read as if it did.
+    bool StepOverValue(const CompileUnitInfo* unit, u32 form, bool readsStrings);
+    /// Reads a value of a form that is neither 0 nor indirect, and prints it unless `stream` is null.
+    bool DecodeValue(const CompileUnitInfo* unit, u32 form, bool wanted, bool makeAbsolute, AttrValue& value,
+                     std::ostream* stream);
+    static void PrintDigits(std::ostream& stream, u32 value, u32 digits);
     void ReadBlock(u32 length, bool wanted, AttrValue& value, std::ostream* stream);
-    void MakeReference(const CompileUnitInfo* unit, bool makeAbsolute, AttrValue& value, std::ostream* stream) const;
+    void ReadString(AttrValue& value, std::ostream* stream);
+    void ReadStrp(AttrValue& value, std::ostream* stream);
 
     // index/AttributeLoop.h
     /// Runs `handle(attribute, read)` over the attributes of the DIE at the cursors. What it does
@@ -188,6 +201,10 @@ private:
     // index/DieWalker.cpp
     struct TagRule;
     static const TagRule* FindTagRule(u32 tag);
+    /// Calls the tag's builder if the selection lets it build. False if nothing was read.
+    bool BuildByTag(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, MemberRecord* member);
+    /// Reads past a DIE that isn't built.
+    void PassBy(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl);
     /// Reads the DIE at the cursor.
     /// @param parents its last element is the DIE whose children are being read.
     /// @param skipKnownChildren hops over the children of a DIE whose sibling is known.
@@ -201,9 +218,18 @@ private:
     void WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren, u32 last = kNone);
 
     // index/Loading.cpp
-    u32 LoadDieAtCursor(const CompileUnitInfo* unit, std::vector<u32>* parents);
+    class RequestScope;
+    class SavedSelection;
+    /// @param alone leaves what the DIE opened unread.
+    /// @return what ReadDie returned; kNone if there is nothing to read.
+    u32 LoadDieAtCursor(const CompileUnitInfo* unit, std::vector<u32>* parents, bool alone);
     /// Loads the DIE at `offset` unless it is built. True if it was read.
     bool LoadDieAtOffset(u32 offset);
+    /// True if the running request has read too much to go on behind the DIEs that it loads.
+    bool RequestIsSpent(const CompileUnitInfo& unit);
+    /// Entries of a unit, null entries included, counted once.
+    u64 CountEntries(const CompileUnitInfo& unit);
+    void StepOverAttributes(const CompileUnitInfo& unit);
     void LoadPendingDies();
     /// The row of a DIE's parent, after loading the DIE's unit; null if there is none.
     DIEInfo* LoadParentOf(DIEInfo* row);
@@ -222,6 +248,10 @@ private:
     // symbols/CompileUnitScope.cpp
     u32 BuildCompileUnitScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump);
 
+    struct UnitAttributes;
+    void ReadUnitAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, UnitAttributes& attributes);
+    void AddFileScope(u32 dieOffset, const UnitAttributes& attributes);
+
     // symbols/LineProgram.cpp
     /// Full name of file `fileNumber`, in `path`.
     /// @param ownPath the table's own file; may be null.
@@ -239,6 +269,19 @@ private:
     /// Names the block, function and unit around a DIE.
     void FillContextFromDie(const DIEInfo* die, DbgSymContext* context);
     std::string FunctionName(const DbgSymContext& context, const char* name, u32 resolved);
+
+    const char* ClassName(const DIEInfo& row);
+    /// Reads one DIE of a chain into `result`. Puts both cursors back.
+    /// @return the next DIE of the chain, or 0.
+    u32 ReadDecl(u32 offset, DeclInfo& result);
+    DeclInfo ReadDeclChain(u32 offset);
+    /// What the row's tag says. False if a climb ends with it.
+    bool ReadScopeWords(const DIEInfo& row, ScopeWords& scopes);
+    void MarkClimb(u32 offset);
+    void SetParent(DIEInfo* row, u32 parent);
+    struct ScopeAttributes;
+    void ReadScopeAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, ScopeAttributes& attributes);
+    void FileFrameBase(u32 dieOffset, const AttrValue& frameBase);
 
     // symbols/Locations.cpp
     /// Rewrites DW_OP_fbreg and DW_OP_breg9 in a location expression.
@@ -295,6 +338,7 @@ private:
                    DbgUserDefinedVarType* type);
     u32 BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump);
     u32 BuildTypeModifier(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump);
+    u32 BuildLoneSubrange(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump);
     u32 BuildSubrange(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump, Bounds* bounds);
     void ReadSubranges(const CompileUnitInfo* unit, Bounds* bounds);
 
@@ -357,8 +401,7 @@ private:
     std::unordered_map<u32, u32> m_constTypeMap;               ///< TAG_const_type DIE to its AT_type
     std::unordered_map<u32, u32> m_volatileTypeMap;            ///< TAG_volatile_type DIE to its AT_type
     std::unordered_map<u32, u32> m_frameBaseLocListMap;        ///< function DIE to offset in `.debug_loc`
-    /// Function DIE to its AT_frame_base block, in the bytes of m_debug_info, and the length.
-    std::unordered_map<u32, std::pair<const u8*, u32>> m_frameBaseBlockMap;
+    std::unordered_map<u32, std::string_view> m_frameBaseBlockMap; ///< function DIE to its AT_frame_base block
     std::map<u32, bool> m_typesBeingLoaded; ///< offsets that ResolveType is loading now
     std::map<u32, char> m_mappingSymbols;   ///< address to 'a', 't' or 'd'
     u32 m_codeTypeCache = kCodeTypeUnknown;
@@ -371,6 +414,28 @@ private:
     std::ostream* m_dumpStream = nullptr; ///< where dump text goes; null is silent
     i32 m_dumpIndent = 0;                 ///< nesting level of the DIE dump, never below 0
     u32 m_sectionId = kNone;              ///< engine section against which addresses are held
+
+    /// The running request: how many loads are nested in it, what it has read, and the rows there
+    /// were when it began.
+    u32 m_requestDepth = 0;
+    u64 m_entriesRead = 0;
+    std::size_t m_rowsBefore = 0;
+    std::unordered_map<u32, u64> m_entryCounts; ///< unit offset to its number of entries
+    u32 m_loadDepth = 0;                        ///< loads in the middle of a walk that are nested now
+
+    /// Sums kept of long chains of AT_specification and of deep climbs to the unit, by where they
+    /// begin.
+    std::unordered_map<u32, DeclInfo> m_longChains;
+    std::unordered_map<u32, ScopeWords> m_deepScopes;
+    template <typename Kept>
+    static const Kept* FindKept(const std::unordered_map<u32, Kept>& kept, u32 offset)
+    {
+        if (kept.empty()) {
+            return nullptr;
+        }
+        const auto found = kept.find(offset);
+        return found == kept.end() ? nullptr : &found->second;
+    }
 
     /// The table that FindAbbrevDecl answered from last.
     u32 m_lastAbbrevOffset = kNone;

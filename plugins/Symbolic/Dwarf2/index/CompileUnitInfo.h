@@ -15,4 +15,5 @@ struct CompileUnitInfo {
 
     /// Offset behind the unit, where the next header stands. The sum wraps at 32 bits.
     u32 End() const { return offset + 4 + unitLength; }
+    bool EndWraps() const { return u64{offset} + 4 + unitLength > kNone; }
 };

@@ -15,4 +15,6 @@ struct DIEInfo {
     static constexpr u32 kDieBuilt = 0x1;
     /// The builder has read the children itself; no walk descends.
     static constexpr u32 kDieChildrenRead = 0x2;
+    /// A kept climb to the unit leads over this row.
+    static constexpr u32 kDieInDeepClimb = 0x4;
 };

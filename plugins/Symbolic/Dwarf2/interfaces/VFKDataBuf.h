@@ -103,12 +103,9 @@ public:
     }
 
     /// A pointer to the next `count` bytes, and steps over them. A block that does not fit is cut
-    /// at the end: the caller bounds what it reads by End(). Null at the end itself.
+    /// at the end: the caller bounds what it reads by End(). Never null.
     const u8* GetDataBlock(u32 count)
     {
-        if (m_cursor >= m_end) {
-            return nullptr;
-        }
         const u8* block = m_cursor;
         Skip(count);
         return block;

@@ -1,0 +1,101 @@
+// Makes the engine's sections out of the ELF headers, and decides once whether the file's addresses
+// are absolute or offsets in one section: a position-independent ARM library is linked at 0 and
+// placed by the running target.
+#include "frame/Preferences.h"
+#include "image/Dwarf2File.h"
+#include "interfaces/DbgSymSymFile.h"
+
+#include <cstdio>
+
+u32 Dwarf2File::GetSectionType(const Elf32_Shdr* shdr, const elf32_phdr* phdr, const Elf32_Ehdr* ehdr) const
+{
+    if (shdr == nullptr) {
+        return kNone;
+    }
+    const bool executable = (shdr->sh_flags & kShfExecInstr) != 0;
+    const u32 base = executable ? kSectionCode : kSectionData;
+    if (ehdr == nullptr) {
+        ehdr = &m_elf.m_ehdr;
+    }
+    if (ehdr->e_machine != kMachineArm) {
+        return base;
+    }
+    if (phdr == nullptr) {
+        phdr = m_elf.GetProgramHeader(shdr);
+    }
+    if (phdr == nullptr || (phdr->p_flags & kPfArmPi) == 0) {
+        return base;
+    }
+    return executable ? kSectionPiCode : kSectionPiData;
+}
+
+u32 Dwarf2File::AddHostSection(const Elf32_Shdr* shdr, const elf32_phdr* phdr, const Elf32_Ehdr* ehdr)
+{
+    if (shdr == nullptr || shdr->sh_size == 0 || m_symFile == nullptr) {
+        return kNone;
+    }
+    const u32 type = GetSectionType(shdr, phdr, ehdr);
+    const char* name = m_elf.GetShdrString(shdr->sh_name);
+    const u32 id = DbgSymSymFile::GetNewSectionID();
+    const DbgSection section(name, type, id, kNone, shdr->sh_size, shdr->sh_addr);
+    m_symFile->GetSectionList().AddSection(&section);
+    return id;
+}
+
+void Dwarf2File::LoadAllSections()
+{
+    if (m_symFile == nullptr || !m_elf.m_valid) {
+        return;
+    }
+    // Every second header, not every one.
+    for (u32 index = 0; index < m_elf.m_ehdr.e_shnum; index += 2) {
+        AddHostSection(m_elf.GetSectionHeader(index), nullptr, nullptr);
+    }
+}
+
+void Dwarf2File::CheckRelocation()
+{
+    if ((m_flags & kRelocationDone) != 0) {
+        return;
+    }
+    m_flags |= kRelocationDone;
+    if (!g_prefs.relocateLibs || m_elf.m_ehdr.e_machine != kMachineArm) {
+        return;
+    }
+    const elf32_phdr* phdr = nullptr;
+    for (u32 index = 1; const Elf32_Shdr* shdr = m_elf.GetShdrWithPhdr(index, &phdr); ++index) {
+        if (phdr == nullptr || (phdr->p_flags & kPfArmPi) == 0 || (phdr->p_flags & kPfX) == 0) {
+            continue;
+        }
+        // A position-independent segment that isn't linked at 0 leaves the file absolute.
+        if (shdr->sh_addr == 0) {
+            m_sectionId = AddHostSection(shdr, phdr, &m_elf.m_ehdr);
+            if (m_sectionId != kNone) {
+                m_flags |= kSectionRelative;
+            }
+        }
+        return;
+    }
+    RelocateBySegment();
+}
+
+void Dwarf2File::RelocateBySegment()
+{
+    for (u32 index = 0; const elf32_phdr* phdr = m_elf.GetProgramHeader(index); ++index) {
+        if (phdr->p_memsz == 0 || (phdr->p_flags & kPfArmPi) == 0 || phdr->p_paddr != 0) {
+            continue;
+        }
+        char name[32];
+        std::snprintf(name, sizeof name, "PH[%ld]", static_cast<long>(index));
+        m_sectionId = DbgSymSymFile::GetNewSectionID();
+        const DbgSection section(name, kSectionPiCode, m_sectionId, kNone, phdr->p_memsz, 0);
+        m_symFile->GetSectionList().AddSection(&section);
+        m_flags |= kSectionRelative;
+        return;
+    }
+}
+
+const DbgSection* Dwarf2File::GetRelocationSection() const
+{
+    return (m_flags & kSectionRelative) == 0 ? nullptr : m_symFile->GetSectionList().FindSection(m_sectionId);
+}

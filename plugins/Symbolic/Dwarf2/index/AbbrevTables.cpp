@@ -1,0 +1,72 @@
+// Reads `.debug_abbrev` (DWARF 2.0, 7.5.3) into tables that turn a code into its declaration in
+// constant time. The attribute pairs stay in the section.
+#include "console/Format.h"
+#include "image/Dwarf2File.h"
+#include "index/Cursor.h"
+#include "index/IndexTicks.h"
+#include "interfaces/DbgSymSymFile.h"
+
+#include <boost/make_shared.hpp>
+#include <ostream>
+
+u32 g_indexTicks = 0;
+
+void Dwarf2File::ReadAbbrevTables()
+{
+    if (DumpFlag() && m_symFile != nullptr && m_dumpStream != nullptr) {
+        *m_dumpStream << "DWARF 2.0 dump for " << m_symFile->GetPath() << '\n';
+        *m_dumpStream << "Start tick = " << hex8(g_indexTicks) << '\n';
+    }
+    m_debug_abbrev.Init();
+    const auto startTable = [this] {
+        auto list = boost::make_shared<AbbrevList>();
+        m_abbrListMap[m_debug_abbrev.Pos()] = list;
+        return list;
+    };
+    auto list = startTable();
+    while (!AtEnd(m_debug_abbrev)) {
+        AbbrevDecl decl{};
+        decl.offset = m_debug_abbrev.Pos();
+        decl.code = m_debug_abbrev.Get32_ULEB128(4);
+        if (decl.code == 0) {
+            list = startTable();
+            continue;
+        }
+        decl.tag = m_debug_abbrev.Get32_ULEB128(4);
+        if (AtEnd(m_debug_abbrev)) {
+            break; // cut off: not stored
+        }
+        decl.hasChildren = m_debug_abbrev.Get8();
+        decl.headerSize = static_cast<u8>(m_debug_abbrev.Pos() - decl.offset);
+        list->push_back(decl);
+        SkipAttributePairs();
+    }
+    m_lastAbbrevOffset = kNone;
+    m_lastAbbrevList = nullptr;
+}
+
+void Dwarf2File::SkipAttributePairs()
+{
+    while (!AtEnd(m_debug_abbrev)) {
+        const u32 attribute = m_debug_abbrev.Get32_ULEB128(4);
+        const u32 form = m_debug_abbrev.Get32_ULEB128(4);
+        if (attribute == 0 || form == 0) {
+            break;
+        }
+    }
+}
+
+const AbbrevDecl* Dwarf2File::FindAbbrevDecl(u32 tableOffset, u32 code)
+{
+    if (tableOffset != m_lastAbbrevOffset || m_lastAbbrevList == nullptr) {
+        const auto found = m_abbrListMap.find(tableOffset);
+        if (found == m_abbrListMap.end() || !found->second || found->second->empty()) {
+            return nullptr;
+        }
+        m_lastAbbrevOffset = tableOffset;
+        m_lastAbbrevList = found->second.get();
+    }
+    // The list is an array indexed by code; a code below the first wraps to a very large index.
+    const u32 index = code - m_lastAbbrevList->front().code;
+    return index < m_lastAbbrevList->size() ? &(*m_lastAbbrevList)[index] : nullptr;
+}

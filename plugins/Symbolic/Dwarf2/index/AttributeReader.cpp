@@ -1,0 +1,299 @@
+// Reads attribute pairs and the values of all forms of DWARF 2.0 (7.5.4), and prints them while a
+// dump runs. Dumping and loading share this code; with no stream it is silent, and reads the same
+// bytes.
+#include "console/DwarfNames.h"
+#include "console/Format.h"
+#include "image/Dwarf2File.h"
+#include "index/Cursor.h"
+#include "index/DwarfCodes.h"
+
+#include <algorithm>
+#include <ostream>
+#include <string_view>
+
+namespace {
+
+/// References are printed with their digits as stored, then, unless the unit is the first one,
+/// with their absolute value.
+bool IsReference(u32 form)
+{
+    return form == FORM_ref1 || form == FORM_ref2 || form == FORM_ref4 || form == FORM_ref_udata;
+}
+
+void PrintText(std::ostream& stream, const char* text)
+{
+    stream << '"' << text << '"';
+}
+
+} // namespace
+
+bool Dwarf2File::ReadAttrSpec(u32& attribute, u32& form, bool dump)
+{
+    attribute = m_debug_abbrev.Get32_ULEB128(4);
+    form = m_debug_abbrev.Get32_ULEB128(4);
+    if (dump && m_dumpStream != nullptr && (attribute != 0 || form != 0)) {
+        PrintOffsetPrefix(m_debug_info.Pos(), false);
+        PrintIndent(0);
+        PrintAttributeName(*m_dumpStream, attribute);
+    }
+    return true;
+}
+
+bool Dwarf2File::ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump, AttrValue* out, bool makeAbsolute,
+                               bool parenthesise)
+{
+    std::ostream* stream = dump ? m_dumpStream : nullptr;
+    if (form == 0) {
+        return false;
+    }
+    if (stream == nullptr && out == nullptr) {
+        return StepOverValue(unit, form, dump);
+    }
+    const bool parentheses = stream != nullptr && parenthesise;
+    if (parentheses) {
+        *stream << '(';
+    }
+    // The form of an indirect value stands in front of it. A form that is indirect again is followed
+    // by one more: a loop, since a file can hold as many as it has bytes. At the end a form reads 0.
+    u32 realForm = form;
+    u32 closingForm = form;
+    for (u32 depth = 0; realForm == FORM_indirect; ++depth) {
+        realForm = m_debug_info.Get32_ULEB128(4);
+        makeAbsolute = true;
+        if (depth == 0) {
+            closingForm = realForm;
+        }
+        if (stream != nullptr) {
+            PrintFormName(*stream, realForm) << ' ';
+        }
+    }
+    AttrValue value;
+    const bool read = realForm != 0 && DecodeValue(unit, realForm, out != nullptr, makeAbsolute, value, stream);
+    if (out != nullptr) {
+        *out = value;
+    }
+    // What the inner form of an indirect value answers isn't looked at.
+    if (parentheses && closingForm != 0) {
+        *stream << ')';
+    }
+    return read || form == FORM_indirect;
+}
+
+bool Dwarf2File::DecodeValue(const CompileUnitInfo* unit, u32 form, bool wanted, bool makeAbsolute, AttrValue& value,
+                             std::ostream* stream)
+{
+    u32 digits = 8; // 0: nothing is printed here
+    switch (form) {
+    case FORM_addr:
+    case FORM_ref_addr:
+        if (unit->addressSize != 4) {
+            m_debug_info.Skip(unit->addressSize);
+            return false;
+        }
+        value.value = m_debug_info.Get32();
+        break;
+    case FORM_data1:
+    case FORM_flag:
+    case FORM_ref1:
+        value.value = m_debug_info.Get8();
+        digits = 2;
+        break;
+    case FORM_data2:
+    case FORM_ref2:
+        value.value = m_debug_info.Get16();
+        digits = 4;
+        break;
+    case FORM_data4:
+    case FORM_ref4:
+        value.value = m_debug_info.Get32();
+        break;
+    case FORM_data8:
+    case FORM_ref8:
+        value.value64 = m_debug_info.Get64();
+        digits = 0;
+        break;
+    case FORM_sdata:
+        value.value = static_cast<u32>(m_debug_info.Get32_SLEB128(4));
+        break;
+    case FORM_udata:
+    case FORM_ref_udata:
+        value.value = m_debug_info.Get32_ULEB128(4);
+        break;
+    case FORM_block1:
+        ReadBlock(m_debug_info.Get8(), wanted, value, stream);
+        digits = 0;
+        break;
+    case FORM_block2:
+        ReadBlock(m_debug_info.Get16(), wanted, value, stream);
+        digits = 0;
+        break;
+    case FORM_block4:
+        ReadBlock(m_debug_info.Get32(), wanted, value, stream);
+        digits = 0;
+        break;
+    case FORM_block:
+        ReadBlock(m_debug_info.Get32_ULEB128(4), wanted, value, stream);
+        digits = 0;
+        break;
+    case FORM_string:
+        ReadString(value, stream);
+        digits = 0;
+        break;
+    case FORM_strp:
+        ReadStrp(value, stream);
+        digits = value.data == nullptr ? 8 : 0;
+        break;
+    default:
+        digits = 0; // takes no room and leaves the start values
+        break;
+    }
+    if (stream != nullptr && digits != 0) {
+        PrintDigits(*stream, value.value, digits);
+    }
+    if (IsReference(form) && makeAbsolute) {
+        value.value += unit->offset;
+    }
+    if (stream != nullptr && IsReference(form) && unit->offset != 0) {
+        *stream << " (" << hex8(value.value) << ')';
+    }
+    return true;
+}
+
+void Dwarf2File::PrintDigits(std::ostream& stream, u32 value, u32 digits)
+{
+    if (digits == 2) {
+        stream << hex2(value);
+    } else if (digits == 4) {
+        stream << hex4(value);
+    } else {
+        stream << hex8(value);
+    }
+}
+
+void Dwarf2File::ReadBlock(u32 length, bool wanted, AttrValue& value, std::ostream* stream)
+{
+    if (stream != nullptr) {
+        const u32 left = static_cast<u32>(m_debug_info.End() - m_debug_info.Cursor());
+        PrintBlockBytes(*stream, m_debug_info.Cursor(), std::min(length, left));
+    }
+    if (wanted) {
+        value.value = length;
+        value.data = m_debug_info.GetDataBlock(length);
+    } else {
+        m_debug_info.Skip(length);
+    }
+}
+
+void Dwarf2File::ReadString(AttrValue& value, std::ostream* stream)
+{
+    const char* text = m_debug_info.GetCStr();
+    value.data = reinterpret_cast<const u8*>(text);
+    if (stream == nullptr) {
+        return;
+    }
+    if (text == nullptr) {
+        *stream << "ERROR NULL!!!";
+    } else {
+        PrintText(*stream, text);
+    }
+}
+
+void Dwarf2File::ReadStrp(AttrValue& value, std::ostream* stream)
+{
+    const u32 start = m_debug_info.Pos();
+    value.value = m_debug_info.Get32();
+    Seek(m_debug_str, value.value);
+    const char* text = nullptr;
+    if (!AtEnd(m_debug_str)) {
+        // The text isn't stepped over: nobody reads on from here.
+        text = reinterpret_cast<const char*>(m_debug_str.Cursor());
+    } else {
+        // An offset outside the section: the attribute counts as an inline string.
+        Seek(m_debug_info, start);
+        text = m_debug_info.GetCStr();
+    }
+    value.data = reinterpret_cast<const u8*>(text);
+    if (stream != nullptr && text != nullptr) {
+        PrintText(*stream, text);
+    }
+}
+
+bool Dwarf2File::StepOverValue(const CompileUnitInfo* unit, u32 form, bool readsStrings)
+{
+    const bool indirect = form == FORM_indirect;
+    while (form == FORM_indirect) {
+        form = m_debug_info.Get32_ULEB128(4);
+    }
+    switch (form) {
+    case FORM_addr:
+    case FORM_ref_addr:
+        m_debug_info.Skip(unit->addressSize);
+        return indirect || unit->addressSize == 4;
+    case FORM_data1:
+    case FORM_flag:
+    case FORM_ref1:
+        m_debug_info.Skip(1);
+        break;
+    case FORM_data2:
+    case FORM_ref2:
+        m_debug_info.Skip(2);
+        break;
+    case FORM_data4:
+    case FORM_ref4:
+        m_debug_info.Skip(4);
+        break;
+    case FORM_data8:
+    case FORM_ref8:
+        m_debug_info.Skip(8);
+        break;
+    case FORM_sdata:
+    case FORM_udata:
+    case FORM_ref_udata:
+        SkipLEB128();
+        break;
+    case FORM_block1:
+        m_debug_info.Skip(m_debug_info.Get8());
+        break;
+    case FORM_block2:
+        m_debug_info.Skip(m_debug_info.Get16());
+        break;
+    case FORM_block4:
+        m_debug_info.Skip(m_debug_info.Get32());
+        break;
+    case FORM_block:
+        m_debug_info.Skip(m_debug_info.Get32_ULEB128(4));
+        break;
+    case FORM_string:
+        m_debug_info.GetCStr();
+        break;
+    case FORM_strp:
+        // A reader that would print takes an offset outside `.debug_str` for an inline string, also
+        // while it is silent; one that never prints takes the four bytes.
+        if (readsStrings) {
+            AttrValue dropped;
+            ReadStrp(dropped, nullptr);
+        } else {
+            m_debug_info.Skip(4);
+        }
+        break;
+    default:
+        break;
+    }
+    return true;
+}
+
+void Dwarf2File::SkipLEB128()
+{
+    while (!AtEnd(m_debug_info) && m_debug_info.Get8() >= 0x80) {
+    }
+}
+
+std::string_view Dwarf2File::BlockBytes(const AttrValue& block) const
+{
+    // A form that delivers text gives a block as well, in the section that holds the text.
+    const VFKDataBuf& section =
+        block.data >= m_debug_str.Begin() && block.data <= m_debug_str.End() && m_debug_str.Size() != 0 ? m_debug_str
+                                                                                                       : m_debug_info;
+    const u32 left = static_cast<u32>(section.End() - block.data);
+    return {block.Text(), std::min(block.value, left)};
+}

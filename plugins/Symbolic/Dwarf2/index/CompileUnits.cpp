@@ -1,0 +1,25 @@
+// The table of compile units and the search for the unit that holds a DIE.
+#include "image/Dwarf2File.h"
+
+#include <algorithm>
+
+void Dwarf2File::AddCompileUnit(const CompileUnitInfo& header)
+{
+    CompileUnitInfo& unit = m_cuHeaderMap[header.offset];
+    unit = header;
+    const u32 maxEnd = m_unitEnds.empty() ? 0 : m_unitEnds.back().maxEnd;
+    m_unitEnds.push_back({std::max(maxEnd, unit.End()), &unit});
+}
+
+CompileUnitInfo* Dwarf2File::FindCompileUnit(u32 dieOffset)
+{
+    // The units stand in rising order of their offsets. The first whose end, or that of a unit
+    // before it, lies behind the DIE is the first whose own end does; the units behind it start
+    // later still. So it is the answer of a search from the front, also where units overlap.
+    const auto found = std::upper_bound(m_unitEnds.begin(), m_unitEnds.end(), dieOffset,
+                                        [](u32 offset, const UnitEnd& entry) { return offset < entry.maxEnd; });
+    if (found == m_unitEnds.end() || found->unit->offset >= dieOffset) {
+        return nullptr;
+    }
+    return found->unit;
+}

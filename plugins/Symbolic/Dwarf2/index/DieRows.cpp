@@ -1,0 +1,17 @@
+// The rows of visited DIEs: the map that holds them, and the operations that every reader shares.
+#include "image/Dwarf2File.h"
+#include "index/Cursor.h"
+
+bool Dwarf2File::HasNextEntry() const
+{
+    return !AtEnd(m_debug_info) && *m_debug_info.Cursor() != 0;
+}
+
+void Dwarf2File::FinishDieAttributes(const AbbrevDecl* decl, DIEInfo* row)
+{
+    if (decl->hasChildren != 0) {
+        row->child = m_debug_info.Pos();
+    } else if (row->sibling == kNone) {
+        row->sibling = m_debug_info.Pos();
+    }
+}

@@ -1,0 +1,206 @@
+// Reads one DIE of any tag, and walks a level of DIEs with all that lies below it. Which tags are
+// built is decided by the load selection in m_flags and the table of tags; every other DIE gets a
+// row and is stepped over.
+#include "console/Format.h"
+#include "image/Dwarf2File.h"
+#include "index/AttributeLoop.h"
+#include "index/Cursor.h"
+#include "index/DIEInfo.h"
+#include "index/DwarfCodes.h"
+#include "symbols/MemberRecord.h"
+
+#include <array>
+#include <ostream>
+
+/// When a tag is built, and by whom.
+struct Dwarf2File::TagRule {
+    using Builder = u32 (Dwarf2File::*)(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool);
+    using MemberBuilder = u32 (Dwarf2File::*)(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool, MemberRecord*);
+
+    u32 tag;
+    u32 selection;         ///< bit of m_flags that must be set; 0: always
+    bool unbuiltOnly;      ///< a DIE that is built is passed by
+    bool queued;           ///< waits in m_pendingDies while types aren't loaded
+    Builder build;         ///< null for a builder of members
+    MemberBuilder member;  ///< needs the member loop's record
+};
+
+const Dwarf2File::TagRule* Dwarf2File::FindTagRule(u32 tag)
+{
+    using F = Dwarf2File;
+    static constexpr TagRule kRules[] = {
+        {TAG_array_type, kLoadTypes, true, true, &F::BuildType, nullptr},
+        {TAG_class_type, kLoadTypes, true, true, &F::BuildType, nullptr},
+        {TAG_enumeration_type, kLoadTypes, true, true, &F::BuildType, nullptr},
+        {TAG_pointer_type, kLoadTypes, true, true, &F::BuildType, nullptr},
+        {TAG_reference_type, kLoadTypes, true, true, &F::BuildType, nullptr},
+        {TAG_structure_type, kLoadTypes, true, true, &F::BuildType, nullptr},
+        {TAG_subroutine_type, kLoadTypes, true, true, &F::BuildType, nullptr},
+        {TAG_union_type, kLoadTypes, true, true, &F::BuildType, nullptr},
+        {TAG_base_type, kLoadTypes, true, true, &F::BuildType, nullptr},
+        {TAG_typedef, kLoadTypes, true, false, &F::BuildTypedef, nullptr},
+        {TAG_subrange_type, kLoadTypes, true, false, &F::BuildLoneSubrange, nullptr},
+        {TAG_const_type, kLoadTypeModifiers, true, false, &F::BuildTypeModifier, nullptr},
+        {TAG_volatile_type, kLoadTypeModifiers, true, false, &F::BuildTypeModifier, nullptr},
+        {TAG_formal_parameter, kLoadVariables, true, false, &F::BuildVariable, nullptr},
+        {TAG_variable, kLoadVariables, true, false, &F::BuildVariable, nullptr},
+        {TAG_lexical_block, kLoadBlocks, true, false, &F::BuildScope, nullptr},
+        {TAG_inlined_subroutine, kLoadBlocks, true, false, &F::BuildScope, nullptr},
+        {TAG_subprogram, kLoadFunctions, true, false, &F::BuildScope, nullptr},
+        {TAG_compile_unit, 0, false, false, &F::BuildCompileUnitScope, nullptr},
+        {TAG_member, kLoadTypes, false, false, nullptr, &F::BuildMember},
+        {TAG_inheritance, kLoadTypes, false, false, nullptr, &F::BuildInheritance},
+    };
+    constexpr u32 kTags = TAG_volatile_type + 1;
+    static constexpr auto kRuleOfTag = [] {
+        std::array<i8, kTags> rules{};
+        rules.fill(-1);
+        i8 index = 0;
+        for (const TagRule& rule : kRules) {
+            rules[rule.tag] = index++;
+        }
+        return rules;
+    }();
+    return tag < kTags && kRuleOfTag[tag] >= 0 ? &kRules[kRuleOfTag[tag]] : nullptr;
+}
+
+bool Dwarf2File::BuildByTag(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, MemberRecord* member)
+{
+    const TagRule* rule = FindTagRule(decl->tag);
+    if (rule == nullptr) {
+        return false;
+    }
+    const bool unbuilt = (row->flags & DIEInfo::kDieBuilt) == 0;
+    const bool selected = rule->selection == 0 || (m_flags & rule->selection) != 0;
+    if (selected && (unbuilt || !rule->unbuiltOnly)) {
+        if (rule->build != nullptr) {
+            (this->*rule->build)(unit, row, decl, DumpFlag());
+            return true;
+        }
+        if (member != nullptr) {
+            (this->*rule->member)(unit, row, decl, DumpFlag(), member);
+            return true;
+        }
+    }
+    if (rule->queued && unbuilt && (m_flags & kLoadTypes) == 0) {
+        m_pendingDies.push_back(row->infoOffset);
+    }
+    return false;
+}
+
+u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren,
+                        MemberRecord* member)
+{
+    const u32 entry = m_debug_info.Pos();
+    DIEInfo* row = GetDieInfo(entry);
+    ++m_entriesRead;
+    row->abbrIndex = m_debug_info.Get32_ULEB128(4);
+    if (row->abbrIndex == 0) {
+        return ReadNullEntry(unit, row, parents);
+    }
+    if (!parents->empty()) {
+        SetParent(row, parents->back());
+    }
+    const AbbrevDecl* decl = FindAbbrevDecl(unit->abbrevOffset, row->abbrIndex);
+    if (decl == nullptr) {
+        PrintBadAbbrev(row->abbrIndex);
+        return kNone;
+    }
+    Seek(m_debug_abbrev, decl->offset + decl->headerSize);
+    if (DumpFlag()) {
+        PrintDIEHead(entry, decl);
+    }
+    if (!BuildByTag(unit, row, decl, member)) {
+        PassBy(unit, row, decl);
+    }
+    const bool descends = decl->hasChildren != 0 && (row->flags & DIEInfo::kDieChildrenRead) == 0;
+    if (descends) {
+        if ((!skipKnownChildren || row->sibling == kNone) && HasNextEntry()) {
+            parents->push_back(row->infoOffset);
+        }
+    } else if (row->sibling == kNone) {
+        row->sibling = m_debug_info.Pos();
+    }
+    // A DIE that names itself as its sibling goes on behind its attributes.
+    return row->sibling == row->infoOffset ? m_debug_info.Pos() : row->sibling;
+}
+
+void Dwarf2File::PassBy(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl)
+{
+    if (row->sibling != kNone) {
+        Seek(m_debug_info, row->sibling);
+        return;
+    }
+    ForEachAttribute(unit, DumpFlag(), [&](u32 attribute, AttrReader& read) {
+        if (attribute == AT_sibling) {
+            read.To(row->sibling);
+        }
+    });
+    FinishDieAttributes(decl, row);
+}
+
+u32 Dwarf2File::ReadNullEntry(const CompileUnitInfo* unit, DIEInfo* row, std::vector<u32>* parents)
+{
+    row->sibling = kNone;
+    row->child = kNone;
+    if (m_dumpIndent > 0) {
+        --m_dumpIndent;
+    }
+    if (DumpFlag() && m_dumpStream != nullptr) {
+        PrintOffsetPrefix(row->infoOffset, false);
+        PrintIndent(0);
+        *m_dumpStream << '}';
+    }
+    if (parents->empty()) {
+        return kNone;
+    }
+    if (HasNextEntry() && m_debug_info.Pos() < unit->End()) {
+        DIEInfo* parent = FindDieInfo(parents->back());
+        if (parent != nullptr && parent->sibling == kNone) {
+            parent->sibling = m_debug_info.Pos();
+        }
+    }
+    parents->pop_back();
+    return kNone;
+}
+
+void Dwarf2File::PrintBadAbbrev(u32 code)
+{
+    if (!DumpFlag() || m_dumpStream == nullptr) {
+        return;
+    }
+    *m_dumpStream << '\n'
+                  << hex8(m_debug_info.Pos()) << ": ERROR abbr_idx out of range: " << hex8(code) << " (" << dec(code)
+                  << ')';
+}
+
+void Dwarf2File::WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren, u32 last)
+{
+    if (unit == nullptr) {
+        return;
+    }
+    // Nesting is kept in `parents` alone: each level opened below the first is one element more.
+    const u32 unitEnd = unit->End();
+    const std::size_t firstLevel = parents->size();
+    std::size_t level = firstLevel;
+    while (!AtEnd(m_debug_info) && m_debug_info.Pos() < unitEnd) {
+        // What one walk reads rises strictly, so that nothing in the file can close it to a loop.
+        const u32 entry = m_debug_info.Pos();
+        if (last != kNone && entry <= last) {
+            m_debug_info.SetPos(kNone);
+            return;
+        }
+        last = entry;
+        const u32 next = ReadDie(unit, parents, skipKnownChildren, nullptr);
+        if (parents->size() < level) {
+            if (level == firstLevel) {
+                return;
+            }
+            --level; // the level around goes on behind the null entry
+        } else if (parents->size() > level) {
+            ++level; // the new level begins at the cursor
+        } else {
+            Seek(m_debug_info, next);
+        }
+    }
+}

@@ -1,0 +1,189 @@
+// The on-demand loads: a unit's top level, a function's subtree, one DIE, and the queue of DIEs that
+// wait until the running walk is over.
+#include "image/Dwarf2File.h"
+#include "index/Cursor.h"
+#include "index/DIEInfo.h"
+#include "interfaces/DbgAddress.h"
+
+#include <algorithm>
+#include <utility>
+
+/// Counts what one request of the engine reads, loads that nest in it included.
+class Dwarf2File::RequestScope {
+public:
+    explicit RequestScope(Dwarf2File& file)
+        : m_file(file)
+    {
+        if (m_file.m_requestDepth++ == 0) {
+            m_file.m_entriesRead = 0;
+            m_file.m_rowsBefore = m_file.m_dieInfoMap.Size();
+        }
+    }
+    ~RequestScope() { --m_file.m_requestDepth; }
+    RequestScope(const RequestScope&) = delete;
+    RequestScope& operator=(const RequestScope&) = delete;
+
+private:
+    Dwarf2File& m_file;
+};
+
+/// Puts the load selection back, and no other bit.
+class Dwarf2File::SavedSelection {
+public:
+    explicit SavedSelection(u32& flags)
+        : m_flags(flags)
+        , m_selection(flags & kLoadSelection)
+    {
+    }
+    ~SavedSelection() { m_flags = (m_flags & ~kLoadSelection) | m_selection; }
+    SavedSelection(const SavedSelection&) = delete;
+    SavedSelection& operator=(const SavedSelection&) = delete;
+
+private:
+    u32& m_flags;
+    u32 m_selection;
+};
+
+u32 Dwarf2File::LoadDieAtCursor(const CompileUnitInfo* unit, std::vector<u32>* parents, bool alone)
+{
+    if (unit == nullptr || AtEnd(m_debug_info) || m_debug_info.Pos() >= unit->End()) {
+        return kNone;
+    }
+    const u32 entry = m_debug_info.Pos();
+    const u32 next = ReadDie(unit, parents, false, nullptr);
+    if (!alone && !parents->empty()) {
+        WalkEntries(unit, parents, false, entry);
+    }
+    return next;
+}
+
+bool Dwarf2File::LoadDieAtOffset(u32 offset)
+{
+    const DIEInfo* row = FindDieInfo(offset);
+    if (row != nullptr && (row->flags & DIEInfo::kDieBuilt) != 0) {
+        return false;
+    }
+    Seek(m_debug_info, offset);
+    const CompileUnitInfo* unit = FindCompileUnit(offset);
+    std::vector<u32> parents;
+    // A DIE that a walk has met becomes its own parent, and the walk goes on through the entries
+    // behind it to the end of their level.
+    const bool met = row != nullptr;
+    if (met) {
+        parents.push_back(row->infoOffset);
+    }
+    LoadDieAtCursor(unit, &parents, met && unit != nullptr && RequestIsSpent(*unit));
+    return true;
+}
+
+bool Dwarf2File::RequestIsSpent(const CompileUnitInfo& unit)
+{
+    // Going on behind a DIE reads the rest of its level each time something refers to it. One
+    // request may read a unit this many times over; then such a load takes the DIE alone.
+    constexpr u64 kReadings = 64;
+    // Each row that the request has added is an entry, so the entries need counting only after
+    // readings that added next to nothing.
+    if (m_entriesRead < kReadings * (m_dieInfoMap.Size() - m_rowsBefore)) {
+        return false;
+    }
+    return m_entriesRead >= kReadings * CountEntries(unit);
+}
+
+u64 Dwarf2File::CountEntries(const CompileUnitInfo& unit)
+{
+    const auto [found, added] = m_entryCounts.try_emplace(unit.offset, 0);
+    if (!added) {
+        return found->second;
+    }
+    const SavedCursor info(m_debug_info);
+    const SavedCursor abbrev(m_debug_abbrev);
+    u64 count = 0;
+    Seek(m_debug_info, unit.offset + CompileUnitInfo::kHeaderSize);
+    while (!AtEnd(m_debug_info) && m_debug_info.Pos() < unit.End()) {
+        ++count;
+        const u32 code = m_debug_info.Get32_ULEB128(4);
+        const AbbrevDecl* decl = code == 0 ? nullptr : FindAbbrevDecl(unit.abbrevOffset, code);
+        if (decl != nullptr) {
+            Seek(m_debug_abbrev, decl->offset + decl->headerSize);
+            StepOverAttributes(unit);
+        }
+    }
+    found->second = count;
+    return count;
+}
+
+void Dwarf2File::StepOverAttributes(const CompileUnitInfo& unit)
+{
+    u32 form = 0;
+    do {
+        const u32 attribute = m_debug_abbrev.Get32_ULEB128(4);
+        form = m_debug_abbrev.Get32_ULEB128(4);
+        if (attribute == 0) {
+            return;
+        }
+        StepOverValue(&unit, form, true);
+    } while (form != 0 && !AtEnd(m_debug_abbrev));
+}
+
+void Dwarf2File::LoadPendingDies()
+{
+    const RequestScope request(*this);
+    while (!m_pendingDies.empty()) {
+        std::vector<u32> offsets;
+        offsets.swap(m_pendingDies);
+        std::sort(offsets.begin(), offsets.end());
+        offsets.erase(std::unique(offsets.begin(), offsets.end()), offsets.end());
+        // An offset of 0 is not above what came before: it ends the pass.
+        u32 last = 0;
+        for (const u32 offset : offsets) {
+            if (offset <= last) {
+                break;
+            }
+            LoadDieAtOffset(offset);
+            last = offset;
+        }
+    }
+}
+
+void Dwarf2File::LoadCompileUnitSymbols(u32 cuDieOffset)
+{
+    const RequestScope request(*this);
+    const SavedSelection selection(m_flags);
+    m_pendingDies.reserve(64);
+    if (const DIEInfo* row = FindDieInfo(cuDieOffset)) {
+        m_flags = (m_flags & ~kLoadBlocks) | kLoadFunctions | kLoadVariables | kLoadTypeModifiers | kResolveTypes |
+                  kLoadTypes;
+        std::vector<u32> parents{cuDieOffset};
+        Seek(m_debug_info, row->child);
+        WalkEntries(FindCompileUnit(row->infoOffset), &parents, true);
+    }
+    LoadPendingDies();
+}
+
+void Dwarf2File::LoadFunctionScopes(const DbgSymContext* ctx)
+{
+    if (ctx == nullptr) {
+        return;
+    }
+    const RequestScope request(*this);
+    const SavedSelection selection(m_flags);
+    const u32 offset = ctx->funcScope;
+    if (const DIEInfo* row = FindDieInfo(offset)) {
+        m_flags = (m_flags & ~kLoadFunctions) | kLoadBlocks | kLoadVariables | kLoadTypeModifiers | kResolveTypes |
+                  kLoadTypes;
+        std::vector<u32> parents{offset};
+        Seek(m_debug_info, row->child);
+        WalkEntries(FindCompileUnit(row->infoOffset), &parents, false);
+    }
+    LoadPendingDies();
+}
+
+DIEInfo* Dwarf2File::LoadParentOf(DIEInfo* row)
+{
+    const CompileUnitInfo* unit = row == nullptr ? nullptr : FindCompileUnit(row->infoOffset);
+    if (unit == nullptr) {
+        return nullptr;
+    }
+    LoadCompileUnitSymbols(unit->offset + CompileUnitInfo::kHeaderSize);
+    return FindDieInfo(row->parent);
+}

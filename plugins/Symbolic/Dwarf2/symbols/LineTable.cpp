@@ -1,0 +1,88 @@
+// Runs a unit's line number programme (DWARF 2.0, 6.2) into the engine's table: a row goes in as it
+// is emitted, and gives the row before it its size.
+#include "image/Dwarf2File.h"
+#include "index/Cursor.h"
+#include "interfaces/DbgSection.h"
+#include "interfaces/DbgSymSrcFile.h"
+#include "symbols/LineProgram.h"
+
+class Dwarf2File::LineRun {
+public:
+    LineRun(Dwarf2File& file, DbgSymLineTable& table, u32 stmtOffset)
+        : m_table(table)
+        , m_program(file.m_debug_line, stmtOffset)
+        , m_files(m_program.Header(), table.GetOrigFileDesc())
+    {
+        if (const DbgSection* section = file.GetRelocationSection()) {
+            m_base = section->base;
+            m_sectionId = section->id;
+        }
+    }
+
+    /// True if an instruction moved the state towards a row.
+    bool Run()
+    {
+        m_program.Run(*this);
+        return m_program.Seen();
+    }
+
+    void Row(const LineState& state) { m_previous = AddRow(state); }
+
+    void EndSequence(const LineState& state)
+    {
+        if (m_program.Seen()) {
+            if (m_previous != nullptr && m_previous->line == state.line) {
+                // Stretched to the end, also over no bytes.
+                m_previous->range.size = state.addr - m_previous->range.value;
+            } else {
+                AddRow(state);
+            }
+        }
+        m_previous = nullptr;
+    }
+
+    void Executed(const LineStep&, const LineState&) {}
+
+private:
+    /// Size of a row that the next one doesn't lie above.
+    static constexpr u32 kLeastSize = 4;
+
+    DbgSymLineEntry* AddRow(const LineState& state)
+    {
+        const u32 offset = state.addr - m_base;
+        if (m_previous != nullptr) {
+            DbgAddrRange& range = m_previous->range;
+            range.size = offset > range.value ? offset - range.value : kLeastSize;
+        }
+        return m_table.AddLineEntry(state.line, offset, m_sectionId, static_cast<u16>(state.column),
+                                    m_files.PathOf(state.file));
+    }
+
+    DbgSymLineTable& m_table;
+    LineInterpreter m_program;
+    LineFiles m_files;
+    u32 m_base = 0; ///< address at which the relocation section is linked; 0 without one
+    u32 m_sectionId = kNone;
+    /// Entry of the sequence's last row. Good until the next row.
+    DbgSymLineEntry* m_previous = nullptr;
+};
+
+bool Dwarf2File::BuildLineTable(DbgSymSrcFile* srcFile, DbgSymLineTable* lineTable, const DbgAddrRange* range,
+                                u32 stmtOffset)
+{
+    if (srcFile == nullptr || lineTable == nullptr) {
+        return false;
+    }
+    Seek(m_debug_line, stmtOffset);
+    if (AtEnd(m_debug_line)) {
+        return false;
+    }
+    if (!LineRun(*this, *lineTable, stmtOffset).Run()) {
+        return false;
+    }
+    DbgAddress end;
+    if (range != nullptr && range->GetEndAddress(end)) {
+        lineTable->SetLastEntrySizeByHiPC(&end);
+    }
+    return true;
+}

@@ -1,0 +1,313 @@
+// Functions, blocks and inlined functions as the engine's scopes; the name and type behind a
+// reference to a declaration; and the place of a DIE in the engine's tree of scopes.
+#include "index/AttributeLoop.h"
+#include "index/Cursor.h"
+#include "index/DIEInfo.h"
+#include "index/DwarfCodes.h"
+#include "interfaces/DbgAddress.h"
+#include "interfaces/DbgSymSymFile.h"
+#include "interfaces/VFKFile.h"
+
+/// What a scope's attributes say. References are absolute; 0 stands for none.
+struct Dwarf2File::ScopeAttributes {
+    const char* name = nullptr;
+    DbgAddrRange range;
+    u32 highPc = 0;
+    bool hasLow = false;
+    bool hasHigh = false;
+    u32 origin = 0;
+    u32 specification = 0;
+};
+
+u32 Dwarf2File::BuildScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump)
+{
+    if (decl == nullptr) {
+        return m_debug_info.Pos();
+    }
+    die->flags |= DIEInfo::kDieBuilt;
+    ScopeAttributes scope;
+    ReadScopeAttributes(unit, die, dump, scope);
+    u32 resolved = die->infoOffset;
+    if (scope.origin != 0) {
+        resolved = ReadDeclInfo(scope.origin, &scope.name, nullptr, nullptr);
+    }
+    if (scope.specification != 0) {
+        resolved = ReadDeclInfo(scope.specification, &scope.name, nullptr, nullptr);
+    }
+    FinishDieAttributes(decl, die);
+    // Without both addresses there is no code: a declaration, or an abstract instance.
+    if (!scope.hasHigh || !scope.hasLow) {
+        return m_debug_info.Pos();
+    }
+    if (scope.highPc != 0) {
+        scope.range.size = SizeFromHighPc(scope.range, scope.highPc);
+    }
+    DbgSymContext context;
+    FillContextFromDie(die, &context);
+    if (decl->tag == TAG_lexical_block || decl->tag == TAG_inlined_subroutine) {
+        if (decl->hasChildren != 0 && HasNextEntry()) {
+            m_symFile->AddSubScope(context, die->infoOffset, scope.range, scope.name);
+        }
+    } else {
+        const std::string name = FunctionName(context, scope.name, resolved);
+        m_symFile->AddFuncScope(context, die->infoOffset, context.fileScope, name.c_str(), scope.range);
+    }
+    return m_debug_info.Pos();
+}
+
+void Dwarf2File::ReadScopeAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, ScopeAttributes& scope)
+{
+    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+        switch (attribute) {
+        case AT_sibling:
+            read.To(die->sibling);
+            break;
+        case AT_name:
+            if (const AttrValue* got = read()) {
+                scope.name = got->Text();
+            }
+            break;
+        case AT_low_pc:
+            if (const AttrValue* got = read()) {
+                SetLinkAddress(scope.range, got->value);
+                scope.hasLow = true;
+            }
+            break;
+        case AT_high_pc:
+            if (const AttrValue* got = read()) {
+                scope.highPc = got->value;
+                scope.hasHigh = true;
+            }
+            break;
+        case AT_abstract_origin:
+            read.To(scope.origin);
+            break;
+        case AT_frame_base:
+            // Filed at once: it stays known even if no scope is made.
+            if (const AttrValue* got = read()) {
+                FileFrameBase(die->infoOffset, *got);
+            }
+            break;
+        case AT_specification:
+            read.To(scope.specification);
+            break;
+        default:
+            break;
+        }
+    });
+}
+
+void Dwarf2File::FileFrameBase(u32 dieOffset, const AttrValue& frameBase)
+{
+    if (frameBase.data != nullptr) {
+        m_frameBaseBlockMap[dieOffset] = BlockBytes(frameBase);
+    } else {
+        m_frameBaseLocListMap[dieOffset] = frameBase.value;
+    }
+}
+
+std::string Dwarf2File::FunctionName(const DbgSymContext& context, const char* name, u32 resolved)
+{
+    if (name == nullptr) {
+        const DbgSymSrcFile* srcFile = m_symFile->FindFileScope(context.fileScope, nullptr);
+        if (srcFile == nullptr) {
+            return "no_name";
+        }
+        std::string fileName;
+        VFKFile::GetFilename(srcFile->GetPath(), fileName, true, false);
+        return fileName;
+    }
+    DIEInfo* row = FindDieInfo(resolved);
+    if (row == nullptr) {
+        return name; // a reference into no unit has no row to start from
+    }
+    const DIEInfo* parent = FindDieInfo(row->parent);
+    if (parent == nullptr) {
+        parent = LoadParentOf(row);
+    }
+    const char* className = parent == nullptr ? nullptr : ClassName(*parent);
+    return className == nullptr ? std::string(name) : std::string(className) + "::" + name;
+}
+
+const char* Dwarf2File::ClassName(const DIEInfo& row)
+{
+    const CompileUnitInfo* unit = FindCompileUnit(row.infoOffset);
+    const AbbrevDecl* decl = unit == nullptr ? nullptr : FindAbbrevDecl(unit->abbrevOffset, row.abbrIndex);
+    if (decl == nullptr || (decl->tag != TAG_class_type && decl->tag != TAG_structure_type)) {
+        return nullptr;
+    }
+    const char* name = nullptr;
+    ReadDeclInfo(row.infoOffset, &name, nullptr, nullptr);
+    return name;
+}
+
+u32 Dwarf2File::ReadDeclInfo(u32 offset, const char** nameOut, u32* typeOut, bool* artificialOut)
+{
+    const DeclInfo result = ReadDeclChain(offset);
+    if (result.hasName) {
+        *nameOut = result.name;
+    }
+    if (typeOut != nullptr && result.hasType) {
+        *typeOut = result.type;
+    }
+    if (artificialOut != nullptr && result.hasArtificial) {
+        *artificialOut = result.artificial;
+    }
+    return result.end;
+}
+
+DeclInfo Dwarf2File::ReadDeclChain(u32 offset)
+{
+    // A chain of AT_specification is followed in a loop and ends at its first repetition; what a
+    // later DIE says replaces what an earlier one said.
+    DeclInfo result;
+    ChainGuard seen;
+    LongChain<DeclInfo> links;
+    for (u32 next = offset;;) {
+        if (const DeclInfo* known = FindKept(m_longChains, next)) {
+            links.SetRest(*known);
+            result.AddFurther(*known);
+            break;
+        }
+        if (!seen.Add(next)) {
+            return result;
+        }
+        const u32 link = next;
+        DeclInfo own;
+        next = ReadDecl(link, own);
+        result.AddFurther(own);
+        links.Add(link, own);
+        if (next == 0) {
+            break;
+        }
+    }
+    links.Keep(m_longChains);
+    return result;
+}
+
+u32 Dwarf2File::ReadDecl(u32 offset, DeclInfo& result)
+{
+    result.end = offset;
+    const CompileUnitInfo* unit = FindCompileUnit(offset);
+    if (unit == nullptr) {
+        return 0;
+    }
+    const SavedCursor info(m_debug_info);
+    const SavedCursor abbrev(m_debug_abbrev);
+    Seek(m_debug_info, offset);
+    DIEInfo* row = GetDieInfo(m_debug_info.Pos());
+    row->abbrIndex = m_debug_info.Get32_ULEB128(4);
+    const AbbrevDecl* decl = row->abbrIndex == 0 ? nullptr : FindAbbrevDecl(unit->abbrevOffset, row->abbrIndex);
+    if (decl == nullptr) {
+        return 0;
+    }
+    Seek(m_debug_abbrev, decl->offset + decl->headerSize);
+    u32 next = 0;
+    ForEachAttribute(unit, DumpFlag(), [&](u32 attribute, AttrReader& read) {
+        switch (attribute) {
+        case AT_sibling:
+            read.To(row->sibling);
+            break;
+        case AT_name:
+            if (const AttrValue* got = read()) {
+                result.hasName = true;
+                result.name = got->Text();
+            }
+            break;
+        case AT_artificial:
+            if (const AttrValue* got = read()) {
+                result.hasArtificial = true;
+                result.artificial = got->value != 0;
+            }
+            break;
+        case AT_specification:
+            read.To(next);
+            break;
+        case AT_type:
+            if (const AttrValue* got = read()) {
+                result.hasType = true;
+                result.type = got->value;
+            }
+            break;
+        default:
+            break;
+        }
+    });
+    FinishDieAttributes(decl, row);
+    return next;
+}
+
+void Dwarf2File::FillContextFromDie(const DIEInfo* die, DbgSymContext* context)
+{
+    context->Clear();
+    context->symFile = m_symFile->GetId();
+    // The climb starts at the parent: the DIE's own tag doesn't count.
+    ScopeWords scopes;
+    ChainGuard seen;
+    LongChain<ScopeWords> links;
+    for (u32 offset = die->parent; DIEInfo* row = FindDieInfo(offset); offset = row->parent) {
+        if (const ScopeWords* known = FindKept(m_deepScopes, offset)) {
+            links.SetRest(*known);
+            scopes.AddFurther(*known);
+            break;
+        }
+        if (!seen.Add(offset)) {
+            break;
+        }
+        ScopeWords own;
+        const bool further = ReadScopeWords(*row, own);
+        scopes.AddFurther(own);
+        links.Add(offset, own);
+        if (!further || row->infoOffset == row->parent) {
+            break;
+        }
+    }
+    if (links.Keep(m_deepScopes)) {
+        MarkClimb(die->parent);
+    }
+    context->subScope = scopes.block;
+    context->funcScope = scopes.function;
+    context->fileScope = scopes.file;
+}
+
+bool Dwarf2File::ReadScopeWords(const DIEInfo& row, ScopeWords& scopes)
+{
+    const CompileUnitInfo* unit = FindCompileUnit(row.infoOffset);
+    const AbbrevDecl* decl = unit == nullptr ? nullptr : FindAbbrevDecl(unit->abbrevOffset, row.abbrIndex);
+    if (decl == nullptr) {
+        return true;
+    }
+    switch (decl->tag) {
+    case TAG_lexical_block:
+        scopes.block = row.infoOffset;
+        return true;
+    case TAG_subprogram:
+        scopes.function = row.infoOffset;
+        return true;
+    case TAG_compile_unit:
+        scopes.file = row.infoOffset;
+        return false;
+    default:
+        return true;
+    }
+}
+
+void Dwarf2File::MarkClimb(u32 offset)
+{
+    // A change of a parent among the rows that lead up to what is kept makes that worthless. Rows
+    // marked before are followed by marked ones alone.
+    for (DIEInfo* row = FindDieInfo(offset); row != nullptr && (row->flags & DIEInfo::kDieInDeepClimb) == 0;
+         row = FindDieInfo(row->parent)) {
+        row->flags |= DIEInfo::kDieInDeepClimb;
+    }
+}
+
+void Dwarf2File::SetParent(DIEInfo* row, u32 parent)
+{
+    if (row->parent != parent) {
+        if ((row->flags & DIEInfo::kDieInDeepClimb) != 0) {
+            m_deepScopes.clear();
+        }
+        row->parent = parent;
+    }
+}
