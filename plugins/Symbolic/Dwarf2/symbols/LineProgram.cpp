@@ -88,6 +88,18 @@ const LineFileEntry* FindFile(const LineProgramHeader& header, u32 fileNumber)
     return index < header.fileNames.size() ? &header.fileNames[index] : nullptr;
 }
 
+/// Bytes that a file's path takes at most.
+u64 LongestPath(const LineProgramHeader& header, const LineFileEntry& file, const std::string& ownPath)
+{
+    u64 directory = 0;
+    if (file.dirIdx == 0) {
+        directory = ownPath.size();
+    } else if (file.dirIdx <= header.incDir.size()) {
+        directory = header.incDir[file.dirIdx - 1].size();
+    }
+    return directory + 1 + file.name.size();
+}
+
 } // namespace
 
 bool Dwarf2File::MakeSourcePath(const LineProgramHeader& header, u32 fileNumber, std::string& path,
@@ -133,10 +145,7 @@ void Dwarf2File::LineFiles::Resolve(u32 file)
     }
     File& known = m_known[file - 1];
     known.verdict = Verdict::Own;
-    const std::size_t directory = entry->dirIdx == 0                         ? m_ownPath->size()
-                                  : entry->dirIdx <= m_header.incDir.size() ? m_header.incDir[entry->dirIdx - 1].size()
-                                                                            : 0;
-    const u64 longest = directory + 1 + entry->name.size();
+    const u64 longest = LongestPath(m_header, *entry, *m_ownPath);
     if (longest > m_budget) {
         return;
     }
