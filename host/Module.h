@@ -1,0 +1,28 @@
+// The symbolic plug-in's module, loaded at run time.
+#pragma once
+
+#include <string>
+
+class DbgSymbolicInterface;
+
+class Module {
+public:
+    Module() = default;
+    /// Unloads the module, which destroys the plug-in object with all its files.
+    ~Module();
+    Module(const Module&) = delete;
+    Module& operator=(const Module&) = delete;
+
+    /// Loads the module and gets its plug-in object. The preference folder has to be set by then:
+    /// the module reads its preferences as it is loaded.
+    /// @param path the module's file; empty takes the one that stands beside the program.
+    /// @return false, with one line in `error`, if there is no plug-in to be had.
+    bool Load(const std::string& path, std::string& error);
+
+    /// Owned by the module. Only after a Load() that returned true.
+    DbgSymbolicInterface& Plugin() const { return *m_plugin; }
+
+private:
+    void* m_handle = nullptr;
+    DbgSymbolicInterface* m_plugin = nullptr;
+};

@@ -1,0 +1,105 @@
+// Output to a descriptor that notices a full disk or a broken pipe.
+#include "host/Output.h"
+
+#include "host/Text.h"
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::size_t kBufferSize = 256 * 1024;
+
+} // namespace
+
+Output::Output(int descriptor)
+    : m_descriptor(descriptor)
+    , m_terminal(isatty(descriptor) == 1)
+    , m_bytes(kBufferSize)
+{
+    setp(m_bytes.data(), m_bytes.data() + m_bytes.size());
+}
+
+Output::~Output() = default;
+
+void Output::Flush()
+{
+    const char* begin = pbase();
+    const auto count = static_cast<std::size_t>(pptr() - pbase());
+    setp(m_bytes.data(), m_bytes.data() + m_bytes.size());
+    if (count != 0) {
+        Deliver(begin, count);
+    }
+}
+
+void Output::Deliver(const char* bytes, std::size_t count)
+{
+    WriteThrough(m_descriptor, bytes, count);
+}
+
+void Output::WriteThrough(int descriptor, const char* bytes, std::size_t count)
+{
+    while (count != 0 && m_error == 0) {
+        const ssize_t written = write(descriptor, bytes, count);
+        if (written > 0) {
+            bytes += written;
+            count -= static_cast<std::size_t>(written);
+        } else if (written < 0 && errno != EINTR) {
+            m_error = errno;
+        }
+    }
+}
+
+Output::int_type Output::overflow(int_type character)
+{
+    Flush();
+    if (!traits_type::eq_int_type(character, traits_type::eof())) {
+        *pptr() = traits_type::to_char_type(character);
+        pbump(1);
+    }
+    return traits_type::not_eof(character);
+}
+
+std::streamsize Output::xsputn(const char* text, std::streamsize count)
+{
+    const auto size = static_cast<std::size_t>(count);
+    if (size > static_cast<std::size_t>(epptr() - pptr())) {
+        Flush();
+        if (size >= m_bytes.size()) {
+            Deliver(text, size);
+            return count;
+        }
+    }
+    std::memcpy(pptr(), text, size);
+    pbump(static_cast<int>(size));
+    return count;
+}
+
+int Output::sync()
+{
+    if (m_terminal) {
+        Flush();
+    }
+    return 0;
+}
+
+void Complain(std::string_view subject, std::string_view text)
+{
+    std::string line(program_invocation_short_name);
+    line += ": ";
+    if (!subject.empty()) {
+        AppendPrintable(line, subject);
+        line += ": ";
+    }
+    AppendPrintable(line, text);
+    line += '\n';
+    // Nothing is left to be told when standard error itself fails.
+    static_cast<void>(!write(STDERR_FILENO, line.data(), line.size()));
+}
+
+void Complain(std::string_view subject, int error)
+{
+    Complain(subject, std::string_view(std::strerror(error)));
+}

@@ -1,0 +1,47 @@
+// Buffered output to a descriptor, and the one-line messages of the program.
+#pragma once
+
+#include "interfaces/Types.h"
+
+#include <cstddef>
+#include <streambuf>
+#include <string_view>
+#include <vector>
+
+/// A stream buffer that writes in large pieces. A stream's flush, and so each `endl`, passes the
+/// bytes on at once only if the descriptor is a terminal, where a person watches. After the first
+/// write that fails everything is dropped, and Error() tells why.
+class Output : public std::streambuf {
+public:
+    explicit Output(int descriptor);
+    /// Doesn't flush: who needs to know that all has arrived calls Flush() and asks Error().
+    ~Output() override;
+
+    void Write(std::string_view text) { sputn(text.data(), static_cast<std::streamsize>(text.size())); }
+    void Flush();
+    bool IsTerminal() const { return m_terminal; }
+    /// The errno of the write that failed; 0 if none did.
+    int Error() const { return m_error; }
+
+protected:
+    /// Takes bytes that leave the buffer.
+    virtual void Deliver(const char* bytes, std::size_t count);
+    /// Writes to the descriptor itself.
+    void WriteThrough(int descriptor, const char* bytes, std::size_t count);
+    int Descriptor() const { return m_descriptor; }
+
+    int_type overflow(int_type character) override;
+    std::streamsize xsputn(const char* text, std::streamsize count) override;
+    int sync() override;
+
+private:
+    int m_descriptor;
+    bool m_terminal;
+    int m_error = 0;
+    std::vector<char> m_bytes;
+};
+
+/// Writes "PROGRAM: subject: text" as one line on standard error; an empty subject is left out.
+void Complain(std::string_view subject, std::string_view text);
+/// The same with the system's words for an errno.
+void Complain(std::string_view subject, int error);

@@ -1,0 +1,115 @@
+// Number and line helpers. No iostreams: a query prints thousands of numbers.
+#include "host/Text.h"
+
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <unistd.h>
+
+void AppendHex8(std::string& line, u32 value)
+{
+    char digits[] = "0x00000000";
+    for (std::size_t i = 9; value != 0; --i, value >>= 4) {
+        digits[i] = "0123456789abcdef"[value & 0xFu];
+    }
+    line.append(digits, 10);
+}
+
+void AppendDecimal(std::string& line, i64 value, std::size_t width)
+{
+    char digits[24];
+    const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+    const auto length = static_cast<std::size_t>(end - digits);
+    if (length < width) {
+        line.append(width - length, ' ');
+    }
+    line.append(digits, length);
+}
+
+void AppendPrintable(std::string& line, std::string_view text)
+{
+    const std::size_t start = line.size();
+    line.append(text);
+    for (std::size_t i = start; i < line.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(line[i]);
+        // C1 controls are 0xC2 and 0x80 to 0x9F in UTF-8.
+        const bool c1 = byte == 0xC2 && i + 1 < line.size() && static_cast<unsigned char>(line[i + 1]) < 0xA0;
+        if (byte < 0x20 || byte == 0x7F || c1) {
+            line[i] = '?';
+        }
+    }
+}
+
+void PadTo(std::string& line, std::size_t column)
+{
+    line.append(line.size() < column ? column - line.size() : 1, ' ');
+}
+
+std::optional<u32> ParseNumber(std::string_view text)
+{
+    int base = 10;
+    if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
+        base = 16;
+        text.remove_prefix(2);
+    } else if (text.size() > 1 && text[0] == '0') {
+        base = 8;
+        text.remove_prefix(1);
+    }
+    u32 value = 0;
+    const auto result = std::from_chars(text.data(), text.data() + text.size(), value, base);
+    if (result.ec != std::errc() || result.ptr != text.data() + text.size()) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+LineReader::LineReader(int descriptor)
+    : m_descriptor(descriptor)
+    , m_bytes(64 * 1024)
+{
+}
+
+bool LineReader::Buffered() const
+{
+    return std::memchr(m_bytes.data() + m_begin, '\n', m_end - m_begin) != nullptr;
+}
+
+bool LineReader::Next(std::string& line)
+{
+    line.clear();
+    for (;;) {
+        const char* start = m_bytes.data() + m_begin;
+        const auto* end = static_cast<const char*>(std::memchr(start, '\n', m_end - m_begin));
+        if (end != nullptr) {
+            line.append(start, end);
+            m_begin += static_cast<std::size_t>(end - start) + 1;
+            break;
+        }
+        line.append(start, m_end - m_begin);
+        if (!Fill()) {
+            if (line.empty()) {
+                return false;
+            }
+            break;
+        }
+    }
+    if (!line.empty() && line.back() == '\r') {
+        line.pop_back();
+    }
+    return true;
+}
+
+bool LineReader::Fill()
+{
+    m_begin = 0;
+    m_end = 0;
+    ssize_t count = 0;
+    do {
+        count = read(m_descriptor, m_bytes.data(), m_bytes.size());
+    } while (count < 0 && errno == EINTR);
+    if (count <= 0) {
+        return false;
+    }
+    m_end = static_cast<std::size_t>(count);
+    return true;
+}

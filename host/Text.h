@@ -1,0 +1,49 @@
+// Small text helpers of the host: numbers into a line, numbers out of arguments, lines of input.
+#pragma once
+
+#include "interfaces/Types.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Appends "0x" and at least 8 hexadecimal digits.
+void AppendHex8(std::string& line, u32 value);
+
+/// Appends a decimal number, filled with blanks on the left up to `width`.
+void AppendDecimal(std::string& line, i64 value, std::size_t width = 0);
+
+/// Appends text that comes from a symbol file: a control character becomes '?', so that a file
+/// can't steer the terminal it is listed on.
+void AppendPrintable(std::string& line, std::string_view text);
+
+/// Fills the line with blanks up to a column (from 0), with one at least.
+void PadTo(std::string& line, std::size_t column);
+
+/// Reads all of `text` as a number in C's notation (0x8000, 32768, 0100000).
+/// @return nothing if it is none, or doesn't fit in 32 bits.
+std::optional<u32> ParseNumber(std::string_view text);
+
+/// Reads lines from a descriptor. The caller can do something, flush say, whenever the next line
+/// has to be waited for.
+class LineReader {
+public:
+    explicit LineReader(int descriptor);
+
+    /// True if the next line is here already, so that Next() doesn't wait.
+    bool Buffered() const;
+
+    /// Delivers the next line without its line end (line feed, or carriage return and line feed).
+    /// The last one needs none.
+    /// @return false at the end of the input, or when it can't be read.
+    bool Next(std::string& line);
+
+private:
+    bool Fill();
+
+    int m_descriptor;
+    std::vector<char> m_bytes;
+    std::size_t m_begin = 0; ///< of what hasn't been delivered
+    std::size_t m_end = 0;
+};

@@ -1,0 +1,300 @@
+// Names and layouts of types. Sizes and offsets come from the file as they please: all sums are
+// made in 64 bits.
+#include "host/TypeText.h"
+
+#include "host/Text.h"
+#include "interfaces/DbgSymSymFile.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+namespace {
+
+/// More references than any program's type has; the text grows by a few bytes with each.
+constexpr u32 kMaxDepth = 32;
+
+constexpr std::pair<DbgVariableBaseType, const char*> kBaseNames[] = {
+    {kBaseVoid, "void"},
+    {kBaseChar, "char"},
+    {kBaseShort, "short"},
+    {kBaseInt, "int"},
+    {kBaseLong, "long"},
+    {kBaseLongLong, "long long"},
+    {kBaseSignedChar, "signed char"},
+    {kBaseSignedShort, "signed short"},
+    {kBaseSignedInt, "signed int"},
+    {kBaseSignedLong, "signed long"},
+    {kBaseSignedLongLong, "signed long long"},
+    {kBaseUnsignedChar, "unsigned char"},
+    {kBaseUnsignedShort, "unsigned short"},
+    {kBaseUnsignedInt, "unsigned int"},
+    {kBaseUnsignedLong, "unsigned long"},
+    {kBaseUnsignedLongLong, "unsigned long long"},
+    {kBaseBool, "bool"},
+    {kBaseFloat, "float"},
+    {kBaseDouble, "double"},
+    {kBaseLongDouble, "long double"},
+    {kBaseComplexFloat, "complex float"},
+};
+
+std::string Qualified(u16 qualifiers, std::string name)
+{
+    // Behind a pointer the qualifiers are the pointer's own.
+    const bool behind = !name.empty() && (name.back() == '*' || name.back() == ']');
+    std::string words;
+    for (const auto& [bit, word] : {std::pair(kQualifierConst, "const"), std::pair(kQualifierVolatile, "volatile")}) {
+        if ((qualifiers & bit) != 0) {
+            words += behind ? " " : "";
+            words += word;
+            words += behind ? "" : " ";
+        }
+    }
+    return behind ? name + words : words + name;
+}
+
+std::string ById(const char* kind, u32 id)
+{
+    std::string name = *kind == '\0' ? "type" : kind;
+    name += ' ';
+    AppendHex8(name, id);
+    return name;
+}
+
+/// A member and the bits that it takes, counted from the aggregate's first byte on.
+struct Row {
+    const DbgUDTInfoMembers::Member* member;
+    u32 size; ///< bytes
+    u64 begin;
+    u64 end;
+};
+
+/// Bits of a bit field's storage unit below the field. DWARF 2.0 (5.5.4) counts the bits above it.
+u64 BitsBelow(const DbgUDTInfoMembers::Member& member, u32 size)
+{
+    const u64 unitBits = u64{size} * 8;
+    const u64 used = u64{member.bitOffset} + member.bitSize;
+    return unitBits > used ? unitBits - used : 0;
+}
+
+Row MakeRow(const DbgUDTInfoMembers::Member& member, u32 size, bool bigEndian)
+{
+    const u64 start = u64{member.offset} * 8;
+    if (member.bitSize == 0) {
+        return {&member, size, start, start + u64{size} * 8};
+    }
+    const u64 begin = start + (bigEndian ? u64{member.bitOffset} : BitsBelow(member, size));
+    return {&member, size, begin, begin + member.bitSize};
+}
+
+constexpr std::size_t kSizeColumn = 10;
+constexpr std::size_t kBitsColumn = 18;
+constexpr std::size_t kTypeColumn = 26;
+constexpr std::size_t kNameColumn = 54;
+
+/// Starts a row of a layout: offset and size in bytes.
+std::string RowStart(u64 offset, u64 size)
+{
+    std::string line = "  ";
+    AppendDecimal(line, static_cast<i64>(offset), 6);
+    PadTo(line, kSizeColumn);
+    AppendDecimal(line, static_cast<i64>(size), 6);
+    PadTo(line, kBitsColumn);
+    return line;
+}
+
+void AppendHole(std::string& text, const char* what, u64 begin, u64 end)
+{
+    const bool bytes = begin % 8 == 0 && end % 8 == 0;
+    std::string line = RowStart(begin / 8, bytes ? (end - begin) / 8 : 0);
+    if (!bytes) {
+        AppendDecimal(line, static_cast<i64>(end - begin));
+        line += end - begin == 1 ? " bit" : " bits";
+    }
+    PadTo(line, kTypeColumn);
+    text += line + what + '\n';
+}
+
+void AppendMember(std::string& text, const Row& row, const std::string& typeName)
+{
+    std::string line = RowStart(row.member->offset, row.size);
+    if (row.member->bitSize != 0) {
+        const u64 lowest = BitsBelow(*row.member, row.size);
+        AppendDecimal(line, static_cast<i64>(lowest));
+        line += '-';
+        AppendDecimal(line, static_cast<i64>(lowest + row.member->bitSize - 1));
+    }
+    PadTo(line, kTypeColumn);
+    line += typeName;
+    PadTo(line, kNameColumn);
+    AppendPrintable(line, row.member->name == nullptr ? "(base)" : row.member->name);
+    text += line + '\n';
+}
+
+void AppendEnum(std::string& text, const DbgUDTInfoEnum32& info)
+{
+    for (const DbgUDTInfoEnum32::Value& value : info.Values()) {
+        text += "  ";
+        AppendDecimal(text, value.value, 11);
+        text += "  ";
+        AppendPrintable(text, value.name == nullptr ? "" : value.name);
+        text += '\n';
+    }
+}
+
+} // namespace
+
+const char* BaseTypeName(DbgVariableBaseType type)
+{
+    const auto* found =
+        std::find_if(std::begin(kBaseNames), std::end(kBaseNames), [&](const auto& row) { return row.first == type; });
+    return found == std::end(kBaseNames) ? "?" : found->second;
+}
+
+const char* KindName(const DbgUserDefinedVarType& type)
+{
+    switch (type.GetType()) {
+    case kUdtClass:
+        return "class";
+    case kUdtBitFields:
+    case kUdtStruct:
+        return "struct";
+    case kUdtUnion:
+        return "union";
+    case kUdtEnum:
+        return "enum";
+    default:
+        return type.GetInfo() != nullptr && type.GetInfo()->GetKind() == DbgUDTInfo::Kind::Enum ? "enum" : "";
+    }
+}
+
+const DbgUserDefinedVarType* TypeText::Find(u32 id) const
+{
+    // The store keeps the type as long as it lives itself.
+    return m_store.GetUserDefinedType(id).get();
+}
+
+std::string TypeText::NameOf(const DbgTypeDescription& type) const
+{
+    return Name(type, 0);
+}
+
+std::string TypeText::NameOf(const DbgUserDefinedVarType& type) const
+{
+    return NameOfStored(type, 0);
+}
+
+std::string TypeText::Name(DbgTypeDescription type, u32 depth) const
+{
+    if (type.baseType != kBaseUserDefined) {
+        return Qualified(type.qualifiers, BaseTypeName(type.baseType));
+    }
+    const DbgUserDefinedVarType* stored = Find(type.udtId);
+    if (stored == nullptr) {
+        return Qualified(type.qualifiers, ById("type", type.udtId));
+    }
+    return Qualified(type.qualifiers, NameOfStored(*stored, depth));
+}
+
+std::string TypeText::NameOfStored(const DbgUserDefinedVarType& type, u32 depth) const
+{
+    if (type.GetName() != nullptr && *type.GetName() != '\0') {
+        std::string name;
+        AppendPrintable(name, type.GetName());
+        return name;
+    }
+    if (depth == kMaxDepth) {
+        return "...";
+    }
+    const DbgUDTInfo* info = type.GetInfo();
+    if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Pointer) {
+        const std::string target = Name(static_cast<const DbgUDTInfoPointer*>(info)->target, depth + 1);
+        return target + (target.back() == '*' ? "*" : " *");
+    }
+    if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Array) {
+        const auto* array = static_cast<const DbgUDTInfoArray*>(info);
+        std::string name = Name(array->element, depth + 1) + " [";
+        AppendDecimal(name, u32{array->upper - array->lower + 1});
+        return name + ']';
+    }
+    if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Typedef) {
+        return Name(static_cast<const DbgUDTInfoTypedef*>(info)->target, depth + 1);
+    }
+    return ById(KindName(type), type.GetId());
+}
+
+u32 TypeText::SizeOf(const DbgTypeDescription& type, u32 described) const
+{
+    DbgTypeDescription at = type;
+    for (u32 depth = 0; described == 0 && depth < kMaxDepth && at.baseType == kBaseUserDefined; ++depth) {
+        const DbgUserDefinedVarType* stored = Find(at.udtId);
+        if (stored == nullptr) {
+            break;
+        }
+        described = stored->GetByteSize();
+        const DbgUDTInfo* info = stored->GetInfo();
+        if (info == nullptr || info->GetKind() != DbgUDTInfo::Kind::Typedef) {
+            break;
+        }
+        at = static_cast<const DbgUDTInfoTypedef*>(info)->target;
+    }
+    return described;
+}
+
+std::string TypeText::Head(const DbgUserDefinedVarType& type) const
+{
+    const DbgUDTInfo* info = type.GetInfo();
+    const auto* target = info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Typedef
+                             ? &static_cast<const DbgUDTInfoTypedef*>(info)->target
+                             : nullptr;
+    const bool named = type.GetName() != nullptr && *type.GetName() != '\0';
+    std::string kind = target == nullptr ? KindName(type) : "typedef";
+    std::string head = kind.empty() ? "" : kind + ' ';
+    head += named || kind.empty() ? NameOf(type) : "(no name)";
+    if (target != nullptr) {
+        head += " = " + NameOf(*target);
+    }
+    head += "  size ";
+    AppendDecimal(head, type.GetByteSize());
+    head += "  id ";
+    AppendHex8(head, type.GetId());
+    return head + '\n';
+}
+
+std::string TypeText::Layout(const DbgUserDefinedVarType& type) const
+{
+    std::string text = Head(type);
+    const DbgUDTInfo* info = type.GetInfo();
+    if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Members) {
+        AppendMembers(text, type, *static_cast<const DbgUDTInfoMembers*>(info));
+    } else if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Enum) {
+        AppendEnum(text, *static_cast<const DbgUDTInfoEnum32*>(info));
+    }
+    return text;
+}
+
+void TypeText::AppendMembers(std::string& text, const DbgUserDefinedVarType& type, const DbgUDTInfoMembers& info) const
+{
+    if (info.Members().empty()) {
+        return;
+    }
+    std::vector<Row> rows;
+    rows.reserve(info.Members().size());
+    for (const DbgUDTInfoMembers::Member& member : info.Members()) {
+        rows.push_back(MakeRow(member, SizeOf(member.type, member.byteSize), m_bigEndian));
+    }
+    std::stable_sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a.begin < b.begin; });
+    text += "  offset    size  bits    type                        name\n";
+    u64 end = 0;
+    for (const Row& row : rows) {
+        if (row.begin > end) {
+            AppendHole(text, "<hole>", end, row.begin);
+        }
+        end = std::max(end, row.end);
+        AppendMember(text, row, NameOf(row.member->type));
+    }
+    const u64 typeEnd = u64{type.GetByteSize()} * 8;
+    if (typeEnd > end) {
+        AppendHole(text, "<padding>", end, typeEnd);
+    }
+}

@@ -1,0 +1,48 @@
+// Types as a person reads them: a type's name through the types it refers to, and its layout.
+#pragma once
+
+#include "interfaces/DbgUserDefinedVarType.h"
+#include "interfaces/Types.h"
+
+#include <string>
+
+class DbgSymSymFile;
+
+/// Resolves ids in one store. Types can refer to each other in any way, loops included: a name
+/// follows a bounded number of references and ends in "..." there.
+class TypeText {
+public:
+    /// @param bigEndian the file's byte order, which says where in the bytes a bit field lies.
+    TypeText(DbgSymSymFile& store, bool bigEndian)
+        : m_store(store)
+        , m_bigEndian(bigEndian)
+    {
+    }
+
+    /// "const char *", "unsigned int [4]", "point"; a type without a name is called by its kind and
+    /// id, one that the store doesn't hold by its id.
+    std::string NameOf(const DbgTypeDescription& type) const;
+    std::string NameOf(const DbgUserDefinedVarType& type) const;
+
+    /// The type's layout, each line with its line end: head, and for an aggregate its members with
+    /// offsets, sizes, bits and holes, for an enumeration its values.
+    std::string Layout(const DbgUserDefinedVarType& type) const;
+
+private:
+    std::string Name(DbgTypeDescription type, u32 depth) const;
+    std::string NameOfStored(const DbgUserDefinedVarType& type, u32 depth) const;
+    const DbgUserDefinedVarType* Find(u32 id) const;
+    /// The size of a thing that was described before its type was complete, and so as 0.
+    u32 SizeOf(const DbgTypeDescription& type, u32 described) const;
+    std::string Head(const DbgUserDefinedVarType& type) const;
+    void AppendMembers(std::string& text, const DbgUserDefinedVarType& type, const DbgUDTInfoMembers& info) const;
+
+    DbgSymSymFile& m_store;
+    bool m_bigEndian;
+};
+
+/// The name of a base type code; "?" for one without.
+const char* BaseTypeName(DbgVariableBaseType type);
+
+/// "struct", "class", "union", "enum", ... of a type; empty for a kind without a word.
+const char* KindName(const DbgUserDefinedVarType& type);
