@@ -156,7 +156,7 @@ inline std::ostream& operator<<(std::ostream& stream, LineEndMark)
 }
 
 /// Text of the file's between double quotes, to the letter; null is as empty.
-inline std::ostream& PutQuoted(std::ostream& stream, const char* text)
+inline std::ostream& PrintQuotedText(std::ostream& stream, const char* text)
 {
     PutText(stream, "\"");
     if (text != nullptr) {
@@ -165,8 +165,8 @@ inline std::ostream& PutQuoted(std::ostream& stream, const char* text)
     return PutText(stream, "\"");
 }
 
-/// Each byte as two upper-case digits and a blank.
-inline std::ostream& PutBytes(std::ostream& stream, const u8* data, std::size_t count)
+/// Each byte of a block as two upper-case digits and a blank.
+inline std::ostream& PrintBlockBytes(std::ostream& stream, const u8* data, std::size_t count)
 {
     constexpr std::size_t kPiece = 256;
     char text[3 * kPiece];

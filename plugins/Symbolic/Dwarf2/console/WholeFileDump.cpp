@@ -1,0 +1,206 @@
+// The dump of all of `.debug_info`, unit by unit: each entry with its attributes, and under an
+// attribute that holds a location its expression or list. It reads the section by itself, builds
+// nothing and leaves no row behind.
+//
+// Entries may name one string, or one location list, any number of times; an attribute may have a
+// form that takes no bytes; and an entry may reach behind the end of its unit, so that the next unit
+// reads the same bytes again. A crafted file could so print text by the square of its size. All text
+// that isn't paid for by new bytes of `.debug_info` is therefore taken off an allowance, by far more
+// than a compiler's output spends, and the dump ends when that is spent.
+#include "console/Format.h"
+#include "image/Dwarf2File.h"
+#include "index/Cursor.h"
+#include "index/DIEInfo.h"
+#include "index/DwarfCodes.h"
+#include "interfaces/DbgUIConsole.h"
+#include "interfaces/VFKDataString.h"
+#include "interfaces/VFKFile.h"
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <ostream>
+#include <string>
+
+namespace {
+
+/// The allowance: so many characters for each byte of the sections that a dump shows, and some for
+/// every file.
+constexpr u64 kAllowanceFactor = 64;
+constexpr u64 kAllowanceBase = 1024 * 1024;
+
+/// What is charged for a line without bytes of its own or a byte that is read again, and for each
+/// byte of an expression.
+constexpr u64 kLineText = 64;
+constexpr u64 kExpressionText = 16;
+
+bool HoldsLocation(u32 attribute)
+{
+    return attribute == AT_location || attribute == AT_data_member_location || attribute == AT_use_location ||
+           attribute == AT_vtable_elem_location;
+}
+
+bool LiesIn(const VFKDataBuf& section, const u8* data)
+{
+    return data >= section.Begin() && data < section.End();
+}
+
+std::unique_ptr<ProgressIndicator> OpenDumpProgress(const std::string& path, u32 size)
+{
+    auto* engine = static_cast<DbgUserInterface*>(DbgEngineInterface::GetInterface(DbgEngineInterface::kUserInterface));
+    if (engine == nullptr) {
+        return nullptr;
+    }
+    std::string name;
+    VFKFile::GetFilename(path, name, true, false);
+    return std::unique_ptr<ProgressIndicator>(engine->OpenProgress("Dumping DWARF2", name.c_str(), 0, size, 0, true));
+}
+
+} // namespace
+
+void Dwarf2File::FillAllowance()
+{
+    m_dumpAllowance = kAllowanceBase + kAllowanceFactor * (u64{m_debug_info.Size()} + m_debug_abbrev.Size() +
+                                                           m_debug_str.Size() + m_debug_loc.Size());
+}
+
+bool Dwarf2File::SpendAllowance(u64 text)
+{
+    m_dumpAllowance -= std::min(text, m_dumpAllowance);
+    return m_dumpAllowance != 0;
+}
+
+bool Dwarf2File::SpendOnExpression(u32 size)
+{
+    return SpendAllowance(kExpressionText * size + kLineText);
+}
+
+void Dwarf2File::OpenLevel()
+{
+    if (m_dumpIndent < std::numeric_limits<i32>::max()) {
+        ++m_dumpIndent;
+    }
+}
+
+void Dwarf2File::CloseLevel()
+{
+    if (m_dumpIndent > 0) {
+        --m_dumpIndent;
+    }
+}
+
+void Dwarf2File::DumpWholeFile()
+{
+    if (m_abbrListMap.empty()) {
+        ReadAbbrevTables();
+    }
+    Seek(m_debug_info, 0);
+    FillAllowance();
+    const std::unique_ptr<ProgressIndicator> indicator = OpenDumpProgress(m_elf.GetPath(), m_debug_info.Size());
+    const char* ending = nullptr;
+    while (!AtEnd(m_debug_info) && ending == nullptr) {
+        if (!DumpUnit()) {
+            ending = "\nDump ended: the file repeats too much of its text";
+        }
+        if (indicator != nullptr) {
+            indicator->SetPosition(m_debug_info.Pos());
+            if (indicator->WasCancelled()) {
+                ending = "User canceled dump...";
+            }
+        }
+    }
+    if (ending != nullptr && m_dumpStream != nullptr) {
+        PutText(*m_dumpStream, ending) << LineEnd;
+    }
+}
+
+bool Dwarf2File::DumpUnit()
+{
+    CompileUnitInfo unit;
+    ReadHeaderFields(unit);
+    PrintCompileUnitHeader(unit);
+    const u32 start = m_debug_info.Pos();
+    const u32 end = unit.End();
+    bool goesOn = true;
+    while (goesOn && m_debug_info.Pos() < end && !AtEnd(m_debug_info)) {
+        goesOn = DumpEntry(unit);
+    }
+    // What was read behind the unit's end is read again as the next unit.
+    if (const u32 behind = std::max(start, end); m_debug_info.Pos() > behind) {
+        goesOn = SpendAllowance(kLineText * (m_debug_info.Pos() - behind)) && goesOn;
+    }
+    // An end that wraps lies in front of the unit, and the scan ends.
+    Seek(m_debug_info, end > unit.offset ? end : kNone);
+    return goesOn;
+}
+
+bool Dwarf2File::DumpEntry(const CompileUnitInfo& unit)
+{
+    DIEInfo die;
+    die.infoOffset = m_debug_info.Pos();
+    die.abbrIndex = m_debug_info.Get32_ULEB128(4);
+    if (die.abbrIndex == 0) {
+        CloseLevel();
+        PrintOffsetPrefix(die.infoOffset, false);
+        PrintIndent(0);
+        if (m_dumpStream != nullptr) {
+            PutText(*m_dumpStream, "}");
+        }
+        return true;
+    }
+    const AbbrevDecl* decl = FindAbbrevDecl(unit.abbrevOffset, die.abbrIndex);
+    if (decl == nullptr) {
+        return true; // the next byte is read as an entry
+    }
+    Seek(m_debug_abbrev, decl->offset + decl->headerSize);
+    PrintDIEHead(die.infoOffset, decl);
+    if (!DumpAttributes(unit, &die)) {
+        return false;
+    }
+    if (decl->hasChildren != 0) {
+        OpenLevel();
+    }
+    return true;
+}
+
+bool Dwarf2File::DumpAttributes(const CompileUnitInfo& unit, const DIEInfo* die)
+{
+    u32 attribute = 0;
+    u32 form = 0;
+    do {
+        ReadAttrSpec(attribute, form, true);
+        const u32 start = m_debug_info.Pos();
+        AttrValue value;
+        ReadAttrValue(&unit, form, true, &value, true, true);
+        const u32 bytesRead = m_debug_info.Pos() - start;
+        if (die != nullptr && HoldsLocation(attribute)) {
+            PrintLocation(unit, *die, value, bytesRead);
+        }
+        u64 repeated = bytesRead == 0 && form != 0 ? kLineText : 0;
+        if (value.data != nullptr && LiesIn(m_debug_str, value.data)) {
+            repeated += std::strlen(value.Text());
+        }
+        if (!SpendAllowance(repeated)) {
+            return false;
+        }
+    } while (attribute != 0 && form != 0 && !AtEnd(m_debug_abbrev));
+    return true;
+}
+
+void Dwarf2File::PrintLocation(const CompileUnitInfo& unit, const DIEInfo& die, const AttrValue& value, u32 bytesRead)
+{
+    if (value.data == nullptr) {
+        DumpLocationList(&unit, &die, value.value, LittleEndian());
+        return;
+    }
+    // A form that delivers text gives no length: it reaches to the end of the text's section.
+    const VFKDataBuf& section = LiesIn(m_debug_str, value.data) ? m_debug_str : m_debug_info;
+    const u32 length = std::min(value.value, static_cast<u32>(section.End() - value.data));
+    if (m_dumpStream == nullptr || (length > bytesRead && !SpendOnExpression(length))) {
+        return;
+    }
+    PutText(*m_dumpStream, "\n            ");
+    PrintIndent(1);
+    PrintExpression(VFKDataString(LittleEndian(), LittleEndian(), value.data, length));
+}
