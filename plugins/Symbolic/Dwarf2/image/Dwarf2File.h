@@ -21,6 +21,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -253,11 +254,15 @@ private:
     void AddFileScope(u32 dieOffset, const UnitAttributes& attributes);
 
     // symbols/LineProgram.cpp
+    class LineFiles; // defined in LineProgram.h
     /// Full name of file `fileNumber`, in `path`.
     /// @param ownPath the table's own file; may be null.
     /// @return true if a name was built and differs from `*ownPath`.
     static bool MakeSourcePath(const LineProgramHeader& header, u32 fileNumber, std::string& path,
                                const std::string* ownPath);
+
+    // symbols/LineTable.cpp
+    class LineRun;
 
     // symbols/Scopes.cpp
     u32 BuildScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump);
@@ -277,7 +282,7 @@ private:
     DeclInfo ReadDeclChain(u32 offset);
     /// What the row's tag says. False if a climb ends with it.
     bool ReadScopeWords(const DIEInfo& row, ScopeWords& scopes);
-    void MarkClimb(u32 offset);
+    void MarkClimb(u32 offset, u32 count);
     void SetParent(DIEInfo* row, u32 parent);
     struct ScopeAttributes;
     void ReadScopeAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, ScopeAttributes& attributes);
@@ -286,6 +291,9 @@ private:
     // symbols/Locations.cpp
     /// Rewrites DW_OP_fbreg and DW_OP_breg9 in a location expression.
     void PrepareExpression(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr);
+    class ExpressionScan;
+    /// Delivers the frame base of the function around `die` for `expr`. False if none is on file.
+    bool FrameBase(const CompileUnitInfo* unit, const DIEInfo* die, const VFKDataString& expr, std::string& base);
     /// Wraps the list at `listOffset` of `.debug_loc` into `expr`, in the 0xEC form. Always true.
     bool BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr, u32 listOffset);
 
@@ -297,6 +305,14 @@ private:
     void EvaluateMemberOffset(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& location,
                               MemberRecord* member);
 
+    struct VariableAttributes;
+    void ReadVariableAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, VariableAttributes& variable);
+    void ReadLocation(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& value, VFKDataString& location);
+    void TakeFromOrigin(VariableAttributes& variable);
+    u32 BuildMemberOrBase(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
+                          MemberRecord* member, bool isMember);
+    static void ReadMemberAttribute(u32 attribute, AttrReader& read, MemberRecord& member);
+
     // symbols/BaseTypes.cpp
     static u32 LookupBaseTypeName(const char* name);
     u32 BuildBaseType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
@@ -305,6 +321,7 @@ private:
     // symbols/TypeResolution.cpp
     /// Describes the type at a DIE offset, loading it if it isn't there and the selection allows.
     void ResolveType(u32 offset, TypeRef* ref);
+    void LoadMissingType(u32 offset, TypeRef* ref);
     bool LookupTypeRef(u32 offset, TypeRef* ref);
     bool LookupStoredType(u32 offset, TypeRef* ref);
     u32 LookupTypeModifier(u32 offset, TypeRef* ref);
@@ -358,8 +375,11 @@ private:
     void DumpAbbrevSection(bool parsed);
     void DumpAbbrevList(u32 offset, const AbbrevList* list);
     void DumpAbbrevDecl(const AbbrevDecl& decl);
+    /// Reads and prints pairs at the cursor of m_debug_abbrev, the closing one included.
+    void DumpAttributePairs();
     void PrintAttributeLine(u32 offset, u32 attribute, u32 form);
     void DumpDIE(u32 offset, bool withChildren);
+    bool DumpOneDIE(const CompileUnitInfo& unit);
     void DumpDIEInfoMap();
 
     // console/LineDump.cpp
@@ -373,11 +393,21 @@ private:
     // console/LocationDumps.cpp
     void DumpLocationSection(u32 offset);
     void DumpLocationList(const CompileUnitInfo* unit, const DIEInfo* die, u32 listOffset, bool littleEndian);
+    void PrintExpression(const VFKDataString& expression);
 
     // console/WholeFileDump.cpp
     void DumpWholeFile();
-    void DumpEntry(const CompileUnitInfo& unit);
-    void DumpAttributes(const CompileUnitInfo& unit, const DIEInfo& die);
+    /// From here on false means that the dump's allowance is spent, and the dump ends.
+    bool DumpUnit();
+    bool DumpEntry(const CompileUnitInfo& unit);
+    /// @param die whose locations are shown as well; null shows none.
+    bool DumpAttributes(const CompileUnitInfo& unit, const DIEInfo* die);
+    void PrintLocation(const CompileUnitInfo& unit, const DIEInfo& die, const AttrValue& value, u32 bytesRead);
+    void FillAllowance();
+    bool SpendAllowance(u64 text);
+    bool SpendOnExpression(u32 size);
+    void OpenLevel();
+    void CloseLevel();
 
     // console/ElfDumps.cpp
     void DumpElfSymbol(const std::string& name);
@@ -397,13 +427,13 @@ private:
     std::map<u32, boost::shared_ptr<AbbrevList>> m_abbrListMap; ///< by offset in `.debug_abbrev`
     std::map<u32, CompileUnitInfo> m_cuHeaderMap;               ///< by offset in `.debug_info`
     DieInfoMap m_dieInfoMap;
-    std::unordered_map<u32, std::pair<u32, u32>> m_typeRefMap; ///< DIE to base type code and byte size
-    std::unordered_map<u32, u32> m_constTypeMap;               ///< TAG_const_type DIE to its AT_type
-    std::unordered_map<u32, u32> m_volatileTypeMap;            ///< TAG_volatile_type DIE to its AT_type
-    std::unordered_map<u32, u32> m_frameBaseLocListMap;        ///< function DIE to offset in `.debug_loc`
+    std::unordered_map<u32, std::pair<u32, u32>> m_typeRefMap;     ///< DIE to base type code and byte size
+    std::unordered_map<u32, u32> m_constTypeMap;                   ///< TAG_const_type DIE to its AT_type
+    std::unordered_map<u32, u32> m_volatileTypeMap;                ///< TAG_volatile_type DIE to its AT_type
+    std::unordered_map<u32, u32> m_frameBaseLocListMap;            ///< function DIE to offset in `.debug_loc`
     std::unordered_map<u32, std::string_view> m_frameBaseBlockMap; ///< function DIE to its AT_frame_base block
-    std::map<u32, bool> m_typesBeingLoaded; ///< offsets that ResolveType is loading now
-    std::map<u32, char> m_mappingSymbols;   ///< address to 'a', 't' or 'd'
+    std::unordered_set<u32> m_typesBeingLoaded;                    ///< offsets that ResolveType is loading now
+    std::map<u32, char> m_mappingSymbols;                          ///< address to 'a', 't' or 'd'
     u32 m_codeTypeCache = kCodeTypeUnknown;
     std::vector<u32> m_pendingDies; ///< offsets to load when the running walk is over
     u32 m_pubLength = 0;            ///< header of the set of `.debug_pubnames` being searched; 0: none is open
@@ -413,7 +443,9 @@ private:
     u32 m_pubInfoLength = 0;
     std::ostream* m_dumpStream = nullptr; ///< where dump text goes; null is silent
     i32 m_dumpIndent = 0;                 ///< nesting level of the DIE dump, never below 0
+    u64 m_dumpAllowance = ~u64{0};        ///< characters that a dump may still print for repeated bytes
     u32 m_sectionId = kNone;              ///< engine section against which addresses are held
+    bool m_inFrameBase = false;           ///< a frame base's location list is being built
 
     /// The running request: how many loads are nested in it, what it has read, and the rows there
     /// were when it began.
@@ -421,7 +453,11 @@ private:
     u64 m_entriesRead = 0;
     std::size_t m_rowsBefore = 0;
     std::unordered_map<u32, u64> m_entryCounts; ///< unit offset to its number of entries
-    u32 m_loadDepth = 0;                        ///< loads in the middle of a walk that are nested now
+
+    /// Loads and member loops that are nested in the running walk. Beyond the bound a type is left
+    /// to the queue, and a class's name to the plain one: the depth is the file's, the stack isn't.
+    u32 m_loadDepth = 0;
+    static constexpr u32 kMaxLoadDepth = 600;
 
     /// Sums kept of long chains of AT_specification and of deep climbs to the unit, by where they
     /// begin.

@@ -32,3 +32,19 @@ private:
     VFKDataBuf& m_section;
     u32 m_offset;
 };
+
+/// Counts a nested operation for the length of a scope.
+class DepthGuard {
+public:
+    explicit DepthGuard(u32& depth)
+        : m_depth(depth)
+    {
+        ++m_depth;
+    }
+    ~DepthGuard() { --m_depth; }
+    DepthGuard(const DepthGuard&) = delete;
+    DepthGuard& operator=(const DepthGuard&) = delete;
+
+private:
+    u32& m_depth;
+};

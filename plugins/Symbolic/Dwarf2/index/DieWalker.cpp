@@ -18,11 +18,11 @@ struct Dwarf2File::TagRule {
     using MemberBuilder = u32 (Dwarf2File::*)(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool, MemberRecord*);
 
     u32 tag;
-    u32 selection;         ///< bit of m_flags that must be set; 0: always
-    bool unbuiltOnly;      ///< a DIE that is built is passed by
-    bool queued;           ///< waits in m_pendingDies while types aren't loaded
-    Builder build;         ///< null for a builder of members
-    MemberBuilder member;  ///< needs the member loop's record
+    u32 selection;        ///< bit of m_flags that must be set; 0: always
+    bool unbuiltOnly;     ///< a DIE that is built is passed by
+    bool queued;          ///< waits in m_pendingDies while types aren't loaded
+    Builder build;        ///< null for a builder of members
+    MemberBuilder member; ///< needs the member loop's record
 };
 
 const Dwarf2File::TagRule* Dwarf2File::FindTagRule(u32 tag)
@@ -72,6 +72,10 @@ bool Dwarf2File::BuildByTag(const CompileUnitInfo* unit, DIEInfo* row, const Abb
     }
     const bool unbuilt = (row->flags & DIEInfo::kDieBuilt) == 0;
     const bool selected = rule->selection == 0 || (m_flags & rule->selection) != 0;
+    if (rule->queued && unbuilt && selected && m_loadDepth >= kMaxLoadDepth) {
+        m_pendingDies.push_back(row->infoOffset); // aggregates nested too deep for the stack
+        return false;
+    }
     if (selected && (unbuilt || !rule->unbuiltOnly)) {
         if (rule->build != nullptr) {
             (this->*rule->build)(unit, row, decl, DumpFlag());

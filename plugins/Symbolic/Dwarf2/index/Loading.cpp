@@ -127,6 +127,9 @@ void Dwarf2File::StepOverAttributes(const CompileUnitInfo& unit)
 
 void Dwarf2File::LoadPendingDies()
 {
+    if (m_loadDepth >= kMaxLoadDepth) {
+        return; // nothing nests any deeper here: the queue waits for the load around
+    }
     const RequestScope request(*this);
     while (!m_pendingDies.empty()) {
         std::vector<u32> offsets;
@@ -181,9 +184,10 @@ void Dwarf2File::LoadFunctionScopes(const DbgSymContext* ctx)
 DIEInfo* Dwarf2File::LoadParentOf(DIEInfo* row)
 {
     const CompileUnitInfo* unit = row == nullptr ? nullptr : FindCompileUnit(row->infoOffset);
-    if (unit == nullptr) {
+    if (unit == nullptr || m_loadDepth >= kMaxLoadDepth) {
         return nullptr;
     }
+    const DepthGuard depth(m_loadDepth);
     LoadCompileUnitSymbols(unit->offset + CompileUnitInfo::kHeaderSize);
     return FindDieInfo(row->parent);
 }

@@ -85,8 +85,8 @@ void Dwarf2File::AddFileScope(u32 dieOffset, const UnitAttributes& attributes)
     if (attributes.compDir != nullptr && *attributes.compDir != 0) {
         file.MakePathAbsolute(attributes.compDir);
     }
-    DbgSymSrcFile* srcFile = m_symFile->AddFileScope(dieOffset, file.GetPath(), attributes.range,
-                                                     attributes.stmtOffset, kNone, false);
+    DbgSymSrcFile* srcFile =
+        m_symFile->AddFileScope(dieOffset, file.GetPath(), attributes.range, attributes.stmtOffset, kNone, false);
     if (srcFile != nullptr && attributes.range.value != kNone && attributes.range.size == 0) {
         srcFile->m_flags |= DbgSymSrcFile::kNoSize;
     }

@@ -263,7 +263,7 @@ void Dwarf2File::FillContextFromDie(const DIEInfo* die, DbgSymContext* context)
         }
     }
     if (links.Keep(m_deepScopes)) {
-        MarkClimb(die->parent);
+        MarkClimb(die->parent, seen.Count());
     }
     context->subScope = scopes.block;
     context->funcScope = scopes.function;
@@ -292,12 +292,10 @@ bool Dwarf2File::ReadScopeWords(const DIEInfo& row, ScopeWords& scopes)
     }
 }
 
-void Dwarf2File::MarkClimb(u32 offset)
+void Dwarf2File::MarkClimb(u32 offset, u32 count)
 {
-    // A change of a parent among the rows that lead up to what is kept makes that worthless. Rows
-    // marked before are followed by marked ones alone.
-    for (DIEInfo* row = FindDieInfo(offset); row != nullptr && (row->flags & DIEInfo::kDieInDeepClimb) == 0;
-         row = FindDieInfo(row->parent)) {
+    // A change of a parent among the rows that lead up to what is kept makes that worthless.
+    for (DIEInfo* row = FindDieInfo(offset); row != nullptr && count != 0; row = FindDieInfo(row->parent), --count) {
         row->flags |= DIEInfo::kDieInDeepClimb;
     }
 }

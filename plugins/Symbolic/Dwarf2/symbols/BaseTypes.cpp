@@ -1,0 +1,118 @@
+// Base types (DWARF 2.0, 5.1): the engine's codes by name and by encoding.
+#include "index/AttributeLoop.h"
+#include "index/DIEInfo.h"
+#include "index/DwarfCodes.h"
+#include "interfaces/DbgSymSymFile.h"
+
+#include <new>
+#include <string_view>
+#include <unordered_map>
+
+namespace {
+
+/// Codes by encoding, for a name that the table doesn't know. The size plays no part.
+DbgVariableBaseType CodeOfEncoding(u32 encoding)
+{
+    switch (encoding) {
+    case ATE_address:
+    case ATE_signed:
+        return kBaseInt;
+    case ATE_boolean:
+        return kBaseBool;
+    case ATE_complex_float:
+        return kBaseComplexFloat;
+    case ATE_float:
+        return kBaseFloat;
+    case ATE_signed_char:
+        return kBaseChar;
+    case ATE_unsigned:
+        return kBaseUnsignedInt;
+    case ATE_unsigned_char:
+        return kBaseUnsignedChar;
+    default:
+        return kBaseVoid;
+    }
+}
+
+} // namespace
+
+u32 Dwarf2File::LookupBaseTypeName(const char* name)
+{
+    static const std::unordered_map<std::string_view, DbgVariableBaseType> kCodes = {
+        {"void", kBaseVoid},
+        {"signed", kBaseSignedInt},
+        {"unsigned", kBaseUnsignedInt},
+        {"char", kBaseChar},
+        {"signed char", kBaseSignedChar},
+        {"unsigned char", kBaseUnsignedChar},
+        {"short", kBaseShort},
+        {"signed short", kBaseSignedShort},
+        {"unsigned short", kBaseUnsignedShort},
+        {"int", kBaseInt},
+        {"signed int", kBaseSignedInt},
+        {"unsigned int", kBaseUnsignedInt},
+        {"long", kBaseLong},
+        {"signed long", kBaseSignedLong},
+        {"unsigned long", kBaseUnsignedLong},
+        {"long long", kBaseLongLong},
+        {"signed long long", kBaseSignedLongLong},
+        {"unsigned long long", kBaseUnsignedLongLong},
+        {"float", kBaseFloat},
+        {"double", kBaseDouble},
+        {"long double", kBaseLongDouble},
+        {"bool", kBaseBool},
+    };
+    if (name == nullptr) {
+        return kBaseVoid;
+    }
+    const auto found = kCodes.find(name);
+    return found == kCodes.end() ? kBaseVoid : found->second;
+}
+
+u32 Dwarf2File::BuildBaseType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
+                              DbgUserDefinedVarType* type)
+{
+    if (decl == nullptr || type == nullptr) {
+        return m_debug_info.Pos();
+    }
+    row->flags |= DIEInfo::kDieBuilt;
+    u32 baseCode = 0;
+    u32 size = 0;
+    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+        switch (attribute) {
+        case AT_sibling:
+            read.To(row->sibling);
+            break;
+        case AT_name:
+            if (const AttrValue* got = read()) {
+                // Replaces what an encoding in front said, even by 0.
+                baseCode = LookupBaseTypeName(got->Text());
+                type->SetTypeName(got->Text());
+            }
+            break;
+        case AT_byte_size:
+            if (const AttrValue* got = read()) {
+                size = got->value == 0 ? 1 : got->value;
+                type->m_byteSize = size;
+            }
+            break;
+        case AT_encoding:
+            if (baseCode == 0) {
+                if (const AttrValue* got = read()) {
+                    baseCode = CodeOfEncoding(got->value);
+                    if (baseCode == 0) {
+                        size = 1; // for what is filed below alone
+                    }
+                }
+            }
+            break;
+        default:
+            break;
+        }
+    });
+    FinishDieAttributes(decl, row);
+    type->SetTypeInfo(new (std::nothrow)
+                          DbgUDTInfoTypedef(m_symFile, static_cast<DbgVariableBaseType>(baseCode), 0, kNone));
+    m_typeRefMap[row->infoOffset] = {baseCode, size};
+    return m_debug_info.Pos();
+}

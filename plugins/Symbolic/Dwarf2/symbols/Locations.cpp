@@ -1,0 +1,194 @@
+// Prepares DWARF location descriptions (DWARF 2.0, 2.4) for the engine, which evaluates them as they
+// stand but for two operators: DW_OP_fbreg, whose frame base stands in the function's DIE, and
+// DW_OP_breg9, which addresses through the ARM static-base register. A list of `.debug_loc` becomes
+// one byte string behind an operator of the engine's own.
+#include "frame/Preferences.h"
+#include "image/Dwarf2File.h"
+#include "index/Cursor.h"
+#include "index/DIEInfo.h"
+#include "interfaces/DbgAddress.h"
+#include "interfaces/DbgExpression.h"
+#include "interfaces/VFKDataString.h"
+#include "symbols/LocationOps.h"
+
+#include <cstddef>
+#include <string>
+
+/// One scan over an expression, rewriting it in place.
+class Dwarf2File::ExpressionScan {
+public:
+    ExpressionScan(Dwarf2File& file, const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString& expr)
+        : m_file(file)
+        , m_unit(unit)
+        , m_die(die)
+        , m_expr(expr)
+    {
+    }
+
+    void Run()
+    {
+        while (m_expr.ValidOffset(m_pos)) {
+            const u8 op = m_expr.Get8(&m_pos);
+            if (op == OP_breg9) {
+                RewriteStaticBase();
+            } else if (op == OP_fbreg) {
+                RewriteFrameBase();
+            } else {
+                StepOverOperands(op);
+            }
+        }
+    }
+
+private:
+    void StepOverOperands(u8 op)
+    {
+        switch (OperandsOf(op)) {
+        case Operands::None:
+            break;
+        case Operands::Address:
+            Skip(m_unit->addressSize);
+            break;
+        case Operands::One:
+            Skip(1);
+            break;
+        case Operands::Two:
+            Skip(2);
+            break;
+        case Operands::Four:
+            Skip(4);
+            break;
+        case Operands::Eight:
+            Skip(8);
+            break;
+        case Operands::TwoLeb:
+            m_expr.Get32_ULEB128(&m_pos, 4, nullptr);
+            [[fallthrough]];
+        case Operands::Leb:
+            m_expr.Get32_ULEB128(&m_pos, 4, nullptr);
+            break;
+        }
+    }
+
+    void Skip(u32 count) { m_pos += count; } // behind the end is not a valid offset
+
+    void Insert(const std::string& bytes)
+    {
+        m_expr.bytes.insert(m_pos, bytes);
+        m_pos += static_cast<u32>(bytes.size());
+    }
+
+    /// DW_OP_breg9 n becomes the constant n plus the value of the static-base expression.
+    void RewriteStaticBase()
+    {
+        const u32 start = m_pos - 1;
+        m_expr.Get32_SLEB128(&m_pos, 4, nullptr);
+        if (m_file.m_sectionId == kNone || !g_prefs.enableSb) {
+            return;
+        }
+        m_expr.Put8(start, OP_consts);
+        const std::string text = FormatStaticBase(m_file.m_sectionId);
+        Insert(DbgExpression(text.c_str(), nullptr, nullptr).GetDataString().bytes);
+        Insert(std::string(1, static_cast<char>(OP_plus)));
+    }
+
+    /// DW_OP_fbreg n becomes the function's frame base plus n. The frame base's bytes aren't scanned.
+    void RewriteFrameBase()
+    {
+        const u32 start = m_pos - 1;
+        m_expr.Get32_SLEB128(&m_pos, 4, nullptr);
+        const std::string operand = m_expr.bytes.substr(start + 1, m_pos - start - 1);
+        std::string base;
+        if (!m_file.FrameBase(m_unit, m_die, m_expr, base)) {
+            return;
+        }
+        m_expr.bytes.erase(start, m_pos - start);
+        m_pos = start;
+        Insert(base);
+        Insert(std::string(1, static_cast<char>(OP_consts)));
+        Insert(operand);
+        Insert(std::string(1, static_cast<char>(OP_plus)));
+    }
+
+    static std::string FormatStaticBase(u32 sectionId)
+    {
+        // Only the first %d takes the section id. The system formats into 1024 bytes; a text that
+        // would be longer is cut there.
+        std::string text = g_prefs.sbExpr;
+        const std::size_t place = text.find("%d");
+        if (place != std::string::npos) {
+            text.replace(place, 2, std::to_string(static_cast<i32>(sectionId)));
+        }
+        if (text.size() > kFormatBuffer - 1) {
+            text.resize(kFormatBuffer - 1);
+        }
+        return text;
+    }
+
+    static constexpr std::size_t kFormatBuffer = 1024;
+
+    Dwarf2File& m_file;
+    const CompileUnitInfo* m_unit;
+    const DIEInfo* m_die;
+    VFKDataString& m_expr;
+    u32 m_pos = 0;
+};
+
+void Dwarf2File::PrepareExpression(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr)
+{
+    ExpressionScan(*this, unit, die, *expr).Run();
+}
+
+bool Dwarf2File::FrameBase(const CompileUnitInfo* unit, const DIEInfo* die, const VFKDataString& expr,
+                           std::string& base)
+{
+    DbgSymContext context;
+    FillContextFromDie(die, &context);
+    const auto list = m_frameBaseLocListMap.find(context.funcScope);
+    if (list != m_frameBaseLocListMap.end() && list->second != kNone) {
+        // A frame base whose list needs a frame base leads back to itself: that operator stays.
+        if (m_inFrameBase) {
+            return false;
+        }
+        m_inFrameBase = true;
+        VFKDataString bytes(expr.Reserved(), expr.LittleEndian());
+        BuildLocationList(unit, die, &bytes, list->second);
+        m_inFrameBase = false;
+        base = std::move(bytes.bytes);
+        return true;
+    }
+    const auto block = m_frameBaseBlockMap.find(context.funcScope);
+    if (block == m_frameBaseBlockMap.end()) {
+        return false;
+    }
+    base = block->second;
+    return true;
+}
+
+bool Dwarf2File::BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr, u32 listOffset)
+{
+    ReadLateSection(m_debug_loc, ".debug_loc", true);
+    if (m_debug_loc.Size() == 0) {
+        return true;
+    }
+    // An entry's expression can come back here through its frame base, on the same cursor.
+    const SavedCursor loc(m_debug_loc);
+    Seek(m_debug_loc, listOffset);
+    u32 pos = expr->Put8(0, OP_locationList);
+    while (!AtEnd(m_debug_loc)) {
+        const u32 begin = m_debug_loc.Get32();
+        const u32 end = m_debug_loc.Get32();
+        pos = expr->Put32(pos, begin);
+        pos = expr->Put32(pos, end);
+        if (begin == 0 && end == 0) {
+            break;
+        }
+        const u16 length = m_debug_loc.Get16();
+        const u8* block = m_debug_loc.GetDataBlock(length);
+        const u32 size = static_cast<u32>(m_debug_loc.Cursor() - block);
+        VFKDataString entry(expr->Reserved(), expr->LittleEndian(), block, size);
+        PrepareExpression(unit, die, &entry);
+        pos = expr->Put16(pos, static_cast<u16>(entry.Size()));
+        pos = expr->Put(pos, entry.bytes.data(), entry.Size());
+    }
+    return true;
+}

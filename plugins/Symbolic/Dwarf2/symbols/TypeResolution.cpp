@@ -1,0 +1,84 @@
+// From the value of an AT_type to what the engine needs to know of the type, loading it in the
+// middle of the running walk if it isn't there yet.
+#include "image/Dwarf2File.h"
+#include "index/Cursor.h"
+#include "interfaces/DbgSymSymFile.h"
+#include "symbols/TypeRef.h"
+
+bool Dwarf2File::LookupTypeRef(u32 offset, TypeRef* ref)
+{
+    const auto found = m_typeRefMap.find(offset);
+    if (found == m_typeRefMap.end()) {
+        return false;
+    }
+    ref->udtId = offset;
+    ref->byteSize = found->second.second;
+    ref->baseType = kBaseUserDefined;
+    return true;
+}
+
+bool Dwarf2File::LookupStoredType(u32 offset, TypeRef* ref)
+{
+    ref->udtId = offset;
+    ref->baseType = kBaseUserDefined;
+    const auto type = m_symFile->GetUserDefinedType(offset);
+    ref->byteSize = type ? type->GetByteSize() : 0;
+    return static_cast<bool>(type);
+}
+
+u32 Dwarf2File::LookupTypeModifier(u32 offset, TypeRef* ref)
+{
+    const auto follow = [&](const std::unordered_map<u32, u32>& modifiers, u16 qualifier) {
+        const auto found = modifiers.find(offset);
+        if (found == modifiers.end()) {
+            return false;
+        }
+        ref->qualifiers = static_cast<u16>(ref->qualifiers | qualifier);
+        ref->udtId = found->second;
+        return true;
+    };
+    return follow(m_constTypeMap, kQualifierConst) || follow(m_volatileTypeMap, kQualifierVolatile) ? ref->udtId
+                                                                                                    : kNone;
+}
+
+void Dwarf2File::ResolveType(u32 offset, TypeRef* ref)
+{
+    if (LookupTypeRef(offset, ref)) {
+        return;
+    }
+    // A chain of const and volatile ends at its first repetition, with what was gathered.
+    ChainGuard seen;
+    while (seen.Add(offset)) {
+        if (LookupStoredType(offset, ref)) {
+            return;
+        }
+        const u32 next = LookupTypeModifier(offset, ref);
+        if (next == kNone) {
+            LoadMissingType(offset, ref);
+            return;
+        }
+        offset = next;
+        if (LookupTypeRef(offset, ref)) {
+            return;
+        }
+    }
+}
+
+void Dwarf2File::LoadMissingType(u32 offset, TypeRef* ref)
+{
+    if ((m_flags & (kResolveTypes | kLoadTypes)) == 0 || m_typesBeingLoaded.contains(offset)) {
+        return;
+    }
+    if (m_loadDepth >= kMaxLoadDepth) {
+        m_pendingDies.push_back(offset); // too deep for the stack: the reference stands by its id
+        return;
+    }
+    const DepthGuard depth(m_loadDepth);
+    const SavedCursor info(m_debug_info);
+    const SavedCursor abbrev(m_debug_abbrev);
+    m_typesBeingLoaded.insert(offset);
+    if (LoadDieAtOffset(offset)) {
+        ResolveType(offset, ref);
+    }
+    m_typesBeingLoaded.erase(offset);
+}
