@@ -445,7 +445,7 @@ private:
     i32 m_dumpIndent = 0;                 ///< nesting level of the DIE dump, never below 0
     u64 m_dumpAllowance = ~u64{0};        ///< characters that a dump may still print for repeated bytes
     u32 m_sectionId = kNone;              ///< engine section against which addresses are held
-    bool m_inFrameBase = false;           ///< a frame base's location list is being built
+    u32 m_frameBaseDepth = 0;             ///< 1 while the location list of a frame base is being built
 
     /// The running request: how many loads are nested in it, what it has read, and the rows there
     /// were when it began.
@@ -483,4 +483,12 @@ private:
         CompileUnitInfo* unit;
     };
     std::vector<UnitEnd> m_unitEnds;
+
+    /// The unit found last, and the offsets for which it is the answer.
+    struct FoundUnit {
+        u32 first = 0;
+        u32 end = 0;
+        CompileUnitInfo* unit = nullptr;
+    };
+    FoundUnit m_foundUnit;
 };

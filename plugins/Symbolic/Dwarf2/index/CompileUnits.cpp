@@ -2,6 +2,7 @@
 #include "image/Dwarf2File.h"
 
 #include <algorithm>
+#include <iterator>
 
 void Dwarf2File::AddCompileUnit(const CompileUnitInfo& header)
 {
@@ -13,6 +14,9 @@ void Dwarf2File::AddCompileUnit(const CompileUnitInfo& header)
 
 CompileUnitInfo* Dwarf2File::FindCompileUnit(u32 dieOffset)
 {
+    if (dieOffset >= m_foundUnit.first && dieOffset < m_foundUnit.end) {
+        return m_foundUnit.unit;
+    }
     // The units stand in rising order of their offsets. The first whose end, or that of a unit
     // before it, lies behind the DIE is the first whose own end does; the units behind it start
     // later still. So it is the answer of a search from the front, also where units overlap.
@@ -21,5 +25,7 @@ CompileUnitInfo* Dwarf2File::FindCompileUnit(u32 dieOffset)
     if (found == m_unitEnds.end() || found->unit->offset >= dieOffset) {
         return nullptr;
     }
+    const u32 before = found == m_unitEnds.begin() ? 0 : std::prev(found)->maxEnd;
+    m_foundUnit = {std::max(before, found->unit->offset + 1), found->maxEnd, found->unit};
     return found->unit;
 }

@@ -146,13 +146,12 @@ bool Dwarf2File::FrameBase(const CompileUnitInfo* unit, const DIEInfo* die, cons
     const auto list = m_frameBaseLocListMap.find(context.funcScope);
     if (list != m_frameBaseLocListMap.end() && list->second != kNone) {
         // A frame base whose list needs a frame base leads back to itself: that operator stays.
-        if (m_inFrameBase) {
+        if (m_frameBaseDepth != 0) {
             return false;
         }
-        m_inFrameBase = true;
+        const DepthGuard guard(m_frameBaseDepth);
         VFKDataString bytes(expr.Reserved(), expr.LittleEndian());
         BuildLocationList(unit, die, &bytes, list->second);
-        m_inFrameBase = false;
         base = std::move(bytes.bytes);
         return true;
     }

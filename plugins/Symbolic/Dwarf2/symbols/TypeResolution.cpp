@@ -5,6 +5,28 @@
 #include "interfaces/DbgSymSymFile.h"
 #include "symbols/TypeRef.h"
 
+namespace {
+
+/// Marks a type as being loaded for the length of a scope.
+class BeingLoaded {
+public:
+    BeingLoaded(std::unordered_set<u32>& marks, u32 offset)
+        : m_marks(marks)
+        , m_offset(offset)
+    {
+        m_marks.insert(offset);
+    }
+    ~BeingLoaded() { m_marks.erase(m_offset); }
+    BeingLoaded(const BeingLoaded&) = delete;
+    BeingLoaded& operator=(const BeingLoaded&) = delete;
+
+private:
+    std::unordered_set<u32>& m_marks;
+    u32 m_offset;
+};
+
+} // namespace
+
 bool Dwarf2File::LookupTypeRef(u32 offset, TypeRef* ref)
 {
     const auto found = m_typeRefMap.find(offset);
@@ -76,9 +98,8 @@ void Dwarf2File::LoadMissingType(u32 offset, TypeRef* ref)
     const DepthGuard depth(m_loadDepth);
     const SavedCursor info(m_debug_info);
     const SavedCursor abbrev(m_debug_abbrev);
-    m_typesBeingLoaded.insert(offset);
+    const BeingLoaded mark(m_typesBeingLoaded, offset);
     if (LoadDieAtOffset(offset)) {
         ResolveType(offset, ref);
     }
-    m_typesBeingLoaded.erase(offset);
 }
