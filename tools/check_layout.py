@@ -1,0 +1,69 @@
+#!/usr/bin/env python3
+"""Checks that image/Dwarf2File.h tells the truth: each operation and nested class is defined in the
+file that the heading above it names, and the header stays below its limit of lines."""
+
+import pathlib
+import re
+import sys
+
+MODULE = pathlib.Path(__file__).resolve().parent.parent / "plugins/Symbolic/Dwarf2"
+HEADER = MODULE / "image/Dwarf2File.h"
+MAX_LINES = 500
+HEADING = re.compile(r"\s*// (\w+/\w+\.(?:cpp|h))$")
+
+
+def declarations(lines):
+    """Yields (file, declaration) for what the class body declares, bodies and all."""
+    file, text, depth = "image/Dwarf2File.cpp", "", 0
+    for line in lines:
+        heading = HEADING.match(line)
+        if heading:
+            file = heading.group(1)
+        if re.match(r"\s*(public|protected|private):", line):
+            continue
+        for char in re.sub(r"//.*", "", line) + " ":
+            text += char
+            depth += {"{": 1, "}": -1}.get(char, 0)
+            if depth == 0 and char in ";}":
+                yield file, " ".join(text.split())
+                text = ""
+
+
+def wanted_definition(declaration):
+    """What has to stand in the file: the name and what follows it, or None."""
+    nested = re.fullmatch(r"(?:class|struct) (\w+);", declaration)
+    if nested:
+        return nested.group(1), r"(?:class|struct) Dwarf2File::{}\b"
+    operation = re.search(r"([~\w]+)\(", declaration)
+    if not operation or not declaration.endswith(";") or re.search(r"= (?:delete|default);", declaration):
+        return None
+    return operation.group(1), r"(?:\S.*)?Dwarf2File::{}\("
+
+
+def main():
+    lines = HEADER.read_text().splitlines()
+    faults = []
+    if len(lines) > MAX_LINES:
+        faults.append(f"{HEADER.name} has {len(lines)} lines; {MAX_LINES} are allowed")
+    start = lines.index("class Dwarf2File {") + 1
+    wanted = {}
+    for file, declaration in declarations(lines[start : lines.index("};", start)]):
+        definition = wanted_definition(declaration)
+        if definition:
+            wanted.setdefault((file, *definition), []).append(declaration)
+    for (file, name, pattern), overloads in wanted.items():
+        # A nested class that two files share is defined in the header beside the named one.
+        files = {MODULE / file, (MODULE / file).with_suffix(".h")}
+        text = "\n".join(path.read_text() for path in files if path.exists())
+        found = re.findall("^(?:" + pattern.replace("{}", re.escape(name)) + ")", text, re.MULTILINE)
+        if len(found) < len(overloads):
+            faults.append(f"{name}: {len(found)} of {len(overloads)} definitions in {file}")
+    for fault in faults:
+        print(fault, file=sys.stderr)
+    if not wanted:
+        sys.exit("no operation found: has the form of the header changed?")
+    sys.exit(1 if faults else 0)
+
+
+if __name__ == "__main__":
+    main()
