@@ -216,7 +216,13 @@ private:
     void PrintBadAbbrev(u32 code);
     /// Reads entries from the cursor to the end of the level, children included.
     /// @param last the entry read before, which all that follow must lie behind; kNone for none.
-    void WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren, u32 last = kNone);
+    /// @param walked what has been walked of the level before; null if that isn't noted.
+    void WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren, u32 last = kNone,
+                     WalkedLevel* walked = nullptr);
+    /// Notes that `entry` has been walked, or hops over what has been walked behind it.
+    void PassWalkedEntries(const CompileUnitInfo& unit, WalkedLevel& walked, u32 entry);
+    /// True if reading the row's DIE once more, under this selection, changes nothing.
+    bool IsSettled(const CompileUnitInfo& unit, const DIEInfo& row);
 
     // index/Loading.cpp
     class RequestScope;
@@ -232,6 +238,7 @@ private:
     u64 CountEntries(const CompileUnitInfo& unit);
     void StepOverAttributes(const CompileUnitInfo& unit);
     void LoadPendingDies();
+    WalkedLevel& StartUnitWalk(const DIEInfo& row);
     /// The row of a DIE's parent, after loading the DIE's unit; null if there is none.
     DIEInfo* LoadParentOf(DIEInfo* row);
 
@@ -463,32 +470,13 @@ private:
     /// begin.
     std::unordered_map<u32, DeclInfo> m_longChains;
     std::unordered_map<u32, ScopeWords> m_deepScopes;
-    template <typename Kept>
-    static const Kept* FindKept(const std::unordered_map<u32, Kept>& kept, u32 offset)
-    {
-        if (kept.empty()) {
-            return nullptr;
-        }
-        const auto found = kept.find(offset);
-        return found == kept.end() ? nullptr : &found->second;
-    }
+    std::unordered_map<u32, WalkedLevel> m_walkedUnits; ///< by the unit's DIE
+    u32 m_lastGeneration = 0;
 
     /// The table that FindAbbrevDecl answered from last.
     u32 m_lastAbbrevOffset = kNone;
     const AbbrevList* m_lastAbbrevList = nullptr;
 
-    /// A unit and the greatest end of it and all units before it: FindCompileUnit searches these.
-    struct UnitEnd {
-        u32 maxEnd;
-        CompileUnitInfo* unit;
-    };
     std::vector<UnitEnd> m_unitEnds;
-
-    /// The unit found last, and the offsets for which it is the answer.
-    struct FoundUnit {
-        u32 first = 0;
-        u32 end = 0;
-        CompileUnitInfo* unit = nullptr;
-    };
     FoundUnit m_foundUnit;
 };

@@ -17,3 +17,16 @@ struct CompileUnitInfo {
     u32 End() const { return offset + 4 + unitLength; }
     bool EndWraps() const { return u64{offset} + 4 + unitLength > kNone; }
 };
+
+/// A unit and the greatest end of it and all units before it: what a search for a DIE's unit looks at.
+struct UnitEnd {
+    u32 maxEnd;
+    CompileUnitInfo* unit;
+};
+
+/// The unit found last, and the offsets from `first` up to `end` for which it is the answer.
+struct FoundUnit {
+    u32 first = 0;
+    u32 end = 0;
+    CompileUnitInfo* unit = nullptr;
+};

@@ -17,4 +17,18 @@ struct DIEInfo {
     static constexpr u32 kDieChildrenRead = 0x2;
     /// A kept climb to the unit leads over this row.
     static constexpr u32 kDieInDeepClimb = 0x4;
+
+    /// The upper 24 bits of the flags: which walk over the unit's top level has left the row so that
+    /// another one would change nothing (see WalkedLevel). 0 for none.
+    static constexpr u32 kMaxGeneration = 0xFFFFFF;
+    u32 Generation() const { return flags >> 8; }
+    void SetGeneration(u32 generation) { flags = (flags & 0xFF) | generation << 8; }
+};
+
+/// How far the top level of a unit has been walked without a gap, leaving rows that another walk
+/// would only hop over. A class's name can send the walk over the unit again for each function: it
+/// goes on where this ends.
+struct WalkedLevel {
+    u32 generation = 0; ///< mark of the rows; 0: nothing stands
+    u32 end = kNone;    ///< first entry that isn't covered
 };

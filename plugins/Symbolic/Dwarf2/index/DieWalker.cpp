@@ -178,7 +178,8 @@ void Dwarf2File::PrintBadAbbrev(u32 code)
                   << ')';
 }
 
-void Dwarf2File::WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren, u32 last)
+void Dwarf2File::WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren, u32 last,
+                             WalkedLevel* walked)
 {
     if (unit == nullptr) {
         return;
@@ -187,14 +188,18 @@ void Dwarf2File::WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* pare
     const u32 unitEnd = unit->End();
     const std::size_t firstLevel = parents->size();
     std::size_t level = firstLevel;
+    u32 topEntry = kNone; // the entry of the first level that is being read
     while (!AtEnd(m_debug_info) && m_debug_info.Pos() < unitEnd) {
         // What one walk reads rises strictly, so that nothing in the file can close it to a loop.
         const u32 entry = m_debug_info.Pos();
         if (last != kNone && entry <= last) {
-            m_debug_info.SetPos(kNone);
+            Seek(m_debug_info, kNone);
             return;
         }
         last = entry;
+        if (level == firstLevel) {
+            topEntry = entry;
+        }
         const u32 next = ReadDie(unit, parents, skipKnownChildren, nullptr);
         if (parents->size() < level) {
             if (level == firstLevel) {
@@ -203,8 +208,42 @@ void Dwarf2File::WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* pare
             --level; // the level around goes on behind the null entry
         } else if (parents->size() > level) {
             ++level; // the new level begins at the cursor
+            continue;
         } else {
             Seek(m_debug_info, next);
         }
+        if (walked != nullptr && level == firstLevel) {
+            PassWalkedEntries(*unit, *walked, topEntry);
+        }
     }
+}
+
+void Dwarf2File::PassWalkedEntries(const CompileUnitInfo& unit, WalkedLevel& walked, u32 entry)
+{
+    const u32 next = m_debug_info.Pos();
+    DIEInfo* row = FindDieInfo(entry);
+    if (walked.generation == 0 || row->sibling != next || next <= entry) {
+        return;
+    }
+    if (row->Generation() == walked.generation) {
+        if (next < walked.end) {
+            Seek(m_debug_info, walked.end);
+        }
+    } else if (entry == walked.end && IsSettled(unit, *row)) {
+        row->SetGeneration(walked.generation);
+        walked.end = next;
+    }
+}
+
+bool Dwarf2File::IsSettled(const CompileUnitInfo& unit, const DIEInfo& row)
+{
+    const AbbrevDecl* decl = FindAbbrevDecl(unit.abbrevOffset, row.abbrIndex);
+    const TagRule* rule = decl == nullptr ? nullptr : FindTagRule(decl->tag);
+    if (rule == nullptr || rule->build == nullptr || rule->build == &Dwarf2File::BuildTypeModifier) {
+        return true;
+    }
+    if (!rule->unbuiltOnly) {
+        return false;
+    }
+    return (row.flags & DIEInfo::kDieBuilt) != 0 || (m_flags & rule->selection) == 0;
 }

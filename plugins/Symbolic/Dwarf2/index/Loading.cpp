@@ -157,10 +157,24 @@ void Dwarf2File::LoadCompileUnitSymbols(u32 cuDieOffset)
         m_flags = (m_flags & ~kLoadBlocks) | kLoadFunctions | kLoadVariables | kLoadTypeModifiers | kResolveTypes |
                   kLoadTypes;
         std::vector<u32> parents{cuDieOffset};
-        Seek(m_debug_info, row->child);
-        WalkEntries(FindCompileUnit(row->infoOffset), &parents, true);
+        WalkedLevel& walked = StartUnitWalk(*row);
+        Seek(m_debug_info, walked.end);
+        WalkEntries(FindCompileUnit(row->infoOffset), &parents, true, kNone, &walked);
     }
     LoadPendingDies();
+}
+
+WalkedLevel& Dwarf2File::StartUnitWalk(const DIEInfo& row)
+{
+    WalkedLevel& walked = m_walkedUnits[row.infoOffset];
+    if (walked.generation == 0) {
+        // Generations have room for 24 bits in a row. A file that uses them up is walked in full.
+        if (m_lastGeneration < DIEInfo::kMaxGeneration) {
+            walked.generation = ++m_lastGeneration;
+        }
+        walked.end = row.child;
+    }
+    return walked;
 }
 
 void Dwarf2File::LoadFunctionScopes(const DbgSymContext* ctx)

@@ -302,10 +302,18 @@ void Dwarf2File::MarkClimb(u32 offset, u32 count)
 
 void Dwarf2File::SetParent(DIEInfo* row, u32 parent)
 {
-    if (row->parent != parent) {
-        if ((row->flags & DIEInfo::kDieInDeepClimb) != 0) {
-            m_deepScopes.clear();
-        }
-        row->parent = parent;
+    if (row->parent == parent) {
+        return;
     }
+    if ((row->flags & DIEInfo::kDieInDeepClimb) != 0) {
+        m_deepScopes.clear();
+    }
+    if (row->Generation() != 0) {
+        // Walking the unit anew would put the parent back: what was walked of it no longer stands.
+        const auto walked = m_walkedUnits.find(row->parent);
+        if (walked != m_walkedUnits.end() && walked->second.generation == row->Generation()) {
+            walked->second.generation = 0;
+        }
+    }
+    row->parent = parent;
 }
