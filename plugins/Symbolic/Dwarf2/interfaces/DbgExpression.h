@@ -35,9 +35,11 @@ public:
     bool Pop(u32& value);
 
     /// Runs the expression on the present stack. One without bytes succeeds and leaves the stack.
-    /// @param context the target; null lets an operator that needs a register or memory, and a
-    ///        list without a program counter, fail.
-    /// @param address the object's or the counter's address for a list; may be null.
+    /// On failure the stack stays as it was.
+    /// @param context the target; null takes the one of the constructor. Without either, an operator
+    ///        that needs a register or memory, and a list without a program counter, fail.
+    /// @param address the program counter for a list if the context can't tell it; null takes the
+    ///        one of the constructor.
     /// @param start offset of the first operator.
     /// @param stop offset at which evaluation ends; kNone for the end of the bytes.
     /// @return 0 on success, else another number.

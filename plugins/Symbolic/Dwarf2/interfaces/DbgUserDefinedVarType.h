@@ -125,8 +125,8 @@ public:
     DbgUserDefinedVarType& operator=(const DbgUserDefinedVarType&) = delete;
 
     u32 GetId() const { return m_id; }
-    /// Null for a type without name.
-    const char* GetName() const { return m_hasName ? m_name.get() : nullptr; }
+    /// Null for a type without name. Belongs to the store once the type is in one.
+    const char* GetName() const { return m_name; }
     DbgVariableUserDefinedType GetType() const { return m_type; }
     u32 GetByteSize() const { return m_byteSize; }
     const DbgUDTInfo* GetInfo() const { return m_info.get(); }
@@ -145,9 +145,13 @@ public:
     u32 m_byteSize; ///< written directly by who builds the type
 
 private:
+    friend class DbgSymSymFile; // takes over the name
+
+    void TakeInfo(DbgUDTInfo* info, DbgVariableUserDefinedType type);
+
     u32 m_id;
     DbgVariableUserDefinedType m_type = kUdtNone;
-    bool m_hasName = false;
-    std::unique_ptr<char[]> m_name;
+    const char* m_name = nullptr;      ///< in `m_ownName` or in the store
+    std::unique_ptr<char[]> m_ownName; ///< until a store keeps the name
     std::unique_ptr<DbgUDTInfo> m_info;
 };

@@ -1,0 +1,13 @@
+// Compiles the text of an expression to its bytes.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace engine {
+
+/// The bytes of a text of integers, + - * /, unary minus, parentheses and sectid_base(N). Empty if the
+/// text isn't one of those.
+std::string CompileExpression(std::string_view text);
+
+} // namespace engine

@@ -1,0 +1,235 @@
+// Source files and their line tables: rows in the order given, look-ups through indexes made when asked for.
+#include "interfaces/DbgSymSrcFile.h"
+
+#include "AddressMap.h"
+#include "Hashing.h"
+#include "TextAllowance.h"
+
+#include <algorithm>
+#include <deque>
+#include <numeric>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+namespace {
+
+/// Sections are told apart in the upper half.
+u64 KeyOf(u32 value, u32 section)
+{
+    return u64{section} << 32 | value;
+}
+
+/// The keys of a row that has bytes; they end at 4 GiB.
+engine::AddressRun RunOf(const DbgAddrRange& range, u32 owner)
+{
+    const u64 last = std::min<u64>(u64{range.value} + range.size - 1, 0xFFFFFFFFu);
+    return {KeyOf(range.value, range.section), KeyOf(static_cast<u32>(last), range.section), owner};
+}
+
+bool Holds(const DbgAddrRange& range, u32 value, u32 section)
+{
+    // Below the start, the difference wraps to more than any size that is left up to 4 GiB.
+    return range.section == section && value >= range.value && value - range.value < range.size;
+}
+
+struct TextHash {
+    u64 seed = engine::ProcessSeed();
+    std::size_t operator()(std::string_view text) const { return engine::HashBytes(text, seed); }
+};
+
+/// The paths of the files that rows name, each kept once. Texts beyond an allowance are cut.
+class PathSet {
+public:
+    u32 IndexOf(std::string_view path)
+    {
+        path = path.substr(0, m_reading.Take(path.size()));
+        // Neighbouring rows mostly come from one file.
+        if (m_last < m_paths.size() && m_paths[m_last] == path) {
+            return m_last;
+        }
+        m_last = Find(path);
+        if (m_last == kNone && m_keeping.Take(path.size()) < path.size()) {
+            path = path.substr(0, engine::TextAllowance::kShortText);
+            m_last = Find(path);
+        }
+        if (m_last == kNone) {
+            m_last = static_cast<u32>(m_paths.size());
+            m_byText.emplace(m_paths.emplace_back(path), m_last);
+        }
+        return m_last;
+    }
+
+    u32 Find(std::string_view path) const
+    {
+        const auto found = m_byText.find(path);
+        return found == m_byText.end() ? kNone : found->second;
+    }
+
+    const std::string* At(u32 index) const { return index < m_paths.size() ? &m_paths[index] : nullptr; }
+
+private:
+    std::deque<std::string> m_paths; ///< never moved
+    std::unordered_map<std::string_view, u32, TextHash> m_byText;
+    u32 m_last = 0;
+    engine::TextAllowance m_reading = engine::TextAllowance::ForReading();
+    engine::TextAllowance m_keeping = engine::TextAllowance::ForKeeping();
+};
+
+} // namespace
+
+/// The last row may still be changed through the pointer that AddLineEntry gave. So the indexes cover the
+/// rows before it only, and a look-up asks the last one itself.
+struct DbgSymLineTable::Rows {
+    std::vector<DbgSymLineEntry> entries;
+    PathSet paths;
+    engine::AddressMap byAddress; ///< of indexes in `entries`
+    std::vector<u32> byLine;      ///< indexes in `entries`, by line and then in their order
+    bool addressesChanged = true;
+    bool linesChanged = true;
+
+    void IndexAddresses()
+    {
+        if (!addressesChanged) {
+            return;
+        }
+        std::vector<engine::AddressRun> runs;
+        runs.reserve(entries.size());
+        for (u32 index = 0; index + 1 < entries.size(); ++index) {
+            if (entries[index].range.size != 0) {
+                runs.push_back(RunOf(entries[index].range, index));
+            }
+        }
+        byAddress.Build(std::move(runs));
+        addressesChanged = false;
+    }
+
+    void IndexLines()
+    {
+        if (!linesChanged) {
+            return;
+        }
+        byLine.resize(entries.size() - 1);
+        std::iota(byLine.begin(), byLine.end(), 0u);
+        std::stable_sort(byLine.begin(), byLine.end(),
+                         [this](u32 left, u32 right) { return entries[left].line < entries[right].line; });
+        linesChanged = false;
+    }
+};
+
+DbgSymLineTable::DbgSymLineTable(const DbgSymSrcFile* srcFile)
+    : m_srcFile(srcFile)
+{
+}
+
+DbgSymLineTable::~DbgSymLineTable() = default;
+
+DbgSymLineEntry* DbgSymLineTable::AddLineEntry(u32 line, const DbgAddress* address, u16 column, const std::string* path)
+{
+    if (address == nullptr) {
+        return nullptr;
+    }
+    if (m_rows == nullptr) {
+        m_rows = std::make_unique<Rows>();
+    }
+    DbgSymLineEntry entry;
+    static_cast<DbgAddress&>(entry.range) = *address;
+    entry.line = line;
+    entry.column = column;
+    if (path != nullptr) {
+        entry.pathIndex = m_rows->paths.IndexOf(*path);
+    }
+    m_rows->addressesChanged = true;
+    m_rows->linesChanged = true;
+    return &m_rows->entries.emplace_back(entry);
+}
+
+DbgSymLineEntry* DbgSymLineTable::AddLineEntry(u32 line, u32 offset, u32 sectionId, u16 column, const std::string* path)
+{
+    DbgAddress address;
+    address.value = offset;
+    address.section = sectionId;
+    return AddLineEntry(line, &address, column, path);
+}
+
+DbgSymLineEntry* DbgSymLineTable::AddLineEntry(u32 line, u32 address, u16 column, const std::string* path)
+{
+    return AddLineEntry(line, address, kNone, column, path);
+}
+
+std::size_t DbgSymLineTable::Count() const
+{
+    return m_rows == nullptr ? 0 : m_rows->entries.size();
+}
+
+const DbgSymLineEntry* DbgSymLineTable::GetLineEntryByIdx(u32 index) const
+{
+    return index < Count() ? &m_rows->entries[index] : nullptr;
+}
+
+const std::string* DbgSymLineTable::GetOrigFileDesc() const
+{
+    return m_srcFile == nullptr ? nullptr : &m_srcFile->GetPath();
+}
+
+const std::string* DbgSymLineTable::GetEntryPath(const DbgSymLineEntry& entry) const
+{
+    return m_rows == nullptr ? nullptr : m_rows->paths.At(entry.pathIndex);
+}
+
+void DbgSymLineTable::SetLastEntrySizeByHiPC(const DbgAddress* address)
+{
+    // An end without value comes from a range without start. One in another section isn't above the row.
+    if (Count() == 0 || address == nullptr || address->value == kNone) {
+        return;
+    }
+    DbgAddrRange& last = m_rows->entries.back().range;
+    if (address->section == last.section && address->value > last.value) {
+        last.size = address->value - last.value;
+    }
+}
+
+const DbgSymLineEntry* DbgSymLineTable::FindByAddress(u32 value, u32 section) const
+{
+    if (Count() == 0) {
+        return nullptr;
+    }
+    if (Holds(m_rows->entries.back().range, value, section)) {
+        return &m_rows->entries.back();
+    }
+    m_rows->IndexAddresses();
+    const u32 index = m_rows->byAddress.Find(KeyOf(value, section));
+    return index == kNone ? nullptr : &m_rows->entries[index];
+}
+
+std::vector<const DbgSymLineEntry*> DbgSymLineTable::FindByLine(u32 line, const std::string* path) const
+{
+    std::vector<const DbgSymLineEntry*> found;
+    if (Count() == 0) {
+        return found;
+    }
+    // Rows that name the table's own file by its path are its own as well.
+    const bool own = path == nullptr || (m_srcFile != nullptr && *path == m_srcFile->GetPath());
+    const u32 pathIndex = path == nullptr ? kNone : m_rows->paths.Find(*path);
+    const auto take = [&](const DbgSymLineEntry& entry) {
+        if (entry.line == line && (entry.pathIndex == kNone ? own : entry.pathIndex == pathIndex)) {
+            found.push_back(&entry);
+        }
+    };
+    m_rows->IndexLines();
+    const std::vector<DbgSymLineEntry>& entries = m_rows->entries;
+    auto at = std::lower_bound(m_rows->byLine.begin(), m_rows->byLine.end(), line,
+                               [&entries](u32 index, u32 wanted) { return entries[index].line < wanted; });
+    for (; at != m_rows->byLine.end() && entries[*at].line == line; ++at) {
+        take(entries[*at]);
+    }
+    take(entries.back());
+    return found;
+}
+
+DbgSymSrcFile::DbgSymSrcFile(u32 id, std::string path)
+    : m_id(id)
+    , m_path(std::move(path))
+    , m_lineTable(this)
+{
+}

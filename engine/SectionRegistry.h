@@ -1,0 +1,38 @@
+// The sections of all lists that live, for the conversions of addresses.
+#pragma once
+
+#include "AddressMap.h"
+#include "interfaces/DbgSection.h"
+#include "interfaces/Types.h"
+
+#include <unordered_map>
+#include <vector>
+
+namespace engine {
+
+/// One for the process, used from one thread as the engine is.
+class SectionRegistry {
+public:
+    static SectionRegistry& Get();
+
+    /// @param section borrowed from `owner`.
+    void Add(const DbgSectionList* owner, const DbgSection* section);
+    void Remove(const DbgSectionList* owner);
+
+    /// The section of that id, the one added last if there are several; null if there is none.
+    const DbgSection* Find(u32 id) const;
+    /// The section that contains the address, the one added last if there are several; else null.
+    const DbgSection* FindContaining(u32 address);
+
+private:
+    struct Entry {
+        const DbgSectionList* owner;
+        const DbgSection* section;
+    };
+    std::vector<Entry> m_entries; ///< in the order in which they were added
+    std::unordered_map<u32, const DbgSection*> m_byId;
+    AddressMap m_byAddress; ///< of indexes in m_entries; made on first use after a change
+    bool m_changed = false;
+};
+
+} // namespace engine

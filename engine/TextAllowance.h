@@ -1,0 +1,58 @@
+// Bounds what long texts may cost. A file of a few bytes a name can have each of its names reach over
+// the whole of a string section that has no end zero: all names together are then as long as the
+// square of the file, and nothing of that may be read or kept without a limit.
+#pragma once
+
+#include "interfaces/Types.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace engine {
+
+/// Bytes that texts may take together. There is a start capital, and each text brings a little more, so
+/// that only texts that are long on average and huge in sum ever meet the limit; these are cut to
+/// kShortText bytes, which is never refused.
+class TextAllowance {
+public:
+    static constexpr std::size_t kShortText = 256;
+
+    constexpr TextAllowance(u64 capital, u64 perText)
+        : m_capital(capital)
+        , m_perText(perText)
+        , m_left(capital)
+    {
+    }
+
+    /// For time, what is read and compared: 1 GiB and 4 KiB a text.
+    static constexpr TextAllowance ForReading() { return {u64{1} << 30, 4096}; }
+    /// For memory, what is kept: 128 MiB and 256 bytes a text.
+    static constexpr TextAllowance ForKeeping() { return {u64{1} << 27, 256}; }
+
+    /// Starts on the next text.
+    /// @return the bytes that it may take, at least kShortText.
+    std::size_t Next()
+    {
+        m_left = std::min(m_capital, m_left + m_perText);
+        return std::max(static_cast<std::size_t>(m_left), kShortText);
+    }
+
+    /// Takes the bytes of the present text.
+    void Spend(std::size_t size) { m_left -= std::min<u64>(m_left, size); }
+
+    /// Starts on a text of `size` bytes and takes it.
+    /// @return `size`, or kShortText if the text must be cut.
+    std::size_t Take(std::size_t size)
+    {
+        const std::size_t taken = size <= Next() ? size : kShortText;
+        Spend(taken);
+        return taken;
+    }
+
+private:
+    u64 m_capital;
+    u64 m_perText;
+    u64 m_left;
+};
+
+} // namespace engine

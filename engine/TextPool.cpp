@@ -1,0 +1,110 @@
+// The pool of texts and byte strings.
+#include "TextPool.h"
+
+#include <cstring>
+#include <utility>
+
+namespace engine {
+namespace {
+
+constexpr std::size_t kChunk = 64 * 1024;
+constexpr std::size_t kOwnChunk = kChunk / 4; ///< from here on a text gets a chunk of its own
+
+} // namespace
+
+std::string_view TextPool::Keep(const char* text)
+{
+    const std::size_t limit = m_reading.Next();
+    std::size_t size = strnlen(text, limit);
+    if (size == limit) {
+        size = TextAllowance::kShortText;
+    }
+    m_reading.Spend(size);
+
+    MakeRoom();
+    std::string_view bytes(text, size);
+    u32 hash = Hash(bytes);
+    Slot* slot = &Place(bytes, hash);
+    if (slot->data == nullptr && m_keeping.Take(size) < size) {
+        bytes = bytes.substr(0, TextAllowance::kShortText);
+        hash = Hash(bytes);
+        slot = &Place(bytes, hash);
+    }
+    return slot->data != nullptr ? std::string_view(slot->data, slot->size) : Add(*slot, bytes, hash);
+}
+
+bool TextPool::KeepBytes(std::string_view bytes, std::string_view& kept)
+{
+    if (m_reading.Take(bytes.size()) < bytes.size()) {
+        return false;
+    }
+    MakeRoom();
+    const u32 hash = Hash(bytes);
+    Slot& slot = Place(bytes, hash);
+    if (slot.data == nullptr && m_keeping.Take(bytes.size()) < bytes.size()) {
+        return false;
+    }
+    kept = slot.data != nullptr ? std::string_view(slot.data, slot.size) : Add(slot, bytes, hash);
+    return true;
+}
+
+TextPool::Slot& TextPool::Place(std::string_view bytes, u32 hash)
+{
+    std::size_t place = hash & (m_slots.size() - 1);
+    while (true) {
+        Slot& slot = m_slots[place];
+        if (slot.data == nullptr || (slot.hash == hash && std::string_view(slot.data, slot.size) == bytes)) {
+            return slot;
+        }
+        place = (place + 1) & (m_slots.size() - 1);
+    }
+}
+
+std::string_view TextPool::Add(Slot& slot, std::string_view bytes, u32 hash)
+{
+    char* data = Allocate(bytes.size() + 1);
+    if (!bytes.empty()) {
+        std::memcpy(data, bytes.data(), bytes.size());
+    }
+    data[bytes.size()] = '\0';
+    slot = {data, static_cast<u32>(bytes.size()), hash};
+    ++m_count;
+    return {data, bytes.size()};
+}
+
+char* TextPool::Allocate(std::size_t size)
+{
+    if (size <= m_freeSize) {
+        char* data = std::exchange(m_free, m_free + size);
+        m_freeSize -= size;
+        return data;
+    }
+    const bool own = size >= kOwnChunk;
+    m_chunks.push_back(std::make_unique_for_overwrite<char[]>(own ? size : kChunk));
+    char* data = m_chunks.back().get();
+    if (!own) {
+        m_free = data + size;
+        m_freeSize = kChunk - size;
+    }
+    return data;
+}
+
+void TextPool::MakeRoom()
+{
+    if (m_count < m_slots.size() / 8 * 5) {
+        return;
+    }
+    std::vector<Slot> old(m_slots.empty() ? 64 : m_slots.size() * 2);
+    old.swap(m_slots);
+    for (const Slot& slot : old) {
+        if (slot.data != nullptr) {
+            std::size_t place = slot.hash & (m_slots.size() - 1);
+            while (m_slots[place].data != nullptr) {
+                place = (place + 1) & (m_slots.size() - 1);
+            }
+            m_slots[place] = slot;
+        }
+    }
+}
+
+} // namespace engine

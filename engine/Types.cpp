@@ -1,0 +1,153 @@
+// User-defined types and their infos. What is wider than the target's 32 bits is cut to them.
+#include "interfaces/DbgUserDefinedVarType.h"
+
+#include "TextAllowance.h"
+#include "interfaces/DbgSymSymFile.h"
+
+#include <boost/make_shared.hpp>
+#include <cstring>
+#include <new>
+
+namespace {
+
+u32 Word(unsigned long value)
+{
+    return static_cast<u32>(value);
+}
+
+/// A name belongs to the store; without a store there is nobody to keep it.
+const char* NameInStore(DbgSymSymFile* store, const char* name)
+{
+    return store == nullptr ? nullptr : store->KeepText(name);
+}
+
+} // namespace
+
+// A typedef and an array don't have anything that they would need the store for.
+DbgUDTInfoTypedef::DbgUDTInfoTypedef(DbgSymSymFile* /*store*/, DbgVariableBaseType baseType, unsigned short qualifiers,
+                                     unsigned long udtId)
+    : DbgUDTInfo(Kind::Typedef)
+    , target{baseType, qualifiers, Word(udtId)}
+{
+}
+
+DbgUDTInfoPointer::DbgUDTInfoPointer(DbgSymSymFile* /*store*/, const char* /*name*/, unsigned long byteSize,
+                                     DbgVariableBaseType baseType, unsigned short qualifiers, unsigned long udtId)
+    : DbgUDTInfo(Kind::Pointer)
+    , targetSize(Word(byteSize))
+    , target{baseType, qualifiers, Word(udtId)}
+{
+}
+
+DbgUDTInfoArray::DbgUDTInfoArray(DbgSymSymFile* /*store*/, DbgVariableBaseType baseType, unsigned short qualifiers,
+                                 unsigned long udtId, unsigned long lowerBound, unsigned long upperBound,
+                                 unsigned long byteSize, unsigned long gapSize)
+    : DbgUDTInfo(Kind::Array)
+    , element{baseType, qualifiers, Word(udtId)}
+    , lower(Word(lowerBound))
+    , upper(Word(upperBound))
+    , elementSize(Word(byteSize))
+    , gap(Word(gapSize))
+{
+}
+
+DbgUDTInfoMembers::DbgUDTInfoMembers()
+    : DbgUDTInfo(Kind::Members)
+{
+}
+
+void DbgUDTInfoMembers::AddMember(DbgSymSymFile* store, const char* name, unsigned long byteSize,
+                                  DbgVariableBaseType baseType, unsigned short qualifiers, unsigned long offset,
+                                  unsigned long udtId, unsigned short bitSize, unsigned short bitOffset)
+{
+    m_members.push_back({NameInStore(store, name),
+                         Word(byteSize),
+                         {baseType, qualifiers, Word(udtId)},
+                         Word(offset),
+                         bitSize,
+                         bitOffset});
+}
+
+DbgUDTInfoEnum32::DbgUDTInfoEnum32(DbgSymSymFile* store)
+    : DbgUDTInfo(Kind::Enum)
+    , m_store(store)
+{
+}
+
+void DbgUDTInfoEnum32::AddEnumValue(long value, const char* name)
+{
+    m_values.push_back({static_cast<i32>(value), NameInStore(m_store, name)});
+}
+
+boost::shared_ptr<DbgUserDefinedVarType> DbgUserDefinedVarType::CreateSharedPtr(unsigned long id, const char* name,
+                                                                                unsigned long byteSize)
+{
+    try {
+        return boost::make_shared<DbgUserDefinedVarType>(Word(id), name, Word(byteSize));
+    } catch (const std::bad_alloc&) {
+        return {};
+    }
+}
+
+DbgUserDefinedVarType::DbgUserDefinedVarType(u32 id, const char* name, u32 byteSize)
+    : m_byteSize(byteSize)
+    , m_id(id)
+{
+    SetTypeName(name);
+}
+
+void DbgUserDefinedVarType::SetTypeName(const char* name)
+{
+    if (name == nullptr) {
+        m_name = nullptr;
+        m_ownName.reset();
+        return;
+    }
+    // A type doesn't know its store yet, so one allowance for the process bounds what long names cost;
+    // it grows again with each name.
+    static engine::TextAllowance reading = engine::TextAllowance::ForReading();
+    const std::size_t limit = reading.Next();
+    std::size_t size = strnlen(name, limit);
+    if (size == limit) {
+        size = engine::TextAllowance::kShortText;
+    }
+    reading.Spend(size);
+    auto copy = std::make_unique_for_overwrite<char[]>(size + 1);
+    std::memcpy(copy.get(), name, size);
+    copy[size] = '\0';
+    m_name = copy.get();
+    m_ownName = std::move(copy);
+}
+
+void DbgUserDefinedVarType::SetTypeInfo(DbgUDTInfoTypedef* info)
+{
+    TakeInfo(info, kUdtTypedef);
+}
+
+void DbgUserDefinedVarType::SetTypeInfo(DbgUDTInfoPointer* info)
+{
+    TakeInfo(info, kUdtPointer);
+}
+
+void DbgUserDefinedVarType::SetTypeInfo(DbgUDTInfoArray* info)
+{
+    TakeInfo(info, kUdtArray);
+}
+
+void DbgUserDefinedVarType::SetTypeInfo(DbgUDTInfoEnum32* info)
+{
+    TakeInfo(info, kUdtEnum);
+}
+
+void DbgUserDefinedVarType::SetTypeInfo(DbgUDTInfoMembers* info, DbgVariableUserDefinedType type)
+{
+    TakeInfo(info, type);
+}
+
+void DbgUserDefinedVarType::TakeInfo(DbgUDTInfo* info, DbgVariableUserDefinedType type)
+{
+    m_info.reset(info);
+    if (info != nullptr) {
+        m_type = type;
+    }
+}
