@@ -1,0 +1,379 @@
+// Tests the header reader, the interpreter that load and dump share, and the names of its files.
+#include "symbols/LineProgram.h"
+
+#include "tests/support/ByteSection.h"
+#include "tests/support/Dwarf2FileProbe.h"
+#include "tests/support/DwarfTest.h"
+#include "tests/support/LineBuilder.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+/// Notes what an interpreter tells.
+struct Recorder {
+    std::vector<LineState> rows;
+    std::vector<LineState> ends; ///< registers at the end of each sequence
+    std::vector<LineStep> steps;
+    std::vector<LineState> states; ///< after each step
+
+    void Row(const LineState& state) { rows.push_back(state); }
+    void EndSequence(const LineState& state) { ends.push_back(state); }
+    void Executed(const LineStep& step, const LineState& state)
+    {
+        steps.push_back(step);
+        states.push_back(state);
+    }
+    const LineState& Last() const { return states.back(); }
+};
+
+class LineProgram : public ::testing::TestWithParam<ByteOrder> {
+protected:
+    LineInterpreter& Open(const std::string& bytes, u32 offset = 0)
+    {
+        m_interpreter.reset();
+        m_section = std::make_unique<VFKDataBuf>(false, GetParam() == ByteOrder::Little);
+        std::memcpy(m_section->bytes.Allocate(bytes.size()), bytes.data(), bytes.size());
+        m_section->Init();
+        m_interpreter = std::make_unique<LineInterpreter>(*m_section, offset);
+        return *m_interpreter;
+    }
+
+    /// Runs what has been built from the offset of its last programme on.
+    Recorder Run(LineBuilder& line)
+    {
+        const u32 offset = line.Finish();
+        Recorder recorder;
+        Open(line.Raw().Bytes(), offset).Run(recorder);
+        return recorder;
+    }
+
+    VFKDataBuf& Section() { return *m_section; }
+    LineInterpreter& Interpreter() { return *m_interpreter; }
+
+    ByteSection m_bytes{GetParam()};
+
+private:
+    std::unique_ptr<VFKDataBuf> m_section;
+    std::unique_ptr<LineInterpreter> m_interpreter;
+};
+BOTH_BYTE_ORDERS(LineProgram);
+
+TEST_P(LineProgram, ReadsTheHeaderAndStandsOnTheFirstInstruction)
+{
+    LineHeader fields;
+    fields.version = 0x1234;
+    fields.lineBase = -3;
+    fields.headerLength = 0xDEAD; // the programme begins where the file table ends all the same
+    m_bytes.Fill(7);
+    LineBuilder line(m_bytes, fields);
+    line.Directory("inc").Directory("/usr/include").File("a.c").File("b.h", 2, 0x12345678, 300);
+    const u32 programme = m_bytes.Size() + 1;
+    line.Copy();
+    const u32 offset = line.Finish();
+    const LineProgramHeader& header = Open(m_bytes.Bytes(), offset).Header();
+
+    EXPECT_EQ(header.totalLength, m_bytes.Size() - 7);
+    EXPECT_EQ(header.unitEnd, m_bytes.Size());
+    EXPECT_EQ(header.version, 0x1234u);
+    EXPECT_EQ(header.prologueLength, 0xDEADu);
+    EXPECT_EQ(header.minInstLen, 2u);
+    EXPECT_EQ(header.defaultIsStmt, 1u);
+    EXPECT_EQ(header.lineBase, -3);
+    EXPECT_EQ(header.lineRange, 14u);
+    EXPECT_EQ(header.opcodeBase, 10u);
+    EXPECT_EQ(header.opcodeLengths, (std::vector<u8>{0, 1, 1, 1, 1, 0, 0, 0, 1}));
+    EXPECT_EQ(header.incDir, (std::vector<std::string_view>{"inc", "/usr/include"}));
+    ASSERT_EQ(header.fileNames.size(), 2u);
+    EXPECT_EQ(header.fileNames[1].name, "b.h");
+    EXPECT_EQ(header.fileNames[1].dirIdx, 2u);
+    EXPECT_EQ(header.fileNames[1].mod, 0x12345678u);
+    EXPECT_EQ(header.fileNames[1].length, 300u);
+    EXPECT_EQ(Section().Pos(), programme);
+}
+
+TEST_P(LineProgram, StandardOpcodesMoveTheRegisters)
+{
+    LineBuilder line(m_bytes);
+    line.AdvancePc(10).FixedAdvancePc(10).ConstAddPc(); // 10 * 2 + 10 + (245 / 14) * 2
+    line.AdvanceLine(99).AdvanceLine(-50).SetFile(3).SetColumn(70000);
+    line.SetBasicBlock().NegateStatement().Copy().NegateStatement();
+    const Recorder run = Run(line);
+
+    ASSERT_EQ(run.rows.size(), 1u);
+    const LineState& row = run.rows[0];
+    EXPECT_EQ(row.addr, 64u);
+    EXPECT_EQ(row.line, 50u);
+    EXPECT_EQ(row.file, 3u);
+    EXPECT_EQ(row.column, 70000u);
+    EXPECT_FALSE(row.isStmt);
+    EXPECT_TRUE(row.basicBlock);
+    EXPECT_FALSE(run.Last().basicBlock) << "a row ends the basic block";
+    EXPECT_TRUE(run.Last().isStmt);
+}
+
+TEST_P(LineProgram, RegistersWrapAt32Bits)
+{
+    LineBuilder line(m_bytes);
+    line.SetAddress(0xFFFFFFFE).AdvancePc(0x80000002).AdvanceLine(-3).Copy();
+    const LineState row = Run(line).rows.at(0);
+    EXPECT_EQ(row.addr, 2u);
+    EXPECT_EQ(row.line, 0xFFFFFFFEu);
+}
+
+// Ten standard opcodes is what DWARF 2.0 has. A later producer's opcode 10, say, is a special one
+// here even if its header declares more, and its distance is an 8-bit value.
+TEST_P(LineProgram, OpcodesFrom10OnAreSpecialWhateverOpcodeBaseSays)
+{
+    LineHeader fields;
+    fields.opcodeBase = 13;
+    fields.operandCounts = {0, 1, 1, 1, 1, 0, 0, 0, 1, 0, 0, 1};
+    LineBuilder line(m_bytes, fields);
+    line.AdvanceLine(99).Opcode(10).Opcode(13).Opcode(255).ConstAddPc();
+    const Recorder run = Run(line);
+
+    ASSERT_EQ(run.rows.size(), 3u);
+    EXPECT_EQ(run.rows[0].line, 100u - 5 + 253 % 14);
+    EXPECT_EQ(run.rows[0].addr, 253u / 14 * 2);
+    EXPECT_EQ(run.rows[1].line, run.rows[0].line - 5);
+    EXPECT_EQ(run.rows[1].addr, run.rows[0].addr);
+    EXPECT_EQ(run.rows[2].line, run.rows[1].line - 5 + 242 % 14);
+    EXPECT_EQ(run.rows[2].addr, run.rows[1].addr + 242 / 14 * 2);
+    EXPECT_EQ(run.Last().addr, run.rows[2].addr + 242 / 14 * 2);
+}
+
+TEST_P(LineProgram, ALineRangeOf0MovesTheLineByItsBaseAlone)
+{
+    LineHeader fields;
+    fields.lineRange = 0;
+    LineBuilder line(m_bytes, fields);
+    line.AdvanceLine(99).Opcode(200).ConstAddPc();
+    const Recorder run = Run(line);
+    EXPECT_EQ(run.rows.at(0).line, 95u);
+    EXPECT_EQ(run.Last().addr, 0u);
+}
+
+TEST_P(LineProgram, AnOpcodeBaseOf0HasNoOperandCounts)
+{
+    LineHeader fields;
+    fields.opcodeBase = 0;
+    fields.operandCounts = {};
+    LineBuilder line(m_bytes, fields);
+    line.File("a.c").Opcode(14);
+    const Recorder run = Run(line);
+    EXPECT_TRUE(Interpreter().Header().opcodeLengths.empty());
+    EXPECT_EQ(Interpreter().Header().fileNames.size(), 1u);
+    EXPECT_EQ(run.rows.at(0).addr, 2u);
+}
+
+TEST_P(LineProgram, OnlyWhatMovesTowardsARowIsSeen)
+{
+    const auto seen = [&](auto&& write) {
+        ByteSection bytes(GetParam());
+        LineBuilder line(bytes);
+        write(line);
+        Run(line);
+        return Interpreter().Seen();
+    };
+    EXPECT_FALSE(seen([](LineBuilder& line) {
+        line.NegateStatement().SetBasicBlock().DefineFile("x").Extended(77, "abc").EndSequence();
+    }));
+    EXPECT_TRUE(seen([](LineBuilder& line) { line.Copy(); }));
+    EXPECT_TRUE(seen([](LineBuilder& line) { line.AdvancePc(0); }));
+    EXPECT_TRUE(seen([](LineBuilder& line) { line.AdvanceLine(0); }));
+    EXPECT_TRUE(seen([](LineBuilder& line) { line.SetFile(1); }));
+    EXPECT_TRUE(seen([](LineBuilder& line) { line.SetColumn(0); }));
+    EXPECT_TRUE(seen([](LineBuilder& line) { line.ConstAddPc(); }));
+    EXPECT_TRUE(seen([](LineBuilder& line) { line.FixedAdvancePc(0); }));
+    EXPECT_TRUE(seen([](LineBuilder& line) { line.Opcode(10); }));
+    EXPECT_TRUE(seen([](LineBuilder& line) { line.SetAddress(0); }));
+}
+
+TEST_P(LineProgram, AnEndOfSequenceResetsTheRegistersAndKeepsTheTables)
+{
+    LineHeader fields;
+    fields.defaultIsStatement = false;
+    LineBuilder line(m_bytes, fields);
+    line.SetAddress(0x8000).AdvanceLine(4).SetFile(2).SetColumn(9).NegateStatement().SetBasicBlock();
+    line.DefineFile("late.h").EndSequence();
+    const Recorder run = Run(line);
+
+    ASSERT_EQ(run.ends.size(), 1u);
+    EXPECT_EQ(run.ends[0].addr, 0x8000u);
+    EXPECT_TRUE(run.ends[0].endSequence);
+    EXPECT_TRUE(run.ends[0].isStmt);
+    EXPECT_EQ(run.Last().addr, 0u);
+    EXPECT_EQ(run.Last().file, 1u);
+    EXPECT_EQ(run.Last().line, 1u);
+    EXPECT_EQ(run.Last().column, 0u);
+    EXPECT_FALSE(run.Last().isStmt);
+    EXPECT_FALSE(run.Last().basicBlock);
+    EXPECT_FALSE(run.Last().endSequence);
+    EXPECT_TRUE(Interpreter().Seen());
+    EXPECT_EQ(Interpreter().Header().fileNames.at(0).name, "late.h");
+}
+
+TEST_P(LineProgram, TheLengthOfAnExtendedOpcodeCountsForUnknownOnesOnly)
+{
+    LineBuilder line(m_bytes);
+    line.Extended(LNE_set_address, ByteSection(GetParam()).U32(0x8000).Bytes(), 99); // a length that is wrong
+    line.Extended(0x80, "\1\1\1\1\1");         // five copies if it weren't skipped
+    line.Extended(LNS_set_basic_block, "", 0); // with 0 the sub-opcode is the next opcode
+    line.Copy();
+    const Recorder run = Run(line);
+    ASSERT_EQ(run.rows.size(), 1u);
+    EXPECT_EQ(run.rows[0].addr, 0x8000u);
+    EXPECT_TRUE(run.rows[0].basicBlock);
+    EXPECT_EQ(run.steps.size(), 5u);
+}
+
+TEST_P(LineProgram, ALengthThatWrapsEndsTheRun)
+{
+    for (const u32 length : {0xFFFFFFFFu, 0xFFFFFFF0u, 0x7FFFFFFFu}) {
+        ByteSection bytes(GetParam());
+        LineBuilder line(bytes);
+        line.Copy().Extended(0x80, "", length).Copy();
+        const Recorder run = Run(line);
+        EXPECT_EQ(run.rows.size(), 1u);
+        EXPECT_EQ(run.steps.size(), 2u);
+        EXPECT_TRUE(Section().AtEnd());
+    }
+}
+
+TEST_P(LineProgram, StopsAtTheUnitsEndAndAtTheSectionsEnd)
+{
+    LineBuilder first(m_bytes);
+    first.File("a.c").Copy().Copy();
+    first.Finish();
+    const u32 firstSize = m_bytes.Size();
+    LineBuilder second(m_bytes);
+    second.File("b.c").Copy();
+    second.Finish();
+
+    const auto rows = [&](u32 offset) {
+        Recorder run;
+        Open(m_bytes.Bytes(), offset).Run(run);
+        return run.rows.size();
+    };
+    EXPECT_EQ(rows(0), 2u);
+    EXPECT_EQ(Section().Pos(), firstSize);
+    EXPECT_EQ(rows(firstSize), 1u);
+    m_bytes.Patch(0, firstSize - 4 - 1, 4); // ends ahead of the second copy
+    EXPECT_EQ(rows(0), 1u);
+    m_bytes.Patch(firstSize, 0x10000, 4);
+    EXPECT_EQ(rows(firstSize), 1u);
+    EXPECT_TRUE(Section().AtEnd());
+}
+
+TEST_P(LineProgram, TablesEndWithTheUnit)
+{
+    LineBuilder line(m_bytes);
+    line.Directory("one").Directory("two").File("a.c").File("b.c").Copy();
+    line.Finish();
+    const u32 directories = 4 + 2 + 4 + 5 + 9;
+    m_bytes.Patch(0, directories - 4 + 1, 4); // inside the first directory's text
+    const LineProgramHeader& header = Open(m_bytes.Bytes()).Header();
+    EXPECT_EQ(header.incDir.size(), 1u);
+    EXPECT_TRUE(header.fileNames.empty());
+    Recorder run;
+    Interpreter().Run(run);
+    EXPECT_TRUE(run.steps.empty());
+}
+
+// The sum of offset and length wraps at 32 bits and then lies ahead of what has been read.
+TEST_P(LineProgram, AUnitEndThatWrapsOrLiesAtTheStartLeavesAllEmpty)
+{
+    for (const u32 length : {0xFFFFFFFFu, 0xFFFFFFFCu, 0xFFFFFFE0u, 0x80000000u + 0x7FFFFFF0u, 0u, 10u}) {
+        ByteSection bytes(GetParam());
+        bytes.Fill(0x20, 1);
+        LineHeader fields;
+        fields.unitLength = length;
+        LineBuilder line(bytes, fields);
+        line.Directory("d").File("a.c").Copy();
+        const Recorder run = Run(line);
+        EXPECT_TRUE(run.steps.empty()) << length;
+        EXPECT_TRUE(Interpreter().Header().incDir.empty()) << length;
+        EXPECT_TRUE(Interpreter().Header().fileNames.empty()) << length;
+        EXPECT_FALSE(Interpreter().Seen()) << length;
+    }
+}
+
+TEST_P(LineProgram, EndsWhereverTheSectionIsCut)
+{
+    LineBuilder line(m_bytes);
+    line.Directory("inc").File("a.c").File("b.h", 1, 0x4000, 0x4000);
+    line.SetAddress(0x8000).AdvanceLine(1000).Copy().DefineFile("c.h", 1, 0x4000).SetFile(3).Row(3, 2);
+    line.Extended(0x80, "operands").FixedAdvancePc(300).EndSequence();
+    line.Finish();
+    const std::string whole = m_bytes.Bytes();
+    for (std::size_t size = 0; size <= whole.size(); ++size) {
+        Recorder run;
+        Open(whole.substr(0, size)).Run(run);
+        EXPECT_TRUE(Section().AtEnd()) << size;
+        EXPECT_LE(run.rows.size(), 2u) << size;
+    }
+}
+
+// No instruction takes less than a byte, and the cursor never goes back: the steps count the bytes.
+TEST_P(LineProgram, RunsOverAnyBytesInAsManyStepsAtMost)
+{
+    std::mt19937 random(20240117);
+    for (int round = 0; round < 500; ++round) {
+        ByteSection bytes(GetParam());
+        LineHeader fields;
+        fields.lineRange = static_cast<u8>(random() % 3);
+        fields.unitLength = random() % 2 == 0 ? 0x1000 : random();
+        fields.operandCounts.resize(random() % 12);
+        fields.opcodeBase = static_cast<u8>(fields.operandCounts.size() + 1);
+        LineBuilder line(bytes, fields);
+        for (u64 left = random() % 200; left != 0; --left) {
+            line.Raw().U8(random() % 3 == 0 ? random() % 12 : random() % 256);
+        }
+        const Recorder run = Run(line);
+        EXPECT_LE(run.steps.size(), bytes.Size());
+    }
+}
+
+TEST(MakeSourcePath, JoinsDirectoryAndName)
+{
+    LineProgramHeader header;
+    header.incDir = {"/usr/include", "C:\\inc\\", "sub/"};
+    header.fileNames = {{"a.h", 1},   {"b.h", 2},    {"c.h", 3},    {"d.h", 4}, {"main.c", 0},
+                        {"x/e.h", 0}, {"x\\f.h", 0}, {"../g.h", 1}, {"A.C", 0}, {"", 1}};
+    DbgSymSymFile store("", 1);
+    Dwarf2File file(&store);
+    const std::string own = "/src/a.c";
+    const auto path = [&](u32 number, const std::string* ownPath) {
+        std::string text = "left over";
+        const bool differs = Dwarf2FileProbe::MakeSourcePath(file, header, number, text, ownPath);
+        return (differs ? "+" : "-") + text;
+    };
+    EXPECT_EQ(path(1, &own), "+/usr/include\\a.h");
+    EXPECT_EQ(path(2, &own), "+C:\\inc\\b.h");
+    EXPECT_EQ(path(3, &own), "+sub/c.h");
+    EXPECT_EQ(path(4, &own), "+d.h") << "a directory number out of range counts as none";
+    EXPECT_EQ(path(5, &own), "+/src/main.c") << "a bare name lies beside the own file";
+    EXPECT_EQ(path(6, &own), "+x/e.h");
+    EXPECT_EQ(path(7, &own), "+x\\f.h");
+    EXPECT_EQ(path(8, &own), "+/usr/include\\../g.h");
+    EXPECT_EQ(path(9, &own), "+/src/A.C") << "case counts";
+    EXPECT_EQ(path(10, &own), "+/usr/include\\");
+    for (const u32 none : {0u, 11u, kNone}) {
+        EXPECT_EQ(path(none, &own), "-");
+    }
+    const std::string main = "/src/main.c";
+    EXPECT_EQ(path(5, &main), "-/src/main.c");
+    const std::string mixed = "/usr/include/a.h";
+    EXPECT_EQ(path(1, &mixed), "+/usr/include\\a.h") << "the separators differ";
+    const std::string bare = "main.c";
+    EXPECT_EQ(path(5, &bare), "-main.c") << "no directory, no separator";
+    EXPECT_EQ(path(1, nullptr), "-/usr/include\\a.h");
+    EXPECT_EQ(path(5, nullptr), "-main.c");
+}
+
+} // namespace

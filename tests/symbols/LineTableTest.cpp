@@ -1,0 +1,252 @@
+// Tests what a unit's line number programme leaves in the engine's table: rows, sizes, paths.
+#include "interfaces/DbgSection.h"
+#include "interfaces/DbgSymSrcFile.h"
+#include "tests/support/DwarfTest.h"
+
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Rows = std::vector<std::string>;
+
+class LineTable : public DwarfTest {
+protected:
+    /// Runs the programme into a new table.
+    /// @return what BuildLineTable answered.
+    bool Load(LineBuilder& line, const DbgAddrRange* range = nullptr)
+    {
+        const u32 offset = line.Finish();
+        Open(m_dwarf);
+        return LoadAgain(offset, range);
+    }
+
+    /// The same on the file as it is open.
+    bool LoadAgain(u32 offset, const DbgAddrRange* range = nullptr)
+    {
+        m_source = std::make_unique<DbgSymSrcFile>(11, m_ownPath);
+        return File().BuildLineTable(m_source.get(), &Table(), range, offset);
+    }
+
+    DbgSymLineTable& Table() { return *m_source->GetLineTableMember(); }
+
+    /// Each row as "LINE ADDRESS+SIZE", and behind these ":COLUMN" and " PATH" if it has them.
+    Rows Read()
+    {
+        Rows rows;
+        for (u32 index = 0; const DbgSymLineEntry* entry = Table().GetLineEntryByIdx(index); ++index) {
+            char text[64];
+            const char* const sectionMark = entry->range.section == kNone ? "" : "@";
+            std::snprintf(text, sizeof text, "%u %s%x+%x", entry->line, sectionMark, entry->range.value,
+                          entry->range.size);
+            std::string row = text;
+            if (entry->column != 0) {
+                row += ":" + std::to_string(entry->column);
+            }
+            if (const std::string* path = Table().GetEntryPath(*entry)) {
+                row += " " + *path;
+            }
+            rows.push_back(row);
+        }
+        return rows;
+    }
+
+    std::string m_ownPath = "/src/main.c";
+    DwarfBuilder m_dwarf{GetParam()};
+
+private:
+    std::unique_ptr<DbgSymSrcFile> m_source;
+};
+BOTH_BYTE_ORDERS(LineTable);
+
+TEST_P(LineTable, ARowReachesToTheNextAndAtLeast4Bytes)
+{
+    LineBuilder line(m_dwarf.line);
+    line.File("main.c").SetAddress(0x8000).SetColumn(7).AdvanceLine(9).Copy();
+    line.SetColumn(0).Row(1, 1).Row(1, 0).AdvancePc(3).Row(-2, 0);
+    line.SetAddress(0x7000).Copy(); // goes back
+    EXPECT_TRUE(Load(line));
+    EXPECT_EQ(Read(), (Rows{"10 8000+2:7", "11 8002+4", "12 8002+6", "10 8008+4", "10 7000+0"}));
+}
+
+TEST_P(LineTable, TheLastRowOfASequenceIsStretchedIfItsLineIsThatOfTheEnd)
+{
+    LineBuilder line(m_dwarf.line);
+    line.File("main.c").SetAddress(0x8000).AdvanceLine(9).Copy().AdvancePc(8).EndSequence();
+    line.SetAddress(0x9000).Copy().AdvancePc(8).EndSequence();
+    line.SetAddress(0xA000).Copy().EndSequence(); // over no bytes: no floor of 4
+    EXPECT_TRUE(Load(line));
+    EXPECT_EQ(Read(), (Rows{"10 8000+10", "1 9000+10", "1 a000+0"}));
+}
+
+TEST_P(LineTable, AnotherLineAtTheEndOfASequenceMakesAClosingRow)
+{
+    LineBuilder line(m_dwarf.line);
+    line.File("main.c").SetAddress(0x8000).AdvanceLine(9).Copy().AdvancePc(8).AdvanceLine(1).EndSequence();
+    line.SetAddress(0x9000).Row(1, 0).EndSequence(); // the end's line is 2, as its row's
+    line.EndSequence();                              // no row before it, and something has been seen
+    EXPECT_TRUE(Load(line));
+    EXPECT_EQ(Read(), (Rows{"10 8000+10", "11 8010+0", "2 9000+0", "1 0+0"}));
+}
+
+TEST_P(LineTable, NothingSeenAddsNothing)
+{
+    LineBuilder line(m_dwarf.line);
+    line.NegateStatement().SetBasicBlock().EndSequence();
+    DbgAddrRange range;
+    range.value = 0x8000;
+    range.size = 0x100;
+    EXPECT_FALSE(Load(line, &range));
+    EXPECT_EQ(Read(), Rows{});
+}
+
+TEST_P(LineTable, TheLastRowEndsWhereTheUnitEnds)
+{
+    LineBuilder line(m_dwarf.line);
+    line.File("main.c").SetAddress(0x8000).Copy().Row(1, 4);
+    DbgAddrRange range;
+    range.value = 0x8000;
+    range.size = 0x100;
+    EXPECT_TRUE(Load(line, &range));
+    EXPECT_EQ(Read(), (Rows{"1 8000+8", "2 8008+f8"}));
+    EXPECT_TRUE(LoadAgain(0));
+    EXPECT_EQ(Read().back(), "2 8008+0") << "no range";
+    const DbgAddrRange without;
+    EXPECT_TRUE(LoadAgain(0, &without));
+    EXPECT_EQ(Read().back(), "2 8008+0") << "a range without a start has no end";
+}
+
+TEST_P(LineTable, NothingIsReadWithoutATableOrAtAnOffsetOutside)
+{
+    LineBuilder line(m_dwarf.line);
+    line.Copy();
+    const u32 offset = line.Finish();
+    Dwarf2File& file = Open(m_dwarf);
+    DbgSymSrcFile source(1, "");
+    EXPECT_FALSE(file.BuildLineTable(nullptr, source.GetLineTableMember(), nullptr, offset));
+    EXPECT_FALSE(file.BuildLineTable(&source, nullptr, nullptr, offset));
+    for (const u32 outside : {m_dwarf.line.Size(), m_dwarf.line.Size() + 1, kNone}) {
+        EXPECT_FALSE(LoadAgain(outside));
+        EXPECT_EQ(Table().Count(), 0u);
+    }
+    EXPECT_TRUE(LoadAgain(offset));
+    EXPECT_EQ(Table().Count(), 1u);
+}
+
+TEST_P(LineTable, RowsOfOtherFilesCarryTheirPaths)
+{
+    LineBuilder line(m_dwarf.line);
+    line.Directory("/inc").File("main.c").File("list.h", 1).File("near.h");
+    line.SetColumn(0x12345).Copy().SetColumn(0).SetFile(2).Row(1, 1).Row(1, 1);
+    line.SetFile(1).Row(1, 1).SetFile(3).Row(1, 1);
+    line.SetFile(0).Row(1, 1).SetFile(9).Row(1, 1); // no such files: as the table's own
+    EXPECT_TRUE(Load(line));
+    EXPECT_EQ(Read(), (Rows{"1 0+2:9029", "2 2+2 /inc\\list.h", "3 4+2 /inc\\list.h", "4 6+2", "5 8+2 /src/near.h",
+                            "6 a+2", "7 c+0"}));
+}
+
+TEST_P(LineTable, AFileDefinedByAnInstructionHasTheNextNumber)
+{
+    LineBuilder line(m_dwarf.line);
+    line.Directory("/inc").File("main.c");
+    line.DefineFile("late.h", 1).SetFile(2).Copy().EndSequence().SetFile(2).Copy();
+    EXPECT_TRUE(Load(line));
+    EXPECT_EQ(Read(), (Rows{"1 0+0 /inc\\late.h", "1 0+0 /inc\\late.h"}));
+}
+
+// A number that means the own file goes on doing so until a row of the own file has another.
+TEST_P(LineTable, ANumberTakenForTheOwnFileStaysItWhileItIsTheLastOne)
+{
+    LineBuilder line(m_dwarf.line);
+    line.Directory("/inc").File("main.c");
+    line.SetFile(2).Copy().DefineFile("late.h", 1).Row(1, 1); // still the home file
+    line.SetFile(1).Row(1, 1).SetFile(2).Row(1, 1);
+    EXPECT_TRUE(Load(line));
+    EXPECT_EQ(Read(), (Rows{"1 0+2", "2 2+2", "3 4+2", "4 6+0 /inc\\late.h"}));
+}
+
+TEST_P(LineTable, AnotherSpellingOfTheOwnPathIsAnotherFile)
+{
+    LineBuilder line(m_dwarf.line);
+    line.Directory("/src").Directory("/src/").File("main.c", 1).File("main.c", 2).Copy().SetFile(2).Row(1, 1);
+    EXPECT_TRUE(Load(line));
+    EXPECT_EQ(Read(), (Rows{"1 0+2 /src\\main.c", "2 2+0"}));
+}
+
+TEST_P(LineTable, AddressesAreOffsetsInTheRelocationSection)
+{
+    LineBuilder line(m_dwarf.line);
+    line.File("main.c").SetAddress(0x1100).Copy().AdvancePc(2).AdvanceLine(1).EndSequence();
+    const u32 offset = line.Finish();
+    Dwarf2File& file = Open(m_dwarf);
+    Probe::m_flags(file) |= Probe::kSectionRelative;
+    Probe::m_sectionId(file) = 5;
+    LoadAgain(offset);
+    EXPECT_EQ(Read(), (Rows{"1 1100+4", "2 1104+0"})) << "the engine doesn't know the section";
+    const DbgSection section(".text", kSectionPiCode, 5, kNone, 0x1000, 0x1000);
+    Store().GetSectionList().AddSection(&section);
+    LoadAgain(offset);
+    EXPECT_EQ(Read(), (Rows{"1 @100+4", "2 @104+0"}));
+    EXPECT_EQ(Table().GetLineEntryByIdx(1)->range.section, 5u);
+}
+
+TEST_P(LineTable, ASecondRunOffersTheSameRowsAgain)
+{
+    LineBuilder line(m_dwarf.line);
+    line.File("main.c").SetAddress(0x8000).Copy().AdvancePc(2).EndSequence();
+    ASSERT_TRUE(Load(line));
+    DbgSymSrcFile source(1, m_ownPath);
+    File().BuildLineTable(&source, &Table(), nullptr, line.Offset());
+    EXPECT_EQ(Read(), (Rows{"1 8000+4", "1 8000+4"}));
+}
+
+/// Bytes of all paths, counted once for each row.
+std::size_t PathBytes(const DbgSymLineTable& table)
+{
+    std::size_t bytes = 0;
+    for (u32 index = 0; const DbgSymLineEntry* entry = table.GetLineEntryByIdx(index); ++index) {
+        const std::string* path = table.GetEntryPath(*entry);
+        bytes += path == nullptr ? 0 : path->size();
+    }
+    return bytes;
+}
+
+// Each file's path would repeat the directory, which makes the square of the section's size.
+TEST_P(LineTable, PathsTakeAMultipleOfTheUnitsBytesAtMost)
+{
+    LineBuilder line(m_dwarf.line);
+    line.Directory(std::string(20000, 'd'));
+    constexpr u32 kFiles = 2000;
+    for (u32 file = 0; file < kFiles; ++file) {
+        line.File(std::to_string(file), 1);
+    }
+    for (u32 file = 1; file <= kFiles; ++file) {
+        line.SetFile(file).Row(1, 1);
+    }
+    EXPECT_TRUE(Load(line));
+    EXPECT_EQ(Table().Count(), kFiles);
+    EXPECT_NE(Table().GetEntryPath(*Table().GetLineEntryByIdx(0)), nullptr);
+    EXPECT_EQ(Table().GetEntryPath(*Table().GetLineEntryByIdx(kFiles - 1)), nullptr) << "as the table's own";
+    EXPECT_LE(PathBytes(Table()), 64 * (m_dwarf.line.Size() + m_ownPath.size()));
+}
+
+TEST_P(LineTable, LongDirectoriesOfARealUnitKeepBelowThatLimit)
+{
+    LineBuilder line(m_dwarf.line);
+    line.Directory(std::string(600, 'd'));
+    constexpr u32 kFiles = 3000;
+    for (u32 file = 0; file < kFiles; ++file) {
+        line.File("f.h", file % 2);
+    }
+    for (u32 file = 1; file <= kFiles; ++file) {
+        line.SetFile(file).Row(1, 1);
+    }
+    m_ownPath = "/" + std::string(600, 'o') + "/main.c";
+    EXPECT_TRUE(Load(line));
+    EXPECT_EQ(PathBytes(Table()), (602u + 601u + 2 * 3) * kFiles / 2);
+}
+
+} // namespace
