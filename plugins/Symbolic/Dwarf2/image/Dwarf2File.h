@@ -7,6 +7,7 @@
 #include "index/AttrValue.h"
 #include "index/CompileUnitInfo.h"
 #include "index/DieInfoMap.h"
+#include "index/OffsetMap.h"
 #include "interfaces/Elf32.h"
 #include "interfaces/Types.h"
 #include "interfaces/VFKDataBuf.h"
@@ -434,13 +435,13 @@ private:
     std::map<u32, boost::shared_ptr<AbbrevList>> m_abbrListMap; ///< by offset in `.debug_abbrev`
     std::map<u32, CompileUnitInfo> m_cuHeaderMap;               ///< by offset in `.debug_info`
     DieInfoMap m_dieInfoMap;
-    std::unordered_map<u32, std::pair<u32, u32>> m_typeRefMap;     ///< DIE to base type code and byte size
-    std::unordered_map<u32, u32> m_constTypeMap;                   ///< TAG_const_type DIE to its AT_type
-    std::unordered_map<u32, u32> m_volatileTypeMap;                ///< TAG_volatile_type DIE to its AT_type
-    std::unordered_map<u32, u32> m_frameBaseLocListMap;            ///< function DIE to offset in `.debug_loc`
-    std::unordered_map<u32, std::string_view> m_frameBaseBlockMap; ///< function DIE to its AT_frame_base block
-    std::unordered_set<u32> m_typesBeingLoaded;                    ///< offsets that ResolveType is loading now
-    std::map<u32, char> m_mappingSymbols;                          ///< address to 'a', 't' or 'd'
+    OffsetMap<std::pair<u32, u32>> m_typeRefMap;     ///< DIE to base type code and byte size
+    OffsetMap<u32> m_constTypeMap;                   ///< TAG_const_type DIE to its AT_type
+    OffsetMap<u32> m_volatileTypeMap;                ///< TAG_volatile_type DIE to its AT_type
+    OffsetMap<u32> m_frameBaseLocListMap;            ///< function DIE to offset in `.debug_loc`
+    OffsetMap<std::string_view> m_frameBaseBlockMap; ///< function DIE to its AT_frame_base block
+    std::unordered_set<u32> m_typesBeingLoaded;      ///< offsets that ResolveType is loading now
+    std::map<u32, char> m_mappingSymbols;            ///< address to 'a', 't' or 'd'
     u32 m_codeTypeCache = kCodeTypeUnknown;
     std::vector<u32> m_pendingDies; ///< offsets to load when the running walk is over
     u32 m_pubLength = 0;            ///< header of the set of `.debug_pubnames` being searched; 0: none is open
@@ -468,8 +469,8 @@ private:
 
     /// Sums kept of long chains of AT_specification and of deep climbs to the unit, by where they
     /// begin.
-    std::unordered_map<u32, DeclInfo> m_longChains;
-    std::unordered_map<u32, ScopeWords> m_deepScopes;
+    OffsetMap<DeclInfo> m_longChains;
+    OffsetMap<ScopeWords> m_deepScopes;
     std::unordered_map<u32, WalkedLevel> m_walkedUnits; ///< by the unit's DIE
     u32 m_lastGeneration = 0;
 

@@ -41,7 +41,7 @@ DIEInfo* DieInfoMap::AddInside(Block& block, u32 bit, u32 offset)
     }
     const u32 number = m_rowCount;
     const u32 rank = Rank(block.used, bit);
-    const u32 count = static_cast<u32>(std::popcount(block.used));
+    const u32 count = CountBits(block.used);
     if (count == 0) {
         block.first = number;
     } else if (!block.scattered && (rank != count || number != block.first + count)) {

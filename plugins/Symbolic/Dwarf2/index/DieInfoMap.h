@@ -5,7 +5,6 @@
 #include "interfaces/Types.h"
 
 #include <array>
-#include <bit>
 #include <cstddef>
 #include <map>
 #include <memory>
@@ -51,7 +50,7 @@ public:
         for (const auto& page : m_pages) {
             if (page != nullptr) {
                 for (const Block& block : *page) {
-                    const u32 count = static_cast<u32>(std::popcount(block.used));
+                    const u32 count = CountBits(block.used);
                     for (u32 rank = 0; rank < count; ++rank) {
                         visit(Row(RowNumber(block, rank)));
                     }
@@ -82,7 +81,16 @@ private:
 
     DIEInfo& Row(u32 number) const { return m_chunks[number / kChunkRows][number % kChunkRows]; }
 
-    static u32 Rank(u64 used, u32 bit) { return static_cast<u32>(std::popcount(used & ((u64{1} << bit) - 1))); }
+    static u32 Rank(u64 used, u32 bit) { return CountBits(used & ((u64{1} << bit) - 1)); }
+
+    /// std::popcount is a call on a machine of the baseline: counted here in parallel fields.
+    static u32 CountBits(u64 bits)
+    {
+        bits -= bits >> 1 & 0x5555555555555555u;
+        bits = (bits & 0x3333333333333333u) + (bits >> 2 & 0x3333333333333333u);
+        bits = (bits + (bits >> 4)) & 0x0F0F0F0F0F0F0F0Fu;
+        return static_cast<u32>(bits * 0x0101010101010101u >> 56);
+    }
 
     DIEInfo* FindOutside(u32 offset);
     DIEInfo* AddInside(Block& block, u32 bit, u32 offset);

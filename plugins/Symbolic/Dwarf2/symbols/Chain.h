@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -88,17 +87,6 @@ struct ScopeWords {
         file = outer.file;
     }
 };
-
-/// What is kept of a chain from `offset` on, or null.
-template <typename Info>
-const Info* FindKept(const std::unordered_map<u32, Info>& kept, u32 offset)
-{
-    if (kept.empty()) {
-        return nullptr;
-    }
-    const auto found = kept.find(offset);
-    return found == kept.end() ? nullptr : &found->second;
-}
 
 /// Collects what the links of one chain say by themselves, so that the sums from places further on
 /// can be kept. A chain that starts, or is joined, near such a place is short from then on.

@@ -13,6 +13,8 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
+#include <utility>
 
 /// One scan over an expression, rewriting it in place.
 class Dwarf2File::ExpressionScan {
@@ -143,23 +145,23 @@ bool Dwarf2File::FrameBase(const CompileUnitInfo* unit, const DIEInfo* die, cons
 {
     DbgSymContext context;
     FillContextFromDie(die, &context);
-    const auto list = m_frameBaseLocListMap.find(context.funcScope);
-    if (list != m_frameBaseLocListMap.end() && list->second != kNone) {
+    const u32* list = m_frameBaseLocListMap.Find(context.funcScope);
+    if (list != nullptr && *list != kNone) {
         // A frame base whose list needs a frame base leads back to itself: that operator stays.
         if (m_frameBaseDepth != 0) {
             return false;
         }
         const DepthGuard guard(m_frameBaseDepth);
         VFKDataString bytes(expr.Reserved(), expr.LittleEndian());
-        BuildLocationList(unit, die, &bytes, list->second);
+        BuildLocationList(unit, die, &bytes, *list);
         base = std::move(bytes.bytes);
         return true;
     }
-    const auto block = m_frameBaseBlockMap.find(context.funcScope);
-    if (block == m_frameBaseBlockMap.end()) {
+    const std::string_view* block = m_frameBaseBlockMap.Find(context.funcScope);
+    if (block == nullptr) {
         return false;
     }
-    base = block->second;
+    base = *block;
     return true;
 }
 

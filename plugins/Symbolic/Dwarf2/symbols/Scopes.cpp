@@ -164,7 +164,7 @@ DeclInfo Dwarf2File::ReadDeclChain(u32 offset)
     ChainGuard seen;
     LongChain<DeclInfo> links;
     for (u32 next = offset;;) {
-        if (const DeclInfo* known = FindKept(m_longChains, next)) {
+        if (const DeclInfo* known = m_longChains.Find(next)) {
             links.SetRest(*known);
             result.AddFurther(*known);
             break;
@@ -246,7 +246,7 @@ void Dwarf2File::FillContextFromDie(const DIEInfo* die, DbgSymContext* context)
     ChainGuard seen;
     LongChain<ScopeWords> links;
     for (u32 offset = die->parent; DIEInfo* row = FindDieInfo(offset); offset = row->parent) {
-        if (const ScopeWords* known = FindKept(m_deepScopes, offset)) {
+        if (const ScopeWords* known = m_deepScopes.Find(offset)) {
             links.SetRest(*known);
             scopes.AddFurther(*known);
             break;
@@ -306,7 +306,7 @@ void Dwarf2File::SetParent(DIEInfo* row, u32 parent)
         return;
     }
     if ((row->flags & DIEInfo::kDieInDeepClimb) != 0) {
-        m_deepScopes.clear();
+        m_deepScopes.Clear();
     }
     if (row->Generation() != 0) {
         // Walking the unit anew would put the parent back: what was walked of it no longer stands.

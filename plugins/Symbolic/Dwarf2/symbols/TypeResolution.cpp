@@ -29,12 +29,12 @@ private:
 
 bool Dwarf2File::LookupTypeRef(u32 offset, TypeRef* ref)
 {
-    const auto found = m_typeRefMap.find(offset);
-    if (found == m_typeRefMap.end()) {
+    const std::pair<u32, u32>* found = m_typeRefMap.Find(offset);
+    if (found == nullptr) {
         return false;
     }
     ref->udtId = offset;
-    ref->byteSize = found->second.second;
+    ref->byteSize = found->second;
     ref->baseType = kBaseUserDefined;
     return true;
 }
@@ -50,13 +50,13 @@ bool Dwarf2File::LookupStoredType(u32 offset, TypeRef* ref)
 
 u32 Dwarf2File::LookupTypeModifier(u32 offset, TypeRef* ref)
 {
-    const auto follow = [&](const std::unordered_map<u32, u32>& modifiers, u16 qualifier) {
-        const auto found = modifiers.find(offset);
-        if (found == modifiers.end()) {
+    const auto follow = [&](const OffsetMap<u32>& modifiers, u16 qualifier) {
+        const u32* found = modifiers.Find(offset);
+        if (found == nullptr) {
             return false;
         }
         ref->qualifiers = static_cast<u16>(ref->qualifiers | qualifier);
-        ref->udtId = found->second;
+        ref->udtId = *found;
         return true;
     };
     return follow(m_constTypeMap, kQualifierConst) || follow(m_volatileTypeMap, kQualifierVolatile) ? ref->udtId

@@ -1,0 +1,77 @@
+// A small hash map from section offsets to values.
+#pragma once
+
+#include "interfaces/Types.h"
+
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+/// Open addressing in one array: a look-up costs about one cache miss. Entries are never taken out,
+/// and a pointer to a value is good until the next one is added. kNone is no key.
+template <typename Value>
+class OffsetMap {
+public:
+    /// The value of `offset`, or null.
+    const Value* Find(u32 offset) const
+    {
+        if (m_slots.empty() || offset == kNone) {
+            return nullptr;
+        }
+        const Slot& slot = m_slots[SlotOf(offset)];
+        return slot.offset == offset ? &slot.value : nullptr;
+    }
+
+    /// The value of `offset`, added if there is none.
+    Value& operator[](u32 offset)
+    {
+        if (m_slots.size() < 2 * (m_count + 1)) {
+            Grow();
+        }
+        Slot& slot = m_slots[SlotOf(offset)];
+        if (slot.offset != offset) {
+            slot.offset = offset;
+            ++m_count;
+        }
+        return slot.value;
+    }
+
+    bool Empty() const { return m_count == 0; }
+    void Clear()
+    {
+        m_slots.clear();
+        m_count = 0;
+    }
+
+private:
+    struct Slot {
+        u32 offset = kNone;
+        Value value{};
+    };
+
+    /// The slot of `offset`, or the free one where it belongs. Less than half of them is taken.
+    std::size_t SlotOf(u32 offset) const
+    {
+        const std::size_t mask = m_slots.size() - 1;
+        // Multiplied by 2^32 over the golden ratio, which spreads neighbouring offsets.
+        std::size_t index = (offset * 0x9E3779B9u >> 7) & mask;
+        while (m_slots[index].offset != offset && m_slots[index].offset != kNone) {
+            index = (index + 1) & mask;
+        }
+        return index;
+    }
+
+    void Grow()
+    {
+        std::vector<Slot> old(m_slots.empty() ? 16 : 2 * m_slots.size());
+        old.swap(m_slots);
+        for (Slot& slot : old) {
+            if (slot.offset != kNone) {
+                m_slots[SlotOf(slot.offset)] = std::move(slot);
+            }
+        }
+    }
+
+    std::vector<Slot> m_slots; ///< none, or a power of two
+    std::size_t m_count = 0;
+};
