@@ -57,11 +57,10 @@ void WriteLines(DbgSymSymFile& store, RecordWriter& records, const Output& outpu
 
 } // namespace
 
-int ExportStore(Loader& file, Output& output)
+int ExportStore(Loader& file, u32 rating, Output& output)
 {
     RecordWriter records(output);
     const VFKElfFile elf(file.Store().GetPath());
-    const u32 rating = file.Rate();
     if (rating == 0) {
         records.File(file, rating, elf);
         return 1;

@@ -1,6 +1,8 @@
 // Number and line helpers. No iostreams: a query prints thousands of numbers.
 #include "host/Text.h"
 
+#include "interfaces/DbgAddress.h"
+
 #include <cerrno>
 #include <charconv>
 #include <cstring>
@@ -13,6 +15,15 @@ void AppendHex8(std::string& line, u32 value)
         digits[i] = "0123456789abcdef"[value & 0xFu];
     }
     line.append(digits, 10);
+}
+
+void AppendAddress(std::string& line, const DbgAddress& address)
+{
+    if (address.section != kNone) {
+        AppendDecimal(line, address.section);
+        line += ':';
+    }
+    AppendHex8(line, address.value);
 }
 
 void AppendDecimal(std::string& line, i64 value, std::size_t width)

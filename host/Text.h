@@ -3,13 +3,19 @@
 
 #include "interfaces/Types.h"
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+struct DbgAddress;
+
 /// Appends "0x" and at least 8 hexadecimal digits.
 void AppendHex8(std::string& line, u32 value);
+
+/// Appends an address as it is held: an offset has the id of its section and ':' in front.
+void AppendAddress(std::string& line, const DbgAddress& address);
 
 /// Appends a decimal number, filled with blanks on the left up to `width`.
 void AppendDecimal(std::string& line, i64 value, std::size_t width = 0);

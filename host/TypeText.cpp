@@ -168,6 +168,11 @@ const char* KindName(const DbgUserDefinedVarType& type)
     }
 }
 
+bool IsListed(const DbgUserDefinedVarType& type)
+{
+    return (type.GetName() != nullptr && *type.GetName() != '\0') || *KindName(type) != '\0';
+}
+
 const DbgUserDefinedVarType* TypeText::Find(u32 id) const
 {
     // The store keeps the type as long as it lives itself.
@@ -241,29 +246,33 @@ u32 TypeText::SizeOf(const DbgTypeDescription& type, u32 described) const
     return described;
 }
 
-std::string TypeText::Head(const DbgUserDefinedVarType& type) const
+std::string TypeText::Head(const DbgUserDefinedVarType& type, bool withId) const
 {
     const DbgUDTInfo* info = type.GetInfo();
-    const auto* target = info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Typedef
-                             ? &static_cast<const DbgUDTInfoTypedef*>(info)->target
-                             : nullptr;
     const bool named = type.GetName() != nullptr && *type.GetName() != '\0';
-    std::string kind = target == nullptr ? KindName(type) : "typedef";
+    std::string kind = KindName(type);
+    std::string target;
+    if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Typedef) {
+        // A base type is held as a typedef of its code.
+        const DbgTypeDescription& of = static_cast<const DbgUDTInfoTypedef*>(info)->target;
+        kind = of.baseType == kBaseUserDefined ? "typedef" : "base";
+        target = of.baseType == kBaseUserDefined ? " = " + NameOf(of) : "";
+    }
     std::string head = kind.empty() ? "" : kind + ' ';
     head += named || kind.empty() ? NameOf(type) : "(no name)";
-    if (target != nullptr) {
-        head += " = " + NameOf(*target);
-    }
+    head += target;
     head += "  size ";
     AppendDecimal(head, type.GetByteSize());
-    head += "  id ";
-    AppendHex8(head, type.GetId());
+    if (withId) {
+        head += "  id ";
+        AppendHex8(head, type.GetId());
+    }
     return head + '\n';
 }
 
-std::string TypeText::Layout(const DbgUserDefinedVarType& type) const
+std::string TypeText::Layout(const DbgUserDefinedVarType& type, bool withId) const
 {
-    std::string text = Head(type);
+    std::string text = Head(type, withId);
     const DbgUDTInfo* info = type.GetInfo();
     if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Members) {
         AppendMembers(text, type, *static_cast<const DbgUDTInfoMembers*>(info));

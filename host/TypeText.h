@@ -8,6 +8,10 @@
 
 class DbgSymSymFile;
 
+/// True for a type that is listed by itself: one with a name, an aggregate or an enumeration. The
+/// others, pointers mostly, show where they are used.
+bool IsListed(const DbgUserDefinedVarType& type);
+
 /// Resolves ids in one store. Types can refer to each other in any way, loops included: a name
 /// follows a bounded number of references and ends in "..." there.
 class TypeText {
@@ -26,7 +30,8 @@ public:
 
     /// The type's layout, each line with its line end: head, and for an aggregate its members with
     /// offsets, sizes, bits and holes, for an enumeration its values.
-    std::string Layout(const DbgUserDefinedVarType& type) const;
+    /// @param withId false leaves the id out of the head, so that equal types have equal texts.
+    std::string Layout(const DbgUserDefinedVarType& type, bool withId) const;
 
 private:
     std::string Name(DbgTypeDescription type, u32 depth) const;
@@ -34,7 +39,7 @@ private:
     const DbgUserDefinedVarType* Find(u32 id) const;
     /// The size of a thing that was described before its type was complete, and so as 0.
     u32 SizeOf(const DbgTypeDescription& type, u32 described) const;
-    std::string Head(const DbgUserDefinedVarType& type) const;
+    std::string Head(const DbgUserDefinedVarType& type, bool withId) const;
     void AppendMembers(std::string& text, const DbgUserDefinedVarType& type, const DbgUDTInfoMembers& info) const;
 
     DbgSymSymFile& m_store;

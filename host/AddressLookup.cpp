@@ -1,0 +1,137 @@
+// The look-ups by address. Thousands of them in a row cost one load of each table concerned and
+// two binary searches each.
+#include "host/AddressLookup.h"
+
+#include "host/Loader.h"
+#include "interfaces/DbgSymSrcFile.h"
+#include "interfaces/DbgSymSymFile.h"
+
+AddressLookup::AddressLookup(Loader& file)
+    : m_file(file)
+    , m_section(file.RelocationSection())
+{
+    const DbgSymSymFile& store = file.Store();
+    for (u32 unit = 0; unit < file.UnitCount(); ++unit) {
+        const DbgAddrRange& range = store.FileRangeAt(unit).range;
+        const bool usable = range.value != kNone && range.size != 0 && range.section == m_section;
+        if (usable) {
+            m_ranges.Add(range.value, range.size, unit);
+        }
+        m_groups[usable ? 1 : 0].push_back(unit);
+    }
+}
+
+std::optional<AddressLookup::Place> AddressLookup::FindInUnit(u32 unit, const DbgAddress& address)
+{
+    DbgSymSrcFile& source = m_file.Store().FileScopeAt(unit);
+    m_file.LoadLines(source.GetId());
+    const DbgSymLineTable* table = source.GetLineTableMember();
+    const DbgSymLineEntry* entry = table == nullptr ? nullptr : table->FindByAddress(address.value, address.section);
+    if (entry == nullptr) {
+        return std::nullopt;
+    }
+    const std::string* path = table->GetEntryPath(*entry);
+    return Place{&source, entry, path == nullptr ? &source.GetPath() : path};
+}
+
+std::optional<AddressLookup::Place> AddressLookup::FindLine(const DbgAddress& address)
+{
+    std::optional<Place> place;
+    const auto visit = [&](u32 unit) {
+        place = FindInUnit(unit, address);
+        return place.has_value();
+    };
+    if (m_ranges.Visiting(address.value, visit)) {
+        return place;
+    }
+    do {
+        if (m_rows.Visiting(address.value, visit)) {
+            return place;
+        }
+    } while (LoadNextGroup());
+    return std::nullopt;
+}
+
+bool AddressLookup::LoadNextGroup()
+{
+    if (m_nextGroup == std::size(m_groups)) {
+        return false;
+    }
+    for (const u32 unit : m_groups[m_nextGroup]) {
+        AddRows(unit);
+    }
+    ++m_nextGroup;
+    return true;
+}
+
+void AddressLookup::AddRows(u32 unit)
+{
+    DbgSymSrcFile& source = m_file.Store().FileScopeAt(unit);
+    m_file.LoadLines(source.GetId());
+    const DbgSymLineTable* table = source.GetLineTableMember();
+    if (table == nullptr) {
+        return;
+    }
+    // Rows that follow one another in memory make one run: there are few, mostly one a sequence.
+    u64 begin = 0;
+    u64 end = 0;
+    const auto close = [&] {
+        if (end > begin) {
+            m_rows.Add(static_cast<u32>(begin), static_cast<u32>(std::min(end - begin, u64{kNone})), unit);
+        }
+    };
+    for (u32 i = 0; i < table->Count(); ++i) {
+        const DbgAddrRange& range = table->GetLineEntryByIdx(i)->range;
+        if (range.section != m_section) {
+            continue;
+        }
+        if (range.value < begin || range.value > end) {
+            close();
+            begin = range.value;
+            end = begin;
+        }
+        end = std::max(end, u64{range.value} + range.size);
+    }
+    close();
+}
+
+const DbgSymSrcFile* AddressLookup::FindUnit(const DbgAddress& address)
+{
+    const DbgSymSrcFile* source = nullptr;
+    const auto take = [&](u32 unit) {
+        source = &m_file.Store().FileScopeAt(unit);
+        return true;
+    };
+    if (address.section == m_section && m_ranges.Visiting(address.value, take)) {
+        return source;
+    }
+    const std::optional<Place> place = FindLine(address);
+    return place ? place->unit : nullptr;
+}
+
+ExtentIndex& AddressLookup::FunctionsOf(u32 unitId)
+{
+    m_file.LoadUnit(unitId);
+    const DbgSymSymFile& store = m_file.Store();
+    for (; m_functionsSeen < store.FuncScopeCount(); ++m_functionsSeen) {
+        const DbgSymFuncScope& function = store.FuncScopeAt(m_functionsSeen);
+        if (function.range.section == m_section) {
+            m_functions[m_file.UnitOf(function.fileId, function.id)].Add(function.range.value, function.range.size,
+                                                                         static_cast<u32>(m_functionsSeen));
+        }
+    }
+    return m_functions[unitId];
+}
+
+const DbgSymFuncScope* AddressLookup::FindFunction(const DbgAddress& address)
+{
+    const DbgSymSrcFile* unit = FindUnit(address);
+    const DbgSymFuncScope* function = nullptr;
+    if (unit != nullptr) {
+        FunctionsOf(unit->GetId()).Visiting(address.value, [&](u32 index) {
+            function = &m_file.Store().FuncScopeAt(index);
+            return true;
+        });
+    }
+    return function;
+}

@@ -1,0 +1,136 @@
+// The commands and their options.
+#include "host/Arguments.h"
+
+#include "host/Output.h"
+#include "host/Text.h"
+
+#include <CLI/CLI.hpp>
+#include <map>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kUsageError = 2;
+
+using Command = Arguments::Command;
+
+class Parser {
+public:
+    explicit Parser(Arguments& arguments)
+        : m_arguments(arguments)
+    {
+        m_app.require_subcommand(1);
+        m_app.fallthrough(); // the options of every command may stand behind it
+        m_app.add_option("--module", arguments.module, "Module to load, else Dwarf2.so beside the program")
+            ->type_name("PATH");
+        m_app.add_option("--preferences", arguments.preferences, "Folder of the preference files")
+            ->type_name("DIR")
+            ->check(CLI::ExistingDirectory);
+        AddListings();
+        AddQueries();
+        AddConsole();
+    }
+
+    CLI::App& App() { return m_app; }
+
+private:
+    CLI::App* Add(Command command, const char* name, const char* help)
+    {
+        CLI::App* added = m_app.add_subcommand(name, help);
+        added->callback([this, command] { m_arguments.command = command; });
+        return added;
+    }
+
+    CLI::App* AddWithFile(Command command, const char* name, const char* help)
+    {
+        CLI::App* added = Add(command, name, help);
+        added->add_option("FILE", m_arguments.files, "Symbol file")->required()->expected(1)->type_name("");
+        return added;
+    }
+
+    void AddJson(CLI::App* command)
+    {
+        command->add_flag("--json", m_arguments.json, "One JSON object a line instead of a table");
+    }
+
+    void AddUnit(CLI::App* command)
+    {
+        command->add_option("--unit", m_arguments.unit, "One unit, by id or path, instead of all")
+            ->type_name("ID|PATH");
+    }
+
+    void AddListings()
+    {
+        CLI::App* rate = Add(Command::Rate, "rate", "How much of each file can be served");
+        rate->add_option("FILE", m_arguments.files, "Symbol files")->required()->type_name("");
+        CLI::App* functions = AddWithFile(Command::Functions, "functions", "The functions of one unit, or of all");
+        CLI::App* lines = AddWithFile(Command::Lines, "lines", "The line table of one unit, or of all");
+        AddUnit(functions);
+        AddUnit(lines);
+        for (CLI::App* command :
+             {rate, functions, lines, AddWithFile(Command::Sections, "sections", "The engine's sections"),
+              AddWithFile(Command::Units, "units", "The compile units")}) {
+            AddJson(command);
+        }
+    }
+
+    void AddQueries()
+    {
+        CLI::App* scopes = AddWithFile(Command::Scopes, "scopes", "Blocks, parameters and locals of a function");
+        scopes->add_option("FUNCTION", m_arguments.name, "Name, id or address")->required()->type_name("");
+        CLI::App* types = AddWithFile(Command::Types, "types", "Types with their members, offsets and sizes");
+        types->add_option("NAME", m_arguments.name, "The types of this name instead of all")->type_name("");
+        CLI::App* find = AddWithFile(Command::Find, "find", "What is known of a name");
+        find->add_option("NAME", m_arguments.names, "Names; without any, read from standard input")->type_name("");
+        CLI::App* at = AddWithFile(Command::At, "at", "Function, kind of code, file and line at an address");
+        at->add_option("ADDRESS", m_addresses, "Addresses; without any, read from standard input")
+            ->type_name("")
+            ->check([](const std::string& text) {
+                return ParseNumber(text) ? std::string() : "'" + text + "' is no address";
+            })
+            ->each([this](const std::string& text) { m_arguments.addresses.push_back(*ParseNumber(text)); });
+        for (CLI::App* command : {scopes, types, find, at}) {
+            AddJson(command);
+        }
+        AddWithFile(Command::Export, "export", "The whole store as JSON Lines");
+    }
+
+    void AddConsole()
+    {
+        static const std::map<std::string, LoadDepth> depths = {{"none", LoadDepth::None},
+                                                                {"index", LoadDepth::Index},
+                                                                {"symbols", LoadDepth::Symbols},
+                                                                {"all", LoadDepth::All}};
+        CLI::App* console = AddWithFile(Command::Console, "console", "The plug-in's console");
+        console->add_option("-c", m_arguments.lines, "Line to run; without any, a prompt or standard input")
+            ->type_name("LINE")
+            ->expected(1)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        console->add_option("--load", m_arguments.load, "What is loaded ahead of the first line")
+            ->type_name("none|index|symbols|all")
+            ->transform(CLI::CheckedTransformer(depths).description(""));
+    }
+
+    Arguments& m_arguments;
+    std::vector<std::string> m_addresses;
+    CLI::App m_app{"Shows what the symbolic plug-in makes of a 32-bit ARM ELF file.", "symhost"};
+};
+
+} // namespace
+
+std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments)
+{
+    Parser parser(arguments);
+    try {
+        parser.App().parse(argc, argv);
+        return std::nullopt;
+    } catch (const CLI::CallForHelp&) {
+        Output output(STDOUT_FILENO);
+        output.Write(parser.App().help());
+        output.Flush();
+        return output.Error() == 0 ? 0 : 1;
+    } catch (const CLI::ParseError& error) {
+        Complain("", error.what());
+        return kUsageError;
+    }
+}

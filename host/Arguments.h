@@ -1,0 +1,30 @@
+// The command line of symhost.
+#pragma once
+
+#include "host/Loader.h"
+#include "interfaces/Types.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+struct Arguments {
+    enum class Command { Rate, Sections, Units, Functions, Scopes, Lines, Types, Find, At, Export, Console };
+
+    Command command = Command::Rate;
+    std::string module;      ///< empty: the one beside the program
+    std::string preferences; ///< folder; empty: none was given
+    bool json = false;
+    std::vector<std::string> files; ///< several for `rate`, else one
+    std::string unit;               ///< --unit; empty for all
+    std::string name;               ///< function of `scopes`, type of `types`
+    std::vector<std::string> names; ///< of `find`
+    std::vector<u32> addresses;     ///< of `at`
+    std::vector<std::string> lines; ///< -c of `console`
+    LoadDepth load = LoadDepth::Index;
+};
+
+/// Reads the command line. Help goes to standard output, a complaint to standard error.
+/// @return nothing if there is a command to run, else the exit status: 0 after help, 2 for wrong
+///         usage.
+std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments);

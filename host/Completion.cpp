@@ -1,0 +1,125 @@
+// Candidates for the word at the end of a console line.
+#include "host/Completion.h"
+
+#include "interfaces/VFKElfFile.h"
+
+#include <algorithm>
+#include <cstring>
+#include <dirent.h>
+#include <iterator>
+#include <sys/stat.h>
+
+namespace {
+
+/// In ascending order.
+const std::vector<std::string> kCommands = {
+    "DIE",     "abbr",  "clear",    "debug_macinfo", "die",       "dieinfo", "dump", "elf",     "elffind",
+    "elfhdr",  "elfph", "elfsect",  "elfsh",         "elfsymtab", "help",    "line", "loclist", "m_debug_pubnames",
+    "macinfo", "mem",   "orloinfo", "pubnames",
+};
+
+bool StartsWith(std::string_view text, std::string_view prefix)
+{
+    return text.substr(0, prefix.size()) == prefix;
+}
+
+/// The names in a sorted list that begin with `prefix`.
+std::vector<std::string> WithPrefix(const std::vector<std::string>& names, std::string_view prefix)
+{
+    const auto first = std::lower_bound(names.begin(), names.end(), prefix);
+    const auto last = std::find_if_not(first, names.end(), [&](const auto& name) { return StartsWith(name, prefix); });
+    return {first, last};
+}
+
+void SortUnique(std::vector<std::string>& names)
+{
+    std::sort(names.begin(), names.end());
+    names.erase(std::unique(names.begin(), names.end()), names.end());
+}
+
+/// Paths that begin with `prefix`; a folder has a '/' at its end. Hidden files only if asked for.
+std::vector<std::string> FilesWithPrefix(std::string_view prefix)
+{
+    const std::size_t slash = prefix.rfind('/');
+    const std::string folder(prefix.substr(0, slash == std::string_view::npos ? 0 : slash + 1));
+    const std::string_view name = prefix.substr(folder.size());
+    std::vector<std::string> paths;
+    DIR* directory = opendir(folder.empty() ? "." : folder.c_str());
+    if (directory == nullptr) {
+        return paths;
+    }
+    while (const dirent* entry = readdir(directory)) {
+        const std::string_view found = entry->d_name;
+        if (!StartsWith(found, name) || found == "." || found == ".." || (name.empty() && found[0] == '.')) {
+            continue;
+        }
+        std::string path = folder + std::string(found);
+        struct stat status {};
+        if (stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
+            path += '/';
+        }
+        paths.push_back(std::move(path));
+    }
+    closedir(directory);
+    SortUnique(paths);
+    return paths;
+}
+
+} // namespace
+
+std::string Completer::Result::CommonPrefix() const
+{
+    if (candidates.empty()) {
+        return {};
+    }
+    // In a sorted list the first and the last differ most.
+    const std::string& first = candidates.front();
+    const std::string& last = candidates.back();
+    const auto end = std::mismatch(first.begin(), first.end(), last.begin(), last.end()).first;
+    return {first.begin(), end};
+}
+
+Completer::Result Completer::Complete(std::string_view line)
+{
+    constexpr std::string_view kBlanks = " \t";
+    const std::size_t redirect = line.rfind('>');
+    if (redirect != std::string_view::npos) {
+        const std::size_t start = std::min(line.find_first_not_of(kBlanks, redirect + 1), line.size());
+        return {start, FilesWithPrefix(line.substr(start))};
+    }
+    const std::size_t commandStart = std::min(line.find_first_not_of(kBlanks), line.size());
+    const std::size_t commandEnd = line.find_first_of(kBlanks, commandStart);
+    if (commandEnd == std::string_view::npos) {
+        return {commandStart, WithPrefix(kCommands, line.substr(commandStart))};
+    }
+    const std::string_view command = line.substr(commandStart, commandEnd - commandStart);
+    const std::size_t start = std::min(line.find_first_not_of(kBlanks, commandEnd), line.size());
+    const std::string_view word = line.substr(start);
+    if ((command != "elffind" && command != "elfsect") || word.find_first_of(kBlanks) != std::string_view::npos) {
+        return {};
+    }
+    ReadNames();
+    return {start, WithPrefix(command == "elffind" ? m_symbols : m_sections, word)};
+}
+
+void Completer::ReadNames()
+{
+    if (m_read) {
+        return;
+    }
+    m_read = true;
+    const VFKElfFile elf(m_path);
+    const auto add = [](std::vector<std::string>& names, const char* name) {
+        if (name != nullptr && *name != '\0' && std::strpbrk(name, " \t") == nullptr) {
+            names.emplace_back(name);
+        }
+    };
+    for (u32 i = 1; const elf32_sym* symbol = elf.GetSymtabEntry(i); ++i) {
+        add(m_symbols, elf.GetString(symbol->st_name));
+    }
+    for (u32 i = 1; const Elf32_Shdr* section = elf.GetSectionHeader(i); ++i) {
+        add(m_sections, elf.GetShdrString(section->sh_name));
+    }
+    SortUnique(m_symbols);
+    SortUnique(m_sections);
+}

@@ -1,0 +1,36 @@
+// What the Tab key offers at the console's prompt.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Knows the commands, the files of the working directory, and the symbols and sections of one ELF
+/// file, which it reads at the first question about them.
+class Completer {
+public:
+    explicit Completer(std::string path)
+        : m_path(std::move(path))
+    {
+    }
+
+    struct Result {
+        std::size_t start = 0;               ///< where in the line the word to be completed begins
+        std::vector<std::string> candidates; ///< whole words in ascending order, each once
+        /// The longest text that all candidates begin with.
+        std::string CommonPrefix() const;
+    };
+
+    /// Completes the end of a line: behind ">" a file name, behind `elffind` a symbol, behind
+    /// `elfsect` a section, in the first word a command; elsewhere nothing.
+    Result Complete(std::string_view line);
+
+private:
+    void ReadNames();
+
+    std::string m_path;
+    bool m_read = false;
+    std::vector<std::string> m_symbols;
+    std::vector<std::string> m_sections;
+};

@@ -1,0 +1,30 @@
+// The console that the plug-in's dump commands write to, and lines of commands for it.
+#pragma once
+
+#include "host/Output.h"
+#include "interfaces/DbgUIConsole.h"
+
+#include <istream>
+#include <string>
+
+class Loader;
+
+/// Its stream writes to an output; nothing can be read from it.
+class HostConsole : public DbgUIConsole {
+public:
+    /// @param output outlives the console. What a command wrote is passed on when it ends.
+    explicit HostConsole(Output& output);
+
+    std::iostream& iostream() override { return m_stream; }
+    /// Clears the screen of a terminal; does nothing elsewhere.
+    void ClearContents(u32 line) override;
+    void CommandFinished() override;
+
+private:
+    Output& m_output;
+    std::iostream m_stream;
+};
+
+/// Passes one line to the plug-in.
+/// @return false if the line didn't reach a file.
+bool RunConsoleLine(Loader& file, DbgUIConsole& console, const std::string& line);

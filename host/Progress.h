@@ -1,0 +1,42 @@
+// The user interface that the engine offers to a long dump: a progress bar, and Ctrl-C.
+#pragma once
+
+#include "interfaces/DbgUIConsole.h"
+#include "interfaces/Types.h"
+
+#include <functional>
+
+/// Catches SIGINT while it lives.
+class Interrupt {
+public:
+    Interrupt();
+    ~Interrupt();
+    Interrupt(const Interrupt&) = delete;
+    Interrupt& operator=(const Interrupt&) = delete;
+
+    /// True once SIGINT has come since the last Clear().
+    static bool Pending();
+    static void Clear();
+};
+
+/// Draws its bar on standard error, if that is a terminal.
+class ProgressBars : public DbgUserInterface {
+public:
+    /// Tells whether the bar may be drawn now: not while the command's own output is on the screen.
+    std::function<bool()> mayDraw;
+    /// Tells whether the command is to stop, for another reason than Ctrl-C.
+    std::function<bool()> unwanted;
+
+    ProgressIndicator* OpenProgress(const char* title, const char* detail, u32 first, u32 last, u32 reserved,
+                                    bool canCancel) override;
+
+    /// Takes the bar off the screen; it is drawn again at its next step.
+    void Erase();
+    bool IsOpen() const { return m_open; }
+
+private:
+    class Bar;
+
+    bool m_open = false;
+    bool m_drawn = false;
+};

@@ -1,0 +1,20 @@
+// Where console lines come from: the command line, standard input, or a prompt on a terminal.
+#pragma once
+
+#include <string>
+#include <vector>
+
+class Loader;
+class Output;
+
+/// Runs the lines in order; without any, an interactive prompt if both standard input and standard
+/// output are terminals, else the lines of standard input. The output holds nothing but the
+/// console's bytes.
+/// @return the exit status.
+int RunConsole(Loader& file, Output& output, const std::vector<std::string>& lines);
+
+/// Reads lines with editing, history and completion until Ctrl-D, and runs them. Long output goes
+/// through the user's pager; a long dump shows a progress bar on standard error and stops at
+/// Ctrl-C. Standard input and output have to be terminals.
+/// @return the exit status.
+int RunPrompt(Loader& file);

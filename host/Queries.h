@@ -1,0 +1,56 @@
+// What the listing commands print: a table for a person, or one JSON object a line. A file is
+// handed in open (AddFile done); each query loads what it needs.
+#pragma once
+
+#include "interfaces/Types.h"
+
+#include <string>
+#include <vector>
+
+class DbgSymbolicInterface;
+class Loader;
+class Output;
+
+/// Where a query's answer goes, and in which form.
+struct Answer {
+    Output& output;
+    bool json;
+};
+
+// Queries.cpp. Each returns the exit status: 0, or 1 if something asked for isn't there, which one
+// line on standard error tells.
+
+/// One line a file: its rating, a tab, the path. A file that can't be read has no line; one that is
+/// no 32-bit ELF file is rated 0; both give the status 1.
+int RateFiles(DbgSymbolicInterface& plugin, const std::vector<std::string>& paths, Answer answer);
+int ListSections(Loader& file, Answer answer);
+int ListUnits(Loader& file, Answer answer);
+/// @param unit a unit's id or path, as SelectUnits takes it; empty for all.
+int ListFunctions(Loader& file, Answer answer, const std::string& unit);
+int ListLines(Loader& file, Answer answer, const std::string& unit);
+
+/// Indices of the units that `unit` names: all if it is empty, the one of that id if it is a
+/// number, else those of that path, or whose path ends in "/" or "\" and that text. Loads the
+/// index. None: the complaint has been made.
+std::vector<u32> SelectUnits(Loader& file, const std::string& unit);
+
+// ScopeQuery.cpp
+
+/// @param function a function's id, an address in it, or its name; a name without its class will do
+///        if no function has it as it stands.
+int ShowScopes(Loader& file, Answer answer, const std::string& function);
+
+// TypeQuery.cpp
+
+/// @param name empty for all; else the types of that name.
+int ListTypes(Loader& file, Answer answer, const std::string& name);
+
+// NameQuery.cpp
+
+/// @param names without any, one a line from standard input.
+int FindNames(Loader& file, Answer answer, const std::vector<std::string>& names);
+
+// AddressQuery.cpp
+
+/// @param addresses without any, one a line from standard input.
+int ResolveAddresses(Loader& file, Answer answer, const std::vector<u32>& addresses);
