@@ -130,8 +130,8 @@ bool Dwarf2File::DumpUnit()
     if (const u32 behind = std::max(start, end); m_debug_info.Pos() > behind) {
         goesOn = SpendAllowance(kLineText * (m_debug_info.Pos() - behind)) && goesOn;
     }
-    // An end that wraps lies in front of the unit, and the scan ends.
-    Seek(m_debug_info, end > unit.offset ? end : kNone);
+    // An end that wraps ends the scan: it lies in front of the length's own end.
+    Seek(m_debug_info, end < unit.offset + 4 ? kNone : end);
     return goesOn;
 }
 
