@@ -34,9 +34,9 @@ concept NumberOrCode = std::integral<Type> || std::is_enum_v<Type>;
 struct UnitHeader {
     u16 version = 2;
     u8 addressSize = 4;
-    u32 firstCode = 1;               ///< abbreviation code of the unit's first DIE
-    std::optional<u32> length;       ///< else as long as the unit is
-    std::optional<u32> abbrevOffset; ///< else a new table, behind those that are there
+    u32 firstCode = 1;                    ///< abbreviation code of the unit's first DIE
+    std::optional<u32> length = {};       ///< else as long as the unit is
+    std::optional<u32> abbrevOffset = {}; ///< else a new table, behind those that are there
 };
 
 /// One entry of a location list.

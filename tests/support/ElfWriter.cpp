@@ -109,6 +109,19 @@ void ElfWriter::Segment(u32 section, u32 flags, std::optional<u32> physicalAddre
                           section});
 }
 
+void ElfWriter::Segment(const SegmentOptions& segment)
+{
+    m_segments.push_back({{.p_type = segment.type,
+                           .p_offset = 0,
+                           .p_vaddr = segment.address,
+                           .p_paddr = segment.physicalAddress,
+                           .p_filesz = 0,
+                           .p_memsz = segment.memorySize,
+                           .p_flags = segment.flags,
+                           .p_align = 4},
+                          0});
+}
+
 void ElfWriter::Symbol(const SymbolOptions& symbol)
 {
     m_symbols.push_back(symbol);

@@ -42,6 +42,15 @@ struct SectionOptions {
     std::optional<u32> size = {}; ///< else that of the bytes, as SHT_NOBITS needs
 };
 
+/// A segment of no section's bytes.
+struct SegmentOptions {
+    u32 type = kPtLoad;
+    u32 address = 0;
+    u32 physicalAddress = 0;
+    u32 memorySize = 0;
+    u32 flags = 0;
+};
+
 struct SymbolOptions {
     std::string name;
     u32 value = 0;
@@ -72,8 +81,7 @@ public:
     /// A segment over the bytes of one section. A physical address that isn't told is the virtual
     /// one, the section's.
     void Segment(u32 section, u32 flags, std::optional<u32> physicalAddress = {});
-    /// A segment as it stands.
-    void Segment(const elf32_phdr& segment) { m_segments.push_back({segment, 0}); }
+    void Segment(const SegmentOptions& segment);
 
     /// Symbols make a `.symtab` with its `.strtab`, behind the other sections; entry 0 is there by
     /// itself.

@@ -23,8 +23,8 @@ struct LineHeader {
     u8 lineRange = 14;
     u8 opcodeBase = 10;
     std::vector<u8> operandCounts = {0, 1, 1, 1, 1, 0, 0, 0, 1};
-    std::optional<u32> unitLength;   ///< else what is true
-    std::optional<u32> headerLength; ///< else what is true
+    std::optional<u32> unitLength = {};   ///< else what is true
+    std::optional<u32> headerLength = {}; ///< else what is true
 };
 
 /// Appends one programme to a section. The tables end with the first opcode. A number of instructions

@@ -1,0 +1,154 @@
+// How a file's object comes up and goes down, and how a file is rated.
+#include "frame/Dwarf2SymbolicPlugin.h"
+#include "tests/support/DwarfTest.h"
+
+#include <cstddef>
+#include <string>
+
+namespace {
+
+class Dwarf2FileObject : public DwarfTest {
+protected:
+    /// A file with sections of these names.
+    ElfWriter Sections(std::initializer_list<const char*> names)
+    {
+        ElfWriter elf(GetParam());
+        for (const char* name : names) {
+            elf.Section(name, ByteSection(GetParam()).U32(0x01020304));
+        }
+        return elf;
+    }
+
+    static u32 Rate(const TempFile& file)
+    {
+        DbgSymSymFile store(file.Path(), 1);
+        return Dwarf2SymbolicPlugin().CheckFile(&store);
+    }
+    static u32 Rate(const ElfWriter& elf) { return Rate(elf.Write()); }
+};
+BOTH_BYTE_ORDERS(Dwarf2FileObject);
+
+TEST_P(Dwarf2FileObject, ReadsFiveSectionsInTheFilesByteOrder)
+{
+    Dwarf2File& file = Open(Sections({".debug_info", ".debug_abbrev", ".debug_line", ".debug_loc", ".debug_str",
+                                      ".debug_macinfo", ".debug_pubnames"}));
+    EXPECT_EQ(Probe::m_flags(file), Probe::kDump);
+    EXPECT_EQ(Probe::m_sectionId(file), kNone);
+    for (VFKDataBuf* section : {&Probe::m_debug_info(file), &Probe::m_debug_abbrev(file), &Probe::m_debug_line(file),
+                                &Probe::m_debug_loc(file), &Probe::m_debug_str(file)}) {
+        EXPECT_EQ(section->Pos(), 0u);
+        EXPECT_EQ(section->Get32(), 0x01020304u);
+        EXPECT_TRUE(section->AtEnd());
+    }
+    for (VFKDataBuf* late : {&Probe::m_debug_macinfo(file), &Probe::m_debug_pubnames(file)}) {
+        EXPECT_EQ(late->Size(), 0u) << "read when first needed";
+    }
+    Probe::ReadLateSection(file, Probe::m_debug_pubnames(file), ".debug_pubnames", false);
+    EXPECT_EQ(Probe::m_debug_pubnames(file).Get32(), 0x01020304u);
+    EXPECT_EQ(Store().FileScopeCount(), 0u);
+    EXPECT_EQ(Store().GetSectionList().Count(), 0u);
+}
+
+TEST_P(Dwarf2FileObject, AByteOrderThatIsNotBigIsLittle)
+{
+    ElfWriter elf = Sections({".debug_info"});
+    elf.Edit([](ElfRecords& records) { records.header.e_ident[5] = 0; });
+    if (GetParam() == ByteOrder::Little) {
+        EXPECT_EQ(Probe::m_debug_info(Open(elf)).Get32(), 0x01020304u);
+    } else {
+        // All else of the file is big-endian, so nothing is found in it. It must do no harm.
+        EXPECT_EQ(Probe::m_debug_info(Open(elf)).Size(), 0u);
+    }
+}
+
+TEST_P(Dwarf2FileObject, AFileThatIsNotElfGivesAnEmptyObject)
+{
+    std::string elf64 = Sections({".debug_info", ".debug_abbrev"}).Image();
+    elf64[4] = 2;
+    const std::string cut = Sections({}).Image().substr(0, 51);
+    for (const std::string& contents : {std::string(), std::string("int main() {}\n"), elf64, cut}) {
+        const TempFile file(contents);
+        EXPECT_EQ(Rate(file), 0u);
+        DbgSymSymFile store(file.Path(), 1);
+        Dwarf2File dwarf(&store);
+        EXPECT_EQ(Probe::m_debug_info(dwarf).Size(), 0u);
+        dwarf.LoadAllSections();
+        dwarf.BuildCompileUnitIndex();
+        EXPECT_EQ(store.FileScopeCount(), 0u);
+        EXPECT_EQ(store.GetSectionList().Count(), 0u);
+        DbgAddrRange range;
+        EXPECT_FALSE(dwarf.FindElfSymbolByName("main", &range));
+    }
+    DbgSymSymFile missing("/nowhere/at/all.axf", 1);
+    EXPECT_EQ(Dwarf2SymbolicPlugin().CheckFile(&missing), 0u);
+    EXPECT_EQ(Probe::m_debug_info(Open(Sections({}))).Size(), 0u);
+}
+
+TEST_P(Dwarf2FileObject, TheRatingTellsWhatCanBeServed)
+{
+    EXPECT_EQ(Rate(Sections({".debug_info", ".debug_abbrev", ".debug_line"})), 127u);
+    EXPECT_EQ(Rate(Sections({".debug_info", ".debug_abbrev", ".debug_loc"})), 63u);
+    EXPECT_EQ(Rate(Sections({".debug_info", ".debug_line"})), 0u);
+    EXPECT_EQ(Rate(Sections({".debug_abbrev", ".symtab"})), 2u) << "the name alone counts";
+    EXPECT_EQ(Rate(Sections({})), 0u);
+
+    ElfWriter symbols = Sections({".debug_info"});
+    symbols.Symbol({.name = "main"});
+    EXPECT_EQ(Rate(symbols), 2u);
+
+    ElfWriter nobits(GetParam());
+    nobits.Section(".debug_info", "", {.type = kShtNobits, .size = 64});
+    nobits.Section(".debug_abbrev", ByteSection(GetParam()).U8(0));
+    EXPECT_EQ(Rate(nobits), 0u) << "a section without bytes is empty";
+
+    ElfWriter bare = Sections({".debug_info", ".debug_abbrev", ".debug_line"});
+    bare.OmitSectionHeaders();
+    EXPECT_EQ(Rate(bare), 0u);
+}
+
+TEST_P(Dwarf2FileObject, WhatTheStoreGotOutlivesTheObject)
+{
+    DwarfBuilder dwarf(GetParam());
+    dwarf.Unit().Name("kept.c").Children([&] { dwarf.Die(TAG_base_type).Name("int"); });
+    Index(dwarf);
+    Opened().Close();
+    EXPECT_EQ(Store().FileScopeAt(0).GetPath(), "kept.c");
+}
+
+/// Every header field of every table, set to values that lie. Nothing is asserted but that reading
+/// ends: the sanitizers see to the rest.
+TEST_P(Dwarf2FileObject, AnElfFileThatLiesIsReadWithinItsBytes)
+{
+    ElfWriter elf = Sections({".debug_info", ".debug_abbrev", ".debug_line", ".text"});
+    elf.Segment(1, kPfX);
+    elf.Symbol({.name = "main", .value = 4, .size = 4});
+    const std::string whole = elf.Image();
+    const auto use = [&](const std::string& image) {
+        const TempFile file(image);
+        DbgSymSymFile store(file.Path(), 1);
+        Dwarf2File dwarf(&store);
+        static_cast<void>(dwarf.Capability());
+        dwarf.LoadAllSections();
+        g_prefs.relocateLibs = true;
+        dwarf.BuildCompileUnitIndex();
+        DbgAddrRange range;
+        dwarf.FindElfSymbolByName("main", &range);
+        DbgAddress address;
+        address.value = 5;
+        u32 type = 0;
+        u32 run = 0;
+        dwarf.GetCodeType(&address, &type, &run, nullptr);
+    };
+    for (const u8 value : {u8{0}, u8{1}, u8{0x7F}, u8{0xFF}}) {
+        for (std::size_t at = 16; at < whole.size(); ++at) {
+            std::string image = whole;
+            image[at] = static_cast<char>(value);
+            use(image);
+        }
+    }
+    for (std::size_t size = 0; size < whole.size(); size += 7) {
+        use(whole.substr(0, size));
+    }
+}
+
+} // namespace

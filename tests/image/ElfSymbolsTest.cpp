@@ -1,0 +1,230 @@
+// Names, addresses and code types from the ELF symbol table alone.
+#include "interfaces/DbgAddress.h"
+#include "tests/support/DwarfTest.h"
+
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace {
+
+constexpr u32 kArm = 0x41524D00;
+constexpr u32 kThumb = 0x54484D42;
+constexpr u32 kData = 0x44415441;
+
+class ElfSymbols : public DwarfTest {
+protected:
+    ElfSymbols()
+    {
+        m_text = static_cast<u16>(m_elf.Section(".text", Code(), {.flags = kShfAlloc | kShfExecInstr}));
+        m_data = static_cast<u16>(m_elf.Section(".data", Code(), {.flags = kShfAlloc | kShfWrite}));
+    }
+
+    ByteSection Code() { return ByteSection(GetParam()).Fill(0x400); }
+
+    void Map(const std::string& name, u32 value)
+    {
+        m_elf.Symbol({.name = name, .value = value, .type = 0, .binding = 0});
+    }
+    void Function(const std::string& name, u32 value, u32 size)
+    {
+        m_elf.Symbol({.name = name, .value = value, .size = size, .section = m_text});
+    }
+
+    static DbgAddress Address(u32 value, u32 section = kNone)
+    {
+        DbgAddress address;
+        address.value = value;
+        address.section = section;
+        return address;
+    }
+
+    /// Code type and length of the run, or nothing.
+    std::optional<std::pair<u32, u32>> CodeType(const DbgAddress& address)
+    {
+        u32 type = 1;
+        u32 run = 2;
+        if (!File().GetCodeType(&address, &type, &run, nullptr)) {
+            EXPECT_EQ(std::pair(type, run), std::pair(1u, 2u)) << "untouched on failure";
+            return {};
+        }
+        return std::pair(type, run);
+    }
+    std::optional<std::pair<u32, u32>> CodeType(u32 address) { return CodeType(Address(address)); }
+
+    /// Name, value and size of the function at an address, or nothing.
+    std::optional<std::tuple<std::string, u32, u32>> FunctionAt(const DbgAddress& address)
+    {
+        std::string name = "untouched";
+        DbgAddrRange range;
+        if (!File().FindElfSymbolByAddress(nullptr, &address, &name, &range)) {
+            EXPECT_EQ(name, "untouched");
+            EXPECT_EQ(range.size, 0u);
+            return {};
+        }
+        return std::tuple(name, range.value, range.size);
+    }
+    std::optional<std::tuple<std::string, u32, u32>> FunctionAt(u32 address) { return FunctionAt(Address(address)); }
+
+    using Run = std::pair<u32, u32>;
+    using Found = std::tuple<std::string, u32, u32>;
+    ElfWriter m_elf{GetParam()};
+    u16 m_text = 0;
+    u16 m_data = 0;
+};
+BOTH_BYTE_ORDERS(ElfSymbols);
+
+TEST_P(ElfSymbols, ARunEndsWhereTheKindOfCodeChanges)
+{
+    Map("$a", 0x100);
+    Map("$a", 0x140);
+    Map("$d", 0x180);
+    Map("$a", 0x200);
+    Map("$t", 0x300);
+    Open(m_elf);
+    EXPECT_EQ(CodeType(0x100), Run(kArm, 0x80));
+    EXPECT_EQ(CodeType(0x110), Run(kArm, 0x70));
+    EXPECT_EQ(CodeType(0x190), Run(kData, 0x70));
+    EXPECT_EQ(CodeType(0x2FF), Run(kArm, 1));
+    EXPECT_EQ(CodeType(0xFF), std::nullopt);
+    EXPECT_EQ(CodeType(0x300), std::nullopt) << "at or behind the last nothing is known";
+    EXPECT_EQ(CodeType(kNone - 2), std::nullopt);
+    EXPECT_FALSE(File().GetCodeType(nullptr, nullptr, nullptr, nullptr));
+}
+
+TEST_P(ElfSymbols, ARunWithoutAChangeReachesTheLastSymbol)
+{
+    Map("$t", 0x300);
+    Map("$a", 0x80);
+    Map("$t", 0x100);
+    Map("$t", 0x200);
+    Open(m_elf);
+    EXPECT_EQ(CodeType(0x110), Run(kThumb, 0x1F0));
+    EXPECT_EQ(CodeType(0x300), std::nullopt);
+    EXPECT_EQ(CodeType(0x7F), std::nullopt);
+}
+
+TEST_P(ElfSymbols, WhatIsNoMappingSymbolDoesNotCount)
+{
+    Map("$a", 0x100);
+    Map("$d", 0x140);
+    Map("$a", 0x140); // the first one at an address stays
+    Map("$x", 0x110);
+    Map("$at", 0x120);
+    Map("$", 0x124);
+    Map("$a.0", 0x128);
+    m_elf.Symbol({.name = "$t", .value = 0x130, .type = 0, .section = m_data});
+    m_elf.Symbol({.name = "$t", .value = 0x134, .type = 0, .section = 0xFFF1}); // SHN_ABS: no section
+    Map("$t", 0x200);
+    Open(m_elf);
+    EXPECT_EQ(CodeType(0x104), Run(kArm, 0x3C));
+    EXPECT_EQ(CodeType(0x150), Run(kData, 0xB0));
+    EXPECT_EQ(Probe::m_mappingSymbols(File()).size(), 3u);
+}
+
+TEST_P(ElfSymbols, OneInstructionSetSettlesTheWholeFile)
+{
+    const std::pair<const char*, u32> kinds[] = {{"$a", kArm}, {"$t", kThumb}};
+    for (const auto& [name, type] : kinds) {
+        ElfWriter elf(GetParam());
+        elf.Section(".text", Code(), {.flags = kShfAlloc | kShfExecInstr});
+        elf.Symbol({.name = name, .value = 0x100, .type = 0});
+        elf.Symbol({.name = "$d", .value = 0x180, .type = 0});
+        Open(elf);
+        EXPECT_EQ(CodeType(0x190), Run(type, kNone - 0x190));
+        EXPECT_EQ(CodeType(0), Run(type, kNone));
+        EXPECT_TRUE(Probe::m_mappingSymbols(File()).empty()) << "no scan";
+    }
+    Function("main", 0x100, 4);
+    Open(m_elf);
+    EXPECT_EQ(CodeType(0x100), std::nullopt);
+}
+
+TEST_P(ElfSymbols, ANameIsFoundWithItsExtent)
+{
+    m_elf.Symbol({.name = "counter", .value = 0x204, .size = 12, .type = 1, .section = m_data});
+    Open(m_elf);
+    DbgAddrRange range;
+    range.section = 5;
+    ASSERT_TRUE(File().FindElfSymbolByName("counter", &range));
+    EXPECT_EQ(range.value, 0x204u);
+    EXPECT_EQ(range.section, kNone);
+    EXPECT_EQ(range.size, 12u);
+    DbgAddrRange untouched;
+    EXPECT_FALSE(File().FindElfSymbolByName("count", &untouched));
+    EXPECT_EQ(untouched.value, kNone);
+}
+
+TEST_P(ElfSymbols, AFunctionsExtentIsMadeUpFromItsNeighbour)
+{
+    Function("sized", 0x100, 0x10);
+    Function("short", 0x140, 0x10);
+    Function("open", 0x180, 0);
+    Function("", 0x1C0, 0);
+    Function("alias", 0x200, 0);
+    Function("aliased", 0x200, 0x20);
+    Function("last", 0x300, 0);
+    Function("thumb", 0x381, 4);
+    m_elf.Symbol({.name = "variable", .value = 0x150, .size = 4, .type = 1, .section = m_text});
+    Open(m_elf);
+    EXPECT_EQ(FunctionAt(0xFF), std::nullopt);
+    EXPECT_EQ(FunctionAt(0x10F), Found("sized", 0x100, 0x10));
+    EXPECT_EQ(FunctionAt(0x110), Found("sized", 0x100, 0x40)) << "behind its end: up to the next";
+    EXPECT_EQ(FunctionAt(0x17F), Found("short", 0x140, 0x40));
+    EXPECT_EQ(FunctionAt(0x190), Found("open", 0x180, 0x40));
+    EXPECT_EQ(FunctionAt(0x1D0), Found("", 0x1C0, 0x40));
+    EXPECT_EQ(FunctionAt(0x210), Found("alias", 0x200, 0x20)) << "the size of its twin";
+    EXPECT_EQ(FunctionAt(0x310), Found("last", 0x300, 0x81));
+    EXPECT_EQ(FunctionAt(0x380), Found("thumb", 0x381, 4)) << "the Thumb bit doesn't count";
+    EXPECT_EQ(FunctionAt(0x400), Found("thumb", 0x381, 0));
+    std::string name;
+    DbgAddrRange range;
+    EXPECT_FALSE(File().FindElfSymbolByAddress(nullptr, nullptr, &name, &range));
+}
+
+TEST_P(ElfSymbols, AnExtentMayReachTheTopOfTheAddressSpace)
+{
+    Function("top", 0xFFFFFF00, 0x100);
+    Open(m_elf);
+    EXPECT_EQ(FunctionAt(0xFFFFFFF0), Found("top", 0xFFFFFF00, 0x100));
+}
+
+TEST_P(ElfSymbols, ANameOffsetThatLiesGivesAnEmptyName)
+{
+    Function("lost", 0x100, 0x10);
+    m_elf.Edit([](ElfRecords& records) { records.symbols[1].st_name = 0x7FFFFFFF; });
+    Open(m_elf);
+    EXPECT_EQ(FunctionAt(0x104), Found("", 0x100, 0x10));
+}
+
+TEST_P(ElfSymbols, ARelativeFileAnswersInItsSectionOnly)
+{
+    g_prefs.relocateLibs = true;
+    Map("$a", 0);
+    Map("$t", 0x100);
+    Function("entry", 0x20, 0x10);
+    m_elf.Segment(1, kPfArmPi | kPfX);
+    Dwarf2File& file = Open(m_elf);
+    EXPECT_EQ(FunctionAt(0x24), Found("entry", 0x20, 0x10)) << "absolute before the index";
+    file.BuildCompileUnitIndex();
+    const u32 section = Probe::m_sectionId(file);
+    ASSERT_NE(section, kNone);
+
+    const DbgAddress inside = Address(0x24, section);
+    EXPECT_EQ(FunctionAt(inside), Found("entry", 0x20, 0x10));
+    EXPECT_EQ(CodeType(inside), Run(kArm, 0x100 - 0x24));
+    EXPECT_EQ(inside.value, 0x24u) << "the caller's address stays";
+    DbgAddrRange range;
+    ASSERT_TRUE(file.FindElfSymbolByName("entry", &range));
+    EXPECT_EQ(range.value, 0x20u);
+    EXPECT_EQ(range.section, section);
+
+    const u32 other = DbgSymSymFile::GetNewSectionID();
+    const DbgSection elsewhere("other", 0, other, kNone, 0x100, 0x50000);
+    Store().GetSectionList().AddSection(&elsewhere);
+    EXPECT_EQ(FunctionAt(Address(0x24, other)), std::nullopt);
+    EXPECT_EQ(CodeType(Address(0x24, other)), std::nullopt);
+    EXPECT_EQ(FunctionAt(Address(0x60000)), std::nullopt) << "in no section";
+}
+
+} // namespace

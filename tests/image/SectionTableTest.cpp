@@ -1,0 +1,175 @@
+// Which sections the engine gets, of which type, and when a file's addresses are relative to one.
+#include "tests/support/DwarfTest.h"
+
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr u32 kCode = kShfAlloc | kShfExecInstr;
+constexpr u32 kData = kShfAlloc | kShfWrite;
+
+class SectionTable : public DwarfTest {
+protected:
+    SectionTable() { g_prefs.relocateLibs = true; }
+
+    ByteSection Bytes(u32 size = 16) { return ByteSection(GetParam()).Fill(size, 0x11); }
+
+    /// Opens the file and runs the relocation step.
+    Dwarf2File& Relocate(const ElfWriter& elf)
+    {
+        Dwarf2File& file = Open(elf);
+        Probe::CheckRelocation(file);
+        return file;
+    }
+
+    void ExpectAbsolute()
+    {
+        EXPECT_EQ(Probe::m_sectionId(File()), kNone);
+        EXPECT_EQ(Probe::m_flags(File()), Probe::kDump | Probe::kRelocationDone);
+        EXPECT_EQ(Probe::GetRelocationSection(File()), nullptr);
+        EXPECT_EQ(Store().GetSectionList().Count(), 0u);
+    }
+
+    void ExpectRelativeTo(const std::string& name, u32 size)
+    {
+        EXPECT_EQ(Probe::m_flags(File()), Probe::kDump | Probe::kRelocationDone | Probe::kSectionRelative);
+        const DbgSection* section = Probe::GetRelocationSection(File());
+        ASSERT_NE(section, nullptr);
+        EXPECT_EQ(section->id, Probe::m_sectionId(File()));
+        EXPECT_EQ(section->name, name);
+        EXPECT_EQ(section->type, 2u);
+        EXPECT_EQ(section->parent, kNone);
+        EXPECT_EQ(section->size, size);
+        EXPECT_EQ(section->base, 0u);
+        EXPECT_EQ(Store().GetSectionList().Count(), 1u);
+        Probe::CheckRelocation(File());
+        EXPECT_EQ(Store().GetSectionList().Count(), 1u) << "the step runs once";
+    }
+};
+BOTH_BYTE_ORDERS(SectionTable);
+
+TEST_P(SectionTable, TheTypeTellsCodeFromDataAndItsSegment)
+{
+    for (const u16 machine : {kMachineArm, u16{8}}) {
+        for (const u32 flags : {kPfX, kPfX | kPfArmPi}) {
+            ElfWriter elf(GetParam(), machine);
+            const u32 code = elf.Section(".text", Bytes(), {.flags = kCode});
+            const u32 data = elf.Section(".data", Bytes(), {.flags = kData, .address = 0x100});
+            elf.Section(".debug_line", Bytes());
+            elf.Segment(code, flags);
+            elf.Segment(data, flags);
+            Dwarf2File& file = Open(elf);
+            const auto type = [&](const char* name) {
+                return Probe::GetSectionType(file, file.Elf().GetSectionHeader(name), nullptr, nullptr);
+            };
+            const u32 independent = machine == kMachineArm && (flags & kPfArmPi) != 0 ? 2 : 0;
+            EXPECT_EQ(type(".text"), independent);
+            EXPECT_EQ(type(".data"), 16 + independent);
+            EXPECT_EQ(type(".debug_line"), 16u) << "in no segment";
+            EXPECT_EQ(type(".nowhere"), kNone);
+        }
+    }
+}
+
+TEST_P(SectionTable, EverySecondHeaderIsOfferedUnlessItIsEmpty)
+{
+    ElfWriter elf(GetParam());
+    elf.Section("one", Bytes());
+    elf.Section("two", Bytes(20), {.flags = kCode, .address = 0x8000});
+    elf.Section("three", Bytes());
+    elf.Section("four", Bytes(0));
+    elf.Section("five", Bytes());
+    elf.Section("six", "", {.type = kShtNobits, .flags = kData, .address = 0x9000, .size = 0x40});
+    Dwarf2File& file = Open(elf);
+    file.LoadAllSections();
+    const DbgSectionList& list = Store().GetSectionList();
+    ASSERT_EQ(list.Count(), 2u);
+    EXPECT_EQ(list.At(0).name, "two");
+    EXPECT_EQ(list.At(0).type, 0u);
+    EXPECT_EQ(list.At(0).size, 20u);
+    EXPECT_EQ(list.At(0).base, 0x8000u);
+    EXPECT_EQ(list.At(1).name, "six");
+    EXPECT_EQ(list.At(1).size, 0x40u);
+
+    file.LoadAllSections();
+    ASSERT_EQ(list.Count(), 4u);
+    EXPECT_NE(list.At(2).id, list.At(0).id) << "a repeated request gives new ids";
+}
+
+TEST_P(SectionTable, ALibraryLinkedAtZeroIsRelativeToItsCode)
+{
+    ElfWriter elf(GetParam());
+    const u32 data = elf.Section(".first", Bytes(), {.flags = kData});
+    const u32 code = elf.Section(".text", Bytes(24), {.flags = kCode});
+    elf.Segment(data, kPfArmPi); // not executable: not it
+    elf.Segment(code, kPfArmPi | kPfX);
+    Relocate(elf);
+    ExpectRelativeTo(".text", 24);
+}
+
+TEST_P(SectionTable, ThePreferenceAndTheMachineDecide)
+{
+    for (const bool arm : {true, false}) {
+        g_prefs.relocateLibs = !arm;
+        ElfWriter elf(GetParam(), arm ? kMachineArm : u16{8});
+        elf.Segment(elf.Section(".text", Bytes(), {.flags = kCode}), kPfArmPi | kPfX);
+        Relocate(elf);
+        ExpectAbsolute();
+    }
+}
+
+TEST_P(SectionTable, CodeThatIsNotLinkedAtZeroSettlesTheQuestion)
+{
+    ElfWriter elf(GetParam());
+    const u32 code = elf.Section(".text", Bytes(), {.flags = kCode, .address = 0x1000});
+    elf.Segment({.memorySize = 16, .flags = kPfArmPi}); // would do, but isn't asked
+    elf.Segment(code, kPfArmPi | kPfX);
+    Relocate(elf);
+    ExpectAbsolute();
+}
+
+TEST_P(SectionTable, AnEmptyCodeSectionLeavesTheFileAbsolute)
+{
+    ElfWriter elf(GetParam());
+    elf.Segment(elf.Section(".text", Bytes(16), {.flags = kCode, .size = 0}), kPfArmPi | kPfX);
+    elf.Edit([](ElfRecords& records) { records.segments[0].p_memsz = 16; });
+    Relocate(elf);
+    ExpectAbsolute();
+}
+
+TEST_P(SectionTable, WithoutSectionHeadersASegmentServes)
+{
+    ElfWriter elf(GetParam());
+    elf.OmitSectionHeaders();
+    elf.Segment({.memorySize = 64, .flags = kPfX});
+    elf.Segment({.memorySize = 0, .flags = kPfArmPi | kPfX});
+    elf.Segment({.physicalAddress = 0x1000, .memorySize = 64, .flags = kPfArmPi | kPfX});
+    elf.Segment({.type = 7, .address = 0x500, .memorySize = 0x123, .flags = kPfArmPi}); // needn't be executable
+    elf.Segment({.memorySize = 64, .flags = kPfArmPi | kPfX});
+    Relocate(elf);
+    ExpectRelativeTo("PH[3]", 0x123);
+
+    ElfWriter none(GetParam());
+    none.OmitSectionHeaders();
+    none.Segment({.memorySize = 64, .flags = kPfX});
+    Relocate(none);
+    ExpectAbsolute();
+}
+
+TEST_P(SectionTable, TheIndexRunsTheStepFirst)
+{
+    DwarfBuilder dwarf(GetParam());
+    dwarf.Unit().Name("lib.c").Attr(AT_low_pc, FORM_addr, 0x40).Attr(AT_high_pc, FORM_addr, 0x60);
+    ElfWriter elf(GetParam());
+    elf.Segment(elf.Section(".text", Bytes(0x80), {.flags = kCode}), kPfArmPi | kPfX);
+    dwarf.AddTo(elf);
+    Dwarf2File& file = Open(elf);
+    file.BuildCompileUnitIndex();
+    const DbgAddrRange& range = Store().FileRangeAt(0).range;
+    EXPECT_EQ(range.value, 0x40u);
+    EXPECT_EQ(range.section, Probe::m_sectionId(file));
+    EXPECT_EQ(range.size, 0x20u);
+}
+
+} // namespace

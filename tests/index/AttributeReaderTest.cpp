@@ -1,0 +1,368 @@
+// The forms: what each reads, steps over and prints, and the loop that reads the attributes of a DIE.
+#include "index/AttrValue.h"
+#include "index/AttributeLoop.h"
+#include "index/CompileUnitInfo.h"
+#include "index/Cursor.h"
+#include "index/DwarfCodes.h"
+#include "tests/support/DwarfTest.h"
+
+#include <functional>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+/// What one form is expected to give, in a unit at offset 0x100.
+struct FormCase {
+    u32 form;
+    std::function<void(ByteSection&)> write;
+    u32 value;
+    std::string printed;
+    u64 value64 = 0;
+    std::optional<std::string> data = {}; ///< bytes that `data` points at; none: `data` is null
+};
+
+constexpr u32 kUnit = 0x100;
+
+std::vector<FormCase> FormCases()
+{
+    const std::string block("\x91\x08\xAF", 3);
+    const std::string blockText = "(91 08 AF )";
+    return {
+        {FORM_addr, [](auto& s) { s.U32(0x12345678); }, 0x12345678, "(0x12345678)"},
+        {FORM_block2, [=](auto& s) { s.U16(3).Raw(block); }, 3, blockText, 0, block},
+        {FORM_block4, [=](auto& s) { s.U32(3).Raw(block); }, 3, blockText, 0, block},
+        {FORM_data2, [](auto& s) { s.U16(0xFFFE); }, 0xFFFE, "(0xfffe)"},
+        {FORM_data4, [](auto& s) { s.U32(0x89ABCDEF); }, 0x89ABCDEF, "(0x89abcdef)"},
+        {FORM_data8, [](auto& s) { s.U64(0x0102030405060708); }, kNone, "()", 0x0102030405060708},
+        {FORM_string, [](auto& s) { s.Text("text"); }, kNone, "(\"text\")", 0, "text"},
+        {FORM_string, [](auto& s) { s.Text(""); }, kNone, "(\"\")", 0, ""},
+        {FORM_block, [=](auto& s) { s.Uleb(3, 5).Raw(block); }, 3, blockText, 0, block},
+        {FORM_block1, [=](auto& s) { s.U8(3).Raw(block); }, 3, blockText, 0, block},
+        {FORM_block1, [](auto& s) { s.U8(0); }, 0, "()", 0, ""},
+        {FORM_data1, [](auto& s) { s.U8(0xFF); }, 255, "(0xff)"},
+        {FORM_flag, [](auto& s) { s.U8(1); }, 1, "(0x01)"},
+        {FORM_sdata, [](auto& s) { s.Sleb(-1); }, kNone, "(0xffffffff)"},
+        {FORM_sdata, [](auto& s) { s.Sleb(-129, 5); }, 0xFFFFFF7F, "(0xffffff7f)"},
+        {FORM_strp, [](auto& s) { s.U32(2); }, 2, "(\"string\")", 0, "string"},
+        {FORM_udata, [](auto& s) { s.Uleb(0x4080, 4); }, 0x4080, "(0x00004080)"},
+        {FORM_ref_addr, [](auto& s) { s.U32(0x20); }, 0x20, "(0x00000020)"},
+        {FORM_ref1, [](auto& s) { s.U8(0x20); }, 0x120, "(0x20 (0x00000120))"},
+        {FORM_ref2, [](auto& s) { s.U16(0x20); }, 0x120, "(0x0020 (0x00000120))"},
+        {FORM_ref4, [](auto& s) { s.U32(0x20); }, 0x120, "(0x00000020 (0x00000120))"},
+        {FORM_ref4, [](auto& s) { s.U32(kNone); }, 0xFF, "(0xffffffff (0x000000ff))"},
+        {FORM_ref8, [](auto& s) { s.U64(0x20); }, kNone, "()", 0x20},
+        {FORM_ref_udata, [](auto& s) { s.Uleb(0x20, 2); }, 0x120, "(0x00000020 (0x00000120))"},
+        {FORM_indirect, [](auto& s) { s.Uleb(FORM_ref4, 2).U32(0x20); }, 0x120, "(FORM_ref4 0x00000020 (0x00000120))"},
+        {FORM_indirect, [](auto& s) { s.Uleb(FORM_indirect).Uleb(FORM_data1).U8(7); }, 7,
+         "(FORM_indirect FORM_data1 0x07)"},
+        // A form without a value leaves the parenthesis open.
+        {FORM_indirect, [](auto& s) { s.Uleb(0); }, kNone, "(0 "},
+        // What DWARF 2.0 doesn't assign takes no room.
+        {2, [](auto&) {}, kNone, "()"},
+        {0x17, [](auto&) {}, kNone, "()"},
+        {0xFFFFFFFF, [](auto&) {}, kNone, "()"},
+    };
+}
+
+class AttributeReader : public DwarfTest {
+protected:
+    /// Opens a file whose unit at kUnit is a DIE with one attribute, and puts the cursors on it.
+    void Place(u32 form, const std::function<void(ByteSection&)>& write, const UnitHeader& header = {})
+    {
+        DwarfBuilder dwarf(GetParam());
+        dwarf.str.Text("x").Text("string");
+        dwarf.PadTo(kUnit);
+        dwarf.Unit(header).Spec(AT_name, form);
+        m_start = dwarf.info.Size();
+        write(dwarf.info);
+        m_end = dwarf.info.Size();
+        dwarf.info.U8(0x55); // so that the value doesn't end the section
+        Index(dwarf);
+        m_unit = Probe::FindCompileUnit(File(), kUnit + 1);
+        Rewind();
+    }
+
+    /// Cuts `.debug_info` to a size: opens the file anew.
+    void PlaceCut(const std::function<void(ByteSection&)>& write, u32 size)
+    {
+        DwarfBuilder dwarf(GetParam());
+        dwarf.str.Text("x").Text("string");
+        write(dwarf.info);
+        dwarf.info.Truncate(size);
+        Open(dwarf);
+        m_ownUnit.addressSize = 4;
+        m_ownUnit.offset = kUnit;
+        m_unit = &m_ownUnit;
+        m_start = 0;
+    }
+
+    void Rewind() { Seek(Probe::m_debug_info(File()), m_start); }
+    u32 Pos() { return Probe::m_debug_info(File()).Pos(); }
+
+    bool Read(u32 form, AttrValue* out, bool dump = false, bool makeAbsolute = true, bool parenthesise = true)
+    {
+        Rewind();
+        return Probe::ReadAttrValue(File(), m_unit, form, dump, out, makeAbsolute, parenthesise);
+    }
+
+    /// What is printed while a value is read.
+    std::string Printed(u32 form, AttrValue* out, bool parenthesise = true)
+    {
+        std::ostringstream stream;
+        Probe::m_dumpStream(File()) = &stream;
+        Read(form, out, true, true, parenthesise);
+        Probe::m_dumpStream(File()) = nullptr;
+        return stream.str();
+    }
+
+    const CompileUnitInfo* m_unit = nullptr;
+    CompileUnitInfo m_ownUnit;
+    u32 m_start = 0;
+    u32 m_end = 0;
+};
+BOTH_BYTE_ORDERS(AttributeReader);
+
+void ExpectValue(const FormCase& expected, const AttrValue& value)
+{
+    EXPECT_EQ(value.value, expected.value);
+    EXPECT_EQ(value.value64, expected.value64);
+    ASSERT_EQ(value.data != nullptr, expected.data.has_value());
+    if (expected.data) {
+        EXPECT_EQ(std::string(value.Text(), expected.data->size()), *expected.data);
+    }
+}
+
+TEST_P(AttributeReader, EveryFormReadsStepsAndPrintsAlike)
+{
+    for (const FormCase& form : FormCases()) {
+        SCOPED_TRACE(form.printed + " of form " + std::to_string(form.form));
+        Place(form.form, form.write);
+        ASSERT_NE(m_unit, nullptr);
+        AttrValue value;
+        EXPECT_TRUE(Read(form.form, &value));
+        ExpectValue(form, value);
+        EXPECT_EQ(Pos(), m_end);
+
+        // The fast path, and with `dump` but no stream.
+        for (const bool dump : {false, true}) {
+            EXPECT_TRUE(Read(form.form, nullptr, dump));
+            EXPECT_EQ(Pos(), m_end);
+        }
+
+        AttrValue printed;
+        EXPECT_EQ(Printed(form.form, &printed), form.printed);
+        ExpectValue(form, printed);
+        EXPECT_EQ(Pos(), m_end);
+        EXPECT_EQ(Printed(form.form, nullptr), form.printed);
+        EXPECT_EQ(Pos(), m_end);
+    }
+}
+
+TEST_P(AttributeReader, EveryFormCutAnywhereStaysInTheSection)
+{
+    for (const FormCase& form : FormCases()) {
+        ByteSection whole(GetParam());
+        form.write(whole);
+        for (u32 size = 0; size < whole.Size(); ++size) {
+            SCOPED_TRACE(form.printed + " cut to " + std::to_string(size));
+            PlaceCut(form.write, size);
+            AttrValue value;
+            Read(form.form, &value);
+            EXPECT_LE(Pos(), size);
+            if (value.data != nullptr && form.form != FORM_string && form.form != FORM_strp) {
+                const VFKDataBuf& info = Probe::m_debug_info(File());
+                EXPECT_GE(value.data, info.Begin());
+                EXPECT_LE(value.data, info.End());
+            }
+            Read(form.form, nullptr);
+            EXPECT_LE(Pos(), size);
+            EXPECT_LT(Printed(form.form, &value).size(), 64u);
+            EXPECT_LE(Pos(), size);
+        }
+    }
+}
+
+TEST_P(AttributeReader, AFormOfZeroIsNoValue)
+{
+    Place(0, [](ByteSection&) {});
+    AttrValue value;
+    value.value = 77;
+    EXPECT_FALSE(Read(0, &value));
+    EXPECT_EQ(value.value, 77u);
+    EXPECT_EQ(Pos(), m_start);
+    EXPECT_EQ(Printed(0, &value), "");
+}
+
+TEST_P(AttributeReader, OnlyAddressesOfFourBytesAreRead)
+{
+    for (const u8 addressSize : {u8{0}, u8{2}, u8{8}}) {
+        for (const u32 form : {u32{FORM_addr}, u32{FORM_ref_addr}}) {
+            Place(form, [=](ByteSection& info) { info.Fill(addressSize, 0x11); }, {.addressSize = addressSize});
+            AttrValue value;
+            value.value = 77;
+            EXPECT_FALSE(Read(form, &value));
+            EXPECT_EQ(value.value, kNone) << "the start values are copied all the same";
+            EXPECT_EQ(Pos(), m_end);
+            EXPECT_FALSE(Read(form, nullptr));
+            EXPECT_EQ(Pos(), m_end);
+            EXPECT_EQ(Printed(form, nullptr), "()");
+            EXPECT_EQ(Pos(), m_end);
+        }
+        // What an indirect form leads to isn't looked at.
+        Place(FORM_indirect, [=](ByteSection& info) { info.Uleb(FORM_addr).Fill(addressSize); },
+              {.addressSize = addressSize});
+        AttrValue value;
+        EXPECT_TRUE(Read(FORM_indirect, &value));
+        EXPECT_TRUE(Read(FORM_indirect, nullptr));
+        EXPECT_EQ(Pos(), m_end);
+    }
+}
+
+TEST_P(AttributeReader, TheFirstUnitsReferencesShowNoAbsoluteForm)
+{
+    DwarfBuilder dwarf(GetParam());
+    dwarf.Unit().Attr(AT_type, FORM_ref4, 0x20);
+    Index(dwarf);
+    m_unit = Probe::FindCompileUnit(File(), 11);
+    m_start = 12;
+    AttrValue value;
+    EXPECT_EQ(Printed(FORM_ref4, &value), "(0x00000020)");
+    EXPECT_EQ(value.value, 0x20u);
+    EXPECT_EQ(Printed(FORM_ref4, nullptr, false), "0x00000020");
+}
+
+TEST_P(AttributeReader, AReferenceStaysRelativeUnlessAskedOrIndirect)
+{
+    Place(FORM_ref4, [](ByteSection& info) { info.U32(0x20); });
+    AttrValue value;
+    Read(FORM_ref4, &value, false, false);
+    EXPECT_EQ(value.value, 0x20u);
+
+    Place(FORM_indirect, [](ByteSection& info) { info.Uleb(FORM_ref4).U32(0x20); });
+    Read(FORM_indirect, &value, false, false);
+    EXPECT_EQ(value.value, 0x120u);
+}
+
+TEST_P(AttributeReader, AStringOffsetOutsideTheSectionIsAnInlineString)
+{
+    // 8 is the size of the strings, and "abc\0" as a number lies far behind it.
+    for (const bool exact : {true, false}) {
+        const auto write = [exact](ByteSection& info) { exact ? info.U32(9) : info.Raw("abcd").Text("efg"); };
+        Place(FORM_strp, write);
+        const std::string text = exact ? (GetParam() == ByteOrder::Little ? "\x09" : "") : "abcdefg";
+        const u32 behind = m_start + static_cast<u32>(text.size()) + 1;
+        AttrValue value;
+        EXPECT_TRUE(Read(FORM_strp, &value));
+        EXPECT_STREQ(value.Text(), text.c_str());
+        EXPECT_EQ(Pos(), behind);
+        EXPECT_EQ(Printed(FORM_strp, nullptr), "(\"" + text + "\")");
+        EXPECT_EQ(Pos(), behind);
+        // Silent, but a reader that would print: the same bytes.
+        EXPECT_TRUE(Read(FORM_strp, nullptr, true));
+        EXPECT_EQ(Pos(), behind);
+        // The fast path doesn't look.
+        EXPECT_TRUE(Read(FORM_strp, nullptr, false));
+        EXPECT_EQ(Pos(), m_start + 4);
+    }
+}
+
+TEST_P(AttributeReader, ATextAtTheSectionsEndIsNull)
+{
+    PlaceCut([](ByteSection& info) { info.U8(0); }, 0);
+    AttrValue value;
+    EXPECT_TRUE(Read(FORM_string, &value));
+    EXPECT_EQ(value.data, nullptr);
+    EXPECT_EQ(Printed(FORM_string, nullptr), "(\"ERROR NULL!!!\")");
+}
+
+TEST_P(AttributeReader, AMillionIndirectFormsAreReadWithoutDepth)
+{
+    DwarfBuilder dwarf(GetParam());
+    dwarf.info.Fill(1'000'000, FORM_indirect).U8(FORM_data1).U8(9);
+    Open(dwarf);
+    m_ownUnit.addressSize = 4;
+    m_unit = &m_ownUnit;
+    m_start = 0;
+    AttrValue value;
+    EXPECT_TRUE(Read(FORM_indirect, &value));
+    EXPECT_EQ(value.value, 9u);
+    EXPECT_EQ(Pos(), 1'000'002u);
+    EXPECT_TRUE(Read(FORM_indirect, nullptr));
+    EXPECT_EQ(Pos(), 1'000'002u);
+}
+
+TEST_P(AttributeReader, AnAttributesLineHasOffsetIndentAndName)
+{
+    DwarfBuilder dwarf(GetParam());
+    dwarf.PadTo(kUnit);
+    dwarf.Unit().Spec(AT_name, FORM_string);
+    Dwarf2File& file = Index(dwarf);
+    const AbbrevDecl* decl = Probe::FindAbbrevDecl(file, Probe::FindCompileUnit(file, kUnit + 1)->abbrevOffset, 1);
+    ASSERT_NE(decl, nullptr);
+    const auto line = [&](bool dump) {
+        std::ostringstream stream;
+        Probe::m_dumpStream(file) = &stream;
+        Probe::m_dumpIndent(file) = 2;
+        u32 attribute = 1;
+        u32 form = 1;
+        EXPECT_TRUE(Probe::ReadAttrSpec(file, attribute, form, dump));
+        Probe::m_dumpStream(file) = nullptr;
+        return std::tuple(stream.str(), attribute, form);
+    };
+    Seek(Probe::m_debug_info(file), kUnit + 12);
+    Seek(Probe::m_debug_abbrev(file), decl->offset + decl->headerSize);
+    EXPECT_EQ(line(true), std::tuple(std::string("\n0x0000010c: \t\t AT_name"), u32{AT_name}, u32{FORM_string}));
+    EXPECT_EQ(line(true), std::tuple(std::string(), 0u, 0u)) << "the closing pair has no line";
+    Seek(Probe::m_debug_abbrev(file), decl->offset + decl->headerSize);
+    EXPECT_EQ(line(false), std::tuple(std::string(), u32{AT_name}, u32{FORM_string}));
+}
+
+/// The attributes that the loop offers, and where it leaves the cursor.
+class AttributeLoop : public AttributeReader {
+protected:
+    std::vector<std::pair<u32, u32>> Run(const ByteSection& pairs, const ByteSection& values)
+    {
+        DwarfBuilder dwarf(GetParam());
+        dwarf.abbrev.Raw(pairs);
+        dwarf.info.Raw(values);
+        Dwarf2File& file = Open(dwarf);
+        Seek(Probe::m_debug_abbrev(file), 0);
+        CompileUnitInfo unit;
+        unit.addressSize = 4;
+        std::vector<std::pair<u32, u32>> seen;
+        Probe::ForEachAttribute(file, &unit, false, [&](u32 attribute, AttrReader& read) {
+            // Every second attribute is left unread.
+            u32 value = 77;
+            if (attribute % 2 == 1) {
+                read.To(value);
+            }
+            seen.emplace_back(attribute, value);
+        });
+        return seen;
+    }
+    ByteSection Bytes() { return ByteSection(GetParam()); }
+};
+BOTH_BYTE_ORDERS(AttributeLoop);
+
+TEST_P(AttributeLoop, WhatIsNotReadIsSteppedOver)
+{
+    using Seen = std::vector<std::pair<u32, u32>>;
+    ByteSection pairs = Bytes();
+    pairs.Uleb(1).Uleb(FORM_data1).Uleb(2).Uleb(FORM_string).Uleb(3).Uleb(FORM_data2).U16(0);
+    pairs.Uleb(5).Uleb(FORM_data1);
+    ByteSection values = Bytes();
+    values.U8(5).Text("abc").U16(6).Fill(4);
+    EXPECT_EQ(Run(pairs, values), Seen({{1, 5}, {2, 77}, {3, 6}}));
+    EXPECT_EQ(Pos(), 7u);
+
+    // A form of 0 ends the loop too, and nothing is read of it; so does the end of the table.
+    EXPECT_EQ(Run(Bytes().Uleb(1).Uleb(0).Uleb(3).Uleb(FORM_data1), values), Seen({{1, 77}}));
+    EXPECT_EQ(Pos(), 0u);
+    EXPECT_EQ(Run(Bytes().Uleb(1).Uleb(FORM_data1), values), Seen({{1, 5}}));
+    EXPECT_EQ(Run(Bytes().Uleb(1), values), Seen({{1, 77}}));
+}
+
+} // namespace
