@@ -25,7 +25,7 @@ public:
             ->type_name("PATH");
         m_app.add_option("--preferences", arguments.preferences, "Folder of the preference files")
             ->type_name("DIR")
-            ->check(CLI::ExistingDirectory);
+            ->check(CLI::Validator(CLI::ExistingDirectory).description(""));
         AddListings();
         AddQueries();
         AddConsole();
@@ -44,7 +44,7 @@ private:
     CLI::App* AddWithFile(Command command, const char* name, const char* help)
     {
         CLI::App* added = Add(command, name, help);
-        added->add_option("FILE", m_arguments.files, "Symbol file")->required()->expected(1)->type_name("");
+        added->add_option("FILE", m_arguments.file, "Symbol file")->required()->type_name("");
         return added;
     }
 
@@ -130,7 +130,9 @@ std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments)
         output.Flush();
         return output.Error() == 0 ? 0 : 1;
     } catch (const CLI::ParseError& error) {
-        Complain("", error.what());
+        const std::vector<std::string> rest = parser.App().remaining();
+        const bool noCommand = parser.App().get_subcommands().empty() && !rest.empty();
+        Complain("", noCommand ? "There is no command '" + rest.front() + "'" : error.what());
         return kUsageError;
     }
 }

@@ -15,7 +15,8 @@ struct Arguments {
     std::string module;      ///< empty: the one beside the program
     std::string preferences; ///< folder; empty: none was given
     bool json = false;
-    std::vector<std::string> files; ///< several for `rate`, else one
+    std::vector<std::string> files; ///< of `rate`
+    std::string file;               ///< of the others
     std::string unit;               ///< --unit; empty for all
     std::string name;               ///< function of `scopes`, type of `types`
     std::vector<std::string> names; ///< of `find`

@@ -59,18 +59,17 @@ void WriteLines(DbgSymSymFile& store, RecordWriter& records, const Output& outpu
 
 int ExportStore(Loader& file, u32 rating, Output& output)
 {
-    RecordWriter records(output);
-    const VFKElfFile elf(file.Store().GetPath());
-    if (rating == 0) {
-        records.File(file, rating, elf);
-        return 1;
-    }
     if (!file.Add()) {
         Complain(file.Store().GetPath(), "The plug-in has no memory for the file");
         return 1;
     }
-    file.Load(LoadDepth::All);
-    records.File(file, rating, elf);
+    // Rated 0 or not, the index settles how the file's addresses are held.
+    file.Load(rating == 0 ? LoadDepth::Index : LoadDepth::All);
+    RecordWriter records(output);
+    records.File(file, rating, VFKElfFile(file.Store().GetPath()));
+    if (rating == 0) {
+        return 1;
+    }
     WriteStore(file, records, output);
     WriteLines(file.Store(), records, output);
     return 0;

@@ -38,6 +38,11 @@ constexpr std::pair<DbgVariableBaseType, const char*> kBaseNames[] = {
     {kBaseComplexFloat, "complex float"},
 };
 
+bool HasName(const DbgUserDefinedVarType& type)
+{
+    return type.GetName() != nullptr && *type.GetName() != '\0';
+}
+
 std::string Qualified(u16 qualifiers, std::string name)
 {
     // Behind a pointer the qualifiers are the pointer's own.
@@ -53,11 +58,13 @@ std::string Qualified(u16 qualifiers, std::string name)
     return behind ? name + words : words + name;
 }
 
-std::string ById(const char* kind, u32 id)
+std::string ById(const char* kind, u32 id, bool withIds)
 {
     std::string name = *kind == '\0' ? "type" : kind;
-    name += ' ';
-    AppendHex8(name, id);
+    if (withIds) {
+        name += ' ';
+        AppendHex8(name, id);
+    }
     return name;
 }
 
@@ -115,7 +122,8 @@ void AppendHole(std::string& text, const char* what, u64 begin, u64 end)
     text += line + what + '\n';
 }
 
-void AppendMember(std::string& text, const Row& row, const std::string& typeName)
+/// @param unnamed what stands for the name of a base class or of an anonymous member.
+void AppendMember(std::string& text, const Row& row, const std::string& typeName, const char* unnamed)
 {
     std::string line = RowStart(row.member->offset, row.size);
     if (row.member->bitSize != 0) {
@@ -127,7 +135,7 @@ void AppendMember(std::string& text, const Row& row, const std::string& typeName
     PadTo(line, kTypeColumn);
     line += typeName;
     PadTo(line, kNameColumn);
-    AppendPrintable(line, row.member->name == nullptr ? "(base)" : row.member->name);
+    AppendPrintable(line, row.member->name == nullptr ? unnamed : row.member->name);
     text += line + '\n';
 }
 
@@ -170,7 +178,7 @@ const char* KindName(const DbgUserDefinedVarType& type)
 
 bool IsListed(const DbgUserDefinedVarType& type)
 {
-    return (type.GetName() != nullptr && *type.GetName() != '\0') || *KindName(type) != '\0';
+    return HasName(type) || *KindName(type) != '\0';
 }
 
 const DbgUserDefinedVarType* TypeText::Find(u32 id) const
@@ -179,31 +187,29 @@ const DbgUserDefinedVarType* TypeText::Find(u32 id) const
     return m_store.GetUserDefinedType(id).get();
 }
 
-std::string TypeText::NameOf(const DbgTypeDescription& type) const
+std::string TypeText::NameOf(const DbgTypeDescription& type, bool withIds) const
 {
-    return Name(type, 0);
+    return Name(type, withIds, 0);
 }
 
-std::string TypeText::NameOf(const DbgUserDefinedVarType& type) const
+std::string TypeText::NameOf(const DbgUserDefinedVarType& type, bool withIds) const
 {
-    return NameOfStored(type, 0);
+    return NameOfStored(type, withIds, 0);
 }
 
-std::string TypeText::Name(DbgTypeDescription type, u32 depth) const
+std::string TypeText::Name(const DbgTypeDescription& type, bool withIds, u32 depth) const
 {
     if (type.baseType != kBaseUserDefined) {
         return Qualified(type.qualifiers, BaseTypeName(type.baseType));
     }
     const DbgUserDefinedVarType* stored = Find(type.udtId);
-    if (stored == nullptr) {
-        return Qualified(type.qualifiers, ById("type", type.udtId));
-    }
-    return Qualified(type.qualifiers, NameOfStored(*stored, depth));
+    return Qualified(type.qualifiers,
+                     stored == nullptr ? ById("type", type.udtId, withIds) : NameOfStored(*stored, withIds, depth));
 }
 
-std::string TypeText::NameOfStored(const DbgUserDefinedVarType& type, u32 depth) const
+std::string TypeText::NameOfStored(const DbgUserDefinedVarType& type, bool withIds, u32 depth) const
 {
-    if (type.GetName() != nullptr && *type.GetName() != '\0') {
+    if (HasName(type)) {
         std::string name;
         AppendPrintable(name, type.GetName());
         return name;
@@ -213,19 +219,19 @@ std::string TypeText::NameOfStored(const DbgUserDefinedVarType& type, u32 depth)
     }
     const DbgUDTInfo* info = type.GetInfo();
     if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Pointer) {
-        const std::string target = Name(static_cast<const DbgUDTInfoPointer*>(info)->target, depth + 1);
+        const std::string target = Name(static_cast<const DbgUDTInfoPointer*>(info)->target, withIds, depth + 1);
         return target + (target.back() == '*' ? "*" : " *");
     }
     if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Array) {
         const auto* array = static_cast<const DbgUDTInfoArray*>(info);
-        std::string name = Name(array->element, depth + 1) + " [";
+        std::string name = Name(array->element, withIds, depth + 1) + " [";
         AppendDecimal(name, u32{array->upper - array->lower + 1});
         return name + ']';
     }
     if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Typedef) {
-        return Name(static_cast<const DbgUDTInfoTypedef*>(info)->target, depth + 1);
+        return Name(static_cast<const DbgUDTInfoTypedef*>(info)->target, withIds, depth + 1);
     }
-    return ById(KindName(type), type.GetId());
+    return ById(KindName(type), type.GetId(), withIds);
 }
 
 u32 TypeText::SizeOf(const DbgTypeDescription& type, u32 described) const
@@ -246,43 +252,43 @@ u32 TypeText::SizeOf(const DbgTypeDescription& type, u32 described) const
     return described;
 }
 
-std::string TypeText::Head(const DbgUserDefinedVarType& type, bool withId) const
+std::string TypeText::Head(const DbgUserDefinedVarType& type, bool withIds) const
 {
     const DbgUDTInfo* info = type.GetInfo();
-    const bool named = type.GetName() != nullptr && *type.GetName() != '\0';
     std::string kind = KindName(type);
     std::string target;
     if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Typedef) {
         // A base type is held as a typedef of its code.
         const DbgTypeDescription& of = static_cast<const DbgUDTInfoTypedef*>(info)->target;
         kind = of.baseType == kBaseUserDefined ? "typedef" : "base";
-        target = of.baseType == kBaseUserDefined ? " = " + NameOf(of) : "";
+        target = of.baseType == kBaseUserDefined ? " = " + NameOf(of, withIds) : "";
     }
     std::string head = kind.empty() ? "" : kind + ' ';
-    head += named || kind.empty() ? NameOf(type) : "(no name)";
+    head += HasName(type) || kind.empty() ? NameOf(type, withIds) : "(no name)";
     head += target;
     head += "  size ";
     AppendDecimal(head, type.GetByteSize());
-    if (withId) {
+    if (withIds) {
         head += "  id ";
         AppendHex8(head, type.GetId());
     }
     return head + '\n';
 }
 
-std::string TypeText::Layout(const DbgUserDefinedVarType& type, bool withId) const
+std::string TypeText::Layout(const DbgUserDefinedVarType& type, bool withIds) const
 {
-    std::string text = Head(type, withId);
+    std::string text = Head(type, withIds);
     const DbgUDTInfo* info = type.GetInfo();
     if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Members) {
-        AppendMembers(text, type, *static_cast<const DbgUDTInfoMembers*>(info));
+        AppendMembers(text, type, *static_cast<const DbgUDTInfoMembers*>(info), withIds);
     } else if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Enum) {
         AppendEnum(text, *static_cast<const DbgUDTInfoEnum32*>(info));
     }
     return text;
 }
 
-void TypeText::AppendMembers(std::string& text, const DbgUserDefinedVarType& type, const DbgUDTInfoMembers& info) const
+void TypeText::AppendMembers(std::string& text, const DbgUserDefinedVarType& type, const DbgUDTInfoMembers& info,
+                             bool withIds) const
 {
     if (info.Members().empty()) {
         return;
@@ -300,7 +306,9 @@ void TypeText::AppendMembers(std::string& text, const DbgUserDefinedVarType& typ
             AppendHole(text, "<hole>", end, row.begin);
         }
         end = std::max(end, row.end);
-        AppendMember(text, row, NameOf(row.member->type));
+        const DbgUserDefinedVarType* stored = Find(row.member->type.udtId);
+        const bool anonymous = stored != nullptr && !HasName(*stored);
+        AppendMember(text, row, NameOf(row.member->type, withIds), anonymous ? "(anonymous)" : "(base)");
     }
     const u64 typeEnd = u64{type.GetByteSize()} * 8;
     if (typeEnd > end) {

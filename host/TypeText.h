@@ -25,22 +25,23 @@ public:
 
     /// "const char *", "unsigned int [4]", "point"; a type without a name is called by its kind and
     /// id, one that the store doesn't hold by its id.
-    std::string NameOf(const DbgTypeDescription& type) const;
-    std::string NameOf(const DbgUserDefinedVarType& type) const;
+    std::string NameOf(const DbgTypeDescription& type, bool withIds = true) const;
+    std::string NameOf(const DbgUserDefinedVarType& type, bool withIds = true) const;
 
     /// The type's layout, each line with its line end: head, and for an aggregate its members with
     /// offsets, sizes, bits and holes, for an enumeration its values.
-    /// @param withId false leaves the id out of the head, so that equal types have equal texts.
-    std::string Layout(const DbgUserDefinedVarType& type, bool withId) const;
+    /// @param withIds false leaves all ids out, so that equal types have equal texts.
+    std::string Layout(const DbgUserDefinedVarType& type, bool withIds) const;
 
 private:
-    std::string Name(DbgTypeDescription type, u32 depth) const;
-    std::string NameOfStored(const DbgUserDefinedVarType& type, u32 depth) const;
+    std::string Name(const DbgTypeDescription& type, bool withIds, u32 depth) const;
+    std::string NameOfStored(const DbgUserDefinedVarType& type, bool withIds, u32 depth) const;
     const DbgUserDefinedVarType* Find(u32 id) const;
     /// The size of a thing that was described before its type was complete, and so as 0.
     u32 SizeOf(const DbgTypeDescription& type, u32 described) const;
-    std::string Head(const DbgUserDefinedVarType& type, bool withId) const;
-    void AppendMembers(std::string& text, const DbgUserDefinedVarType& type, const DbgUDTInfoMembers& info) const;
+    std::string Head(const DbgUserDefinedVarType& type, bool withIds) const;
+    void AppendMembers(std::string& text, const DbgUserDefinedVarType& type, const DbgUDTInfoMembers& info,
+                       bool withIds) const;
 
     DbgSymSymFile& m_store;
     bool m_bigEndian;

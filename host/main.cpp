@@ -1,10 +1,10 @@
 // symhost: opens a symbol file with the plug-in and runs one command on it.
 #include "host/Arguments.h"
-#include "host/Console.h"
 #include "host/Export.h"
 #include "host/Loader.h"
 #include "host/Module.h"
 #include "host/Output.h"
+#include "host/Prompt.h"
 #include "host/Queries.h"
 #include "interfaces/DbgPrefDataExtractor.h"
 
@@ -88,7 +88,7 @@ int Run(const Arguments& arguments, Output& output)
     if (arguments.command == Command::Rate) {
         return RateFiles(module.Plugin(), arguments.files, {output, arguments.json});
     }
-    const std::string& path = arguments.files.front();
+    const std::string& path = arguments.file;
     const std::string why = WhyUnreadable(path);
     if (!why.empty()) {
         Complain(path, why);
