@@ -139,7 +139,7 @@ TEST_P(Dwarf2FileObject, AnElfFileThatLiesIsReadWithinItsBytes)
         u32 run = 0;
         dwarf.GetCodeType(&address, &type, &run, nullptr);
     };
-    for (const u8 value : {u8{0}, u8{1}, u8{0x7F}, u8{0xFF}}) {
+    for (const u8 value : {u8{0}, u8{0xFF}}) {
         for (std::size_t at = 16; at < whole.size(); ++at) {
             std::string image = whole;
             image[at] = static_cast<char>(value);

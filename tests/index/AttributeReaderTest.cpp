@@ -275,7 +275,7 @@ TEST_P(AttributeReader, ATextAtTheSectionsEndIsNull)
     AttrValue value;
     EXPECT_TRUE(Read(FORM_string, &value));
     EXPECT_EQ(value.data, nullptr);
-    EXPECT_EQ(Printed(FORM_string, nullptr), "(\"ERROR NULL!!!\")");
+    EXPECT_EQ(Printed(FORM_string, nullptr), "(ERROR NULL!!!)");
 }
 
 TEST_P(AttributeReader, AMillionIndirectFormsAreReadWithoutDepth)
