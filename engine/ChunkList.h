@@ -1,8 +1,11 @@
 // A list that only grows and whose elements never move.
 #pragma once
 
+#include "PageArena.h"
+
 #include <cstddef>
-#include <utility>
+#include <new>
+#include <type_traits>
 #include <vector>
 
 namespace engine {
@@ -10,26 +13,33 @@ namespace engine {
 /// Elements lie in chunks of equal length, so that an index finds its element in constant time.
 template <typename Element>
 class ChunkList {
+    static_assert(std::is_trivially_destructible_v<Element> && alignof(Element) <= 16);
+
 public:
-    /// The reference stays good while the list lives.
-    Element& Add(Element element)
+    /// @param arena borrowed; the elements lie there.
+    explicit ChunkList(PageArena& arena)
+        : m_arena(arena)
+    {
+    }
+
+    /// The reference stays good while the arena lives.
+    Element& Add(const Element& element)
     {
         if (m_count % kPerChunk == 0) {
-            std::vector<Element> chunk;
-            chunk.reserve(kPerChunk);
-            m_chunks.push_back(std::move(chunk));
+            m_chunks.push_back(static_cast<Element*>(m_arena.Allocate(kPerChunk * sizeof(Element), alignof(Element))));
         }
-        Element& added = m_chunks.back().emplace_back(std::move(element));
+        Element* place = m_chunks.back() + m_count % kPerChunk;
         ++m_count;
-        return added;
+        return *new (place) Element(element);
     }
 
     std::size_t Count() const { return m_count; }
     const Element& operator[](std::size_t index) const { return m_chunks[index / kPerChunk][index % kPerChunk]; }
 
 private:
-    static constexpr std::size_t kPerChunk = 512;
-    std::vector<std::vector<Element>> m_chunks;
+    static constexpr std::size_t kPerChunk = 64;
+    PageArena& m_arena;
+    std::vector<Element*> m_chunks;
     std::size_t m_count = 0;
 };
 

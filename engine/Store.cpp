@@ -28,8 +28,9 @@ struct FileScope {
 /// What a variable that is handed out keeps alive: the variables and all texts. Pointers to single
 /// variables share the ownership of the whole, which saves a control block for each.
 struct Kept {
-    engine::TextPool texts;
-    engine::ChunkList<DbgVariable> variables;
+    engine::PageArena arena;
+    engine::TextPool texts{arena};
+    engine::ChunkList<DbgVariable> variables{arena};
 };
 
 /// Finds the greatest id at or below an offset. Ids mostly come in ascending order; if not, they are
@@ -60,6 +61,8 @@ private:
 } // namespace
 
 struct DbgSymSymFile::Contents {
+    using TypePointer = boost::shared_ptr<DbgUserDefinedVarType>;
+
     boost::shared_ptr<Kept> kept{new Kept};
 
     std::deque<FileScope> files;
@@ -67,11 +70,11 @@ struct DbgSymSymFile::Contents {
     UnitOrder units;
     engine::TextAllowance paths = engine::TextAllowance::ForKeeping();
 
-    engine::ChunkList<DbgSymFuncScope> functions;
+    engine::ChunkList<DbgSymFuncScope> functions{kept->arena};
     engine::IdIndex functionIds;
-    engine::ChunkList<DbgSymSubScope> blocks;
+    engine::ChunkList<DbgSymSubScope> blocks{kept->arena};
 
-    std::vector<boost::shared_ptr<DbgUserDefinedVarType>> types;
+    std::vector<TypePointer, engine::PageAllocator<TypePointer>> types;
     engine::IdIndex typeIds;
 };
 
@@ -120,6 +123,7 @@ const DbgSymFuncScope* DbgSymSymFile::AddFuncScope(const DbgSymContext& /*contex
                                                    const char* name, const DbgAddrRange& range)
 {
     Contents& contents = *m_contents;
+    contents.functionIds.Prefetch(id);
     const auto index = static_cast<u32>(contents.functions.Count());
     const std::string_view text = contents.kept->texts.Keep(name == nullptr ? "" : name);
     const DbgSymFuncScope& added = contents.functions.Add({id, fileId, text, range});
@@ -171,14 +175,15 @@ void DbgSymSymFile::AddUserDefinedType(boost::shared_ptr<DbgUserDefinedVarType> 
     if (type == nullptr) {
         return;
     }
+    Contents& contents = *m_contents;
+    const u32 id = type->GetId();
+    contents.typeIds.Prefetch(id);
     // Many types have the same name: from here on the store keeps it.
     if (type->m_name != nullptr) {
         type->m_name = KeepText(type->m_name);
         type->m_ownName.reset();
     }
-    Contents& contents = *m_contents;
     const auto index = static_cast<u32>(contents.types.size());
-    const u32 id = type->GetId();
     contents.types.push_back(std::move(type));
     contents.typeIds.Insert(id, index);
 }

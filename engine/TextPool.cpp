@@ -2,15 +2,8 @@
 #include "TextPool.h"
 
 #include <cstring>
-#include <utility>
 
 namespace engine {
-namespace {
-
-constexpr std::size_t kChunk = 64 * 1024;
-constexpr std::size_t kOwnChunk = kChunk / 4; ///< from here on a text gets a chunk of its own
-
-} // namespace
 
 std::string_view TextPool::Keep(const char* text)
 {
@@ -62,7 +55,7 @@ TextPool::Slot& TextPool::Place(std::string_view bytes, u32 hash)
 
 std::string_view TextPool::Add(Slot& slot, std::string_view bytes, u32 hash)
 {
-    char* data = Allocate(bytes.size() + 1);
+    auto* data = static_cast<char*>(m_arena.Allocate(bytes.size() + 1, 1));
     if (!bytes.empty()) {
         std::memcpy(data, bytes.data(), bytes.size());
     }
@@ -72,29 +65,12 @@ std::string_view TextPool::Add(Slot& slot, std::string_view bytes, u32 hash)
     return {data, bytes.size()};
 }
 
-char* TextPool::Allocate(std::size_t size)
-{
-    if (size <= m_freeSize) {
-        char* data = std::exchange(m_free, m_free + size);
-        m_freeSize -= size;
-        return data;
-    }
-    const bool own = size >= kOwnChunk;
-    m_chunks.push_back(std::make_unique_for_overwrite<char[]>(own ? size : kChunk));
-    char* data = m_chunks.back().get();
-    if (!own) {
-        m_free = data + size;
-        m_freeSize = kChunk - size;
-    }
-    return data;
-}
-
 void TextPool::MakeRoom()
 {
     if (m_count < m_slots.size() / 8 * 5) {
         return;
     }
-    std::vector<Slot> old(m_slots.empty() ? 64 : m_slots.size() * 2);
+    Slots old(m_slots.empty() ? 64 : m_slots.size() * 2);
     old.swap(m_slots);
     for (const Slot& slot : old) {
         if (slot.data != nullptr) {

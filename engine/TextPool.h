@@ -2,24 +2,30 @@
 #pragma once
 
 #include "Hashing.h"
+#include "PageArena.h"
 #include "TextAllowance.h"
 #include "interfaces/Types.h"
 
 #include <cstddef>
-#include <memory>
 #include <string_view>
 #include <vector>
 
 namespace engine {
 
 /// An open-addressing set of views over chunks that never move. What is kept has a zero behind it
-/// and lives as long as the pool.
+/// and lives as long as the arena.
 ///
 /// A text is compared by its contents each time, also if the same pointer comes again: a caller may
 /// build its texts in a buffer that it uses again. What a text can cost is bounded by an allowance, above
 /// which it is cut (see TextAllowance).
 class TextPool {
 public:
+    /// @param arena borrowed; the texts lie there.
+    explicit TextPool(PageArena& arena)
+        : m_arena(arena)
+    {
+    }
+
     /// The kept text that equals `text`, which is not null. A text beyond the allowance is cut.
     std::string_view Keep(const char* text);
 
@@ -38,16 +44,14 @@ private:
     Slot& Place(std::string_view bytes, u32 hash);
     /// Files bytes that aren't there yet.
     std::string_view Add(Slot& slot, std::string_view bytes, u32 hash);
-    char* Allocate(std::size_t size);
     void MakeRoom();
     u32 Hash(std::string_view bytes) const { return static_cast<u32>(HashBytes(bytes, m_seed)); }
 
-    std::vector<Slot> m_slots; ///< a power of two of them
+    using Slots = std::vector<Slot, PageAllocator<Slot>>;
+    PageArena& m_arena;
+    Slots m_slots; ///< a power of two of them
     std::size_t m_count = 0;
     u64 m_seed = ProcessSeed();
-    std::vector<std::unique_ptr<char[]>> m_chunks;
-    char* m_free = nullptr; ///< in the newest chunk
-    std::size_t m_freeSize = 0;
     TextAllowance m_reading = TextAllowance::ForReading();
     TextAllowance m_keeping = TextAllowance::ForKeeping();
 };

@@ -40,6 +40,12 @@ std::string Entry(u32 begin, u32 end, const std::string& expression, bool little
 
 const std::string kListEnd(8, '\0');
 
+std::string List(std::string entries)
+{
+    entries.insert(entries.begin(), '\xEC');
+    return entries;
+}
+
 /// A target whose registers hold 0x1000 times their number, and whose bytes are their address's low ones.
 class Target : public DbgContext {
 public:
@@ -135,9 +141,9 @@ TEST_P(Expression, ConstantsAreExtendedAndCutToAWord)
 
 TEST_P(Expression, ListsAreFollowedByFurtherOperators)
 {
-    const std::string list = "\xEC" + Entry(0x8010, 0x8020, Bytes({0x31}), littleEndian) +
-                             Entry(0x8000, 0x8010, Bytes({0x7B, 0x08}), littleEndian) +
-                             Entry(0x8000, 0x8010, Bytes({0x33}), littleEndian);
+    const std::string list = List(Entry(0x8010, 0x8020, Bytes({0x31}), littleEndian) +
+                                  Entry(0x8000, 0x8010, Bytes({0x7B, 0x08}), littleEndian) +
+                                  Entry(0x8000, 0x8010, Bytes({0x33}), littleEndian));
     const std::string plus = Bytes({0x11, 0x78, 0x22});
     const std::string whole = list + kListEnd + plus;
     EXPECT_EQ(Value(whole, &target, littleEndian), 0xB000u);
@@ -149,7 +155,7 @@ TEST_P(Expression, ListsAreFollowedByFurtherOperators)
     target.counter.reset();
     EXPECT_EQ(Value(whole, &target, littleEndian), std::nullopt);
     EXPECT_EQ(Value(whole, nullptr, littleEndian), std::nullopt);
-    EXPECT_EQ(Value("\xEC" + kListEnd, &target, littleEndian), std::nullopt);
+    EXPECT_EQ(Value(List(kListEnd), &target, littleEndian), std::nullopt);
 
     DbgExpression expression(VFKDataString(false, littleEndian, whole), &target, nullptr);
     DbgAddress address;
@@ -172,7 +178,7 @@ TEST_P(Expression, BranchesStayInsideTheirBytes)
     EXPECT_EQ(Value(Bytes({0x31, 0x2F}) + branch(-5), nullptr, littleEndian), std::nullopt);
     // Out of an entry into the bytes around it.
     const std::string inner = Bytes({0x31, 0x2F}) + branch(-6);
-    EXPECT_EQ(Value("\xEC" + Entry(0, kNone, inner, littleEndian) + kListEnd, &target, littleEndian), std::nullopt);
+    EXPECT_EQ(Value(List(Entry(0, kNone, inner, littleEndian) + kListEnd), &target, littleEndian), std::nullopt);
 }
 
 TEST(ExpressionEvaluation, StackOperators)
@@ -295,11 +301,11 @@ TEST(ExpressionEvaluation, WorkAndDepthAreBounded)
     const Target target;
     std::string nested = Bytes({0x31});
     for (u32 depth = 0; depth < 8; ++depth) {
-        nested = "\xEC" + Entry(0, kNone, nested, true) + kListEnd;
+        nested = List(Entry(0, kNone, nested, true) + kListEnd);
     }
     EXPECT_EQ(Value(nested, &target), 1u);
-    EXPECT_EQ(Value("\xEC" + Entry(0, kNone, nested, true), &target), std::nullopt);
-    EXPECT_NE(Text("\xEC" + Entry(0, kNone, nested, true)).find("nested too deep"), std::string::npos);
+    EXPECT_EQ(Value(List(Entry(0, kNone, nested, true)), &target), std::nullopt);
+    EXPECT_NE(Text(List(Entry(0, kNone, nested, true))).find("nested too deep"), std::string::npos);
 }
 
 TEST(ExpressionEvaluation, AnyBytesEndWithoutHarmAndInLinearText)
@@ -327,8 +333,8 @@ TEST(ExpressionText, IsOneReadableLine)
               "DW_OP_reg31; DW_OP_piece 4; DW_OP_bregx 5 -4; sectid_base(7); DW_OP_skip -3");
     EXPECT_EQ(Text(Bytes({0x0E, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF})),
               "DW_OP_const8u 18446744073709551615");
-    EXPECT_EQ(Text("\xEC" + kListEnd), "[]");
-    EXPECT_EQ(Text("\xEC" + Entry(1, 2, "", true)), "[0x00000001-0x00000002: ]");
+    EXPECT_EQ(Text(List(kListEnd)), "[]");
+    EXPECT_EQ(Text(List(Entry(1, 2, "", true))), "[0x00000001-0x00000002: ]");
 }
 
 TEST(ExpressionText, SaysWhereItStopsMakingSense)
@@ -336,7 +342,7 @@ TEST(ExpressionText, SaysWhereItStopsMakingSense)
     EXPECT_EQ(Text(Bytes({0x31, 0x03, 1, 2})), "DW_OP_lit1; <DW_OP_addr cut off at 1>");
     EXPECT_EQ(Text(Bytes({0x70, 0x80})), "<DW_OP_breg0 cut off at 0>");
     EXPECT_EQ(Text(Bytes({0x31, 0xFE, 0x31})), "DW_OP_lit1; <unknown operator 0xfe at 1>");
-    EXPECT_EQ(Text("\xEC" + Entry(1, 2, Bytes({0x00}), true) + Number(3, 4, true)),
+    EXPECT_EQ(Text(List(Entry(1, 2, Bytes({0x00}), true) + Number(3, 4, true))),
               "[0x00000001-0x00000002: <unknown operator 0x00 at 11>] <list cut off at 12>");
 }
 

@@ -1,0 +1,53 @@
+// Allocation in pages.
+#include "PageArena.h"
+
+#include "interfaces/Types.h"
+
+#include <algorithm>
+#include <new>
+
+#include <sys/mman.h>
+
+namespace engine {
+
+void* AllocatePages(std::size_t size)
+{
+    const bool large = size >= kLargePage;
+    void* memory = large ? std::aligned_alloc(kLargePage, (size + kLargePage - 1) & ~(kLargePage - 1))
+                         : std::malloc(std::max<std::size_t>(size, 1));
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    if (large) {
+        // A wish only: without large pages small ones do.
+        static_cast<void>(madvise(memory, size & ~(kLargePage - 1), MADV_HUGEPAGE));
+    }
+    return memory;
+}
+
+void* PageArena::Allocate(std::size_t size, std::size_t alignment)
+{
+    const std::size_t gap = (0 - reinterpret_cast<std::uintptr_t>(m_next)) & (alignment - 1);
+    if (m_left >= gap && m_left - gap >= size) {
+        char* memory = m_next + gap;
+        m_next = memory + size;
+        m_left -= gap + size;
+        return memory;
+    }
+    if (size >= m_blockSize / 4) {
+        return NewBlock(size); // what is left of the present block serves others
+    }
+    char* memory = NewBlock(m_blockSize);
+    m_next = memory + size;
+    m_left = m_blockSize - size;
+    m_blockSize = std::min(m_blockSize * 2, kLargePage);
+    return memory;
+}
+
+char* PageArena::NewBlock(std::size_t size)
+{
+    std::unique_ptr<char, Free> block(static_cast<char*>(AllocatePages(size)));
+    return m_blocks.emplace_back(std::move(block)).get();
+}
+
+} // namespace engine
