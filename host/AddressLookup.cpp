@@ -21,17 +21,48 @@ AddressLookup::AddressLookup(Loader& file)
     }
 }
 
-std::optional<AddressLookup::Place> AddressLookup::FindInUnit(u32 unit, const DbgAddress& address)
+/// A table's last row ends at the unit's high address. If the programme ends with a sequence of code
+/// that the linker dropped, the row lies near address 0 and covers all below that high address.
+bool AddressLookup::IsStray(u32 unit, const DbgSymLineTable& table, u32 row) const
 {
+    const DbgAddrRange& own = m_file.Store().FileRangeAt(unit).range;
+    const DbgAddrRange& range = table.GetLineEntryByIdx(row)->range;
+    return row + 1 == table.Count() && own.value != kNone && own.size != 0 && range.value < own.value &&
+           range.value + range.size == own.value + own.size;
+}
+
+ExtentIndex& AddressLookup::RowsOf(u32 unit)
+{
+    const auto [found, added] = m_rows.try_emplace(unit);
+    if (!added) {
+        return found->second;
+    }
     DbgSymSrcFile& source = m_file.Store().FileScopeAt(unit);
     m_file.LoadLines(source.GetId());
     const DbgSymLineTable* table = source.GetLineTableMember();
-    const DbgSymLineEntry* entry = table == nullptr ? nullptr : table->FindByAddress(address.value, address.section);
-    if (entry == nullptr) {
-        return std::nullopt;
+    for (u32 row = 0; table != nullptr && row < table->Count(); ++row) {
+        const DbgAddrRange& range = table->GetLineEntryByIdx(row)->range;
+        if (range.section == m_section && !IsStray(unit, *table, row)) {
+            found->second.Add(range.value, range.size, row);
+        }
     }
-    const std::string* path = table->GetEntryPath(*entry);
-    return Place{&source, entry, path == nullptr ? &source.GetPath() : path};
+    return found->second;
+}
+
+/// Among rows that hold the address, the one that begins closest to it stands, the last added of
+/// those: a row can reach over others, whose code was placed elsewhere by the linker.
+std::optional<AddressLookup::Place> AddressLookup::FindInUnit(u32 unit, const DbgAddress& address)
+{
+    std::optional<Place> place;
+    RowsOf(unit).Visiting(address.value, [&](u32 row) {
+        DbgSymSrcFile& source = m_file.Store().FileScopeAt(unit);
+        const DbgSymLineTable* table = source.GetLineTableMember();
+        const DbgSymLineEntry* entry = table->GetLineEntryByIdx(row);
+        const std::string* path = table->GetEntryPath(*entry);
+        place = Place{&source, entry, path == nullptr ? &source.GetPath() : path};
+        return true;
+    });
+    return place;
 }
 
 std::optional<AddressLookup::Place> AddressLookup::FindLine(const DbgAddress& address)
@@ -45,7 +76,7 @@ std::optional<AddressLookup::Place> AddressLookup::FindLine(const DbgAddress& ad
         return place;
     }
     do {
-        if (m_rows.Visiting(address.value, visit)) {
+        if (m_runs.Visiting(address.value, visit)) {
             return place;
         }
     } while (LoadNextGroup());
@@ -58,31 +89,28 @@ bool AddressLookup::LoadNextGroup()
         return false;
     }
     for (const u32 unit : m_groups[m_nextGroup]) {
-        AddRows(unit);
+        AddRuns(unit);
     }
     ++m_nextGroup;
     return true;
 }
 
-void AddressLookup::AddRows(u32 unit)
+/// Rows that follow one another in memory make one run: there are few, mostly one a sequence.
+void AddressLookup::AddRuns(u32 unit)
 {
     DbgSymSrcFile& source = m_file.Store().FileScopeAt(unit);
     m_file.LoadLines(source.GetId());
     const DbgSymLineTable* table = source.GetLineTableMember();
-    if (table == nullptr) {
-        return;
-    }
-    // Rows that follow one another in memory make one run: there are few, mostly one a sequence.
     u64 begin = 0;
     u64 end = 0;
     const auto close = [&] {
         if (end > begin) {
-            m_rows.Add(static_cast<u32>(begin), static_cast<u32>(std::min(end - begin, u64{kNone})), unit);
+            m_runs.Add(static_cast<u32>(begin), static_cast<u32>(std::min(end - begin, u64{kNone})), unit);
         }
     };
-    for (u32 i = 0; i < table->Count(); ++i) {
-        const DbgAddrRange& range = table->GetLineEntryByIdx(i)->range;
-        if (range.section != m_section) {
+    for (u32 row = 0; table != nullptr && row < table->Count(); ++row) {
+        const DbgAddrRange& range = table->GetLineEntryByIdx(row)->range;
+        if (range.section != m_section || IsStray(unit, *table, row)) {
             continue;
         }
         if (range.value < begin || range.value > end) {

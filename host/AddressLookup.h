@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+class DbgSymLineTable;
 class DbgSymSrcFile;
 class Loader;
 struct DbgSymFuncScope;
@@ -41,14 +42,17 @@ public:
 private:
     std::optional<Place> FindInUnit(u32 unit, const DbgAddress& address);
     bool LoadNextGroup();
-    void AddRows(u32 unit);
+    void AddRuns(u32 unit);
+    ExtentIndex& RowsOf(u32 unit);
+    bool IsStray(u32 unit, const DbgSymLineTable& table, u32 row) const;
     ExtentIndex& FunctionsOf(u32 unitId);
 
     Loader& m_file;
-    u32 m_section;                ///< of the addresses of this file; kNone if absolute
-    ExtentIndex m_ranges;         ///< of the units that state one
-    ExtentIndex m_rows;           ///< runs of rows of the units whose tables were searched
-    std::vector<u32> m_groups[2]; ///< units whose rows aren't in m_rows yet: without range, with
+    u32 m_section;                               ///< of the addresses of this file; kNone if absolute
+    ExtentIndex m_ranges;                        ///< of the units that state one
+    ExtentIndex m_runs;                          ///< runs of rows of the units whose tables were searched
+    std::vector<u32> m_groups[2];                ///< units whose runs aren't in m_runs yet: without range, with
+    std::unordered_map<u32, ExtentIndex> m_rows; ///< of the units that were asked, by their index
     std::size_t m_nextGroup = 0;
     std::unordered_map<u32, ExtentIndex> m_functions; ///< by the id of the unit
     std::size_t m_functionsSeen = 0;                  ///< those of the store that are in there
