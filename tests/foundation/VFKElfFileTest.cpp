@@ -98,6 +98,7 @@ TEST_P(VFKElfFileTest, SectionDataIsCutToTheSection)
     EXPECT_EQ(DataOf(elf, ".text", 4, 3), "456");
     EXPECT_EQ(DataOf(elf, ".text", 8, 0xFFFFFFF0), "89");
     EXPECT_EQ(DataOf(elf, ".text", 10), "");
+    EXPECT_EQ(DataOf(elf, ".text", 11), "");
     EXPECT_EQ(DataOf(elf, ".text", 0xFFFFFFFF), "");
     EXPECT_EQ(DataOf(elf, ".bss"), "");
     EXPECT_EQ(DataOf(elf, ".none"), "none");
