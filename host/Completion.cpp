@@ -85,12 +85,12 @@ Completer::Result Completer::Complete(std::string_view line)
     const std::size_t redirect = line.rfind('>');
     if (redirect != std::string_view::npos) {
         const std::size_t start = std::min(line.find_first_not_of(kBlanks, redirect + 1), line.size());
-        return {start, FilesWithPrefix(line.substr(start))};
+        return {start, FilesWithPrefix(line.substr(start)), true};
     }
     const std::size_t commandStart = std::min(line.find_first_not_of(kBlanks), line.size());
     const std::size_t commandEnd = line.find_first_of(kBlanks, commandStart);
     if (commandEnd == std::string_view::npos) {
-        return {commandStart, WithPrefix(kCommands, line.substr(commandStart))};
+        return {commandStart, WithPrefix(kCommands, line.substr(commandStart)), false};
     }
     const std::string_view command = line.substr(commandStart, commandEnd - commandStart);
     const std::size_t start = std::min(line.find_first_not_of(kBlanks, commandEnd), line.size());
@@ -99,7 +99,7 @@ Completer::Result Completer::Complete(std::string_view line)
         return {};
     }
     ReadNames();
-    return {start, WithPrefix(command == "elffind" ? m_symbols : m_sections, word)};
+    return {start, WithPrefix(command == "elffind" ? m_symbols : m_sections, word), false};
 }
 
 void Completer::ReadNames()

@@ -18,6 +18,7 @@ public:
     struct Result {
         std::size_t start = 0;               ///< where in the line the word to be completed begins
         std::vector<std::string> candidates; ///< whole words in ascending order, each once
+        bool files = false;                  ///< they are paths, which take the rest of the line
         /// The longest text that all candidates begin with.
         std::string CommonPrefix() const;
     };

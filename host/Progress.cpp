@@ -70,7 +70,12 @@ public:
 
     ~Bar() override
     {
+        const bool drawn = m_owner.m_drawn;
         m_owner.Erase();
+        if (drawn && m_cancelled) {
+            // The dump's own word about it stands in the file that it was sent to.
+            WriteToTerminal(m_label + ": canceled\n");
+        }
         m_owner.m_open = false;
         Interrupt::Clear(); // it was meant for this command and has been served
     }
@@ -87,7 +92,8 @@ public:
 
     bool WasCancelled() override
     {
-        return m_canCancel && (Interrupt::Pending() || (m_owner.unwanted && m_owner.unwanted()));
+        m_cancelled = m_canCancel && (Interrupt::Pending() || (m_owner.unwanted && m_owner.unwanted()));
+        return m_cancelled;
     }
 
 private:
@@ -109,6 +115,7 @@ private:
     u32 m_first;
     u32 m_last;
     bool m_canCancel;
+    bool m_cancelled = false;
     u32 m_drawnAt;
 };
 

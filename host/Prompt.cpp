@@ -16,8 +16,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <histedit.h>
-#include <memory>
 #include <optional>
 #include <string>
 #include <system_error>
@@ -44,8 +44,8 @@ std::filesystem::path HistoryPath()
     return folder / "symhost/history";
 }
 
-/// The lines of this run and of earlier ones. A line is added to the file as it is entered, so that
-/// two prompts don't lose each other's.
+/// The lines of this run and of earlier ones, in a text file. A line is added to the file as it is
+/// entered, so that two prompts don't lose each other's.
 class LineHistory {
 public:
     LineHistory()
@@ -60,10 +60,7 @@ public:
         }
         std::error_code ignored; // without its folder the history lasts for this run
         std::filesystem::create_directories(m_path.parent_path(), ignored);
-        const int loaded = history(m_history, &event, H_LOAD, m_path.c_str());
-        if (loaded > 2 * kHistorySize) {
-            history(m_history, &event, H_SAVE, m_path.c_str());
-        }
+        Load();
     }
 
     ~LineHistory() { history_end(m_history); }
@@ -72,19 +69,39 @@ public:
 
     History* Handle() const { return m_history; }
 
-    void Enter(const char* line)
+    void Enter(const std::string& line)
     {
         HistEvent event;
-        history(m_history, &event, H_ENTER, line);
-        std::FILE* file = m_path.empty() ? nullptr : std::fopen(m_path.c_str(), "ae");
-        if (file != nullptr) {
-            std::fseek(file, 0, SEEK_END); // an empty file gets its heading
-            history(m_history, &event, H_NSAVE_FP, std::size_t{1}, file);
-            std::fclose(file);
+        history(m_history, &event, H_ENTER, line.c_str());
+        if (!m_path.empty()) {
+            std::ofstream(m_path, std::ios::app) << line << '\n';
         }
     }
 
 private:
+    /// Enters the file's last lines, and cuts a file that has grown long to them.
+    void Load()
+    {
+        std::vector<std::string> lines;
+        std::ifstream file(m_path);
+        for (std::string line; std::getline(file, line);) {
+            lines.push_back(line);
+        }
+        const bool cut = lines.size() > 2 * kHistorySize;
+        if (lines.size() > kHistorySize) {
+            lines.erase(lines.begin(), lines.end() - kHistorySize);
+        }
+        std::ofstream shorter;
+        if (cut) {
+            shorter.open(m_path);
+        }
+        for (const std::string& line : lines) {
+            HistEvent event;
+            history(m_history, &event, H_ENTER, line.c_str());
+            shorter << line << '\n';
+        }
+    }
+
     History* m_history;
     std::filesystem::path m_path;
 };
@@ -128,7 +145,7 @@ unsigned char OnTab(EditLine* editor, int)
         return CC_ERROR;
     }
     std::string insert = result.CommonPrefix().substr(line.size() - result.start);
-    if (result.candidates.size() == 1 && result.candidates.front().back() != '/') {
+    if (result.candidates.size() == 1 && !result.files) {
         insert += ' ';
     }
     if (insert.empty()) {
@@ -178,7 +195,7 @@ public:
             line.pop_back();
         }
         if (line.find_first_not_of(" \t") != std::string::npos) {
-            m_history.Enter(line.c_str());
+            m_history.Enter(line);
         }
         return line;
     }
