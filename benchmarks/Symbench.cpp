@@ -25,11 +25,12 @@ constexpr const char* kUsage = "usage: symbench units|symbols|all|lines|dump FIL
 struct Job {
     const char* name;
     LoadDepth depth;
+    bool rates; ///< starts with CheckFile
 };
 
 constexpr Job kJobs[] = {
-    {"units", LoadDepth::Index}, {"symbols", LoadDepth::Symbols}, {"all", LoadDepth::All},
-    {"lines", LoadDepth::Index}, {"dump", LoadDepth::None},       {"name", LoadDepth::Index},
+    {"units", LoadDepth::Index, true},  {"symbols", LoadDepth::Symbols, true}, {"all", LoadDepth::All, true},
+    {"lines", LoadDepth::Index, false}, {"dump", LoadDepth::None, false},      {"name", LoadDepth::Index, false},
 };
 
 const Job* FindJob(const char* name)
@@ -46,7 +47,7 @@ const Job* FindJob(const char* name)
 bool RunJob(const Job& job, Loader& file, const char* name)
 {
     const std::string& path = file.Store().GetPath();
-    if (file.Rate() == 0 || !file.Add()) {
+    if ((job.rates && file.Rate() == 0) || !file.Add()) {
         Complain(path, "The file can't be served");
         return false;
     }

@@ -34,6 +34,9 @@ public:
     }
 
     std::size_t Count() const { return m_count; }
+    /// The list isn't empty.
+    Element& Last() { return m_chunks.back()[(m_count - 1) % kPerChunk]; }
+    const Element& Last() const { return m_chunks.back()[(m_count - 1) % kPerChunk]; }
     const Element& operator[](std::size_t index) const { return m_chunks[index / kPerChunk][index % kPerChunk]; }
 
 private:

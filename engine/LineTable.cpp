@@ -2,10 +2,13 @@
 #include "interfaces/DbgSymSrcFile.h"
 
 #include "AddressMap.h"
+#include "ChunkList.h"
 #include "Hashing.h"
 #include "TextAllowance.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <deque>
 #include <numeric>
 #include <string_view>
@@ -44,20 +47,12 @@ public:
     u32 IndexOf(std::string_view path)
     {
         path = path.substr(0, m_reading.Take(path.size()));
-        // Neighbouring rows mostly come from one file.
-        if (m_last < m_paths.size() && m_paths[m_last] == path) {
-            return m_last;
+        // Rows come from a few files in turn, whose paths mostly stand in the same places.
+        u32& recent = m_recent[reinterpret_cast<std::uintptr_t>(path.data()) / 16 % m_recent.size()];
+        if (recent >= m_paths.size() || m_paths[recent] != path) {
+            recent = Keep(path);
         }
-        m_last = Find(path);
-        if (m_last == kNone && m_keeping.Take(path.size()) < path.size()) {
-            path = path.substr(0, engine::TextAllowance::kShortText);
-            m_last = Find(path);
-        }
-        if (m_last == kNone) {
-            m_last = static_cast<u32>(m_paths.size());
-            m_byText.emplace(m_paths.emplace_back(path), m_last);
-        }
-        return m_last;
+        return recent;
     }
 
     u32 Find(std::string_view path) const
@@ -69,9 +64,23 @@ public:
     const std::string* At(u32 index) const { return index < m_paths.size() ? &m_paths[index] : nullptr; }
 
 private:
+    u32 Keep(std::string_view path)
+    {
+        u32 index = Find(path);
+        if (index == kNone && m_keeping.Take(path.size()) < path.size()) {
+            path = path.substr(0, engine::TextAllowance::kShortText);
+            index = Find(path);
+        }
+        if (index == kNone) {
+            index = static_cast<u32>(m_paths.size());
+            m_byText.emplace(m_paths.emplace_back(path), index);
+        }
+        return index;
+    }
+
     std::deque<std::string> m_paths; ///< never moved
     std::unordered_map<std::string_view, u32, TextHash> m_byText;
-    u32 m_last = 0;
+    std::array<u32, 16> m_recent{}; ///< indexes, by where the text stood that was given
     engine::TextAllowance m_reading = engine::TextAllowance::ForReading();
     engine::TextAllowance m_keeping = engine::TextAllowance::ForKeeping();
 };
@@ -81,7 +90,15 @@ private:
 /// The last row may still be changed through the pointer that AddLineEntry gave. So the indexes cover the
 /// rows before it only, and a look-up asks the last one itself.
 struct DbgSymLineTable::Rows {
-    std::vector<DbgSymLineEntry> entries;
+    /// @param memory where the rows lie; null: in an arena of the table's own.
+    explicit Rows(engine::PageArena* memory)
+        : ownMemory(memory == nullptr ? std::make_unique<engine::PageArena>() : nullptr)
+        , entries(memory == nullptr ? *ownMemory : *memory)
+    {
+    }
+
+    std::unique_ptr<engine::PageArena> ownMemory;
+    engine::ChunkList<DbgSymLineEntry> entries;
     PathSet paths;
     engine::AddressMap byAddress; ///< of indexes in `entries`
     std::vector<u32> byLine;      ///< indexes in `entries`, by line and then in their order
@@ -94,8 +111,8 @@ struct DbgSymLineTable::Rows {
             return;
         }
         std::vector<engine::AddressRun> runs;
-        runs.reserve(entries.size());
-        for (u32 index = 0; index + 1 < entries.size(); ++index) {
+        runs.reserve(entries.Count());
+        for (u32 index = 0; index + 1 < entries.Count(); ++index) {
             if (entries[index].range.size != 0) {
                 runs.push_back(RunOf(entries[index].range, index));
             }
@@ -109,7 +126,7 @@ struct DbgSymLineTable::Rows {
         if (!linesChanged) {
             return;
         }
-        byLine.resize(entries.size() - 1);
+        byLine.resize(entries.Count() - 1);
         std::iota(byLine.begin(), byLine.end(), 0u);
         std::stable_sort(byLine.begin(), byLine.end(),
                          [this](u32 left, u32 right) { return entries[left].line < entries[right].line; });
@@ -117,8 +134,9 @@ struct DbgSymLineTable::Rows {
     }
 };
 
-DbgSymLineTable::DbgSymLineTable(const DbgSymSrcFile* srcFile)
+DbgSymLineTable::DbgSymLineTable(const DbgSymSrcFile* srcFile, engine::PageArena* memory)
     : m_srcFile(srcFile)
+    , m_memory(memory)
 {
 }
 
@@ -130,7 +148,7 @@ DbgSymLineEntry* DbgSymLineTable::AddLineEntry(u32 line, const DbgAddress* addre
         return nullptr;
     }
     if (m_rows == nullptr) {
-        m_rows = std::make_unique<Rows>();
+        m_rows = std::make_unique<Rows>(m_memory);
     }
     DbgSymLineEntry entry;
     static_cast<DbgAddress&>(entry.range) = *address;
@@ -141,7 +159,7 @@ DbgSymLineEntry* DbgSymLineTable::AddLineEntry(u32 line, const DbgAddress* addre
     }
     m_rows->addressesChanged = true;
     m_rows->linesChanged = true;
-    return &m_rows->entries.emplace_back(entry);
+    return &m_rows->entries.Add(entry);
 }
 
 DbgSymLineEntry* DbgSymLineTable::AddLineEntry(u32 line, u32 offset, u32 sectionId, u16 column, const std::string* path)
@@ -159,7 +177,7 @@ DbgSymLineEntry* DbgSymLineTable::AddLineEntry(u32 line, u32 address, u16 column
 
 std::size_t DbgSymLineTable::Count() const
 {
-    return m_rows == nullptr ? 0 : m_rows->entries.size();
+    return m_rows == nullptr ? 0 : m_rows->entries.Count();
 }
 
 const DbgSymLineEntry* DbgSymLineTable::GetLineEntryByIdx(u32 index) const
@@ -183,7 +201,7 @@ void DbgSymLineTable::SetLastEntrySizeByHiPC(const DbgAddress* address)
     if (Count() == 0 || address == nullptr || address->value == kNone) {
         return;
     }
-    DbgAddrRange& last = m_rows->entries.back().range;
+    DbgAddrRange& last = m_rows->entries.Last().range;
     if (address->section == last.section && address->value > last.value) {
         last.size = address->value - last.value;
     }
@@ -194,8 +212,8 @@ const DbgSymLineEntry* DbgSymLineTable::FindByAddress(u32 value, u32 section) co
     if (Count() == 0) {
         return nullptr;
     }
-    if (Holds(m_rows->entries.back().range, value, section)) {
-        return &m_rows->entries.back();
+    if (Holds(m_rows->entries.Last().range, value, section)) {
+        return &m_rows->entries.Last();
     }
     m_rows->IndexAddresses();
     const u32 index = m_rows->byAddress.Find(KeyOf(value, section));
@@ -217,19 +235,19 @@ std::vector<const DbgSymLineEntry*> DbgSymLineTable::FindByLine(u32 line, const 
         }
     };
     m_rows->IndexLines();
-    const std::vector<DbgSymLineEntry>& entries = m_rows->entries;
+    const engine::ChunkList<DbgSymLineEntry>& entries = m_rows->entries;
     auto at = std::lower_bound(m_rows->byLine.begin(), m_rows->byLine.end(), line,
                                [&entries](u32 index, u32 wanted) { return entries[index].line < wanted; });
     for (; at != m_rows->byLine.end() && entries[*at].line == line; ++at) {
         take(entries[*at]);
     }
-    take(entries.back());
+    take(entries.Last());
     return found;
 }
 
-DbgSymSrcFile::DbgSymSrcFile(u32 id, std::string path)
+DbgSymSrcFile::DbgSymSrcFile(u32 id, std::string path, engine::PageArena* memory)
     : m_id(id)
     , m_path(std::move(path))
-    , m_lineTable(this)
+    , m_lineTable(this, memory)
 {
 }

@@ -15,8 +15,8 @@
 namespace {
 
 struct FileScope {
-    FileScope(u32 id, std::string path, const DbgAddrRange& addressRange, u32 lineOffset)
-        : file(id, std::move(path))
+    FileScope(u32 id, std::string path, const DbgAddrRange& addressRange, u32 lineOffset, engine::PageArena& memory)
+        : file(id, std::move(path), &memory)
         , range{addressRange, lineOffset}
     {
     }
@@ -99,7 +99,7 @@ DbgSymSrcFile* DbgSymSymFile::AddFileScope(u32 id, const std::string& path, cons
     Contents& contents = *m_contents;
     const auto index = static_cast<u32>(contents.files.size());
     std::string ownPath(path, 0, contents.paths.Take(path.size()));
-    FileScope& added = contents.files.emplace_back(id, std::move(ownPath), range, lineOffset);
+    FileScope& added = contents.files.emplace_back(id, std::move(ownPath), range, lineOffset, contents.kept->arena);
     if (contents.fileIds.Insert(id, index)) {
         contents.units.Add(id, index);
     }

@@ -10,6 +10,9 @@
 #include <vector>
 
 class DbgSymSrcFile;
+namespace engine {
+class PageArena;
+}
 
 /// One row of a line table: a source line and the bytes of code that come from it.
 struct DbgSymLineEntry {
@@ -24,7 +27,8 @@ struct DbgSymLineEntry {
 class DbgSymLineTable {
 public:
     /// @param srcFile the file whose rows these are; may be null for a table of no file.
-    explicit DbgSymLineTable(const DbgSymSrcFile* srcFile);
+    /// @param memory where the rows lie, borrowed; null gives the table memory of its own.
+    explicit DbgSymLineTable(const DbgSymSrcFile* srcFile, engine::PageArena* memory = nullptr);
     ~DbgSymLineTable();
     DbgSymLineTable(const DbgSymLineTable&) = delete;
     DbgSymLineTable& operator=(const DbgSymLineTable&) = delete;
@@ -59,6 +63,7 @@ private:
     struct Rows;
     std::unique_ptr<Rows> m_rows;
     const DbgSymSrcFile* m_srcFile;
+    engine::PageArena* m_memory;
 };
 
 /// The source file of one compile unit.
@@ -67,7 +72,8 @@ public:
     /// Bit of the flag word: the unit has a start address and no size.
     static constexpr u32 kNoSize = 0x40;
 
-    DbgSymSrcFile(u32 id, std::string path);
+    /// @param memory where the rows of the line table lie; see DbgSymLineTable.
+    DbgSymSrcFile(u32 id, std::string path, engine::PageArena* memory = nullptr);
     DbgSymSrcFile(const DbgSymSrcFile&) = delete;
     DbgSymSrcFile& operator=(const DbgSymSrcFile&) = delete;
     virtual ~DbgSymSrcFile() = default;
