@@ -125,13 +125,13 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
     } else if (row->sibling == kNone) {
         row->sibling = m_debug_info.Pos();
     }
-    // A DIE that names itself as its sibling goes on behind its attributes.
     return row->sibling == row->infoOffset ? m_debug_info.Pos() : row->sibling;
 }
 
 void Dwarf2File::PassBy(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl)
 {
-    if (row->sibling != kNone) {
+    // A DIE that names itself as its sibling goes on behind its attributes at every visit.
+    if (row->sibling != kNone && row->sibling != row->infoOffset) {
         Seek(m_debug_info, row->sibling);
         return;
     }
