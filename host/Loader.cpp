@@ -133,7 +133,8 @@ void Loader::LoadUnitsUpTo(LoadDepth depth)
 
 void Loader::LoadAllLines()
 {
-    for (std::size_t unit = 0; unit < m_unitCount; ++unit) {
+    // A walk may have met the entry of a unit that the index doesn't have: its rows are asked for too.
+    for (std::size_t unit = 0; unit < m_store.FileScopeCount(); ++unit) {
         LoadLines(m_store.FileScopeAt(unit).GetId());
     }
 }
