@@ -17,12 +17,6 @@ constexpr u32 kMaxDepth = 64;
 constexpr std::string_view kBlanks = " \t\r\n\v\f";
 constexpr std::string_view kSectionBase = "sectid_base";
 
-bool IsWordCharacter(char character)
-{
-    return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
-           (character >= 'A' && character <= 'Z') || character == '_';
-}
-
 class Compiler {
 public:
     explicit Compiler(std::string_view text)
@@ -98,9 +92,8 @@ private:
             base = hexadecimal ? 16 : 8;
             m_rest.remove_prefix(hexadecimal ? 2 : 0);
         }
-        const char* end = m_rest.data() + m_rest.size();
-        const auto [behind, error] = std::from_chars(m_rest.data(), end, number, base);
-        if (error != std::errc() || (behind != end && IsWordCharacter(*behind))) {
+        const auto [behind, error] = std::from_chars(m_rest.data(), m_rest.data() + m_rest.size(), number, base);
+        if (error != std::errc()) {
             return false;
         }
         m_rest.remove_prefix(static_cast<std::size_t>(behind - m_rest.data()));

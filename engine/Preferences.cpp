@@ -47,10 +47,7 @@ std::string InDirectory(const std::string& name)
 std::optional<std::string> ReadFile(const std::string& path)
 {
     std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error)) {
-        return std::nullopt;
-    }
-    const std::uintmax_t size = std::filesystem::file_size(path, error);
+    const std::uintmax_t size = std::filesystem::file_size(path, error); // an error for what is no plain file
     if (error || size > kLargestFile) {
         return std::nullopt;
     }

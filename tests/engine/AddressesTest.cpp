@@ -57,6 +57,8 @@ TEST(Addresses, ConvertBetweenAbsoluteAndSectionOffset)
 
 TEST(Addresses, SectionsAreKnownWhileTheirListLives)
 {
+    DbgSectionList other;
+    Add(other, 907, 16, 0x6000);
     DbgAddress address;
     address.SetAddress(4, 902, 1, 0xFFFF);
     EXPECT_FALSE(address.MakeAbsolute(nullptr));
@@ -71,6 +73,9 @@ TEST(Addresses, SectionsAreKnownWhileTheirListLives)
     }
     EXPECT_FALSE(address.MakeAbsolute(nullptr));
     EXPECT_FALSE(Absolute(0x4000).MakeSectionOffset(nullptr));
+    address.section = 907;
+    EXPECT_TRUE(address.MakeAbsolute(nullptr));
+    EXPECT_EQ(address.value, 0x6004u);
 }
 
 TEST(Addresses, SectionAddedLastWinsAndEmptyOnesHoldNothing)
@@ -80,6 +85,7 @@ TEST(Addresses, SectionAddedLastWinsAndEmptyOnesHoldNothing)
     Add(first, 903, 0x1000, 0);
     Add(second, 904, 0x10, 0x20);
     Add(first, 905, 0, 0x28);
+    Add(first, 908, 0, 0);
     Add(second, 906, 0x20, 0xFFFFFFF0); // goes over 4 GiB and doesn't come back at 0
     const auto sectionAt = [](u32 value) {
         DbgAddress address = Absolute(value);

@@ -176,9 +176,12 @@ TEST_P(Expression, BranchesStayInsideTheirBytes)
     EXPECT_EQ(Value(Bytes({0x31, 0x2F}) + branch(0), nullptr, littleEndian), 1u);
     EXPECT_EQ(Value(Bytes({0x31, 0x2F}) + branch(1), nullptr, littleEndian), std::nullopt);
     EXPECT_EQ(Value(Bytes({0x31, 0x2F}) + branch(-5), nullptr, littleEndian), std::nullopt);
-    // Out of an entry into the bytes around it.
-    const std::string inner = Bytes({0x31, 0x2F}) + branch(-6);
-    EXPECT_EQ(Value(List(Entry(0, kNone, inner, littleEndian) + kListEnd), &target, littleEndian), std::nullopt);
+    // Out of an entry into its own head, whose bytes could pass for operators.
+    target.counter = 0x50000000;
+    const std::string inner = Bytes({0x28}) + branch(-13) + std::string(0x3030 - 3, '\x96');
+    const std::string list = List(Entry(0x30303030, 0x96969696, inner, littleEndian));
+    EXPECT_EQ(Value(list, &target, littleEndian, {7, 0}), 7u);
+    EXPECT_EQ(Value(list, &target, littleEndian, {7, 1}), std::nullopt);
 }
 
 TEST(ExpressionEvaluation, StackOperators)

@@ -115,6 +115,11 @@ TEST_F(LineTable, AddressesRespectSectionsEmptyRowsAndFourGigabytes)
     EXPECT_EQ(LineAt(0xFFFFFFFF, 3), 5u);
     EXPECT_EQ(LineAt(0), 0u);
     EXPECT_EQ(LineAt(0, 4), 0u) << "a range cut at 4 GiB doesn't reach the next section";
+    Add(7, 0xFFFFFFFC, 0x20);
+    Add(8, 1, 1);
+    EXPECT_EQ(LineAt(0xFFFFFFFB), 4u);
+    EXPECT_EQ(LineAt(0xFFFFFFFF), 7u);
+    EXPECT_EQ(LineAt(0), 0u);
 }
 
 TEST_F(LineTable, TheLastRowMayChangeAfterALookUp)
@@ -124,6 +129,9 @@ TEST_F(LineTable, TheLastRowMayChangeAfterALookUp)
     EXPECT_EQ(LineAt(0x1E), 0u);
     last->range.size = 8;
     EXPECT_EQ(LineAt(0x1E), 2u);
+    last->range.size = 4;
+    EXPECT_EQ(LineAt(0x1E), 0u);
+    last->range.size = 8;
     Add(3, 0x1C, 4);
     EXPECT_EQ(LineAt(0x1E), 3u);
     EXPECT_EQ(LineAt(0x1B), 2u);
@@ -173,5 +181,6 @@ TEST_F(LineTable, LinesAreFoundByFileInTheirOrder)
     EXPECT_TRUE(AddressesOf(7, &unknown).empty());
     EXPECT_TRUE(AddressesOf(9, nullptr).empty());
     Add(9, 0x50, 4);
+    Add(10, 0x60, 4);
     EXPECT_EQ(AddressesOf(9, nullptr), (std::vector<u32>{0x50}));
 }

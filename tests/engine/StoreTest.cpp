@@ -183,6 +183,13 @@ TEST_F(Store, OverlappingTextsWithoutEndAreCutBeforeTheySwellTheHost)
     EXPECT_LT(kept, (std::size_t{128} << 20) + kCount * 512);
     EXPECT_EQ(file.AddFuncScope(context, 1, kNone, std::string(200, 'x').c_str(), Range(0, 0))->name.size(), 200u);
 
+    kept = 0;
+    for (u32 index = 0; index < 300; ++index) {
+        kept += file.AddFileScope(index, section, Range(0, 0), 0, kNone, false)->GetPath().size();
+    }
+    EXPECT_EQ(file.FileScopeAt(0).GetPath(), section);
+    EXPECT_LT(kept, std::size_t{129} << 20);
+
     // A location isn't cut but refused.
     const std::size_t before = file.VariableCount();
     EXPECT_EQ(AddVariable(1, "v", VFKDataString(false, true, std::string(1 << 20, '\x96'))), nullptr);

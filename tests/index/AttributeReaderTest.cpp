@@ -60,6 +60,8 @@ std::vector<FormCase> FormCases()
          "(FORM_indirect FORM_data1 0x07)"},
         // A form without a value leaves the parenthesis open.
         {FORM_indirect, [](auto& s) { s.Uleb(0); }, kNone, "(0 "},
+        // Nested, the outermost one's real form decides, and that is indirect.
+        {FORM_indirect, [](auto& s) { s.Uleb(FORM_indirect).Uleb(0); }, kNone, "(FORM_indirect 0 )"},
         // What DWARF 2.0 doesn't assign takes no room.
         {2, [](auto&) {}, kNone, "()"},
         {0x17, [](auto&) {}, kNone, "()"},
@@ -248,7 +250,7 @@ TEST_P(AttributeReader, AReferenceStaysRelativeUnlessAskedOrIndirect)
 
 TEST_P(AttributeReader, AStringOffsetOutsideTheSectionIsAnInlineString)
 {
-    // 8 is the size of the strings, and "abc\0" as a number lies far behind it.
+    // The offset of the section's end, and letters that as a number lie far behind it.
     for (const bool exact : {true, false}) {
         const auto write = [exact](ByteSection& info) { exact ? info.U32(9) : info.Raw("abcd").Text("efg"); };
         Place(FORM_strp, write);
