@@ -8,16 +8,64 @@
 
 #include <cctype>
 #include <cstddef>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <optional>
+#include <streambuf>
 #include <string>
 #include <string_view>
 
 namespace {
 
-/// Bytes that a redirected file gathers before it is written to.
-constexpr std::size_t kFileBufferSize = 256 * 1024;
+/// Gathers what is written and passes it on in large pieces. A file's own buffer could be made as
+/// large, but takes several times as long for each of the millions of small fields of a dump.
+class GatherBuffer : public std::streambuf {
+public:
+    /// @param sink gets the text; it is borrowed.
+    explicit GatherBuffer(std::streambuf* sink)
+        : m_sink(sink)
+        , m_memory(std::make_unique_for_overwrite<char[]>(kSize))
+    {
+        setp(m_memory.get(), m_memory.get() + kSize);
+    }
+
+protected:
+    std::streamsize xsputn(const char* text, std::streamsize count) override
+    {
+        if (count > epptr() - pptr() && !Drain()) {
+            return 0;
+        }
+        if (count > epptr() - pptr()) {
+            return m_sink->sputn(text, count);
+        }
+        std::memcpy(pptr(), text, static_cast<std::size_t>(count));
+        pbump(static_cast<int>(count));
+        return count;
+    }
+
+    int_type overflow(int_type c) override
+    {
+        return Drain() && !traits_type::eq_int_type(c, traits_type::eof()) ? sputc(traits_type::to_char_type(c))
+                                                                           : traits_type::eof();
+    }
+
+    int sync() override { return Drain() && m_sink->pubsync() == 0 ? 0 : -1; }
+
+private:
+    static constexpr std::size_t kSize = 256 * 1024;
+
+    bool Drain()
+    {
+        const std::streamsize count = pptr() - pbase();
+        setp(m_memory.get(), m_memory.get() + kSize);
+        return count == 0 || m_sink->sputn(m_memory.get(), count) == count;
+    }
+
+    std::streambuf* m_sink;
+    std::unique_ptr<char[]> m_memory;
+};
 
 constexpr std::string_view kHelpLines[] = {
     "abbr                - dump the DWARF2 .debug_abbrev section",
@@ -98,8 +146,8 @@ private:
     DbgUIConsole& m_console;
     const std::string& m_line;
     bool m_acceptedInput;
-    std::unique_ptr<char[]> m_fileBuffer; ///< of m_fileStream, which it outlives
     std::ofstream m_fileStream;
+    std::optional<GatherBuffer> m_gathered; ///< in front of the file's own buffer
     VFKStringParser m_parser;
     std::string m_token;
     std::string m_path;
@@ -162,9 +210,9 @@ bool Dwarf2File::CommandRun::Matches(const Command& command) const
 
 std::ostream& Dwarf2File::CommandRun::Redirect()
 {
-    m_fileBuffer = std::make_unique_for_overwrite<char[]>(kFileBufferSize);
-    m_fileStream.rdbuf()->pubsetbuf(m_fileBuffer.get(), kFileBufferSize);
-    m_file.RedirectOutput(m_parser, m_fileStream);
+    if (m_file.RedirectOutput(m_parser, m_fileStream)) {
+        static_cast<std::ios&>(m_fileStream).rdbuf(&m_gathered.emplace(m_fileStream.rdbuf()));
+    }
     return Out();
 }
 

@@ -85,6 +85,16 @@ constexpr NameTable kLineOpcodes(kLnsNames);
 
 } // namespace
 
+std::string_view TagName(u32 code)
+{
+    return kTags.Find(code);
+}
+
+std::string_view AttributeName(u32 code)
+{
+    return kAttributes.Find(code);
+}
+
 std::ostream& PrintTagName(std::ostream& stream, u32 code)
 {
     if (const std::string_view name = kTags.Find(code); !name.empty()) {

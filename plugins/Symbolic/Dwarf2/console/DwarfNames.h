@@ -5,6 +5,11 @@
 #include "interfaces/Types.h"
 
 #include <iosfwd>
+#include <string_view>
+
+/// The names alone, empty for a code that has none.
+std::string_view TagName(u32 code);
+std::string_view AttributeName(u32 code);
 
 /// Without a name: "TAG_??? (0x....)", which drops a pending width.
 std::ostream& PrintTagName(std::ostream& stream, u32 code);

@@ -9,7 +9,7 @@
 #include "interfaces/Types.h"
 
 #include <algorithm>
-#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstring>
 #include <ostream>
@@ -30,28 +30,29 @@ inline std::ostream& PutText(std::ostream& stream, std::string_view text)
     return stream;
 }
 
-/// Both digits of each byte value, one after the other.
-constexpr std::array<char, 512> MakeHexPairs(const char* digits)
+/// Writes one character as an inserter does, but for a pending width, which it leaves alone.
+inline std::ostream& PutChar(std::ostream& stream, char c)
 {
-    std::array<char, 512> pairs{};
-    for (std::size_t byte = 0; byte < 256; ++byte) {
-        pairs[2 * byte] = digits[byte >> 4];
-        pairs[2 * byte + 1] = digits[byte & 0xF];
+    if (stream.good() && stream.rdbuf()->sputc(c) == std::char_traits<char>::eof()) {
+        stream.setstate(std::ios_base::badbit);
     }
-    return pairs;
+    return stream;
 }
-inline constexpr std::array<char, 512> kLowerHexPairs = MakeHexPairs("0123456789abcdef");
-inline constexpr std::array<char, 512> kUpperHexPairs = MakeHexPairs("0123456789ABCDEF");
 
-/// Writes the 8 digits of a number, without prefix.
-/// @return behind the last digit.
-inline char* WriteHex8(char* to, u32 value)
+/// Writes the 8 digits of a number, without prefix: all at once, a byte of a word for each.
+inline void WriteHex8(char* to, u32 value)
 {
-    for (u32 shift = 32; shift != 0; to += 2) {
-        shift -= 8;
-        std::memcpy(to, &kLowerHexPairs[2 * static_cast<std::size_t>((value >> shift) & 0xFFu)], 2);
+    u64 nibbles = value;
+    nibbles = (nibbles | nibbles << 16) & 0x0000FFFF0000FFFFu;
+    nibbles = (nibbles | nibbles << 8) & 0x00FF00FF00FF00FFu;
+    nibbles = (nibbles | nibbles << 4) & 0x0F0F0F0F0F0F0F0Fu;
+    // From '0' on; letters stand behind the digits by 'a' - '9' - 1.
+    const u64 letters = ((nibbles + 0x0606060606060606u) >> 4) & 0x0101010101010101u;
+    u64 digits = nibbles + 0x3030303030303030u + letters * ('a' - '9' - 1);
+    if constexpr (std::endian::native == std::endian::little) {
+        digits = __builtin_bswap64(digits);
     }
-    return to;
+    std::memcpy(to, &digits, sizeof digits);
 }
 
 /// Leaves the radix and the fill character behind a hexadecimal field.
@@ -142,6 +143,52 @@ inline std::ostream& operator<<(std::ostream& stream, DecField field)
     return PutText(stream, {first, static_cast<std::size_t>(end - first)});
 }
 
+/// The opening of a listing line, put together here so that it goes out in one piece: line ends, an
+/// offset, tabs, a name, a number.
+class LineText {
+public:
+    /// The most tabs that a line has. The rest of a line is short: its parts are this system's own.
+    static constexpr std::size_t kMaxTabs = 256;
+
+    void Add(std::string_view text)
+    {
+        std::memcpy(m_end, text.data(), text.size());
+        m_end += text.size();
+    }
+
+    /// Without prefix.
+    void AddHex8(u32 value)
+    {
+        WriteHex8(m_end, value);
+        m_end += 8;
+    }
+
+    void AddDec(u32 value)
+    {
+        char digits[10];
+        char* const end = digits + sizeof digits;
+        char* first = end;
+        do {
+            *--first = static_cast<char>('0' + value % 10);
+            value /= 10;
+        } while (value != 0);
+        Add({first, static_cast<std::size_t>(end - first)});
+    }
+
+    void AddTabs(u64 count)
+    {
+        const auto tabs = static_cast<std::size_t>(std::min<u64>(count, kMaxTabs));
+        std::memset(m_end, '\t', tabs);
+        m_end += tabs;
+    }
+
+    std::string_view View() const { return {m_text, static_cast<std::size_t>(m_end - m_text)}; }
+
+private:
+    char m_text[kMaxTabs + 128];
+    char* m_end = m_text;
+};
+
 /// Ends a line without a flush: a write for each line would cost many times the dump itself. Who
 /// runs a command flushes when it ends; a console on a terminal looks for the line ends itself.
 struct LineEndMark {};
@@ -149,32 +196,31 @@ inline constexpr LineEndMark LineEnd;
 
 inline std::ostream& operator<<(std::ostream& stream, LineEndMark)
 {
-    if (stream.good() && stream.rdbuf()->sputc('\n') == std::char_traits<char>::eof()) {
-        stream.setstate(std::ios_base::badbit);
-    }
-    return stream;
+    return PutChar(stream, '\n');
 }
 
 /// Text of the file's between double quotes, to the letter; null is as empty.
 inline std::ostream& PrintQuotedText(std::ostream& stream, const char* text)
 {
-    PutText(stream, "\"");
+    PutChar(stream, '"');
     if (text != nullptr) {
         PutText(stream, text);
     }
-    return PutText(stream, "\"");
+    return PutChar(stream, '"');
 }
 
 /// Each byte of a block as two upper-case digits and a blank.
 inline std::ostream& PrintBlockBytes(std::ostream& stream, const u8* data, std::size_t count)
 {
+    constexpr char kDigits[] = "0123456789ABCDEF";
     constexpr std::size_t kPiece = 256;
     char text[3 * kPiece];
     while (count != 0) {
         const std::size_t piece = std::min(count, kPiece);
         char* to = text;
         for (std::size_t i = 0; i < piece; ++i, to += 3) {
-            std::memcpy(to, &kUpperHexPairs[2 * static_cast<std::size_t>(data[i])], 2);
+            to[0] = kDigits[data[i] >> 4];
+            to[1] = kDigits[data[i] & 0xFu];
             to[2] = ' ';
         }
         PutText(stream, {text, 3 * piece});

@@ -4,28 +4,26 @@
 #include "console/Format.h"
 #include "image/Dwarf2File.h"
 
-#include <algorithm>
-#include <array>
-#include <cstddef>
+#include <ios>
 #include <ostream>
 #include <string_view>
 
 namespace {
 
-/// The deepest indent that is printed. Without a limit a file of nested entries that never close
-/// would print tabs by the square of its size. No compiler nests scopes this deep; deeper entries
-/// stand at this column, and their levels go on being counted.
-constexpr std::size_t kMaxTabs = 256;
-
-constexpr std::array<char, kMaxTabs> MakeTabs()
+void AddPrefix(LineText& line, u32 offset, bool blankLine)
 {
-    std::array<char, kMaxTabs> tabs{};
-    for (char& tab : tabs) {
-        tab = '\t';
-    }
-    return tabs;
+    line.Add(blankLine ? "\n\n0x" : "\n0x");
+    line.AddHex8(offset);
+    line.Add(": ");
 }
-constexpr std::array<char, kMaxTabs> kTabs = MakeTabs();
+
+/// Without a limit a file of nested entries that never close would print tabs by the square of its
+/// size. No compiler nests scopes as deep as LineText::kMaxTabs; deeper entries stand at that column,
+/// and their levels go on being counted.
+void AddIndent(LineText& line, i32 indent, u32 extra)
+{
+    line.AddTabs(u64{static_cast<u32>(indent)} + extra);
+}
 
 } // namespace
 
@@ -34,11 +32,9 @@ void Dwarf2File::PrintOffsetPrefix(u32 offset, bool blankLine)
     if (m_dumpStream == nullptr) {
         return;
     }
-    char text[] = "\n\n0x00000000: ";
-    constexpr std::size_t kSize = sizeof text - 1;
-    WriteHex8(text + 4, offset);
-    const std::size_t first = blankLine ? 0 : 1;
-    PutText(*m_dumpStream, {text + first, kSize - first});
+    LineText line;
+    AddPrefix(line, offset, blankLine);
+    PutText(*m_dumpStream, line.View());
     SetHexState(*m_dumpStream);
 }
 
@@ -47,8 +43,26 @@ void Dwarf2File::PrintIndent(u32 extra)
     if (m_dumpStream == nullptr) {
         return;
     }
-    const u64 level = u64{static_cast<u32>(m_dumpIndent)} + extra;
-    PutText(*m_dumpStream, {kTabs.data(), static_cast<std::size_t>(std::min<u64>(level, kMaxTabs))});
+    LineText line;
+    AddIndent(line, m_dumpIndent, extra);
+    PutText(*m_dumpStream, line.View());
+}
+
+void Dwarf2File::PrintAttributeHead(u32 attribute)
+{
+    if (m_dumpStream == nullptr) {
+        return;
+    }
+    const std::string_view name = AttributeName(attribute);
+    LineText line;
+    AddPrefix(line, m_debug_info.Pos(), false);
+    AddIndent(line, m_dumpIndent, 0);
+    line.Add(name);
+    PutText(*m_dumpStream, line.View());
+    SetHexState(*m_dumpStream);
+    if (name.empty()) {
+        PrintAttributeName(*m_dumpStream, attribute);
+    }
 }
 
 void Dwarf2File::PrintDIEHead(u32 offset, const AbbrevDecl* decl)
@@ -56,10 +70,24 @@ void Dwarf2File::PrintDIEHead(u32 offset, const AbbrevDecl* decl)
     if (m_dumpStream == nullptr || decl == nullptr) {
         return;
     }
-    PrintOffsetPrefix(offset, true);
-    PrintIndent(0);
-    PutText(PrintTagName(*m_dumpStream, decl->tag), " (") << dec(decl->code);
-    PutText(*m_dumpStream, decl->hasChildren != 0 ? "){" : ")");
+    const std::string_view name = TagName(decl->tag);
+    LineText line;
+    AddPrefix(line, offset, true);
+    AddIndent(line, m_dumpIndent, 0);
+    if (name.empty()) {
+        PutText(*m_dumpStream, line.View());
+        PrintTagName(*m_dumpStream, decl->tag);
+    } else {
+        line.Add(name);
+        PutText(*m_dumpStream, line.View());
+    }
+    LineText rest;
+    rest.Add(" (");
+    rest.AddDec(decl->code);
+    rest.Add(decl->hasChildren != 0 ? "){" : ")");
+    PutText(*m_dumpStream, rest.View());
+    SetHexState(*m_dumpStream);
+    m_dumpStream->setf(std::ios_base::dec, std::ios_base::basefield);
 }
 
 void Dwarf2File::PrintCompileUnitHeader(const CompileUnitInfo& unit)

@@ -169,7 +169,10 @@ bool Dwarf2File::DumpAttributes(const CompileUnitInfo& unit, const DIEInfo* die)
     u32 attribute = 0;
     u32 form = 0;
     do {
-        ReadAttrSpec(attribute, form, true);
+        ReadAttrSpec(attribute, form, false);
+        if (attribute != 0 || form != 0) {
+            PrintAttributeHead(attribute);
+        }
         const u32 start = m_debug_info.Pos();
         AttrValue value;
         ReadAttrValue(&unit, form, true, &value, true, true);
@@ -194,9 +197,8 @@ void Dwarf2File::PrintLocation(const CompileUnitInfo& unit, const DIEInfo& die, 
         DumpLocationList(&unit, &die, value.value, LittleEndian());
         return;
     }
-    // A form that delivers text gives no length: it reaches to the end of the text's section.
-    const VFKDataBuf& section = LiesIn(m_debug_str, value.data) ? m_debug_str : m_debug_info;
-    const u32 length = std::min(value.value, static_cast<u32>(section.End() - value.data));
+    // A form that delivers text gives no length: such a block reaches to the end of its section.
+    const auto length = static_cast<u32>(BlockBytes(value).size());
     if (m_dumpStream == nullptr || (length > bytesRead && !SpendOnExpression(length))) {
         return;
     }

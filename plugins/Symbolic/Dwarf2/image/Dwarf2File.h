@@ -376,6 +376,8 @@ private:
     /// Each writes to m_dumpStream, and nothing while that is null.
     void PrintOffsetPrefix(u32 offset, bool blankLine);
     void PrintIndent(u32 extra);
+    /// The head of an attribute's line, for a value at the cursor of m_debug_info.
+    void PrintAttributeHead(u32 attribute);
     void PrintDIEHead(u32 offset, const AbbrevDecl* decl);
     void PrintCompileUnitHeader(const CompileUnitInfo& unit);
 
