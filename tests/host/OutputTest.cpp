@@ -1,0 +1,77 @@
+// host/Output.cpp
+#include "host/Output.h"
+
+#include "tests/support/ElfWriter.h"
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <ostream>
+#include <unistd.h>
+
+namespace {
+
+TEST(Output, PassesOnAllBytesInOrder)
+{
+    const TempFile file("");
+    const int descriptor = open(file.Path().c_str(), O_WRONLY);
+    std::string want;
+    {
+        Output output(descriptor);
+        std::ostream stream(&output);
+        for (int i = 0; i < 100'000; ++i) {
+            stream << i << std::endl;
+            want += std::to_string(i) + '\n';
+        }
+        const std::string big(1'000'000, 'b');
+        output.Write(big);
+        output.Write("end");
+        want += big + "end";
+        output.Flush();
+        EXPECT_EQ(output.Error(), 0);
+    }
+    close(descriptor);
+    std::ifstream in(file.Path());
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), want);
+}
+
+TEST(Output, AFlushOfTheStreamReachesATerminalOnly)
+{
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+    Output output(ends[1]);
+    std::ostream stream(&output);
+    stream << "held" << std::endl;
+    char byte = 0;
+    EXPECT_EQ(read(ends[0], &byte, 1), -1);
+    output.Flush();
+    EXPECT_EQ(read(ends[0], &byte, 1), 1);
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST(Output, TellsAFullDiskAndABrokenPipe)
+{
+    const int full = open("/dev/full", O_WRONLY);
+    Output disk(full);
+    disk.Write("text");
+    EXPECT_EQ(disk.Error(), 0);
+    disk.Flush();
+    EXPECT_EQ(disk.Error(), ENOSPC);
+    close(full);
+
+    std::signal(SIGPIPE, SIG_IGN);
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    close(ends[0]);
+    Output pipe(ends[1]);
+    pipe.Write(std::string(1'000'000, 'x'));
+    EXPECT_EQ(pipe.Error(), EPIPE);
+    pipe.Write("dropped without harm");
+    pipe.Flush();
+    close(ends[1]);
+}
+
+} // namespace
