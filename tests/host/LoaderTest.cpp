@@ -52,7 +52,7 @@ TEST(Loader, LoadsEverythingInTheFixedOrder)
     }
     EXPECT_EQ(plugin.requests,
               (Requests{"check", "add 7", "sections", "index", "unit 11", "scopes 50 of 11", "scopes 250 of 200",
-                        "unit 200", "scopes 220 of 200", "lines 11", "lines 200", "remove 7"}));
+                        "unit 200", "scopes 220 of 200", "lines 11", "lines 200", "lines 90", "remove 7"}));
 }
 
 TEST(Loader, StopsAtTheDepthAskedForAndAsksOnce)
