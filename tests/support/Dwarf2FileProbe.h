@@ -46,6 +46,7 @@ public:
     MEMBER(m_mappingSymbols)
     MEMBER(m_codeTypeCache)
     MEMBER(m_pendingDies)
+    MEMBER(m_entriesRead)
     MEMBER(m_pubLength)
     MEMBER(m_dumpStream)
     MEMBER(m_dumpIndent)

@@ -1,0 +1,233 @@
+// The on-demand loads: what they select and put back, the queue, and files whose depth, chains and
+// repetitions have no measure.
+#include "tests/support/LoadTest.h"
+
+#include <string>
+
+namespace {
+
+/// A million of anything takes a debug build with its checks too long; this is far beyond any stack.
+constexpr u32 kMany = 100'000;
+
+/// A store that asks for another function's scopes in the middle of a variable.
+class CallingStore : public DbgSymSymFile {
+public:
+    using DbgSymSymFile::DbgSymSymFile;
+
+    boost::shared_ptr<DbgVariable> AddVariable(const DbgSymContext& context, u32 id, DbgVariableScope scope,
+                                               const char* name, unsigned long byteSize, DbgVariableBaseType baseType,
+                                               unsigned short qualifiers, const VFKDataString& location,
+                                               unsigned long udtId) override
+    {
+        if (onVariable != nullptr) {
+            std::exchange(onVariable, nullptr)();
+        }
+        return DbgSymSymFile::AddVariable(context, id, scope, name, byteSize, baseType, qualifiers, location, udtId);
+    }
+
+    std::function<void()> onVariable;
+};
+
+} // namespace
+
+class Loading : public LoadTest {};
+BOTH_BYTE_ORDERS(Loading);
+
+TEST_P(Loading, TheSelectionIsPutBackExceptByALookUpOfAName)
+{
+    DwarfBuilder dwarf(GetParam());
+    dwarf.Unit().Name("a.c").Children([&] { Function(dwarf.Label("f"), "f"); });
+    dwarf.EndUnit();
+    dwarf.PubSet(0, dwarf.info.Size(), {{dwarf.Offset("f"), "f"}});
+    Dwarf2File& file = Index(dwarf);
+    const auto selection = [&] { return Probe::m_flags(file) & Probe::kLoadSelection; };
+    LoadUnit();
+    LoadFunction(dwarf.Offset("f"));
+    EXPECT_EQ(selection(), 0u);
+    EXPECT_FALSE(file.LoadSymbolByName(nullptr, "g"));
+    EXPECT_EQ(selection(), 0u);
+    EXPECT_TRUE(file.LoadSymbolByName(nullptr, "f"));
+    EXPECT_EQ(selection(), 0x3800u);
+    LoadUnit();
+    LoadFunction(dwarf.Offset("f"));
+    EXPECT_EQ(selection(), 0x3800u);
+}
+
+TEST_P(Loading, TheQueueIsReadInOrderAndAnOffsetOfZeroEndsThePass)
+{
+    DwarfBuilder dwarf(GetParam());
+    dwarf.Unit().Name("a.c").Children([&] {
+        dwarf.Label("a").Die(TAG_pointer_type);
+        dwarf.Label("b").Die(TAG_pointer_type);
+    });
+    Dwarf2File& file = Index(dwarf);
+    Probe::m_flags(file) |= Probe::kLoadTypes;
+    Probe::m_pendingDies(file) = {dwarf.Offset("b"), 0, dwarf.Offset("a")};
+    Probe::LoadPendingDies(file);
+    EXPECT_EQ(Store().TypeCount(), 0u);
+    EXPECT_TRUE(Probe::m_pendingDies(file).empty());
+    Probe::m_pendingDies(file) = {dwarf.Offset("b"), dwarf.Offset("a"), dwarf.Offset("b")};
+    Probe::LoadPendingDies(file);
+    ASSERT_EQ(Store().TypeCount(), 2u);
+    EXPECT_EQ(Store().TypeAt(0).GetId(), dwarf.Offset("a"));
+}
+
+TEST_P(Loading, RequestsForWhatIsNotThereDoNothing)
+{
+    DwarfBuilder dwarf(GetParam());
+    dwarf.Unit().Name("a.c").Children([&] { Function(dwarf, "f"); });
+    Dwarf2File& file = Index(dwarf);
+    LoadUnit(12);
+    LoadFunction(0xFFFFFFF0);
+    file.LoadFunctionScopes(nullptr);
+    EXPECT_EQ(Functions().size(), 0u);
+    EXPECT_TRUE(Probe::LoadDieAtOffset(file, 0x7FFFFFFF)); // read, although there is nothing
+    EXPECT_EQ(Probe::LoadParentOf(file, static_cast<DIEInfo*>(nullptr)), nullptr);
+}
+
+TEST_P(Loading, TheEngineMayAskForMoreInTheMiddleOfAVariable)
+{
+    DwarfBuilder dwarf(GetParam());
+    dwarf.Unit().Name("a.c").Children([&] {
+        Function(dwarf.Label("f"), "f").Sibling().Children([&] {
+            Variable(dwarf, "a");
+            Variable(dwarf, "b");
+        });
+        Function(dwarf.Label("g"), "g").Sibling().Children([&] { Variable(dwarf, "c"); });
+    });
+    Index<CallingStore>(dwarf);
+    LoadUnit();
+    static_cast<CallingStore&>(Store()).onVariable = [&] {
+        LoadFunction(dwarf.Offset("g"));
+        File().LoadSymbolByName(nullptr, "nothing");
+    };
+    LoadFunction(dwarf.Offset("f"));
+    EXPECT_EQ(Variables(), (std::vector<std::string>{"c", "a", "b"}));
+}
+
+TEST_P(Loading, BlocksNestToAnyDepth)
+{
+    DwarfBuilder dwarf(GetParam());
+    dwarf.Unit().Name("a.c").Children([&] {
+        // One declaration for all: what makes the file deep is the entries alone.
+        dwarf.Declare(2, TAG_lexical_block, true, {{AT_low_pc, FORM_addr}, {AT_high_pc, FORM_addr}});
+        dwarf.Declare(3, TAG_variable, false, {{AT_name, FORM_string}, {AT_location, FORM_block1}});
+        Function(dwarf.Label("f"), "f").Children();
+        for (u32 depth = 0; depth < kMany; ++depth) {
+            dwarf.Entry(2).Value(FORM_addr, 0x8000).Value(FORM_addr, 0x8004);
+        }
+        dwarf.Entry(3);
+        dwarf.info.Text("v").Raw({1, 0x50}).Fill(kMany);
+        dwarf.End();
+    });
+    Index(dwarf);
+    OnSmallStack([&] {
+        LoadUnit();
+        LoadFunction(dwarf.Offset("f"));
+    });
+    ASSERT_EQ(Store().SubScopeCount(), kMany);
+    ASSERT_EQ(Store().VariableCount(), 1u);
+    const DbgSymContext& context = Store().VariableAt(0).context;
+    EXPECT_EQ(context.subScope, Store().SubScopeAt(kMany - 1).id);
+    EXPECT_EQ(context.funcScope, dwarf.Offset("f"));
+    EXPECT_EQ(context.fileScope, kUnitDie);
+    const DbgSymSubScope& middle = Store().SubScopeAt(kMany / 2);
+    EXPECT_EQ(middle.context.subScope, Store().SubScopeAt(kMany / 2 - 1).id);
+    EXPECT_EQ(middle.context.funcScope, dwarf.Offset("f"));
+}
+
+TEST_P(Loading, ATypesTargetIsExactFiveHundredLoadsDeep)
+{
+    // Each pointer stands in front of its target, so each is found only through the one before; the
+    // unit holds nothing that a walk builds ahead of them.
+    constexpr u32 kDepth = 500;
+    DwarfBuilder dwarf(GetParam());
+    dwarf.Unit().Name("a.c").Children([&] {
+        dwarf.Declare(2, TAG_typedef, false, {{AT_type, FORM_ref4}});
+        for (u32 i = 0; i < kDepth; ++i) {
+            dwarf.Label(std::to_string(i)).Entry(2);
+            dwarf.info.Ref(std::to_string(i + 1));
+        }
+        dwarf.Label(std::to_string(kDepth)).Die(TAG_base_type).Name("int").Attr(AT_byte_size, FORM_data1, 4);
+    });
+    Index(dwarf);
+    OnSmallStack([&] { LoadUnit(); });
+    ASSERT_EQ(Store().TypeCount(), kDepth + 1);
+    for (u32 i = 0; i < kDepth; ++i) {
+        ASSERT_EQ(Type(dwarf.Offset(std::to_string(i)))->GetByteSize(), 4u) << i;
+    }
+}
+
+TEST_P(Loading, ChainsOfTypesAndStructuresWithinStructuresHaveAnyLength)
+{
+    DwarfBuilder dwarf(GetParam());
+    u32 chain = 0;
+    dwarf.Unit().Name("a.c").Children([&] {
+        dwarf.Declare(2, TAG_pointer_type, false, {{AT_type, FORM_ref4}});
+        dwarf.Declare(3, TAG_structure_type, true, {});
+        chain = dwarf.info.Size();
+        for (u32 i = 0; i < kMany; ++i) {
+            dwarf.Entry(2).Value(FORM_ref4, chain + 5 * (i + 1));
+        }
+        for (u32 i = 0; i < kMany; ++i) {
+            dwarf.Entry(3);
+        }
+        dwarf.info.Fill(kMany);
+    });
+    Index(dwarf);
+    OnSmallStack([&] { LoadUnit(); });
+    EXPECT_EQ(Store().TypeCount(), 2 * kMany);
+    for (const u32 i : {0u, 599u, 600u, 601u, kMany - 1}) {
+        EXPECT_EQ(InfoOf<DbgUDTInfoPointer>(chain + 5 * i).target.udtId, chain + 5 * (i + 1));
+    }
+}
+
+TEST_P(Loading, ClassesThatAUnitsWalkNeverMeetsCostOneWalk)
+{
+    // The member functions of a class inside a function's body, as those of a lambda: each sends the
+    // walk over the unit once more. What they add stands in the reverse order, for each waits for
+    // the walk that it sent.
+    const auto load = [&](u32 count) {
+        DwarfBuilder dwarf(GetParam());
+        dwarf.Unit().Name("a.c").Children([&] {
+            dwarf.Declare(2, TAG_subprogram, false,
+                          {{AT_specification, FORM_ref4}, {AT_low_pc, FORM_addr}, {AT_high_pc, FORM_addr}});
+            Function(dwarf, "outer").Sibling().Children([&] {
+                dwarf.Die(TAG_structure_type).Name("Local").Children([&] {
+                    dwarf.Label("call").Die(TAG_subprogram).Name("call");
+                });
+            });
+            for (u32 i = 0; i < count; ++i) {
+                dwarf.Entry(2);
+                dwarf.info.Ref("call").Number(0x8000 + i, 4).Number(0x8000 + i, 4);
+            }
+        });
+        Index(dwarf);
+        OnSmallStack([&] { LoadUnit(); });
+        EXPECT_EQ(Store().FuncScopeCount(), count + 1);
+        EXPECT_EQ(Store().FuncScopeAt(1).name, "call");
+        return Probe::m_entriesRead(File());
+    };
+    EXPECT_LT(load(100), 1000u);
+    EXPECT_EQ(Store().FuncScopeAt(1).range.value, 0x8000u + 99);
+    EXPECT_LT(load(kMany), 10 * kMany);
+}
+
+TEST_P(Loading, OneRequestReadsAUnitABoundedNumberOfTimes)
+{
+    // Each pointer loads the const behind which all pointers stand.
+    constexpr u32 kPointers = 5000;
+    DwarfBuilder dwarf(GetParam());
+    dwarf.Unit().Name("a.c").Children([&] {
+        dwarf.Declare(2, TAG_typedef, false, {{AT_type, FORM_ref4}});
+        dwarf.Label("const").Die(TAG_const_type);
+        for (u32 i = 0; i < kPointers; ++i) {
+            dwarf.Entry(2);
+            dwarf.info.Ref("const");
+        }
+    });
+    Index(dwarf);
+    OnSmallStack([&] { LoadUnit(); });
+    EXPECT_EQ(Store().TypeCount(), kPointers);
+    EXPECT_LT(Probe::m_entriesRead(File()), 70 * kPointers);
+}

@@ -1,0 +1,98 @@
+// What tests of the on-demand loads and of the builders start from: the requests of the engine, and
+// short ways to what they brought into the store.
+#pragma once
+
+#include "interfaces/DbgUserDefinedVarType.h"
+#include "tests/support/DwarfTest.h"
+
+#include <functional>
+#include <pthread.h>
+#include <string>
+#include <string_view>
+#include <vector>
+
+class LoadTest : public DwarfTest {
+protected:
+    /// The DIE of a file's first unit.
+    static constexpr u32 kUnitDie = CompileUnitInfo::kHeaderSize;
+
+    void LoadUnit(u32 unitDie = kUnitDie) { File().LoadCompileUnitSymbols(unitDie); }
+    void LoadFunction(u32 function)
+    {
+        DbgSymContext context;
+        context.symFile = OpenedFile::kKey;
+        context.funcScope = function;
+        context.subScope = kContents;
+        File().LoadFunctionScopes(&context);
+    }
+
+    /// The type of that id, or null.
+    const DbgUserDefinedVarType* Type(u32 id) { return Store().GetUserDefinedType(id).get(); }
+    /// The info of a type, which is of that kind.
+    template <typename Info>
+    const Info& InfoOf(u32 id)
+    {
+        return dynamic_cast<const Info&>(*Type(id)->GetInfo());
+    }
+    const DIEInfo* Row(u32 offset) { return Probe::FindDieInfo(File(), offset); }
+
+    /// Names in the order in which the store got them.
+    std::vector<std::string> Functions()
+    {
+        std::vector<std::string> names;
+        for (std::size_t i = 0; i < Store().FuncScopeCount(); ++i) {
+            names.emplace_back(Store().FuncScopeAt(i).name);
+        }
+        return names;
+    }
+    std::vector<std::string> Variables()
+    {
+        std::vector<std::string> names;
+        for (std::size_t i = 0; i < Store().VariableCount(); ++i) {
+            names.emplace_back(Store().VariableAt(i).name);
+        }
+        return names;
+    }
+
+    /// How many things the store holds.
+    std::size_t Things()
+    {
+        return Store().FileScopeCount() + Store().FuncScopeCount() + Store().SubScopeCount() + Store().VariableCount() +
+               Store().TypeCount();
+    }
+
+    /// A function with code.
+    static DwarfBuilder& Function(DwarfBuilder& dwarf, std::string_view name, u32 address = 0x8000)
+    {
+        return dwarf.Die(TAG_subprogram)
+            .Name(name)
+            .Attr(AT_low_pc, FORM_addr, address)
+            .Attr(AT_high_pc, FORM_addr, address + 0x10);
+    }
+    /// A variable at a fixed address.
+    static DwarfBuilder& Variable(DwarfBuilder& dwarf, std::string_view name)
+    {
+        return dwarf.Die(TAG_variable).Name(name).Attr(AT_location, FORM_block1, {0x50});
+    }
+
+    /// Runs on a stack of the size that a debugger's thread may have. Instrumented frames are larger.
+    static void OnSmallStack(std::function<void()> body)
+    {
+#if defined(__SANITIZE_ADDRESS__)
+        constexpr std::size_t kStack = std::size_t{8} << 20;
+#else
+        constexpr std::size_t kStack = std::size_t{1} << 20;
+#endif
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        pthread_attr_setstacksize(&attributes, kStack);
+        pthread_t thread;
+        const auto run = [](void* argument) -> void* {
+            (*static_cast<std::function<void()>*>(argument))();
+            return nullptr;
+        };
+        ASSERT_EQ(pthread_create(&thread, &attributes, run, &body), 0);
+        pthread_join(thread, nullptr);
+        pthread_attr_destroy(&attributes);
+    }
+};
