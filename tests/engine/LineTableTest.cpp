@@ -125,13 +125,12 @@ TEST_F(LineTable, AddressesRespectSectionsEmptyRowsAndFourGigabytes)
 TEST_F(LineTable, TheLastRowMayChangeAfterALookUp)
 {
     Add(1, 0x10, 8);
-    DbgSymLineEntry* last = Add(2, 0x18, 4);
-    EXPECT_EQ(LineAt(0x1E), 0u);
-    last->range.size = 8;
-    EXPECT_EQ(LineAt(0x1E), 2u);
+    DbgSymLineEntry* last = Add(2, 0x18, 8);
+    EXPECT_EQ(LineAt(0x10), 1u);
     last->range.size = 4;
     EXPECT_EQ(LineAt(0x1E), 0u);
     last->range.size = 8;
+    EXPECT_EQ(LineAt(0x1E), 2u);
     Add(3, 0x1C, 4);
     EXPECT_EQ(LineAt(0x1E), 3u);
     EXPECT_EQ(LineAt(0x1B), 2u);

@@ -302,6 +302,8 @@ private:
     class ExpressionScan;
     /// Delivers the frame base of the function around `die` for `expr`. False if none is on file.
     bool FrameBase(const CompileUnitInfo* unit, const DIEInfo* die, const VFKDataString& expr, std::string& base);
+    /// Takes bytes off what expressions may still grow by. False if that is used up.
+    bool SpendExpansion(u64 bytes);
     /// Wraps the list at `listOffset` of `.debug_loc` into `expr`, in the 0xEC form. Always true.
     bool BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr, u32 listOffset);
 
@@ -316,6 +318,7 @@ private:
     struct VariableAttributes;
     void ReadVariableAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, VariableAttributes& variable);
     void ReadLocation(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& value, VFKDataString& location);
+    void TakeBlock(const AttrValue& value, VFKDataString& bytes);
     void TakeFromOrigin(VariableAttributes& variable);
     u32 BuildMemberOrBase(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
                           MemberRecord* member, bool isMember);
@@ -456,6 +459,8 @@ private:
     u64 m_dumpAllowance = ~u64{0};        ///< characters that a dump may still print for repeated bytes
     u32 m_sectionId = kNone;              ///< engine section against which addresses are held
     u32 m_frameBaseDepth = 0;             ///< 1 while the location list of a frame base is being built
+
+    u64 m_expansion = 0; ///< bytes that expressions have grown by
 
     /// The running request: how many loads are nested in it, what it has read, and the rows there
     /// were when it began.

@@ -24,6 +24,7 @@ public:
         , m_unit(unit)
         , m_die(die)
         , m_expr(expr)
+        , m_limit(expr.bytes.size() + kMaxGrowth)
     {
     }
 
@@ -100,7 +101,8 @@ private:
         m_expr.Get32_SLEB128(&m_pos, 4, nullptr);
         const std::string operand = m_expr.bytes.substr(start + 1, m_pos - start - 1);
         std::string base;
-        if (!m_file.FrameBase(m_unit, m_die, m_expr, base)) {
+        if (!m_file.FrameBase(m_unit, m_die, m_expr, base) || m_expr.bytes.size() + base.size() > m_limit ||
+            !m_file.SpendExpansion(base.size())) {
             return;
         }
         m_expr.bytes.erase(start, m_pos - start);
@@ -128,12 +130,28 @@ private:
 
     static constexpr std::size_t kFormatBuffer = 1024;
 
+    /// Each operator may bring a frame base of 64 KiB: an expression that has grown by so much keeps
+    /// the operators that are left. No compiler writes more than a few.
+    static constexpr std::size_t kMaxGrowth = std::size_t{1} << 20;
+
     Dwarf2File& m_file;
     const CompileUnitInfo* m_unit;
     const DIEInfo* m_die;
     VFKDataString& m_expr;
+    std::size_t m_limit; ///< bytes that the expression may have in the end
     u32 m_pos = 0;
 };
+
+bool Dwarf2File::SpendExpansion(u64 bytes)
+{
+    // What frame bases and lists bring into expressions comes from bytes that any number of DIEs may
+    // name: together, at most so many times what the file has of them. A compiler's output needs a
+    // few times.
+    constexpr u64 kFactor = 64;
+    constexpr u64 kBase = u64{16} << 20;
+    m_expansion += bytes;
+    return m_expansion <= kBase + kFactor * (u64{m_debug_info.Size()} + m_debug_loc.Size());
+}
 
 void Dwarf2File::PrepareExpression(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr)
 {
@@ -174,6 +192,7 @@ bool Dwarf2File::BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* d
     // An entry's expression can come back here through its frame base, on the same cursor.
     const SavedCursor loc(m_debug_loc);
     Seek(m_debug_loc, listOffset);
+    constexpr u32 kEntryHead = 10; // begin, end and length
     u32 pos = expr->Put8(0, OP_locationList);
     while (!AtEnd(m_debug_loc)) {
         const u32 begin = m_debug_loc.Get32();
@@ -186,6 +205,9 @@ bool Dwarf2File::BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* d
         const u16 length = m_debug_loc.Get16();
         const u8* block = m_debug_loc.GetDataBlock(length);
         const u32 size = static_cast<u32>(m_debug_loc.Cursor() - block);
+        if (!SpendExpansion(size + kEntryHead)) {
+            break;
+        }
         VFKDataString entry(expr->Reserved(), expr->LittleEndian(), block, size);
         PrepareExpression(unit, die, &entry);
         pos = expr->Put16(pos, static_cast<u16>(entry.Size()));
