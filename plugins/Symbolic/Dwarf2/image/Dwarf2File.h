@@ -318,7 +318,7 @@ private:
     struct VariableAttributes;
     void ReadVariableAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, VariableAttributes& variable);
     void ReadLocation(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& value, VFKDataString& location);
-    void TakeBlock(const AttrValue& value, VFKDataString& bytes);
+    void TakeLocationBytes(const AttrValue& value, VFKDataString& bytes);
     void TakeFromOrigin(VariableAttributes& variable);
     u32 BuildMemberOrBase(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
                           MemberRecord* member, bool isMember);

@@ -133,14 +133,14 @@ void Dwarf2File::ReadLocation(const CompileUnitInfo* unit, const DIEInfo* die, c
                               VFKDataString& location)
 {
     if (value.data != nullptr) {
-        TakeBlock(value, location);
+        TakeLocationBytes(value, location);
         PrepareExpression(unit, die, &location);
     } else {
         BuildLocationList(unit, die, &location, value.value);
     }
 }
 
-void Dwarf2File::TakeBlock(const AttrValue& value, VFKDataString& bytes)
+void Dwarf2File::TakeLocationBytes(const AttrValue& value, VFKDataString& bytes)
 {
     // A form that delivers text reaches far behind its own bytes, and so may that of every DIE.
     const std::string_view block = BlockBytes(value);
@@ -240,7 +240,7 @@ void Dwarf2File::EvaluateMemberOffset(const CompileUnitInfo* unit, const DIEInfo
     // comes off the stack is the offset.
     VFKDataString bytes(false, LittleEndian());
     if (location.data != nullptr) {
-        TakeBlock(location, bytes);
+        TakeLocationBytes(location, bytes);
     } else {
         BuildLocationList(unit, die, &bytes, location.value);
     }
