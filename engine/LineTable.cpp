@@ -197,10 +197,10 @@ const std::string* DbgSymLineTable::GetEntryPath(const DbgSymLineEntry& entry) c
 
 void DbgSymLineTable::SetLastEntrySizeByHiPC(const DbgAddress* address)
 {
-    // An end without value comes from a range without start. One in another section isn't above the row.
-    if (Count() == 0 || address == nullptr || address->value == kNone) {
+    if (Count() == 0 || address == nullptr) {
         return;
     }
+    // One in another section isn't above the row.
     DbgAddrRange& last = m_rows->entries.Last().range;
     if (address->section == last.section && address->value > last.value) {
         last.size = address->value - last.value;
