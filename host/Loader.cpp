@@ -133,9 +133,16 @@ void Loader::LoadUnitsUpTo(LoadDepth depth)
 
 void Loader::LoadAllLines()
 {
-    // A walk may have met the entry of a unit that the index doesn't have: its rows are asked for too.
+    // A walk may have met the entry of a unit once more, or of one that the index doesn't have. Each
+    // file scope of the store is asked for, also where two have one id: a second run adds its rows
+    // to the first's.
+    const std::unordered_set<u32> before = m_linesLoaded;
     for (std::size_t unit = 0; unit < m_store.FileScopeCount(); ++unit) {
-        LoadLines(m_store.FileScopeAt(unit).GetId());
+        const u32 id = m_store.FileScopeAt(unit).GetId();
+        if (!before.contains(id)) {
+            m_linesLoaded.erase(id);
+            LoadLines(id);
+        }
     }
 }
 
