@@ -45,15 +45,15 @@ struct reading {
         byte_t bytes[4];
         word_t word;
     } raw;
-    struct reading *next;
+    struct reading* next;
 };
 
-typedef int (*filter_t)(const struct reading *reading, int previous);
+typedef int (*filter_t)(const struct reading* reading, int previous);
 
 struct channel {
-    const char *const name;
+    const char* const name;
     filter_t filter;
-    volatile word_t *control;
+    volatile word_t* control;
     struct reading history[HISTORY];
     int table[2][3][4];
 };
@@ -62,11 +62,11 @@ extern struct channel channels[CHANNELS];
 extern volatile const word_t clock_register;
 extern int report_count;
 
-int filter_mean(const struct reading *reading, int previous);
-int filter_limit(const struct reading *reading, int previous);
-int filter_run(struct channel *channel, int rounds);
+int filter_mean(const struct reading* reading, int previous);
+int filter_limit(const struct reading* reading, int previous);
+int filter_run(struct channel* channel, int rounds);
 int device_update(int amount);
-int station_main(int argc, char **argv);
+int station_main(int argc, char** argv);
 
 static inline int scale(int value, int factor)
 {
