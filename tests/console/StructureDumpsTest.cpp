@@ -175,6 +175,7 @@ TEST_P(DieDump, ValuesInTheirForms)
         .Attr(AT_const_value, FORM_data8, 1)
         .Attr(AT_name, FORM_strp, "strp")
         .Attr(AT_upper_bound, FORM_sdata, -1)
+        .Attr(0x2007, FORM_flag, 1)
         .Spec(AT_comp_dir, 0x19)
         .Spec(AT_start_scope, FORM_indirect);
     dwarf.info.Uleb(FORM_data2).U16(0x1ff);
@@ -185,9 +186,10 @@ TEST_P(DieDump, ValuesInTheirForms)
                               "\n0x00000010:  AT_const_value()"
                               "\n0x00000018:  AT_name(\"strp\")"
                               "\n0x0000001c:  AT_upper_bound(0xffffffff)"
-                              "\n0x0000001d:  AT_comp_dir()"
-                              "\n0x0000001d:  AT_start_scope(FORM_data2 0x01ff)"
-                              "\n0x00000020:  AT_producer(ERROR NULL!!!)\n\n");
+                              "\n0x0000001d: AT_user(0x2007)(0x01)"
+                              "\n0x0000001e:  AT_comp_dir()"
+                              "\n0x0000001e:  AT_start_scope(FORM_data2 0x01ff)"
+                              "\n0x00000021:  AT_producer(ERROR NULL!!!)\n\n");
 }
 
 class DieInfoDump : public ConsoleTest {};

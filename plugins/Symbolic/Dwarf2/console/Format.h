@@ -152,8 +152,7 @@ public:
 
     void Add(std::string_view text)
     {
-        std::memcpy(m_end, text.data(), text.size());
-        m_end += text.size();
+        m_end += text.copy(m_end, text.size());
     }
 
     /// Without prefix.
