@@ -1,11 +1,16 @@
 // The facts of the dumps against those of readelf, which is another reader of the same sections. Both
 // texts are boiled down to one line a fact. Names that only one of the two knows are left out.
+#include "console/DwarfNames.h"
 #include "tests/console/ConsoleTest.h"
 
+#include <algorithm>
 #include <array>
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <string_view>
+#include <utility>
 
 namespace {
 
@@ -85,9 +90,15 @@ std::string Console(const std::string& line, const std::string& sample)
     return console.stream.str();
 }
 
+/// What ends a fact whose value the dump leaves out, as it does with 8-byte forms.
+constexpr const char* kNotPrinted = "?";
+
 /// A value as both can tell it: text, bytes, or a number; of a reference the absolute one.
 std::string OurValue(const std::string& printed)
 {
+    if (printed.empty()) {
+        return kNotPrinted;
+    }
     if (printed.front() == '"') {
         return printed.substr(1, printed.size() - 2);
     }
@@ -111,6 +122,23 @@ std::string TheirValue(const std::string& printed)
     return number ? Number(start) : Trimmed(printed);
 }
 
+/// True if the dumps have a name, given as readelf writes it.
+bool IsKnown(const std::string& name, std::string_view (*nameOf)(u32))
+{
+    for (u32 code = 0; code < 0x50; ++code) {
+        const std::string_view known = nameOf(code);
+        if (!known.empty() && "DW_" + Trimmed(std::string(known)) == name) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string TheirTag(const std::string& name)
+{
+    return name.empty() || IsKnown(name, TagName) ? name : "DW_TAG_???";
+}
+
 Facts OurEntries(const std::string& text)
 {
     Facts facts;
@@ -125,8 +153,8 @@ Facts OurEntries(const std::string& text)
         if (what == "}") {
             facts.push_back(offset + " null " + std::to_string(depth + 1));
         } else if (what.compare(0, 4, "TAG_") == 0) {
-            facts.push_back(offset + " " + std::to_string(depth) + " " + Number(Between(what, "(", ")")) + " DW_" +
-                            FirstWord(what));
+            facts.push_back(offset + " " + std::to_string(depth) + " " + Number(what.substr(what.rfind('(') + 1)) +
+                            " DW_" + FirstWord(what));
         } else if (what.compare(0, 4, " AT_") == 0) {
             const std::size_t open = what.find('(');
             facts.push_back(offset + " DW_" + what.substr(1, open - 1) + " " +
@@ -143,16 +171,17 @@ Facts TheirEntries(const std::string& text)
         if (line.find(">: Abbrev Number: ") != std::string::npos) {
             const std::string offset = Number(Between(line, "><", ">"), 16);
             const std::string depth = Number(Between(line, "<", ">"));
-            const std::string tag = Between(line, " (", ")");
+            const std::string tag = TheirTag(Between(line, " (", ")"));
             facts.push_back(tag.empty()
                                 ? offset + " null " + depth
                                 : offset + " " + depth + " " + Number(Between(line, "Number: ", " ")) + " " + tag);
-        } else if (line.compare(0, 5, "    <") == 0 && line.find("DW_AT_GNU") == std::string::npos &&
-                   line.find("DW_AT_MIPS") == std::string::npos) {
+        } else if (line.compare(0, 5, "    <") == 0) {
             const std::string offset = Number(Between(line, "<", ">"), 16);
             const std::string name = FirstWord(line.substr(line.find("DW_AT_")));
             const std::size_t colon = line.find(':', line.find("DW_AT_"));
-            facts.push_back(offset + " " + name + " " + TheirValue(line.substr(colon + 2)));
+            if (IsKnown(name, AttributeName)) {
+                facts.push_back(offset + " " + name + " " + TheirValue(line.substr(colon + 2)));
+            }
         }
     }
     return facts;
@@ -178,10 +207,9 @@ Facts TheirAbbrevs(const std::string& text)
     Facts facts;
     for (const std::string& line : Lines(text)) {
         if (line.find("DW_TAG_") != std::string::npos) {
-            facts.push_back(Number(line) + " " + FirstWord(line.substr(line.find("DW_TAG_"))) + " " +
+            facts.push_back(Number(line) + " " + TheirTag(FirstWord(line.substr(line.find("DW_TAG_")))) + " " +
                             line.substr(line.find('[')));
-        } else if (line.find("DW_FORM_") != std::string::npos && line.find("DW_AT_GNU") == std::string::npos &&
-                   line.find("DW_AT_MIPS") == std::string::npos) {
+        } else if (line.find("DW_FORM_") != std::string::npos && IsKnown(FirstWord(Trimmed(line)), AttributeName)) {
             facts.push_back(FirstWord(Trimmed(line)) + " " + Trimmed(line.substr(line.find("DW_FORM_"))));
         }
     }
@@ -324,7 +352,9 @@ TEST_P(ReadelfFacts, Agree)
         const Facts theirs = compared.theirs(listing);
         const Facts ours = compared.ours(Console(compared.command, sample));
         for (std::size_t i = 0; i < std::min(ours.size(), theirs.size()); ++i) {
-            ASSERT_EQ(ours[i], theirs[i]) << sample << ", fact " << i;
+            const std::size_t told = ours[i].size() - (ours[i].ends_with(kNotPrinted) ? 1 : 0);
+            ASSERT_EQ(ours[i].substr(0, told), theirs[i].substr(0, told == ours[i].size() ? theirs[i].size() : told))
+                << sample << ", fact " << i;
         }
         EXPECT_EQ(ours.size(), theirs.size()) << sample;
         found += ours.size();
