@@ -338,6 +338,11 @@ struct Comparison {
     std::size_t least; ///< facts that each must have found in all samples together
 };
 
+void PrintTo(const Comparison& compared, std::ostream* out)
+{
+    *out << compared.command;
+}
+
 class ReadelfFacts : public ::testing::TestWithParam<Comparison> {};
 
 TEST_P(ReadelfFacts, Agree)
