@@ -150,10 +150,7 @@ public:
     /// The most tabs that a line has. The rest of a line is short: its parts are this system's own.
     static constexpr std::size_t kMaxTabs = 256;
 
-    void Add(std::string_view text)
-    {
-        m_end += text.copy(m_end, text.size());
-    }
+    void Add(std::string_view text) { m_end += text.copy(m_end, text.size()); }
 
     /// Without prefix.
     void AddHex8(u32 value)
