@@ -15,6 +15,7 @@
 #include <clocale>
 #include <cstdio>
 #include <cstdlib>
+#include <cwchar>
 #include <filesystem>
 #include <fstream>
 #include <histedit.h>
@@ -134,7 +135,7 @@ void ListCandidates(const std::vector<std::string>& candidates)
 }
 
 /// The Tab key.
-unsigned char OnTab(EditLine* editor, int)
+unsigned char OnTab(EditLine* editor, wint_t)
 {
     void* data = nullptr;
     el_get(editor, EL_CLIENTDATA, &data);
@@ -165,7 +166,8 @@ public:
         el_set(m_editor, EL_SIGNAL, 1);
         el_set(m_editor, EL_HIST, history, m_history.Handle());
         el_set(m_editor, EL_CLIENTDATA, &completer);
-        el_set(m_editor, EL_ADDFN, "complete-word", "Complete the word", OnTab);
+        // The wide call keeps the texts as they are given; the narrow one copies them for good.
+        el_wset(m_editor, EL_ADDFN, L"complete-word", L"Complete the word", OnTab);
         el_set(m_editor, EL_BIND, "^I", "complete-word", nullptr);
         el_set(m_editor, EL_BIND, "^R", "em-inc-search-prev", nullptr);
         el_source(m_editor, nullptr); // the user's own ~/.editrc
