@@ -184,6 +184,8 @@ public:
         Interrupt::Clear();
         int count = 0;
         errno = 0;
+        // Before the prompt shows: a Ctrl-D that the terminal takes in its own mode comes as a NUL.
+        el_set(m_editor, EL_PREP_TERM, 1);
         const char* text = el_gets(m_editor, &count);
         if (text == nullptr || count <= 0) {
             const bool interrupted = Interrupt::Pending();

@@ -344,6 +344,9 @@ private:
                     DbgUserDefinedVarType* type);
     u32 BuildUnion(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                    DbgUserDefinedVarType* type);
+    /// Reads sibling, name and size of an aggregate or an enumeration.
+    void ReadTypeHead(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
+                      DbgUserDefinedVarType* type);
     void BuildAggregate(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                         DbgUserDefinedVarType* type, DbgVariableUserDefinedType kind);
     void ReadMembers(const CompileUnitInfo* unit, u32 dieOffset, DbgUserDefinedVarType* type,

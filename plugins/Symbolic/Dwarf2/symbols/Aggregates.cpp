@@ -43,10 +43,9 @@ u32 Dwarf2File::BuildUnion(const CompileUnitInfo* unit, DIEInfo* row, const Abbr
     return m_debug_info.Pos();
 }
 
-void Dwarf2File::BuildAggregate(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                                DbgUserDefinedVarType* type, DbgVariableUserDefinedType kind)
+void Dwarf2File::ReadTypeHead(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
+                              DbgUserDefinedVarType* type)
 {
-    row->flags |= DIEInfo::kDieBuilt;
     ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
         case AT_sibling:
@@ -65,6 +64,13 @@ void Dwarf2File::BuildAggregate(const CompileUnitInfo* unit, DIEInfo* row, const
         }
     });
     FinishDieAttributes(decl, row);
+}
+
+void Dwarf2File::BuildAggregate(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
+                                DbgUserDefinedVarType* type, DbgVariableUserDefinedType kind)
+{
+    row->flags |= DIEInfo::kDieBuilt;
+    ReadTypeHead(unit, row, decl, dump, type);
     if (decl->hasChildren == 0) {
         return;
     }

@@ -14,24 +14,7 @@ u32 Dwarf2File::BuildEnumeration(const CompileUnitInfo* unit, DIEInfo* row, cons
         return m_debug_info.Pos();
     }
     row->flags |= DIEInfo::kDieBuilt;
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
-        switch (attribute) {
-        case AT_sibling:
-            read.To(row->sibling);
-            break;
-        case AT_name:
-            if (const AttrValue* got = read()) {
-                type->SetTypeName(got->Text());
-            }
-            break;
-        case AT_byte_size:
-            read.To(type->m_byteSize);
-            break;
-        default:
-            break;
-        }
-    });
-    FinishDieAttributes(decl, row);
+    ReadTypeHead(unit, row, decl, dump, type);
     auto* info = new (std::nothrow) DbgUDTInfoEnum32(m_symFile);
     type->SetTypeInfo(info);
     if (decl->hasChildren != 0) {
