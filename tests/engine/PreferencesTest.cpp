@@ -82,8 +82,10 @@ TEST_F(PreferenceFiles, AFileThatCantBeReadHasNothing)
     Write("Cut.toml", "[Symbolics.\"DWARF 2.0\"]\non = true\ntext = \"a");
     Write("Twice.toml", "[Symbolics.\"DWARF 2.0\"]\non = true\non = true\n");
     Write("Deep.toml", "a = " + std::string(100'000, '['));
+    Write("Key.toml", "[Symbolics.\"DWARF 2.0\"]\non = true\n[\001]");
+    Write("Letter.toml", "[Symbolics.\"DWARF 2.0\"]\non = true\nm\xD1\x8Drchen = 1\n");
     DbgPrefDataExtractor::SetDirectory(directory);
-    for (const char* name : {"None", "Folder", "Cut", "Twice", "Deep"}) {
+    for (const char* name : {"None", "Folder", "Cut", "Twice", "Deep", "Key", "Letter"}) {
         bool value = false;
         EXPECT_FALSE(
             DbgPrefDataExtractor(name, true).GetPrefValue("Symbolics", "DWARF 2.0", "on", value, true, nullptr))
