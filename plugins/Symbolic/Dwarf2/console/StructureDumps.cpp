@@ -123,8 +123,14 @@ void Dwarf2File::DumpAbbrevDecl(const AbbrevDecl& decl)
         PutText(out, "CHILDREN_no");
     }
     Seek(m_debug_abbrev, decl.offset + decl.headerSize);
-    if (!AtEnd(m_debug_abbrev)) {
-        DumpAttributePairs();
+    // Unlike the raw listing's, these pairs end where the section ends, closed or not.
+    u32 attribute = kNone;
+    u32 form = kNone;
+    while (attribute != 0 && form != 0 && !AtEnd(m_debug_abbrev)) {
+        const u32 offset = m_debug_abbrev.Pos();
+        attribute = m_debug_abbrev.Get32_ULEB128(4);
+        form = m_debug_abbrev.Get32_ULEB128(4);
+        PrintAttributeLine(offset, attribute, form);
     }
 }
 
