@@ -19,18 +19,54 @@ Output::Output(int descriptor)
     , m_terminal(isatty(descriptor) == 1)
     , m_bytes(kBufferSize)
 {
-    setp(m_bytes.data(), m_bytes.data() + m_bytes.size());
+    SetByLine(m_terminal);
 }
 
 Output::~Output() = default;
 
+void Output::SetByLine(bool byLine)
+{
+    m_byLine = byLine;
+    // Without room in the put area each character comes to overflow(), which sees the line ends.
+    setp(m_bytes.data(), m_bytes.data() + (byLine ? 0 : m_bytes.size()));
+}
+
 void Output::Flush()
 {
+    if (m_byLine) {
+        std::string line;
+        line.swap(m_line);
+        PassOn(line.data(), line.size());
+        return;
+    }
     const char* begin = pbase();
     const auto count = static_cast<std::size_t>(pptr() - pbase());
     setp(m_bytes.data(), m_bytes.data() + m_bytes.size());
+    PassOn(begin, count);
+}
+
+void Output::TakeByLine(std::string_view text)
+{
+    const std::size_t end = text.rfind('\n') + 1; // 0 if there is none
+    if (end != 0) {
+        m_line += text.substr(0, end);
+        Flush();
+    }
+    if (!m_byLine) {
+        Write(text.substr(end)); // the lines that were passed on have started the pager
+        return;
+    }
+    m_line += text.substr(end);
+    if (m_line.size() >= kBufferSize) {
+        Flush();
+    }
+}
+
+void Output::PassOn(const char* bytes, std::size_t count)
+{
+    m_passedOn += count;
     if (count != 0) {
-        Deliver(begin, count);
+        Deliver(bytes, count);
     }
 }
 
@@ -54,10 +90,9 @@ void Output::WriteThrough(int descriptor, const char* bytes, std::size_t count)
 
 Output::int_type Output::overflow(int_type character)
 {
-    Flush();
     if (!traits_type::eq_int_type(character, traits_type::eof())) {
-        *pptr() = traits_type::to_char_type(character);
-        pbump(1);
+        const char text = traits_type::to_char_type(character);
+        xsputn(&text, 1);
     }
     return traits_type::not_eof(character);
 }
@@ -65,10 +100,14 @@ Output::int_type Output::overflow(int_type character)
 std::streamsize Output::xsputn(const char* text, std::streamsize count)
 {
     const auto size = static_cast<std::size_t>(count);
+    if (m_byLine) {
+        TakeByLine({text, size});
+        return count;
+    }
     if (size > static_cast<std::size_t>(epptr() - pptr())) {
         Flush();
         if (size >= m_bytes.size()) {
-            Deliver(text, size);
+            PassOn(text, size);
             return count;
         }
     }

@@ -5,12 +5,13 @@
 
 #include <cstddef>
 #include <streambuf>
+#include <string>
 #include <string_view>
 #include <vector>
 
-/// A stream buffer that writes in large pieces. A stream's flush, and so each `endl`, passes the
-/// bytes on at once only if the descriptor is a terminal, where a person watches. After the first
-/// write that fails everything is dropped, and Error() tells why.
+/// A stream buffer that writes in large pieces. On a terminal, where a person watches, each line is
+/// passed on at its end, and a stream's flush passes on the rest; elsewhere a stream's flush does
+/// nothing. After the first write that fails everything is dropped, and Error() tells why.
 class Output : public std::streambuf {
 public:
     explicit Output(int descriptor);
@@ -22,10 +23,14 @@ public:
     bool IsTerminal() const { return m_terminal; }
     /// The errno of the write that failed; 0 if none did.
     int Error() const { return m_error; }
+    /// The number of bytes taken so far, delivered or not.
+    u64 Taken() const { return m_passedOn + m_line.size() + static_cast<u64>(pptr() - pbase()); }
 
 protected:
     /// Takes bytes that leave the buffer.
     virtual void Deliver(const char* bytes, std::size_t count);
+    /// Says whether lines are passed on at their end, from now on. Nothing may be held.
+    void SetByLine(bool byLine);
     /// Writes to the descriptor itself.
     void WriteThrough(int descriptor, const char* bytes, std::size_t count);
     int Descriptor() const { return m_descriptor; }
@@ -35,10 +40,16 @@ protected:
     int sync() override;
 
 private:
+    void TakeByLine(std::string_view text);
+    void PassOn(const char* bytes, std::size_t count);
+
     int m_descriptor;
     bool m_terminal;
+    bool m_byLine = false;
     int m_error = 0;
     std::vector<char> m_bytes;
+    std::string m_line; ///< the open line of an output by line; its put area is empty
+    u64 m_passedOn = 0;
 };
 
 /// Writes "PROGRAM: subject: text" as one line on standard error; an empty subject is left out.

@@ -64,12 +64,12 @@ PagedOutput::~PagedOutput()
     EndCommand();
 }
 
-void PagedOutput::BeginCommand()
+void PagedOutput::BeginCommand(bool holds)
 {
     m_held.clear();
     m_rows = 0;
     m_column = 0;
-    m_shown = false;
+    m_holds = holds;
     m_readerGone = false;
     m_discard = false;
 }
@@ -87,6 +87,7 @@ void PagedOutput::EndCommand()
     }
     m_pager = -1;
     m_pipe = -1;
+    SetByLine(true);
 }
 
 int PagedOutput::sync()
@@ -94,6 +95,9 @@ int PagedOutput::sync()
     // The pager's person sees the first screen at once; from there on large pieces are faster.
     if (m_pager < 0) {
         Flush();
+        if (!m_holds) {
+            Show();
+        }
     }
     return 0;
 }
@@ -103,12 +107,12 @@ void PagedOutput::Show()
     if (m_held.empty()) {
         return;
     }
-    if (!m_shown && beforeShow) {
+    if (beforeShow) {
         beforeShow();
     }
-    m_shown = true;
     WriteThrough(Descriptor(), m_held.data(), m_held.size());
     m_held.clear();
+    m_rows = 0;
 }
 
 void PagedOutput::Deliver(const char* bytes, std::size_t count)
@@ -182,7 +186,7 @@ bool PagedOutput::StartPager()
         return false;
     }
     m_pipe = ends[1];
-    m_shown = true;
+    SetByLine(false);
     return true;
 }
 

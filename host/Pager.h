@@ -9,23 +9,23 @@
 #include <sys/types.h>
 
 /// Holds a command's output back until the command ends or a screen is full. A full screen starts
-/// the pager ($PAGER, else less), and the rest goes there in large pieces. Without a pager each
-/// line is shown at once.
+/// the pager ($PAGER, else less), and the rest goes there in large pieces. Without a pager ("cat"
+/// counts as none) each line is shown at its end.
 class PagedOutput : public Output {
 public:
     explicit PagedOutput(int descriptor);
     ~PagedOutput() override;
 
-    void BeginCommand();
+    /// @param holds false: what the command has written is shown when it flushes, for it goes on to
+    ///        something that may take its time and shows nothing.
+    void BeginCommand(bool holds);
     /// Shows what is held, or waits until the person leaves the pager.
     void EndCommand();
 
-    /// True if some of the command's output has gone to the screen or to the pager.
-    bool Shown() const { return m_shown; }
     /// True if the person left the pager while the command was writing.
     bool ReaderGone() const { return m_readerGone; }
 
-    /// Called right before the first of the output is shown.
+    /// Called right before any of the output is shown.
     std::function<void()> beforeShow;
     /// Asked while the command writes: true drops the rest of its output.
     std::function<bool()> unwanted;
@@ -44,9 +44,9 @@ private:
     std::string m_held;
     std::size_t m_rows = 0;   ///< rows that m_held takes
     std::size_t m_column = 0; ///< of the cursor behind m_held
+    bool m_holds = true;
     pid_t m_pager = -1;
     int m_pipe = -1;
-    bool m_shown = false;
     bool m_readerGone = false;
     bool m_discard = false;
 };

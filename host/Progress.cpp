@@ -64,15 +64,15 @@ public:
         , m_last(last)
         , m_canCancel(canCancel)
         , m_drawnAt(VFKTimer::GetTickCount())
+        , m_written(Written())
     {
         owner.m_open = true;
     }
 
     ~Bar() override
     {
-        const bool drawn = m_owner.m_drawn;
         m_owner.Erase();
-        if (drawn && m_cancelled) {
+        if (m_cancelled && WritesElsewhere()) {
             // The dump's own word about it stands in the file that it was sent to.
             WriteToTerminal(m_label + ": canceled\n");
         }
@@ -83,7 +83,7 @@ public:
     void SetPosition(u32 position) override
     {
         const u32 now = VFKTimer::GetTickCount();
-        if (now - m_drawnAt < kRedrawTicks || isatty(STDERR_FILENO) != 1 || (m_owner.mayDraw && !m_owner.mayDraw())) {
+        if (now - m_drawnAt < kRedrawTicks || isatty(STDERR_FILENO) != 1 || !WritesElsewhere()) {
             return;
         }
         m_drawnAt = now;
@@ -97,6 +97,9 @@ public:
     }
 
 private:
+    u64 Written() const { return m_owner.written ? m_owner.written() : 0; }
+    bool WritesElsewhere() const { return Written() == m_written; }
+
     void Draw(u32 position)
     {
         const u64 total = m_last > m_first ? m_last - m_first : 1;
@@ -117,6 +120,7 @@ private:
     bool m_canCancel;
     bool m_cancelled = false;
     u32 m_drawnAt;
+    u64 m_written; ///< when the bar was opened
 };
 
 ProgressIndicator* ProgressBars::OpenProgress(const char* title, const char* detail, u32 first, u32 last, u32,

@@ -22,8 +22,9 @@ public:
 /// Draws its bar on standard error, if that is a terminal.
 class ProgressBars : public DbgUserInterface {
 public:
-    /// Tells whether the bar may be drawn now: not while the command's own output is on the screen.
-    std::function<bool()> mayDraw;
+    /// Tells how many bytes the command has written to the screen or holds for it. A bar is drawn
+    /// only as long as the command that opened it writes elsewhere.
+    std::function<u64()> written;
     /// Tells whether the command is to stop, for another reason than Ctrl-C.
     std::function<bool()> unwanted;
 

@@ -234,7 +234,7 @@ int RunPrompt(Loader& file)
     output.beforeShow = [&] { progress.Erase(); };
     // A dump with a bar ends by itself, with a word; any other command can only be silenced.
     output.unwanted = [&] { return Interrupt::Pending() && !progress.IsOpen(); };
-    progress.mayDraw = [&] { return !output.Shown(); };
+    progress.written = [&] { return output.Taken(); };
     progress.unwanted = [&] { return output.ReaderGone(); };
     const LentInterface lent(progress);
     HostConsole console(output);
@@ -244,7 +244,8 @@ int RunPrompt(Loader& file)
         if (IsLeaving(*line)) {
             break;
         }
-        output.BeginCommand();
+        const bool mayRedirect = line->find('>') != std::string::npos;
+        output.BeginCommand(!mayRedirect);
         Interrupt::Clear();
         RunConsoleLine(file, console, *line);
         output.EndCommand();

@@ -9,6 +9,8 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <ostream>
+#include <poll.h>
+#include <pty.h>
 #include <unistd.h>
 
 namespace {
@@ -37,7 +39,7 @@ TEST(Output, PassesOnAllBytesInOrder)
     EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), want);
 }
 
-TEST(Output, AFlushOfTheStreamReachesATerminalOnly)
+TEST(Output, AFlushOfTheStreamIsNoneForAPipe)
 {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
@@ -50,6 +52,27 @@ TEST(Output, AFlushOfTheStreamReachesATerminalOnly)
     EXPECT_EQ(read(ends[0], &byte, 1), 1);
     close(ends[0]);
     close(ends[1]);
+}
+
+TEST(Output, ATerminalShowsEachLineAtItsEnd)
+{
+    int master = -1;
+    int slave = -1;
+    ASSERT_EQ(openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
+    Output output(slave);
+    std::ostream stream(&output);
+    stream << 1 << '\n' << "open";
+    char text[16] = {};
+    pollfd waiting{master, POLLIN, 0};
+    ASSERT_EQ(poll(&waiting, 1, 10'000), 1);
+    EXPECT_EQ(read(master, text, sizeof text), 3); // the driver sends a carriage return as well
+    EXPECT_STREQ(text, "1\r\n");
+    stream.flush();
+    ASSERT_EQ(poll(&waiting, 1, 10'000), 1);
+    EXPECT_EQ(read(master, text, sizeof text), 4);
+    EXPECT_EQ(output.Taken(), 6u);
+    close(master);
+    close(slave);
 }
 
 TEST(Output, TellsAFullDiskAndABrokenPipe)

@@ -27,13 +27,13 @@ constexpr auto kPatience = std::chrono::seconds(30);
 /// `symhost console FILE` on a terminal of its own, with a home of its own.
 class Terminal {
 public:
-    Terminal(const std::string& file, const std::filesystem::path& home)
+    Terminal(const std::string& file, const std::filesystem::path& home, const char* pager)
     {
         winsize size{40, 200, 0, 0};
         m_child = forkpty(&m_terminal, nullptr, nullptr, &size);
         if (m_child == 0) {
             setenv("TERM", "xterm", 1);
-            setenv("PAGER", "cat", 1);
+            setenv("PAGER", pager, 1);
             setenv("HOME", home.c_str(), 1);
             setenv("XDG_STATE_HOME", (home / "state").c_str(), 1);
             const std::string program = BIN_DIR "/symhost";
@@ -62,11 +62,14 @@ public:
 
     /// Waits until the terminal shows a text that came after the keys typed last, and then the next
     /// prompt: only then are keys like Ctrl-D the editor's.
-    bool Shows(const std::string& text)
+    bool Shows(const std::string& text) { return Sees(text, "symhost> "); }
+
+    /// Waits until the terminal shows the one text and, behind it, the other.
+    bool Sees(const std::string& text, const std::string& then = "")
     {
         const auto shown = [&] {
             const std::size_t found = m_seen.find(text);
-            return found != std::string::npos && m_seen.find("symhost> ", found) != std::string::npos;
+            return found != std::string::npos && m_seen.find(then, found) != std::string::npos;
         };
         const auto end = std::chrono::steady_clock::now() + kPatience;
         while (!shown()) {
@@ -132,9 +135,9 @@ protected:
     }
 
     /// Fails if the terminal doesn't come up with a prompt.
-    std::unique_ptr<Terminal> Start(const std::string& file)
+    std::unique_ptr<Terminal> Start(const std::string& file, const char* pager = "cat")
     {
-        auto terminal = std::make_unique<Terminal>(file, m_home);
+        auto terminal = std::make_unique<Terminal>(file, m_home, pager);
         EXPECT_TRUE(terminal->Started());
         EXPECT_TRUE(terminal->Shows("")) << terminal->Seen();
         return terminal;
@@ -194,7 +197,7 @@ TEST_F(Prompt, CompletesCommandsFilesAndSymbols)
     EXPECT_TRUE(terminal->Shows("Results saved into: '" + (m_home / "already-there.txt").string())) << terminal->Seen();
 }
 
-TEST_F(Prompt, CtrlCEndsALongDumpBehindItsUnit)
+TEST_F(Prompt, ALongDumpShowsABarAndEndsAtCtrlCBehindItsUnit)
 {
     DwarfBuilder dwarf(ByteOrder::Little);
     for (u32 unit = 0; unit < 200'000; ++unit) {
@@ -203,22 +206,30 @@ TEST_F(Prompt, CtrlCEndsALongDumpBehindItsUnit)
     ElfWriter elf(ByteOrder::Little);
     dwarf.AddTo(elf);
     const TempFile file = elf.Write();
-    const auto terminal = Start(file.Path());
+    const auto terminal = Start(file.Path(), "cat -u"); // for a pager output is held back
     const std::filesystem::path saved = m_home / "saved.txt";
-    // The dump writes to a pipe that nobody reads yet: it can't be over before it is cancelled.
+    // The dump writes to a pipe: it gets no further than it is read.
     ASSERT_EQ(mkfifo(saved.c_str(), 0600), 0);
     terminal->Type("dump > " + saved.string() + "\r");
     std::ifstream reader(saved);
     std::string line;
-    for (u32 i = 0; i < 100; ++i) {
-        std::getline(reader, line);
-    }
+    const auto readLines = [&](u32 count) {
+        for (u32 i = 0; i < count; ++i) {
+            std::getline(reader, line);
+        }
+    };
+    readLines(100);
+    EXPECT_TRUE(terminal->Sees("Results saved into: '" + saved.string() + "'")) << terminal->Seen();
+    std::this_thread::sleep_for(std::chrono::milliseconds(200)); // only a dump that takes its time has a bar
+    readLines(20'000);
+    EXPECT_TRUE(terminal->Sees("Results saved into: '", " %")) << terminal->Seen();
     terminal->Type("\x03");
     std::string last;
     while (std::getline(reader, line)) {
         last = line;
     }
     EXPECT_NE(last.find("User canceled dump..."), std::string::npos) << last;
+    EXPECT_TRUE(terminal->Shows(": canceled")) << terminal->Seen();
     terminal->Type("mem\r");
-    EXPECT_TRUE(terminal->Shows("totalSize = ")) << terminal->Seen(); // and the prompt is back
+    EXPECT_TRUE(terminal->Shows("totalSize = ")) << terminal->Seen();
 }

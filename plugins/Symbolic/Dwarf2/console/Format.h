@@ -186,7 +186,8 @@ private:
 };
 
 /// Ends a line without a flush: a write for each line would cost many times the dump itself. Who
-/// runs a command flushes when it ends; a console on a terminal looks for the line ends itself.
+/// runs a command flushes when it ends; a console that a person watches passes each line on when
+/// its end comes.
 struct LineEndMark {};
 inline constexpr LineEndMark LineEnd;
 
