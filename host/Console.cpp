@@ -20,11 +20,19 @@ void HostConsole::ClearContents(u32)
 
 void HostConsole::CommandFinished()
 {
+    m_fileIncomplete = m_stream.bad();
     m_output.Flush();
 }
 
-bool RunConsoleLine(Loader& file, DbgUIConsole& console, const std::string& line)
+bool RunConsoleLine(Loader& file, HostConsole& console, const std::string& line)
 {
     const DbgSymContext context = file.Context();
-    return file.Plugin().ConsoleCommand(&context, &line, &console) != 0;
+    if (file.Plugin().ConsoleCommand(&context, &line, &console) == 0) {
+        return false;
+    }
+    if (console.IsFileIncomplete()) {
+        Complain("", "'" + line + "': The file could not be written whole");
+        return false;
+    }
+    return true;
 }

@@ -19,12 +19,16 @@ public:
     /// Clears the screen of a terminal; does nothing elsewhere.
     void ClearContents(u32 line) override;
     void CommandFinished() override;
+    /// True if the last command could not write all of its output to the file of its redirection.
+    bool IsFileIncomplete() const { return m_fileIncomplete; }
 
 private:
     Output& m_output;
     std::iostream m_stream;
+    bool m_fileIncomplete = false;
 };
 
 /// Passes one line to the plug-in.
-/// @return false if the line didn't reach a file.
-bool RunConsoleLine(Loader& file, DbgUIConsole& console, const std::string& line);
+/// @return false if the line didn't reach a file, or if the file that it redirects to is not
+///         complete, which one line on standard error tells.
+bool RunConsoleLine(Loader& file, HostConsole& console, const std::string& line);

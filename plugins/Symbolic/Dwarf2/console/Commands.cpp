@@ -111,6 +111,9 @@ private:
     static const Command kCommands[];
 
     bool Matches(const Command& command) const;
+    /// Tells the console that the command is over, and by its stream's state whether the file of a
+    /// redirection is complete.
+    void Finish();
     std::ostream& Out() { return *m_file.m_dumpStream; }
     std::ostream& Redirect();
     /// Redirection, then the head line. The path closes it.
@@ -200,7 +203,21 @@ void Dwarf2File::CommandRun::Run()
         }
         Out().flush();
     }
+    Finish();
+}
+
+void Dwarf2File::CommandRun::Finish()
+{
+    std::iostream& stream = m_console.iostream();
+    const std::ios_base::iostate state = stream.rdstate();
+    const bool incomplete = m_fileStream.is_open() && !m_fileStream.good();
+    if (incomplete) {
+        stream.setstate(std::ios_base::badbit);
+    }
     m_console.CommandFinished();
+    if (incomplete) {
+        stream.clear(state);
+    }
 }
 
 bool Dwarf2File::CommandRun::Matches(const Command& command) const

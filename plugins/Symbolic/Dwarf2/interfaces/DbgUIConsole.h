@@ -16,7 +16,8 @@ public:
     virtual std::iostream& iostream() = 0;
     /// @param line the first line to clear; 0 clears all.
     virtual void ClearContents(u32 line) = 0;
-    /// Called once at the end of every command line.
+    /// Called once at the end of every command line. The stream is bad during the call, and good
+    /// again behind it, if the file that the line redirects to could not be written whole.
     virtual void CommandFinished() = 0;
 
     u32 m_state = kAcceptsInput;
