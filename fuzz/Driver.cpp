@@ -212,13 +212,16 @@ void Session::LookUpName(const std::string& name)
 void Session::LookUpAddress(u32 address)
 {
     const DbgSymContext context = m_file.Context();
-    const DbgAddress held = m_file.AddressOf(address);
-    std::string name;
-    DbgAddrRange range;
-    u32 codeType = 0;
-    u32 runLength = 0;
-    m_file.Plugin().FindElfSymbolByAddress(&context, nullptr, &held, &name, &range);
-    m_file.Plugin().GetCodeType(&context, &held, &codeType, &runLength, nullptr);
+    DbgAddress absolute;
+    absolute.value = address;
+    for (const DbgAddress& asked : {m_file.AddressOf(address), absolute}) {
+        std::string name;
+        DbgAddrRange range;
+        u32 codeType = 0;
+        u32 runLength = 0;
+        m_file.Plugin().FindElfSymbolByAddress(&context, nullptr, &asked, &name, &range);
+        m_file.Plugin().GetCodeType(&context, &asked, &codeType, &runLength, nullptr);
+    }
 }
 
 void Session::LookUp()

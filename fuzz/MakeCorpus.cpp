@@ -25,7 +25,10 @@ public:
     }
     void Add(const std::string& target, const std::string& name, u8 settings, std::vector<std::string> pieces) const
     {
-        Add(target, name, JoinInput({Settings(settings), std::move(pieces)}));
+        const std::string bytes = JoinInput({Settings(settings), std::move(pieces)});
+        if (bytes.size() <= kLongest) {
+            Add(target, name, bytes);
+        }
     }
 
     /// Every target's input that such sections make.
@@ -40,6 +43,8 @@ public:
     }
 
 private:
+    /// Longer ones take too long to run again and again: fuzz/mutants has them.
+    static constexpr std::size_t kLongest = 4096;
     static constexpr const char* kStaticBase = "sectid_base(%d) + 4 * (8 - 3) / 2";
     std::string m_folder;
 };

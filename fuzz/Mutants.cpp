@@ -28,7 +28,10 @@
 #define COUNTS_MEMORY 1
 #endif
 #ifdef COUNTS_MEMORY
-#include <sanitizer/allocator_interface.h>
+// As <sanitizer/allocator_interface.h> has them, which doesn't come with every compiler.
+extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const volatile void*, std::size_t),
+                                                         void (*released)(const volatile void*));
+extern "C" std::size_t __sanitizer_get_allocated_size(const volatile void* memory);
 #endif
 
 namespace {

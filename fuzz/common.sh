@@ -22,8 +22,8 @@ make_seeds() {
 libfuzzer() {
     local target=$1
     shift
-    local length=8192
-    case $target in file) length=65536 ;; die) length=16384 ;; esac
+    local length=4096
+    case $target in file) length=16384 ;; esac
     ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1 "$build/fuzz/bin/${target}_fuzz" \
         -detect_leaks=0 -timeout=20 -rss_limit_mb=2048 -max_len="$length" -dict="$root/fuzz/dwarf.dict" "$@"
 }
