@@ -24,10 +24,10 @@ public:
     {
     }
 
-    /// For time, what is read and compared: 1 GiB and 4 KiB a text.
-    static constexpr TextAllowance ForReading() { return {u64{1} << 30, 4096}; }
-    /// For memory, what is kept: 128 MiB and 256 bytes a text.
-    static constexpr TextAllowance ForKeeping() { return {u64{1} << 27, 256}; }
+    /// For time, what is read and compared: 64 MiB and 1 KiB a text.
+    static constexpr TextAllowance ForReading() { return {u64{64} << 20, 1024}; }
+    /// For memory, what is kept: 32 MiB and 256 bytes a text.
+    static constexpr TextAllowance ForKeeping() { return {u64{32} << 20, 256}; }
 
     /// Starts on the next text.
     /// @return the bytes that it may take, at least kShortText.

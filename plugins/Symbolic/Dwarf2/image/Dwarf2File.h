@@ -3,6 +3,7 @@
 // heading above an operation names the file that defines it.
 #pragma once
 
+#include "image/Allowance.h"
 #include "index/AbbrevDecl.h"
 #include "index/AttrValue.h"
 #include "index/CompileUnitInfo.h"
@@ -118,6 +119,7 @@ private:
     static constexpr u32 kResolveTypes = 0x1000;
     static constexpr u32 kLoadTypes = 0x2000;
     static constexpr u32 kLoadSelection = 0x3F00; ///< the six load bits
+    static constexpr u32 kUnitSelection = kLoadSelection & ~kLoadBlocks;
 
     /// Values of m_codeTypeCache beside the code types themselves.
     static constexpr u32 kCodeTypeUnknown = 0;
@@ -129,6 +131,13 @@ private:
     void ReadLateSection(VFKDataBuf& section, const char* name, bool always);
     bool DumpFlag() const { return (m_flags & kDump) != 0; }
     bool LittleEndian() const { return m_elf.m_byteOrder != kElfDataMsb; }
+
+    // image/Allowance.cpp
+    void SetAllowances();
+    /// If no more may be read, true, with the cursor of m_debug_info at its end.
+    bool ReadingIsSpent();
+    /// `text`, or its beginning in `cut` if it is very long and no more may be copied.
+    const char* CopyableText(const char* text, std::string& cut);
 
     // image/SectionTable.cpp
     u32 GetSectionType(const Elf32_Shdr* shdr, const elf32_phdr* phdr, const Elf32_Ehdr* ehdr) const;
@@ -205,6 +214,8 @@ private:
     static const TagRule* FindTagRule(u32 tag);
     /// Calls the tag's builder if the selection lets it build. False if nothing was read.
     bool BuildByTag(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, MemberRecord* member);
+    /// Leaves a DIE to LoadPendingDies, unless it waits there already.
+    void QueueDie(DIEInfo& row);
     /// Reads past a DIE that isn't built.
     void PassBy(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl);
     /// Reads the DIE at the cursor.
@@ -221,8 +232,8 @@ private:
     void WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren, u32 last = kNone,
                      WalkedLevel* walked = nullptr);
     /// Notes that `entry` has been walked, or hops over what has been walked behind it.
-    void PassWalkedEntries(const CompileUnitInfo& unit, WalkedLevel& walked, u32 entry);
-    /// True if reading the row's DIE once more, under this selection, changes nothing.
+    void PassWalkedEntries(const CompileUnitInfo& unit, WalkedLevel& walked, u32 unitDie, u32 entry);
+    /// True if reading the row's DIE once more, in a walk over its unit, changes nothing.
     bool IsSettled(const CompileUnitInfo& unit, const DIEInfo& row);
 
     // index/Loading.cpp
@@ -256,7 +267,6 @@ private:
 
     // symbols/CompileUnitScope.cpp
     u32 BuildCompileUnitScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump);
-
     struct UnitAttributes;
     void ReadUnitAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, UnitAttributes& attributes);
     void AddFileScope(u32 dieOffset, const UnitAttributes& attributes);
@@ -281,8 +291,8 @@ private:
     u32 ReadDeclInfo(u32 offset, const char** nameOut, u32* typeOut, bool* artificialOut);
     /// Names the block, function and unit around a DIE.
     void FillContextFromDie(const DIEInfo* die, DbgSymContext* context);
-    std::string FunctionName(const DbgSymContext& context, const char* name, u32 resolved);
-
+    /// @param buffer holds the name unless that stands in the file's bytes.
+    const char* FunctionName(const DbgSymContext& context, const char* name, u32 resolved, std::string& buffer);
     const char* ClassName(const DIEInfo& row);
     /// Reads one DIE of a chain into `result`. Puts both cursors back.
     /// @return the next DIE of the chain, or 0.
@@ -302,8 +312,6 @@ private:
     class ExpressionScan;
     /// Delivers the frame base of the function around `die` for `expr`. False if none is on file.
     bool FrameBase(const CompileUnitInfo* unit, const DIEInfo* die, const VFKDataString& expr, std::string& base);
-    /// Takes bytes off what expressions may still grow by. False if that is used up.
-    bool SpendExpansion(u64 bytes);
     /// Wraps the list at `listOffset` of `.debug_loc` into `expr`, in the 0xEC form. Always true.
     bool BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr, u32 listOffset);
 
@@ -314,7 +322,6 @@ private:
                          MemberRecord* member);
     void EvaluateMemberOffset(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& location,
                               MemberRecord* member);
-
     struct VariableAttributes;
     void ReadVariableAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, VariableAttributes& variable);
     void ReadLocation(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& value, VFKDataString& location);
@@ -462,9 +469,11 @@ private:
     u64 m_dumpAllowance = ~u64{0};        ///< characters that a dump may still print for repeated bytes
     u32 m_sectionId = kNone;              ///< engine section against which addresses are held
     u32 m_frameBaseDepth = 0;             ///< 1 while the location list of a frame base is being built
-
-    u64 m_expansion = 0; ///< bytes that expressions have grown by
-
+    /// Bounds on bytes that are read again and again (see SetAllowances).
+    Allowance m_reading;     ///< attribute pairs, bytes of values, steps along chains
+    Allowance m_copying;     ///< bytes of locations and long texts
+    Allowance m_listing;     ///< members and enumerators
+    Allowance m_lineReading; ///< bytes of line number programmes
     /// The running request: how many loads are nested in it, what it has read, and the rows there
     /// were when it began.
     u32 m_requestDepth = 0;
@@ -483,11 +492,9 @@ private:
     OffsetMap<ScopeWords> m_deepScopes;
     std::unordered_map<u32, WalkedLevel> m_walkedUnits; ///< by the unit's DIE
     u32 m_lastGeneration = 0;
-
     /// The table that FindAbbrevDecl answered from last.
     u32 m_lastAbbrevOffset = kNone;
     const AbbrevList* m_lastAbbrevList = nullptr;
-
     std::vector<UnitEnd> m_unitEnds;
     FoundUnit m_foundUnit;
 };

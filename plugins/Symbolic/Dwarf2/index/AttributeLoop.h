@@ -52,15 +52,22 @@ private:
 template <typename Handle>
 void Dwarf2File::ForEachAttribute(const CompileUnitInfo* unit, bool dump, Handle&& handle)
 {
+    if (ReadingIsSpent()) {
+        return;
+    }
+    const u32 start = m_debug_info.Pos();
+    u32 pairs = 0;
     u32 attribute = 0;
     u32 form = 0;
     do {
         ReadAttrSpec(attribute, form, dump);
+        ++pairs;
         if (attribute == 0) {
-            return;
+            break;
         }
         AttrReader read(*this, unit, form, dump);
         handle(attribute, read);
         read.Finish();
     } while (form != 0 && !AtEnd(m_debug_abbrev));
+    m_reading.Spend(u64{pairs} + m_debug_info.Pos() - start);
 }

@@ -17,6 +17,8 @@ struct DIEInfo {
     static constexpr u32 kDieChildrenRead = 0x2;
     /// A kept climb to the unit leads over this row.
     static constexpr u32 kDieInDeepClimb = 0x4;
+    /// A walk has put the DIE into the queue.
+    static constexpr u32 kDieQueued = 0x8;
 
     /// The upper 24 bits of the flags: which walk over the unit's top level has left the row so that
     /// another one would change nothing (see WalkedLevel). 0 for none.

@@ -73,7 +73,7 @@ bool Dwarf2File::BuildByTag(const CompileUnitInfo* unit, DIEInfo* row, const Abb
     const bool unbuilt = (row->flags & DIEInfo::kDieBuilt) == 0;
     const bool selected = rule->selection == 0 || (m_flags & rule->selection) != 0;
     if (rule->queued && unbuilt && selected && m_loadDepth >= kMaxLoadDepth) {
-        m_pendingDies.push_back(row->infoOffset); // aggregates nested too deep for the stack
+        QueueDie(*row); // aggregates nested too deep for the stack
         return false;
     }
     if (selected && (unbuilt || !rule->unbuiltOnly)) {
@@ -87,14 +87,26 @@ bool Dwarf2File::BuildByTag(const CompileUnitInfo* unit, DIEInfo* row, const Abb
         }
     }
     if (rule->queued && unbuilt && (m_flags & kLoadTypes) == 0) {
-        m_pendingDies.push_back(row->infoOffset);
+        QueueDie(*row);
     }
     return false;
+}
+
+void Dwarf2File::QueueDie(DIEInfo& row)
+{
+    if ((row.flags & DIEInfo::kDieQueued) == 0) {
+        row.flags |= DIEInfo::kDieQueued;
+        m_pendingDies.push_back(row.infoOffset);
+    }
 }
 
 u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren,
                         MemberRecord* member)
 {
+    if (!m_reading.Spend(1)) {
+        ReadingIsSpent();
+        return kNone;
+    }
     const u32 entry = m_debug_info.Pos();
     DIEInfo* row = GetDieInfo(entry);
     ++m_entriesRead;
@@ -213,23 +225,23 @@ void Dwarf2File::WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* pare
             Seek(m_debug_info, next);
         }
         if (walked != nullptr && level == firstLevel) {
-            PassWalkedEntries(*unit, *walked, topEntry);
+            PassWalkedEntries(*unit, *walked, parents->back(), topEntry);
         }
     }
 }
 
-void Dwarf2File::PassWalkedEntries(const CompileUnitInfo& unit, WalkedLevel& walked, u32 entry)
+void Dwarf2File::PassWalkedEntries(const CompileUnitInfo& unit, WalkedLevel& walked, u32 unitDie, u32 entry)
 {
     const u32 next = m_debug_info.Pos();
     DIEInfo* row = FindDieInfo(entry);
-    if (walked.generation == 0 || row->sibling != next || next <= entry) {
+    if (walked.generation == 0 || row == nullptr || row->sibling != next || next <= entry) {
         return;
     }
     if (row->Generation() == walked.generation) {
         if (next < walked.end) {
             Seek(m_debug_info, walked.end);
         }
-    } else if (entry == walked.end && IsSettled(unit, *row)) {
+    } else if (entry == walked.end && row->parent == unitDie && IsSettled(unit, *row)) {
         row->SetGeneration(walked.generation);
         walked.end = next;
     }
@@ -245,5 +257,6 @@ bool Dwarf2File::IsSettled(const CompileUnitInfo& unit, const DIEInfo& row)
     if (!rule->unbuiltOnly) {
         return false;
     }
-    return (row.flags & DIEInfo::kDieBuilt) != 0 || (m_flags & rule->selection) == 0;
+    // A call back from the engine can have changed the selection of this very walk.
+    return (row.flags & DIEInfo::kDieBuilt) != 0 || (kUnitSelection & rule->selection) == 0;
 }

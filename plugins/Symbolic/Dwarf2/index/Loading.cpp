@@ -15,6 +15,8 @@ public:
         : m_file(file)
     {
         if (m_file.m_requestDepth++ == 0) {
+            constexpr u64 kPerRequest = 4096; // a long session asks for what is loaded, again and again
+            m_file.m_reading.GiveBack(kPerRequest);
             m_file.m_entriesRead = 0;
             m_file.m_rowsBefore = m_file.m_dieInfoMap.Size();
         }
@@ -99,8 +101,9 @@ u64 Dwarf2File::CountEntries(const CompileUnitInfo& unit)
     const SavedCursor abbrev(m_debug_abbrev);
     u64 count = 0;
     Seek(m_debug_info, unit.offset + CompileUnitInfo::kHeaderSize);
-    while (!AtEnd(m_debug_info) && m_debug_info.Pos() < unit.End()) {
+    while (!ReadingIsSpent() && !AtEnd(m_debug_info) && m_debug_info.Pos() < unit.End()) {
         ++count;
+        m_reading.Spend(1);
         const u32 code = m_debug_info.Get32_ULEB128(4);
         const AbbrevDecl* decl = code == 0 ? nullptr : FindAbbrevDecl(unit.abbrevOffset, code);
         if (decl != nullptr) {
@@ -118,7 +121,7 @@ void Dwarf2File::StepOverAttributes(const CompileUnitInfo& unit)
     do {
         const u32 attribute = m_debug_abbrev.Get32_ULEB128(4);
         form = m_debug_abbrev.Get32_ULEB128(4);
-        if (attribute == 0) {
+        if (attribute == 0 || !m_reading.Spend(1)) {
             return;
         }
         StepOverValue(&unit, form, true);
@@ -136,6 +139,11 @@ void Dwarf2File::LoadPendingDies()
         offsets.swap(m_pendingDies);
         std::sort(offsets.begin(), offsets.end());
         offsets.erase(std::unique(offsets.begin(), offsets.end()), offsets.end());
+        for (const u32 offset : offsets) {
+            if (DIEInfo* row = FindDieInfo(offset)) {
+                row->flags &= ~DIEInfo::kDieQueued;
+            }
+        }
         // An offset of 0 is not above what came before: it ends the pass.
         u32 last = 0;
         for (const u32 offset : offsets) {
@@ -154,8 +162,7 @@ void Dwarf2File::LoadCompileUnitSymbols(u32 cuDieOffset)
     const SavedSelection selection(m_flags);
     m_pendingDies.reserve(64);
     if (const DIEInfo* row = FindDieInfo(cuDieOffset)) {
-        m_flags = (m_flags & ~kLoadBlocks) | kLoadFunctions | kLoadVariables | kLoadTypeModifiers | kResolveTypes |
-                  kLoadTypes;
+        m_flags = (m_flags & ~kLoadBlocks) | kUnitSelection;
         std::vector<u32> parents{cuDieOffset};
         WalkedLevel& walked = StartUnitWalk(*row);
         Seek(m_debug_info, walked.end);

@@ -3,6 +3,49 @@
 #include "index/Cursor.h"
 
 #include <cstring>
+#include <vector>
+
+namespace {
+
+/// Which entries a search has passed. Sets whose declared lengths are too short overlap: behind an
+/// entry that has been passed come no others than before. Nothing is noted before such a set comes.
+class SearchedEntries {
+public:
+    void StartNoting(u32 sectionSize) { m_passed.resize(sectionSize); }
+
+    /// False if the search has been at `offset` before.
+    bool Add(u32 offset)
+    {
+        if (offset >= m_passed.size()) {
+            return true;
+        }
+        const bool first = !m_passed[offset];
+        m_passed[offset] = true;
+        return first;
+    }
+
+    /// Reads the text at the cursor. One that starts within the last one ends where that ends.
+    const char* ReadText(VFKDataBuf& section)
+    {
+        const u32 start = section.Pos();
+        if (start < m_textStart || start >= m_textEnd) {
+            const char* text = section.GetCStr();
+            m_textStart = start;
+            m_textEnd = section.Pos();
+            return text;
+        }
+        const u8* text = section.Cursor();
+        Seek(section, m_textEnd);
+        return reinterpret_cast<const char*>(text);
+    }
+
+private:
+    std::vector<bool> m_passed;
+    u32 m_textStart = 0;
+    u32 m_textEnd = 0;
+};
+
+} // namespace
 
 u32 Dwarf2File::FindPubName(const char* name, bool restart)
 {
@@ -14,6 +57,7 @@ u32 Dwarf2File::FindPubName(const char* name, bool restart)
     if (name == nullptr) {
         return kNone;
     }
+    SearchedEntries searched;
     while (!AtEnd(m_debug_pubnames)) {
         if (m_pubLength == 0) {
             m_pubLength = m_debug_pubnames.Get32();
@@ -22,8 +66,12 @@ u32 Dwarf2File::FindPubName(const char* name, bool restart)
             m_pubInfoOffset = m_debug_pubnames.Get32();
             m_pubInfoLength = m_debug_pubnames.Get32();
         }
-        while (const u32 entry = m_debug_pubnames.Get32()) {
-            const char* text = m_debug_pubnames.GetCStr();
+        while (searched.Add(m_debug_pubnames.Pos())) {
+            const u32 entry = m_debug_pubnames.Get32();
+            if (entry == 0) {
+                break;
+            }
+            const char* text = searched.ReadText(m_debug_pubnames);
             if (text != nullptr && std::strcmp(text, name) == 0) {
                 return m_pubInfoOffset + entry;
             }
@@ -31,6 +79,9 @@ u32 Dwarf2File::FindPubName(const char* name, bool restart)
         // The set is corrected by its declared length. A sum that wraps ends the search: it would
         // lead back to what the search has passed.
         const u64 next = u64{m_pubSetOffset} + m_pubLength;
+        if (next < m_debug_pubnames.Pos()) {
+            searched.StartNoting(m_debug_pubnames.Size());
+        }
         Seek(m_debug_pubnames, next < kNone ? static_cast<u32>(next) : kNone);
         m_pubLength = 0;
     }

@@ -4,6 +4,7 @@
 #include "index/DwarfCodes.h"
 #include "interfaces/DbgSymSymFile.h"
 
+#include <cstring>
 #include <new>
 #include <string_view>
 #include <unordered_map>
@@ -65,7 +66,8 @@ u32 Dwarf2File::LookupBaseTypeName(const char* name)
     if (name == nullptr) {
         return kBaseVoid;
     }
-    const auto found = kCodes.find(name);
+    constexpr std::size_t kEnough = 32; // no name of the table is so long
+    const auto found = kCodes.find(std::string_view(name, strnlen(name, kEnough)));
     return found == kCodes.end() ? kBaseVoid : found->second;
 }
 

@@ -37,7 +37,9 @@ u32 Dwarf2File::BuildCompileUnitScope(const CompileUnitInfo* unit, DIEInfo* die,
 // and not at a form of 0.
 void Dwarf2File::ReadUnitAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, UnitAttributes& attributes)
 {
-    while (!AtEnd(m_debug_info)) {
+    const u32 start = m_debug_info.Pos();
+    u32 pairs = 0;
+    for (; !ReadingIsSpent() && !AtEnd(m_debug_info); ++pairs) {
         u32 attribute = 0;
         u32 form = 0;
         ReadAttrSpec(attribute, form, dump);
@@ -73,6 +75,7 @@ void Dwarf2File::ReadUnitAttributes(const CompileUnitInfo* unit, DIEInfo* die, b
             break;
         }
     }
+    m_reading.Spend(u64{pairs} + m_debug_info.Pos() - start);
 }
 
 void Dwarf2File::AddFileScope(u32 dieOffset, const UnitAttributes& attributes)
@@ -81,9 +84,10 @@ void Dwarf2File::AddFileScope(u32 dieOffset, const UnitAttributes& attributes)
         return;
     }
     VFKFile file;
-    file.SetFileDesc(attributes.name);
+    std::string cut;
+    file.SetFileDesc(CopyableText(attributes.name, cut));
     if (attributes.compDir != nullptr && *attributes.compDir != 0) {
-        file.MakePathAbsolute(attributes.compDir);
+        file.MakePathAbsolute(CopyableText(attributes.compDir, cut));
     }
     DbgSymSrcFile* srcFile =
         m_symFile->AddFileScope(dieOffset, file.GetPath(), attributes.range, attributes.stmtOffset, kNone, false);

@@ -224,7 +224,8 @@ void Dwarf2File::ReadSubranges(const CompileUnitInfo* unit, Bounds* bounds)
     if (bounds == nullptr) {
         return;
     }
-    while (!AtEnd(m_debug_info)) {
+    while (!ReadingIsSpent() && !AtEnd(m_debug_info)) {
+        m_reading.Spend(1);
         DIEInfo local;
         local.infoOffset = m_debug_info.Pos();
         local.abbrIndex = m_debug_info.Get32_ULEB128(4);

@@ -10,6 +10,7 @@ class Dwarf2File::LineRun {
 public:
     LineRun(Dwarf2File& file, DbgSymLineTable& table, u32 stmtOffset)
         : m_table(table)
+        , m_lineReading(file.m_lineReading)
         , m_program(file.m_debug_line, stmtOffset)
         , m_files(m_program.Header(), table.GetOrigFileDesc())
     {
@@ -23,6 +24,7 @@ public:
     bool Run()
     {
         m_program.Run(*this);
+        m_lineReading.Spend(m_program.Header().unitSize);
         return m_program.Seen();
     }
 
@@ -59,6 +61,7 @@ private:
     }
 
     DbgSymLineTable& m_table;
+    Allowance& m_lineReading;
     LineInterpreter m_program;
     LineFiles m_files;
     u32 m_base = 0; ///< address at which the relocation section is linked; 0 without one
@@ -74,7 +77,8 @@ bool Dwarf2File::BuildLineTable(DbgSymSrcFile* srcFile, DbgSymLineTable* lineTab
         return false;
     }
     Seek(m_debug_line, stmtOffset);
-    if (AtEnd(m_debug_line)) {
+    // A programme that very many units name runs for the first of them.
+    if (AtEnd(m_debug_line) || m_lineReading.IsSpent()) {
         return false;
     }
     if (!LineRun(*this, *lineTable, stmtOffset).Run()) {

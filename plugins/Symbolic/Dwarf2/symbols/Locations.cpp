@@ -102,7 +102,7 @@ private:
         const std::string operand = m_expr.bytes.substr(start + 1, m_pos - start - 1);
         std::string base;
         if (!m_file.FrameBase(m_unit, m_die, m_expr, base) || m_expr.bytes.size() + base.size() > m_limit ||
-            !m_file.SpendExpansion(base.size())) {
+            !m_file.m_copying.Spend(base.size())) {
             return;
         }
         m_expr.bytes.erase(start, m_pos - start);
@@ -141,17 +141,6 @@ private:
     std::size_t m_limit; ///< bytes that the expression may have in the end
     u32 m_pos = 0;
 };
-
-bool Dwarf2File::SpendExpansion(u64 bytes)
-{
-    // What frame bases and lists bring into expressions comes from bytes that any number of DIEs may
-    // name: together, at most so many times what the file has of them. A compiler's output needs a
-    // few times.
-    constexpr u64 kFactor = 64;
-    constexpr u64 kBase = u64{16} << 20;
-    m_expansion += bytes;
-    return m_expansion <= kBase + kFactor * (u64{m_debug_info.Size()} + m_debug_loc.Size());
-}
 
 void Dwarf2File::PrepareExpression(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr)
 {
@@ -205,7 +194,7 @@ bool Dwarf2File::BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* d
         const u16 length = m_debug_loc.Get16();
         const u8* block = m_debug_loc.GetDataBlock(length);
         const u32 size = static_cast<u32>(m_debug_loc.Cursor() - block);
-        if (!SpendExpansion(size + kEntryHead)) {
+        if (!m_copying.Spend(size + kEntryHead)) {
             break;
         }
         VFKDataString entry(expr->Reserved(), expr->LittleEndian(), block, size);

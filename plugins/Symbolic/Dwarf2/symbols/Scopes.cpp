@@ -49,8 +49,9 @@ u32 Dwarf2File::BuildScope(const CompileUnitInfo* unit, DIEInfo* die, const Abbr
             m_symFile->AddSubScope(context, die->infoOffset, scope.range, scope.name);
         }
     } else {
-        const std::string name = FunctionName(context, scope.name, resolved);
-        m_symFile->AddFuncScope(context, die->infoOffset, context.fileScope, name.c_str(), scope.range);
+        std::string buffer;
+        const char* name = FunctionName(context, scope.name, resolved, buffer);
+        m_symFile->AddFuncScope(context, die->infoOffset, context.fileScope, name, scope.range);
     }
     return m_debug_info.Pos();
 }
@@ -106,16 +107,15 @@ void Dwarf2File::FileFrameBase(u32 dieOffset, const AttrValue& frameBase)
     }
 }
 
-std::string Dwarf2File::FunctionName(const DbgSymContext& context, const char* name, u32 resolved)
+const char* Dwarf2File::FunctionName(const DbgSymContext& context, const char* name, u32 resolved, std::string& buffer)
 {
     if (name == nullptr) {
         const DbgSymSrcFile* srcFile = m_symFile->FindFileScope(context.fileScope, nullptr);
         if (srcFile == nullptr) {
             return "no_name";
         }
-        std::string fileName;
-        VFKFile::GetFilename(srcFile->GetPath(), fileName, true, false);
-        return fileName;
+        VFKFile::GetFilename(srcFile->GetPath(), buffer, true, false);
+        return buffer.c_str();
     }
     DIEInfo* row = FindDieInfo(resolved);
     if (row == nullptr) {
@@ -126,7 +126,14 @@ std::string Dwarf2File::FunctionName(const DbgSymContext& context, const char* n
         parent = LoadParentOf(row);
     }
     const char* className = parent == nullptr ? nullptr : ClassName(*parent);
-    return className == nullptr ? std::string(name) : std::string(className) + "::" + name;
+    if (className == nullptr) {
+        return name;
+    }
+    std::string cut;
+    buffer = CopyableText(className, cut);
+    buffer += "::";
+    buffer += CopyableText(name, cut);
+    return buffer.c_str();
 }
 
 const char* Dwarf2File::ClassName(const DIEInfo& row)
@@ -252,6 +259,9 @@ void Dwarf2File::FillContextFromDie(const DIEInfo* die, DbgSymContext* context)
             break;
         }
         if (!seen.Add(offset)) {
+            break;
+        }
+        if (!m_reading.Spend(1)) {
             break;
         }
         ScopeWords own;

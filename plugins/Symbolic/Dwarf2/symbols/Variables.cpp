@@ -12,6 +12,7 @@
 #include "symbols/MemberRecord.h"
 #include "symbols/TypeRef.h"
 
+#include <cstring>
 #include <string>
 #include <string_view>
 
@@ -24,7 +25,7 @@ bool IsOmitted(const char* name)
         return false;
     }
     for (const std::string& start : g_prefs.omitVarsStart) {
-        if (!start.empty() && std::string_view(name).starts_with(start)) {
+        if (!start.empty() && std::strncmp(name, start.c_str(), start.size()) == 0) {
             return true;
         }
     }
@@ -144,7 +145,7 @@ void Dwarf2File::TakeLocationBytes(const AttrValue& value, VFKDataString& bytes)
 {
     // A form that delivers text reaches far behind its own bytes, and so may that of every DIE.
     const std::string_view block = BlockBytes(value);
-    if (SpendExpansion(block.size())) {
+    if (m_copying.Spend(block.size())) {
         bytes.bytes = block;
     }
 }

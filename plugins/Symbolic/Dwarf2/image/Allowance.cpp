@@ -1,0 +1,55 @@
+// What a file may cause, in proportion to its size, by having the same bytes read again and again.
+#include "image/Allowance.h"
+
+#include "image/Dwarf2File.h"
+#include "index/Cursor.h"
+
+#include <cstring>
+
+void Dwarf2File::SetAllowances()
+{
+    // One reading of a section is as many steps as it has bytes, and at most as many pairs again. A
+    // request may read a unit 64 times over (see RequestIsSpent); compilers' output needs one to
+    // three readings in all.
+    constexpr u64 kReadings = 256;
+    constexpr u64 kReadingBase = u64{16} << 20;
+    m_reading.SetLimit(kReadingBase + kReadings * m_debug_info.Size());
+
+    // Frame bases, lists and blocks that any number of DIEs may name, and texts.
+    constexpr u64 kCopies = 64;
+    constexpr u64 kCopyBase = u64{16} << 20;
+    m_copying.SetLimit(kCopyBase + kCopies * (u64{m_debug_info.Size()} + m_debug_loc.Size()));
+
+    // Each member and enumerator has a DIE of at least a byte.
+    m_listing.SetLimit(m_debug_info.Size());
+
+    // Each programme is for one unit.
+    constexpr u64 kRuns = 16;
+    constexpr u64 kRunBase = u64{1} << 20;
+    m_lineReading.SetLimit(kRunBase + kRuns * m_debug_line.Size());
+}
+
+bool Dwarf2File::ReadingIsSpent()
+{
+    if (!m_reading.IsSpent()) [[likely]] {
+        return false;
+    }
+    Seek(m_debug_info, kNone);
+    return true;
+}
+
+const char* Dwarf2File::CopyableText(const char* text, std::string& cut)
+{
+    constexpr std::size_t kAlways = 256;
+    if (strnlen(text, kAlways) < kAlways) {
+        return text;
+    }
+    const u64 left = m_copying.Left();
+    const std::size_t size = strnlen(text, left);
+    if (size < left) {
+        m_copying.Spend(size);
+        return text;
+    }
+    cut.assign(text, kAlways);
+    return cut.c_str();
+}
