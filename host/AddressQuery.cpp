@@ -177,7 +177,7 @@ bool ResolveInput(AddressResolver& resolver, Output& output, const std::string& 
             output.Flush();
         }
     }
-    return all;
+    return !ComplainOfInput(lines) && all;
 }
 
 } // namespace

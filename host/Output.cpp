@@ -142,3 +142,12 @@ void Complain(std::string_view subject, int error)
 {
     Complain(subject, std::string_view(std::strerror(error)));
 }
+
+bool ComplainOfInput(const LineReader& input)
+{
+    if (input.Error() == 0) {
+        return false;
+    }
+    Complain("standard input", input.Error());
+    return true;
+}

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+class LineReader;
+
 /// A stream buffer that writes in large pieces. On a terminal, where a person watches, each line is
 /// passed on at its end, and a stream's flush passes on the rest; elsewhere a stream's flush does
 /// nothing. After the first write that fails everything is dropped, and Error() tells why.
@@ -56,3 +58,6 @@ private:
 void Complain(std::string_view subject, std::string_view text);
 /// The same with the system's words for an errno.
 void Complain(std::string_view subject, int error);
+/// The same for standard input, if it could not be read to its end.
+/// @return true if there was something to complain of.
+bool ComplainOfInput(const LineReader& input);

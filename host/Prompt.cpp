@@ -272,6 +272,7 @@ int RunConsole(Loader& file, Output& output, const std::vector<std::string>& lin
         for (std::string line; output.Error() == 0 && reader.Next(line);) {
             reached = RunConsoleLine(file, console, line) && reached;
         }
+        reached = !ComplainOfInput(reader) && reached;
     }
     return reached ? 0 : 1;
 }

@@ -119,6 +119,7 @@ bool LineReader::Fill()
         count = read(m_descriptor, m_bytes.data(), m_bytes.size());
     } while (count < 0 && errno == EINTR);
     if (count <= 0) {
+        m_error = count < 0 ? errno : 0;
         return false;
     }
     m_end = static_cast<std::size_t>(count);

@@ -45,10 +45,14 @@ public:
     /// @return false at the end of the input, or when it can't be read.
     bool Next(std::string& line);
 
+    /// The errno of the read that failed; 0 if none did.
+    int Error() const { return m_error; }
+
 private:
     bool Fill();
 
     int m_descriptor;
+    int m_error = 0;
     std::vector<char> m_bytes;
     std::size_t m_begin = 0; ///< of what hasn't been delivered
     std::size_t m_end = 0;
