@@ -6,43 +6,97 @@
 #include "host/Queries.h"
 #include "host/Text.h"
 #include "host/TypeText.h"
-#include "interfaces/DbgSection.h"
 #include "interfaces/DbgSymSrcFile.h"
 #include "interfaces/DbgSymbolicInterface.h"
 #include "interfaces/Elf32.h"
 #include "interfaces/VFKElfFile.h"
 
-#include <algorithm>
+#include <cstddef>
 #include <optional>
+#include <string_view>
 #include <unistd.h>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
 
 namespace {
+
+// Indices of symbols that lie in no section of the file: undefined ones, and from 0xFF00 on values
+// with a meaning of their own.
+constexpr u16 kShnUndef = 0;
+constexpr u16 kShnLoReserve = 0xFF00;
+
+/// The store's types, functions and file-level variables by name. The store only grows, so each is
+/// entered once.
+class NameIndex {
+public:
+    struct Things {
+        std::vector<std::size_t> types;
+        std::vector<std::size_t> functions;
+        std::vector<std::size_t> variables;
+    };
+
+    explicit NameIndex(const DbgSymSymFile& store)
+        : m_store(store)
+    {
+    }
+
+    /// What the store has by now of that name.
+    const Things& Find(std::string_view name)
+    {
+        for (; m_types < m_store.TypeCount(); ++m_types) {
+            if (const char* type = m_store.TypeAt(m_types).GetName()) {
+                m_byName[type].types.push_back(m_types);
+            }
+        }
+        for (; m_functions < m_store.FuncScopeCount(); ++m_functions) {
+            m_byName[m_store.FuncScopeAt(m_functions).name].functions.push_back(m_functions);
+        }
+        for (; m_variables < m_store.VariableCount(); ++m_variables) {
+            const DbgVariable& variable = m_store.VariableAt(m_variables);
+            if (!variable.context.ValidFuncContext()) {
+                m_byName[variable.name].variables.push_back(m_variables);
+            }
+        }
+        const auto found = m_byName.find(name);
+        return found == m_byName.end() ? m_nothing : found->second;
+    }
+
+private:
+    const DbgSymSymFile& m_store;
+    std::unordered_map<std::string_view, Things> m_byName;
+    const Things m_nothing;
+    std::size_t m_types = 0; ///< entered so far
+    std::size_t m_functions = 0;
+    std::size_t m_variables = 0;
+};
 
 class NameFinder {
 public:
     NameFinder(Loader& file, Answer answer)
         : m_file(file)
         , m_answer(answer)
+        , m_elf(file.Store().GetPath())
+        , m_types(file.Store(), m_elf.m_byteOrder == kElfDataMsb)
+        , m_index(file.Store())
     {
     }
 
     /// @return false if neither the symbol table nor the debug information knows the name.
     bool Find(const std::string& name)
     {
-        const DbgSymSymFile& store = m_file.Store();
         const DbgSymContext context = m_file.Context();
         DbgAddrRange range;
         const bool found = m_file.Plugin().FindElfSymbolByName(&context, name.c_str(), &range);
-        const std::size_t types = store.TypeCount();
         const bool dwarf = m_file.Plugin().LoadSymbolByName(&context, name.c_str());
         if (m_answer.json) {
             WriteJson(name, found, range, dwarf);
         } else {
             WriteText(name, found, range);
-            WriteLoaded(name, dwarf, found ? &range : nullptr, types);
+            WriteLoaded(name, dwarf, found ? &range : nullptr);
         }
         if (!found && !dwarf) {
-            Complain(store.GetPath(), "There is no symbol '" + name + "'");
+            Complain(m_file.Store().GetPath(), "There is no symbol '" + name + "'");
         }
         return found || dwarf;
     }
@@ -69,11 +123,9 @@ private:
             AppendAddress(line, range);
             line += "  size ";
             AppendDecimal(line, range.size);
-            DbgAddress place = range;
-            if (place.section != kNone || place.MakeSectionOffset(nullptr)) {
-                const DbgSection* section = m_file.Store().GetSectionList().FindSection(place.section);
+            if (const char* section = SectionOf(name)) {
                 line += "  section ";
-                AppendPrintable(line, section == nullptr ? "?" : section->name);
+                AppendPrintable(line, section);
             }
             line += '\n';
         } else {
@@ -82,79 +134,82 @@ private:
         m_answer.output.Write(line);
     }
 
-    /// What the look-up by name brought: the type of that name, or, if it only found the entry of a
-    /// function or variable, what the unit has of that name.
-    void WriteLoaded(const std::string& name, bool dwarf, const DbgAddrRange* range, std::size_t typesBefore)
+    /// The name of the section that the symbol is defined in; null if it is in none.
+    const char* SectionOf(const std::string& name) const
+    {
+        const elf32_sym* symbol = m_elf.FindSymtabEntry(name.c_str());
+        if (symbol == nullptr || symbol->st_shndx == kShnUndef || symbol->st_shndx >= kShnLoReserve) {
+            return nullptr;
+        }
+        const Elf32_Shdr* section = m_elf.GetSectionHeader(symbol->st_shndx);
+        return section == nullptr ? nullptr : m_elf.GetShdrString(section->sh_name);
+    }
+
+    /// What the store has of a name that the look-up has found. The look-up brings types; functions
+    /// and file-level variables reach the store with their unit only: the one that holds the
+    /// symbol's address, or else the first that has anything of that name.
+    void WriteLoaded(const std::string& name, bool dwarf, const DbgAddrRange* range)
     {
         if (!dwarf) {
             m_answer.output.Write("  not in .debug_pubnames\n");
             return;
         }
-        if (!m_types) {
-            m_types.emplace(m_file.Store(), VFKElfFile(m_file.Store().GetPath()).m_byteOrder == kElfDataMsb);
+        if (range != nullptr && ScopesOf(name).empty()) {
+            LoadUnitAt(*range);
         }
-        const DbgSymSymFile& store = m_file.Store();
-        std::string text;
-        for (std::size_t i = typesBefore; i < store.TypeCount(); ++i) {
-            const DbgUserDefinedVarType& type = store.TypeAt(i);
-            if (type.GetName() != nullptr && type.GetName() == name) {
-                text += m_types->Layout(type, true);
-            }
-        }
-        if (text.empty()) {
-            text = ScopesOf(name, range);
+        std::string text = TypesOf(name) + ScopesOf(name);
+        while (text.empty() && m_nextUnit < m_file.UnitCount()) {
+            m_file.LoadUnit(m_file.Store().FileScopeAt(m_nextUnit++).GetId());
+            text = TypesOf(name) + ScopesOf(name);
         }
         m_answer.output.Write(text.empty() ? "  in .debug_pubnames\n" : text);
     }
 
-    /// Functions and file-level variables reach the store with their unit only: the one that holds
-    /// the symbol's address first, then the others up to the first that has the name.
-    std::string ScopesOf(const std::string& name, const DbgAddrRange* range)
+    void LoadUnitAt(const DbgAddrRange& range)
     {
         if (!m_addresses) {
             m_addresses.emplace(m_file);
         }
-        std::string text = LoadedScopesOf(name);
-        const DbgSymSrcFile* hint = range == nullptr || !text.empty() ? nullptr : m_addresses->FindUnit(*range);
-        if (hint != nullptr) {
-            m_file.LoadUnit(hint->GetId());
-            text = LoadedScopesOf(name);
+        if (const DbgSymSrcFile* unit = m_addresses->FindUnit(range)) {
+            m_file.LoadUnit(unit->GetId());
         }
-        while (text.empty() && m_nextUnit < m_file.UnitCount()) {
-            const std::size_t functions = m_file.Store().FuncScopeCount();
-            const std::size_t variables = m_file.Store().VariableCount();
-            m_file.LoadUnit(m_file.Store().FileScopeAt(m_nextUnit++).GetId());
-            text = ScopesFrom(name, functions, variables);
+    }
+
+    std::string TypesOf(const std::string& name)
+    {
+        std::string text;
+        std::unordered_set<std::string> shown;
+        for (const std::size_t i : m_index.Find(name).types) {
+            const DbgUserDefinedVarType& type = m_file.Store().TypeAt(i);
+            // Units that include one header hold its types alike.
+            if (shown.insert(m_types.Layout(type, false)).second) {
+                text += m_types.Layout(type, true);
+            }
         }
         return text;
     }
 
-    std::string LoadedScopesOf(const std::string& name) const { return ScopesFrom(name, 0, 0); }
-
-    std::string ScopesFrom(const std::string& name, std::size_t function, std::size_t variable) const
+    std::string ScopesOf(const std::string& name)
     {
         const DbgSymSymFile& store = m_file.Store();
+        const NameIndex::Things& things = m_index.Find(name);
         std::string text;
-        for (; function < store.FuncScopeCount(); ++function) {
-            const DbgSymFuncScope& scope = store.FuncScopeAt(function);
-            if (scope.name == name) {
-                AppendFound(text, "function", scope.id, m_file.UnitOf(scope.fileId, scope.id));
-                text += "  ";
-                AppendAddress(text, scope.range);
-                text += "  size ";
-                AppendDecimal(text, scope.range.size);
-                text += '\n';
-            }
+        for (const std::size_t i : things.functions) {
+            const DbgSymFuncScope& function = store.FuncScopeAt(i);
+            AppendFound(text, "function", function.id, m_file.UnitOf(function.fileId, function.id));
+            text += "  ";
+            AppendAddress(text, function.range);
+            text += "  size ";
+            AppendDecimal(text, function.range.size);
+            text += '\n';
         }
-        for (; variable < store.VariableCount(); ++variable) {
-            const DbgVariable& scope = store.VariableAt(variable);
-            if (scope.name == name && !scope.context.ValidFuncContext()) {
-                AppendFound(text, "variable", scope.id, m_file.UnitOf(scope.context.fileScope, scope.id));
-                text += "  " + m_types->NameOf(DbgTypeDescription{scope.baseType, scope.qualifiers, scope.udtId});
-                text += "  size ";
-                AppendDecimal(text, scope.byteSize);
-                text += '\n';
-            }
+        for (const std::size_t i : things.variables) {
+            const DbgVariable& variable = store.VariableAt(i);
+            AppendFound(text, "variable", variable.id, m_file.UnitOf(variable.context.fileScope, variable.id));
+            text += "  " + m_types.NameOf(DbgTypeDescription{variable.baseType, variable.qualifiers, variable.udtId});
+            text += "  size ";
+            AppendDecimal(text, variable.byteSize);
+            text += '\n';
         }
         return text;
     }
@@ -174,9 +229,11 @@ private:
     Loader& m_file;
     Answer m_answer;
     JsonLine m_json;
+    const VFKElfFile m_elf;
+    const TypeText m_types;
+    NameIndex m_index;
     std::size_t m_nextUnit = 0;
-    std::optional<TypeText> m_types;          ///< made when first needed
-    std::optional<AddressLookup> m_addresses; ///< likewise
+    std::optional<AddressLookup> m_addresses; ///< made when first needed
 };
 
 } // namespace
@@ -197,6 +254,7 @@ int FindNames(Loader& file, Answer answer, const std::vector<std::string>& names
                 answer.output.Flush();
             }
         }
+        all = !ComplainOfInput(lines) && all;
     }
     return all ? 0 : 1;
 }
