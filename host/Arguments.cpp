@@ -5,12 +5,18 @@
 #include "host/Text.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstddef>
 #include <map>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
 constexpr int kUsageError = 2;
+
+/// In front of a word, it keeps the library from taking the word for more than it is.
+constexpr char kShield = '\1';
 
 using Command = Arguments::Command;
 
@@ -31,9 +37,52 @@ public:
         AddConsole();
     }
 
+    /// Throws what the library throws.
+    void Parse(const std::vector<std::string>& words)
+    {
+        std::vector<std::string> reversed;
+        for (std::size_t i = words.size(); i-- != 0;) {
+            const bool isValue = i != 0 && TakesValue(words[i - 1]);
+            reversed.push_back(isValue ? words[i] : Shielded(words[i]));
+        }
+        m_app.parse(std::move(reversed));
+        Unshield(m_arguments.file);
+        Unshield(m_arguments.name);
+        for (std::vector<std::string>* list : {&m_arguments.files, &m_arguments.names}) {
+            std::for_each(list->begin(), list->end(), Unshield);
+        }
+    }
+
     CLI::App& App() { return m_app; }
 
 private:
+    /// Among positional words one in square brackets would be a list, and "++" the end of a command.
+    static std::string Shielded(const std::string& word)
+    {
+        const bool special = word == "++" || (!word.empty() && (word[0] == '[' || word[0] == kShield));
+        return special ? kShield + word : word;
+    }
+
+    static void Unshield(std::string& word)
+    {
+        if (!word.empty() && word[0] == kShield) {
+            word.erase(0, 1);
+        }
+    }
+
+    /// True for an option whose value is the next word.
+    bool TakesValue(const std::string& word) const
+    {
+        const auto takes = [&](const CLI::App* app) {
+            const std::vector<const CLI::Option*> options = app->get_options();
+            return std::any_of(options.begin(), options.end(), [&](const CLI::Option* option) {
+                return option->nonpositional() && option->get_items_expected_max() > 0 && option->check_name(word);
+            });
+        };
+        const std::vector<const CLI::App*> commands = m_app.get_subcommands(nullptr);
+        return takes(&m_app) || std::any_of(commands.begin(), commands.end(), takes);
+    }
+
     CLI::App* Add(Command command, const char* name, const char* help)
     {
         CLI::App* added = m_app.add_subcommand(name, help);
@@ -97,22 +146,33 @@ private:
 
     void AddConsole()
     {
-        static const std::map<std::string, LoadDepth> depths = {{"none", LoadDepth::None},
-                                                                {"index", LoadDepth::Index},
-                                                                {"symbols", LoadDepth::Symbols},
-                                                                {"all", LoadDepth::All}};
         CLI::App* console = AddWithFile(Command::Console, "console", "The plug-in's console");
         console->add_option("-c", m_arguments.lines, "Line to run; without any, a prompt or standard input")
             ->type_name("LINE")
             ->expected(1)
+            ->allow_extra_args(false) // which would take a line in square brackets for a list
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-        console->add_option("--load", m_arguments.load, "What is loaded ahead of the first line")
+        console->add_option("--load", m_load, "What is loaded ahead of the first line")
             ->type_name("none|index|symbols|all")
-            ->transform(CLI::CheckedTransformer(depths).description(""));
+            ->check([](const std::string& text) {
+                return LoadDepthOf(text) ? std::string() : "'" + text + "' is none of none, index, symbols and all";
+            })
+            ->each([this](const std::string& text) { m_arguments.load = *LoadDepthOf(text); });
+    }
+
+    static std::optional<LoadDepth> LoadDepthOf(const std::string& text)
+    {
+        static const std::map<std::string, LoadDepth> depths = {{"none", LoadDepth::None},
+                                                                {"index", LoadDepth::Index},
+                                                                {"symbols", LoadDepth::Symbols},
+                                                                {"all", LoadDepth::All}};
+        const auto found = depths.find(text);
+        return found == depths.end() ? std::nullopt : std::optional(found->second);
     }
 
     Arguments& m_arguments;
     std::vector<std::string> m_addresses;
+    std::string m_load;
     CLI::App m_app{"Shows what the symbolic plug-in makes of a 32-bit ARM ELF file.", "symhost"};
 };
 
@@ -122,17 +182,23 @@ std::optional<int> ParseArguments(int argc, char** argv, Arguments& arguments)
 {
     Parser parser(arguments);
     try {
-        parser.App().parse(argc, argv);
+        parser.Parse({argv + std::min(argc, 1), argv + argc});
         return std::nullopt;
     } catch (const CLI::CallForHelp&) {
         Output output(STDOUT_FILENO);
         output.Write(parser.App().help());
         output.Flush();
-        return output.Error() == 0 ? 0 : 1;
+        if (output.Error() == 0) {
+            return 0;
+        }
+        Complain("standard output", output.Error());
+        return 1;
     } catch (const CLI::ParseError& error) {
         const std::vector<std::string> rest = parser.App().remaining();
         const bool noCommand = parser.App().get_subcommands().empty() && !rest.empty();
-        Complain("", noCommand ? "There is no command '" + rest.front() + "'" : error.what());
+        std::string text = noCommand ? "There is no command '" + rest.front() + "'" : error.what();
+        text.erase(std::remove(text.begin(), text.end(), kShield), text.end());
+        Complain("", text);
         return kUsageError;
     }
 }

@@ -1,0 +1,67 @@
+// host/main.cpp: whatever goes wrong, one line tells it, and an exit status.
+#include "tests/host/HostTesting.h"
+#include "tests/support/ElfWriter.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct Failure {
+    std::vector<std::string> arguments;
+    int status;
+    std::string complaint; ///< contained in the one line on standard error; empty for no line
+    std::string output = "";
+};
+
+TEST(Main, OneLineAndAStatusForEachFailure)
+{
+    const std::string file = Sample("station.axf");
+    const std::string bare = Sample("library-bare.axf");
+    const TempFile text("no symbol file");
+    const std::vector<Failure> failures = {
+        {{}, 2, "required"},
+        {{"nonsense"}, 2, "There is no command 'nonsense'"},
+        {{"units"}, 2, "FILE is required"},
+        {{"units", file, "[more]"}, 2, "not expected: [more]"},
+        {{"units", file, "--bogus"}, 2, "--bogus"},
+        {{"at", file, "[5]"}, 2, "'[5]' is no address"},
+        {{"console", file, "--load", "1"}, 2, "'1' is none of none, index, symbols and all"},
+        {{"units", file, "--preferences", file + "/none"}, 2, "does not exist"},
+        {{"units", file, "--module", file}, 1, "can't load the module"},
+        {{"units", file + "/none"}, 1, "Not a directory"},
+        {{"units", SAMPLES_DIR}, 1, "Is a directory"},
+        {{"export", text.Path()}, 1, "Not an ELF file"},
+        {{"console", text.Path(), "-c", "mem"}, 1, "Not an ELF file"},
+        {{"units", bare}, 1, "Neither debug information nor a symbol table"},
+        {{"sections", bare}, 0, ""},
+        {{"find", file, "[x]"}, 1, "There is no symbol '[x]'"},
+        {{"find", file, "++"}, 1, "There is no symbol '++'"},
+        {{"console", file, "-c", "dump > /dev/full"}, 1, "'dump > /dev/full'"},
+        {{"console", file, "-c", "elfhdr > /dev/full"}, 1, "'elfhdr > /dev/full'"},
+        {{"export", file}, 1, "standard output: No space left on device", "/dev/full"},
+        {{"console", file, "-c", "mem"}, 1, "standard output: No space left on device", "/dev/full"},
+        {{"--help"}, 1, "standard output: No space left on device", "/dev/full"},
+    };
+    for (const Failure& failure : failures) {
+        const Ran ran = RunHost(failure.arguments, "", failure.output);
+        SCOPED_TRACE(testing::PrintToString(failure.arguments));
+        EXPECT_EQ(ran.status, failure.status);
+        const std::vector<std::string> lines = SplitLines(ran.err);
+        EXPECT_EQ(lines.size(), failure.complaint.empty() ? 0u : 1u) << ran.err;
+        EXPECT_NE(ran.err.find(failure.complaint), std::string::npos) << ran.err;
+    }
+}
+
+TEST(Main, AReaderThatGoesAwayIsTold)
+{
+    const std::string program = std::string("'") + BIN_DIR + "/symhost' export '" + Sample("station.axf") + "'";
+    const Ran ran = RunProgram("/bin/sh", {"-c", "{ " + program + "; echo $? >&2; } | true"}, "", "");
+    EXPECT_EQ(SplitLines(ran.err), (std::vector<std::string>{"symhost: standard output: Broken pipe", "1"}));
+}
+
+TEST(Main, LinesOfTheConsoleArriveAsTyped)
+{
+    EXPECT_EQ(RunHost({"console", Sample("station.axf"), "-c", "[mem]", "-c", "++"}).out, "");
+}
+
+} // namespace
