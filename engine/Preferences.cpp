@@ -40,6 +40,7 @@ struct DbgPrefDataExtractor::Document {
 namespace {
 
 constexpr u32 kDebuggerPlugIn = 0x64696E74; // "dint", the one kind whose files have a place
+constexpr const char* kOwnFile = "Dwarf2.toml";
 constexpr std::uintmax_t kLargestFile = 1 << 20;
 
 std::string& Directory()
@@ -80,17 +81,13 @@ void DbgPrefDataExtractor::SetDirectory(const std::string& directory)
 
 DbgPrefDataExtractor::DbgPrefDataExtractor(const std::string& modulePath, bool /*ownFile*/)
 {
-    std::string name;
-    VFKFile::GetFilename(modulePath, name, false, false);
-    if (name.empty()) {
-        return;
-    }
-    name += ".toml";
-    if (Directory().empty()) {
+    if (!Directory().empty()) {
+        m_path = InDirectory(kOwnFile);
+    } else if (!modulePath.empty()) {
         VFKFile(modulePath).GetVolumeAndPath(m_path, false);
-        m_path += name;
+        m_path += kOwnFile;
     } else {
-        m_path = InDirectory(name);
+        return;
     }
     Load();
 }

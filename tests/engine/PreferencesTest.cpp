@@ -39,7 +39,7 @@ protected:
 TEST_F(PreferenceFiles, AModulesFileLiesBesideItOrInTheDirectory)
 {
     EXPECT_EQ(DbgPrefDataExtractor("/opt/plug/Dwarf2.so", true).GetFilePath(), "/opt/plug/Dwarf2.toml");
-    EXPECT_EQ(DbgPrefDataExtractor("Dwarf2.so", true).GetFilePath(), "Dwarf2.toml");
+    EXPECT_EQ(DbgPrefDataExtractor("renamed.so", true).GetFilePath(), "Dwarf2.toml");
     EXPECT_EQ(DbgPrefDataExtractor("", true).GetFilePath(), "");
     EXPECT_EQ(DbgPrefDataExtractor(kPlugInKind, "ARM Debugger Plug-in").GetFilePath(), "");
     DbgPrefDataExtractor::SetDirectory("/prefs/");
@@ -88,7 +88,7 @@ TEST_F(PreferenceFiles, AFileThatCantBeReadHasNothing)
     for (const char* name : {"None", "Folder", "Cut", "Twice", "Deep", "Key", "Letter"}) {
         bool value = false;
         EXPECT_FALSE(
-            DbgPrefDataExtractor(name, true).GetPrefValue("Symbolics", "DWARF 2.0", "on", value, true, nullptr))
+            DbgPrefDataExtractor(kPlugInKind, name).GetPrefValue("Symbolics", "DWARF 2.0", "on", value, true, nullptr))
             << name;
         EXPECT_FALSE(value);
     }

@@ -16,8 +16,8 @@ public:
     /// value): a module's own file lies beside it, and a plug-in's named by kind is not there.
     static void SetDirectory(const std::string& directory);
 
-    /// The preferences of the module at `modulePath`: its file name with the extension replaced
-    /// by ".toml".
+    /// The own preferences of the module at `modulePath`, whatever that file is called:
+    /// "Dwarf2.toml".
     /// @param ownFile always true.
     DbgPrefDataExtractor(const std::string& modulePath, bool ownFile);
 
