@@ -33,6 +33,23 @@ struct Kept {
     engine::ChunkList<DbgVariable> variables{arena};
 };
 
+/// An index by id that takes in what a list has got since the last question.
+class LateIndex {
+public:
+    template <typename List>
+    u32 Find(const List& list, u32 id)
+    {
+        for (; m_indexed < list.Count(); ++m_indexed) {
+            m_ids.Insert(list[m_indexed].id, static_cast<u32>(m_indexed));
+        }
+        return m_ids.Find(id);
+    }
+
+private:
+    engine::IdIndex m_ids;
+    std::size_t m_indexed = 0;
+};
+
 /// Finds the greatest id at or below an offset. Ids mostly come in ascending order; if not, they are
 /// sorted when asked for.
 class UnitOrder {
@@ -73,6 +90,8 @@ struct DbgSymSymFile::Contents {
     engine::ChunkList<DbgSymFuncScope> functions{kept->arena};
     engine::IdIndex functionIds;
     engine::ChunkList<DbgSymSubScope> blocks{kept->arena};
+    LateIndex blockIds;
+    LateIndex variableIds;
 
     std::vector<TypePointer, engine::PageAllocator<TypePointer>> types;
     engine::IdIndex typeIds;
@@ -257,6 +276,18 @@ const DbgSymFuncScope* DbgSymSymFile::FindFuncScope(u32 id) const
 {
     const u32 index = m_contents->functionIds.Find(id);
     return index == kNone ? nullptr : &m_contents->functions[index];
+}
+
+const DbgSymSubScope* DbgSymSymFile::FindSubScope(u32 id) const
+{
+    const u32 index = m_contents->blockIds.Find(m_contents->blocks, id);
+    return index == kNone ? nullptr : &m_contents->blocks[index];
+}
+
+const DbgVariable* DbgSymSymFile::FindVariable(u32 id) const
+{
+    const u32 index = m_contents->variableIds.Find(m_contents->kept->variables, id);
+    return index == kNone ? nullptr : &m_contents->kept->variables[index];
 }
 
 const DbgSymSrcFile* DbgSymSymFile::FileScopeOfDie(u32 dieOffset) const

@@ -9,10 +9,10 @@ std::string_view TextPool::Keep(const char* text)
 {
     const std::size_t limit = m_reading.Next();
     std::size_t size = strnlen(text, limit);
+    m_reading.Spend(size);
     if (size == limit) {
         size = TextAllowance::kShortText;
     }
-    m_reading.Spend(size);
 
     MakeRoom();
     std::string_view bytes(text, size);

@@ -108,10 +108,10 @@ void DbgUserDefinedVarType::SetTypeName(const char* name)
     static engine::TextAllowance reading = engine::TextAllowance::ForReading();
     const std::size_t limit = reading.Next();
     std::size_t size = strnlen(name, limit);
+    reading.Spend(size);
     if (size == limit) {
         size = engine::TextAllowance::kShortText;
     }
-    reading.Spend(size);
     auto copy = std::make_unique_for_overwrite<char[]>(size + 1);
     std::memcpy(copy.get(), name, size);
     copy[size] = '\0';

@@ -302,6 +302,9 @@ private:
     bool ReadScopeWords(const DIEInfo& row, ScopeWords& scopes);
     void MarkClimb(u32 offset, u32 count);
     void SetParent(DIEInfo* row, u32 parent);
+    void SetSibling(DIEInfo* row, u32 sibling);
+    /// What was walked of the row's unit no longer stands.
+    void ForgetWalk(const DIEInfo& row);
     struct ScopeAttributes;
     void ReadScopeAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, ScopeAttributes& attributes);
     void FileFrameBase(u32 dieOffset, const AttrValue& frameBase);
@@ -480,14 +483,11 @@ private:
     u64 m_entriesRead = 0;
     std::size_t m_rowsBefore = 0;
     std::unordered_map<u32, u64> m_entryCounts; ///< unit offset to its number of entries
-
     /// Loads and member loops that are nested in the running walk. Beyond the bound a type is left
     /// to the queue, and a class's name to the plain one: the depth is the file's, the stack isn't.
     u32 m_loadDepth = 0;
     static constexpr u32 kMaxLoadDepth = 600;
-
-    /// Sums kept of long chains of AT_specification and of deep climbs to the unit, by where they
-    /// begin.
+    /// Sums kept of long chains of AT_specification and of deep climbs, by where they begin.
     OffsetMap<DeclInfo> m_longChains;
     OffsetMap<ScopeWords> m_deepScopes;
     std::unordered_map<u32, WalkedLevel> m_walkedUnits; ///< by the unit's DIE

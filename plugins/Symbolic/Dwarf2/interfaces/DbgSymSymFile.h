@@ -100,8 +100,10 @@ public:
     std::size_t TypeCount() const;
     const DbgUserDefinedVarType& TypeAt(std::size_t index) const;
 
-    /// First function of that id, or null.
+    /// First function, block or variable of that id, or null.
     const DbgSymFuncScope* FindFuncScope(u32 id) const;
+    const DbgSymSubScope* FindSubScope(u32 id) const;
+    const DbgVariable* FindVariable(u32 id) const;
     /// The file scope in whose unit a DIE offset lies: the one with the greatest id at or below
     /// it. Null if there is none.
     const DbgSymSrcFile* FileScopeOfDie(u32 dieOffset) const;

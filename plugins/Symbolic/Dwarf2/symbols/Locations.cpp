@@ -12,11 +12,13 @@
 #include "symbols/LocationOps.h"
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
 
-/// One scan over an expression, rewriting it in place.
+/// One scan over an expression. What is rewritten goes into a second string with all that stands
+/// before it, so that the work is in proportion to the result.
 class Dwarf2File::ExpressionScan {
 public:
     ExpressionScan(Dwarf2File& file, const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString& expr)
@@ -31,6 +33,7 @@ public:
     void Run()
     {
         while (m_expr.ValidOffset(m_pos)) {
+            m_start = m_pos;
             const u8 op = m_expr.Get8(&m_pos);
             if (op == OP_breg9) {
                 RewriteStaticBase();
@@ -39,6 +42,10 @@ public:
             } else {
                 StepOverOperands(op);
             }
+        }
+        if (m_copied != 0) {
+            m_result.append(m_expr.bytes, m_copied);
+            m_expr.bytes = std::move(m_result);
         }
     }
 
@@ -74,43 +81,54 @@ private:
 
     void Skip(u32 count) { m_pos += count; } // behind the end is not a valid offset
 
-    void Insert(const std::string& bytes)
+    /// Takes over all bytes between the last rewritten operator and the present one.
+    void CopyUpToOperator()
     {
-        m_expr.bytes.insert(m_pos, bytes);
-        m_pos += static_cast<u32>(bytes.size());
+        m_result.append(m_expr.bytes, m_copied, m_start - m_copied);
+        m_copied = m_pos;
+    }
+
+    std::string_view Operand() const { return std::string_view(m_expr.bytes).substr(m_start + 1, m_pos - m_start - 1); }
+
+    /// Takes `growth` bytes off what this expression, and all of them, may still grow by.
+    bool MayGrow(std::size_t growth)
+    {
+        const std::size_t size = m_result.size() + m_expr.bytes.size() - m_copied;
+        return size + growth <= m_limit && m_file.m_copying.Spend(growth);
     }
 
     /// DW_OP_breg9 n becomes the constant n plus the value of the static-base expression.
     void RewriteStaticBase()
     {
-        const u32 start = m_pos - 1;
         m_expr.Get32_SLEB128(&m_pos, 4, nullptr);
         if (m_file.m_sectionId == kNone || !g_prefs.enableSb) {
             return;
         }
-        m_expr.Put8(start, OP_consts);
-        const std::string text = FormatStaticBase(m_file.m_sectionId);
-        Insert(DbgExpression(text.c_str(), nullptr, nullptr).GetDataString().bytes);
-        Insert(std::string(1, static_cast<char>(OP_plus)));
+        if (!m_staticBase) {
+            const std::string text = FormatStaticBase(m_file.m_sectionId);
+            m_staticBase = DbgExpression(text.c_str(), nullptr, nullptr).GetDataString().bytes;
+        }
+        if (MayGrow(m_staticBase->size() + 1)) {
+            CopyUpToOperator();
+            m_result += static_cast<char>(OP_consts);
+            m_result += Operand();
+            m_result += *m_staticBase;
+            m_result += static_cast<char>(OP_plus);
+        }
     }
 
     /// DW_OP_fbreg n becomes the function's frame base plus n. The frame base's bytes aren't scanned.
     void RewriteFrameBase()
     {
-        const u32 start = m_pos - 1;
         m_expr.Get32_SLEB128(&m_pos, 4, nullptr);
-        const std::string operand = m_expr.bytes.substr(start + 1, m_pos - start - 1);
         std::string base;
-        if (!m_file.FrameBase(m_unit, m_die, m_expr, base) || m_expr.bytes.size() + base.size() > m_limit ||
-            !m_file.m_copying.Spend(base.size())) {
-            return;
+        if (m_file.FrameBase(m_unit, m_die, m_expr, base) && MayGrow(base.size())) {
+            CopyUpToOperator();
+            m_result += base;
+            m_result += static_cast<char>(OP_consts);
+            m_result += Operand();
+            m_result += static_cast<char>(OP_plus);
         }
-        m_expr.bytes.erase(start, m_pos - start);
-        m_pos = start;
-        Insert(base);
-        Insert(std::string(1, static_cast<char>(OP_consts)));
-        Insert(operand);
-        Insert(std::string(1, static_cast<char>(OP_plus)));
     }
 
     static std::string FormatStaticBase(u32 sectionId)
@@ -140,6 +158,10 @@ private:
     VFKDataString& m_expr;
     std::size_t m_limit; ///< bytes that the expression may have in the end
     u32 m_pos = 0;
+    u32 m_start = 0;  ///< position of the present operator
+    u32 m_copied = 0; ///< bytes of the expression that `m_result` accounts for; 0: nothing is rewritten
+    std::string m_result;
+    std::optional<std::string> m_staticBase; ///< compiled
 };
 
 void Dwarf2File::PrepareExpression(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr)

@@ -213,7 +213,9 @@ u32 Dwarf2File::ReadDecl(u32 offset, DeclInfo& result)
     ForEachAttribute(unit, DumpFlag(), [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
         case AT_sibling:
-            read.To(row->sibling);
+            if (const AttrValue* got = read()) {
+                SetSibling(row, got->value);
+            }
             break;
         case AT_name:
             if (const AttrValue* got = read()) {
@@ -318,12 +320,25 @@ void Dwarf2File::SetParent(DIEInfo* row, u32 parent)
     if ((row->flags & DIEInfo::kDieInDeepClimb) != 0) {
         m_deepScopes.Clear();
     }
-    if (row->Generation() != 0) {
-        // Walking the unit anew would put the parent back: what was walked of it no longer stands.
-        const auto walked = m_walkedUnits.find(row->parent);
-        if (walked != m_walkedUnits.end() && walked->second.generation == row->Generation()) {
-            walked->second.generation = 0;
-        }
-    }
+    ForgetWalk(*row); // walking the unit anew would put the parent back
     row->parent = parent;
+}
+
+void Dwarf2File::SetSibling(DIEInfo* row, u32 sibling)
+{
+    if (row->sibling != sibling) {
+        ForgetWalk(*row);
+        row->sibling = sibling;
+    }
+}
+
+void Dwarf2File::ForgetWalk(const DIEInfo& row)
+{
+    if (row.Generation() == 0) {
+        return;
+    }
+    const auto walked = m_walkedUnits.find(row.parent);
+    if (walked != m_walkedUnits.end() && walked->second.generation == row.Generation()) {
+        walked->second.generation = 0;
+    }
 }
