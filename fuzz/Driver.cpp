@@ -264,11 +264,14 @@ void Session::Describe()
 
 void Session::Console(const std::string& line)
 {
+    const DbgSymContext context = m_file.Context();
+    const std::string confined = Confined(line);
     HostConsole console(Sink());
+    const auto run = [&] { m_file.Plugin().ConsoleCommand(&context, &confined, &console); };
     if (line.find('>') == std::string::npos) {
-        RunConsoleLine(m_file, console, line);
+        run();
     } else {
-        InScratchFolder([&] { RunConsoleLine(m_file, console, Confined(line)); });
+        InScratchFolder(run);
     }
 }
 

@@ -3,6 +3,7 @@
 
 #include "host/Text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -111,7 +112,7 @@ std::streamsize Output::xsputn(const char* text, std::streamsize count)
             return count;
         }
     }
-    std::memcpy(pptr(), text, size);
+    std::copy_n(text, size, pptr()); // a text without bytes may be null
     pbump(static_cast<int>(size));
     return count;
 }

@@ -6,6 +6,7 @@
 #include "interfaces/DbgUIConsole.h"
 #include "interfaces/VFKStringParser.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstddef>
 #include <cstring>
@@ -40,7 +41,7 @@ protected:
         if (count > epptr() - pptr()) {
             return m_sink->sputn(text, count);
         }
-        std::memcpy(pptr(), text, static_cast<std::size_t>(count));
+        std::copy_n(text, count, pptr()); // a text without bytes may be null
         pbump(static_cast<int>(count));
         return count;
     }
