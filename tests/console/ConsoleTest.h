@@ -2,10 +2,11 @@
 // is written to it.
 #pragma once
 
+#include "interfaces/DbgExpression.h"
 #include "interfaces/DbgUIConsole.h"
+#include "interfaces/VFKDataString.h"
 #include "tests/support/DwarfTest.h"
 
-#include <cstdlib>
 #include <fstream>
 #include <ios>
 #include <iterator>
@@ -57,23 +58,28 @@ protected:
 
     std::string WithoutPath(std::string text)
     {
-        const std::string& path = Opened().Path();
+        const std::string& path = Path();
         for (std::size_t at = 0; (at = text.find(path, at)) != std::string::npos;) {
             text.replace(at, path.size(), "FILE");
         }
         return text;
     }
+
+    /// The engine's text of an expression.
+    static std::string Text(std::initializer_list<u8> bytes)
+    {
+        const VFKDataString data(false, GetParam() == ByteOrder::Little, bytes.begin(), static_cast<u32>(bytes.size()));
+        std::string text;
+        DbgExpression(data, nullptr, nullptr).GetText(text, false);
+        return text;
+    }
 };
 
-/// A path in the system's temporary folder that nothing stands at; what is made there is removed.
+/// The path of an empty file that is removed at the end.
 class OutputPath {
 public:
-    OutputPath()
-        : m_file("")
-    {
-    }
     const std::string& Path() const { return m_file.Path(); }
 
 private:
-    TempFile m_file;
+    TempFile m_file{""};
 };

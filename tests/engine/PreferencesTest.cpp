@@ -1,108 +1,52 @@
-// Preference files: where they lie, which values fit, what a bad file gives. And the engine's user interface.
+// Preference files: where they lie, which values fit, and what a bad file gives.
 #include "interfaces/DbgPrefDataExtractor.h"
-#include "interfaces/DbgUIConsole.h"
-
-#include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <string>
 
 namespace {
 
 constexpr u32 kPlugInKind = 0x64696E74;
 
-class PreferenceFiles : public testing::Test {
-protected:
-    PreferenceFiles()
-    {
-        std::string pattern = testing::TempDir() + "prefsXXXXXX";
-        directory = mkdtemp(pattern.data());
-    }
-
-    ~PreferenceFiles() override
-    {
-        DbgPrefDataExtractor::SetDirectory("");
-        std::filesystem::remove_all(directory);
-    }
-
-    void Write(const std::string& name, const std::string& text) const
-    {
-        std::ofstream(directory + "/" + name) << text;
-    }
-
-    std::string directory;
-};
-
 } // namespace
 
-TEST_F(PreferenceFiles, AModulesFileLiesBesideItOrInTheDirectory)
+TEST(PreferenceFiles, OnlyAValueOfTheKindInAFileThatCanBeReadIsTaken)
 {
-    EXPECT_EQ(DbgPrefDataExtractor("/opt/plug/Dwarf2.so", true).GetFilePath(), "/opt/plug/Dwarf2.toml");
-    EXPECT_EQ(DbgPrefDataExtractor("renamed.so", true).GetFilePath(), "Dwarf2.toml");
-    EXPECT_EQ(DbgPrefDataExtractor("", true).GetFilePath(), "");
-    EXPECT_EQ(DbgPrefDataExtractor(kPlugInKind, "ARM Debugger Plug-in").GetFilePath(), "");
-    DbgPrefDataExtractor::SetDirectory("/prefs/");
-    EXPECT_EQ(DbgPrefDataExtractor("/opt/plug/Dwarf2.so", true).GetFilePath(), "/prefs/Dwarf2.toml");
-    EXPECT_EQ(DbgPrefDataExtractor(kPlugInKind, "ARM Debugger Plug-in").GetFilePath(),
-              "/prefs/ARM Debugger Plug-in.toml");
-    EXPECT_EQ(DbgPrefDataExtractor(1, "ARM Debugger Plug-in").GetFilePath(), "");
-    EXPECT_EQ(DbgPrefDataExtractor(kPlugInKind, nullptr).GetFilePath(), "");
-}
-
-TEST_F(PreferenceFiles, OnlyAValueOfTheKindIsTaken)
-{
-    Write("Dwarf2.toml", "[Symbolics.\"DWARF 2.0\"]\ntext = \"a, b\"\non = true\nmost = 4294967295\nmore = 4294967296\n"
-                         "less = -1\nreal = 1.0\n[Symbolics]\nkey = true\n");
-    const DbgPrefDataExtractor preferences(directory + "/Dwarf2.so", true);
-    const auto get = [&](const char* key, auto value, auto hint) {
-        const bool done = preferences.GetPrefValue("Symbolics", "DWARF 2.0", key, value, hint, nullptr);
+    std::string directory = testing::TempDir() + "prefsXXXXXX";
+    ASSERT_NE(mkdtemp(directory.data()), nullptr);
+    const std::string head = "[Symbolics.\"DWARF 2.0\"]\non = true\n";
+    const std::pair<const char*, std::string> files[] = {
+        {"Good", head + "text = \"a, b\"\nmost = 4294967295\nmore = 4294967296\nless = -1\nreal = 1.0\n"},
+        {"Cut", head + "text = \"a"},
+        {"Twice", head + "on = true\n"},
+        {"Key", head + "[\001]"},
+        {"Letter", head + "m\xD1\x8Drchen = 1\n"},
+        {"Deep", "a = " + std::string(100'000, '[')}};
+    for (const auto& [name, text] : files) {
+        std::ofstream(directory + "/" + name + ".toml") << text;
+    }
+    std::filesystem::create_directory(directory + "/Folder.toml");
+    EXPECT_EQ(DbgPrefDataExtractor("/opt/plug/renamed.so", true).GetFilePath(), "/opt/plug/Dwarf2.toml");
+    DbgPrefDataExtractor::SetDirectory(directory);
+    const auto get = [&](const char* file, const char* key, auto value) {
+        const DbgPrefDataExtractor preferences(kPlugInKind, file);
+        const bool done = preferences.GetPrefValue("Symbolics", "DWARF 2.0", key, value, 0, nullptr);
         return std::pair(done, value);
     };
     using namespace std::string_literals;
-    EXPECT_EQ(get("text", "old"s, true), std::pair(true, "a, b"s));
-    EXPECT_EQ(get("on", false, true), std::pair(true, true));
-    EXPECT_EQ(get("most", 5u, 20u), std::pair(true, 0xFFFFFFFFu));
-    EXPECT_EQ(get("more", 5u, 20u), std::pair(false, 5u));
-    EXPECT_EQ(get("less", 5u, 20u), std::pair(false, 5u));
-    EXPECT_EQ(get("real", 5u, 20u), std::pair(false, 5u));
-    EXPECT_EQ(get("on", 5u, 20u), std::pair(false, 5u));
-    EXPECT_EQ(get("text", true, false), std::pair(false, true));
-    EXPECT_EQ(get("on", "old"s, true), std::pair(false, "old"s));
-    EXPECT_EQ(get("key", false, true), std::pair(false, false));
-    EXPECT_EQ(get(nullptr, false, true), std::pair(false, false));
-    bool value = false;
-    EXPECT_FALSE(preferences.GetPrefValue("Symbolics", nullptr, "on", value, true, nullptr));
-    EXPECT_FALSE(preferences.GetPrefValue("Symbolics", "key", "on", value, true, nullptr));
-}
-
-TEST_F(PreferenceFiles, AFileThatCantBeReadHasNothing)
-{
-    std::filesystem::create_directory(directory + "/Folder.toml");
-    Write("Cut.toml", "[Symbolics.\"DWARF 2.0\"]\non = true\ntext = \"a");
-    Write("Twice.toml", "[Symbolics.\"DWARF 2.0\"]\non = true\non = true\n");
-    Write("Deep.toml", "a = " + std::string(100'000, '['));
-    Write("Key.toml", "[Symbolics.\"DWARF 2.0\"]\non = true\n[\001]");
-    Write("Letter.toml", "[Symbolics.\"DWARF 2.0\"]\non = true\nm\xD1\x8Drchen = 1\n");
-    DbgPrefDataExtractor::SetDirectory(directory);
-    for (const char* name : {"None", "Folder", "Cut", "Twice", "Deep", "Key", "Letter"}) {
-        bool value = false;
-        EXPECT_FALSE(
-            DbgPrefDataExtractor(kPlugInKind, name).GetPrefValue("Symbolics", "DWARF 2.0", "on", value, true, nullptr))
-            << name;
-        EXPECT_FALSE(value);
+    EXPECT_EQ(get("Good", "text", "old"s), std::pair(true, "a, b"s));
+    EXPECT_EQ(get("Good", "on", false), std::pair(true, true));
+    EXPECT_EQ(get("Good", "most", 5u), std::pair(true, kNone));
+    for (const char* key : {"more", "less", "real", "on", "absent"}) {
+        EXPECT_EQ(get("Good", key, 5u), std::pair(false, 5u)) << key;
     }
-}
-
-TEST(EngineInterface, GivesTheUserInterfaceByItsTagAlone)
-{
-    struct : DbgUserInterface {
-        ProgressIndicator* OpenProgress(const char*, const char*, u32, u32, u32, bool) override { return nullptr; }
-    } userInterface;
-    EXPECT_EQ(DbgEngineInterface::GetInterface(DbgEngineInterface::kUserInterface), nullptr);
-    DbgEngineInterface::SetUserInterface(&userInterface);
-    EXPECT_EQ(static_cast<DbgUserInterface*>(DbgEngineInterface::GetInterface(0x75696E74)), &userInterface);
-    EXPECT_EQ(DbgEngineInterface::GetInterface(0x746E6975), nullptr);
-    DbgEngineInterface::SetUserInterface(nullptr);
-    EXPECT_EQ(DbgEngineInterface::GetInterface(DbgEngineInterface::kUserInterface), nullptr);
+    EXPECT_EQ(get("Good", "text", true), std::pair(false, true));
+    EXPECT_EQ(get("Good", "on", "old"s), std::pair(false, "old"s));
+    for (const char* name : {"None", "Folder", "Cut", "Twice", "Key", "Letter", "Deep"}) {
+        EXPECT_EQ(get(name, "on", false), std::pair(false, false)) << name;
+    }
+    DbgPrefDataExtractor::SetDirectory("");
+    std::filesystem::remove_all(directory);
 }

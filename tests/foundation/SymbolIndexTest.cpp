@@ -102,48 +102,6 @@ TEST(SymbolIndex, LookUpsAgreeWithAScanOfTheTable)
     }
 }
 
-TEST(SymbolIndex, ANameGivesItsFirstSymbolBehindEntryZero)
-{
-    ElfWriter writer(ByteOrder::Big);
-    writer.Section(".text", "code");
-    writer.Symbol({.name = "f", .value = 1, .section = 0});
-    writer.Symbol({.name = "xf", .value = 2});
-    writer.Symbol({.name = "f", .value = 3});
-    writer.Symbol({.name = "lost", .value = 4});
-    writer.Edit([](ElfRecords& elf) {
-        elf.symbols[0].st_name = elf.symbols[2].st_name;
-        elf.symbols[4].st_name = 0x10000;
-    });
-    const TempFile file = writer.Write();
-    const VFKElfFile elf(file.Path());
-    EXPECT_EQ(At(elf, elf.FindSymtabEntry("f")), 1);
-    EXPECT_EQ(At(elf, elf.FindSymtabEntry("xf")), 2);
-    for (const char* name : {"lost", "x", "", "ff"}) {
-        EXPECT_EQ(elf.FindSymtabEntry(name), nullptr) << name;
-    }
-    EXPECT_EQ(elf.FindSymtabEntry(nullptr), nullptr);
-}
-
-TEST(SymbolIndex, AValueWithASizeTakesBothAndGivesTheNextByValue)
-{
-    ElfWriter writer(ByteOrder::Little);
-    writer.Section(".text", "code");
-    writer.Symbol({.name = "b", .value = 0x20, .size = 4});
-    writer.Symbol({.name = "a", .value = 0x10, .size = 8});
-    writer.Symbol({.name = "a4", .value = 0x10, .size = 4, .type = kObject});
-    writer.Edit([](ElfRecords& elf) { elf.symbols[0].st_value = 0x10; });
-    const TempFile file = writer.Write();
-    const VFKElfFile elf(file.Path());
-    const elf32_sym* next = nullptr;
-    EXPECT_EQ(At(elf, elf.FindSymtabEntry(0x10, 4, &next)), 3);
-    EXPECT_EQ(At(elf, next), 1);
-    EXPECT_EQ(At(elf, elf.FindSymtabEntry(0x10, kNone, &next)), 2);
-    EXPECT_EQ(At(elf, next), 3);
-    EXPECT_EQ(At(elf, elf.FindSymtabEntry(0x20, 4, &next)), 1);
-    EXPECT_EQ(next, nullptr);
-    EXPECT_EQ(elf.FindSymtabEntry(0x11, 4, nullptr), nullptr);
-}
-
 // A scan for each name, a hash of each whole name or a copy of it would take 100,000 times 100 KB.
 TEST(SymbolIndex, NamesThatShareOneLongTextCostNoMoreThanTheirTable)
 {

@@ -1,40 +1,19 @@
 // The registry, and which request a context leads to.
 #include "frame/Dwarf2SymbolicPlugin.h"
 
-#include "interfaces/DbgUIConsole.h"
-#include "tests/support/DwarfTest.h"
-
-#include <sstream>
-#include <string>
+#include "tests/console/ConsoleTest.h"
 
 namespace {
-
-/// A console that only counts.
-class TestConsole : public DbgUIConsole {
-public:
-    std::iostream& iostream() override { return m_stream; }
-    void ClearContents(u32) override {}
-    void CommandFinished() override { ++m_finished; }
-    std::string Text() const { return m_stream.str(); }
-    int Finished() const { return m_finished; }
-
-private:
-    std::stringstream m_stream;
-    int m_finished = 0;
-};
 
 class SymbolicPlugin : public DwarfTest {
 protected:
     SymbolicPlugin()
     {
-        DwarfBuilder dwarf(GetParam());
         LineBuilder line(dwarf.line);
         line.File("a.c").SetAddress(0x8000).Copy().AdvancePc(8).EndSequence().Finish();
-        dwarf.Unit().Name("a.c").Attr(AT_stmt_list, FORM_data4, 0).Attr(AT_low_pc, FORM_addr, 0x8000);
-        dwarf.Attr(AT_high_pc, FORM_addr, 0x8010).Children([&] {
-            dwarf.Label("f").Die(TAG_subprogram).Name("f").Attr(AT_low_pc, FORM_addr, 0x8000);
-            dwarf.Attr(AT_high_pc, FORM_addr, 0x8010).Children([&] {
-                dwarf.Die(TAG_lexical_block).Attr(AT_low_pc, FORM_addr, 0x8004).Attr(AT_high_pc, FORM_addr, 0x8008);
+        dwarf.Unit().Name("a.c").Attr(AT_stmt_list, FORM_data4, 0).Range(0x8000, 0x8010).Children([&] {
+            dwarf.Label("f").Die(TAG_subprogram).Name("f").Range(0x8000, 0x8010).Children([&] {
+                dwarf.Die(TAG_lexical_block).Range(0x8004, 0x8008);
                 dwarf.Children([&] { dwarf.Die(TAG_variable).Name("v"); });
             });
         });
@@ -47,10 +26,8 @@ protected:
         dwarf.AddTo(elf);
         elf.Symbol({.name = "f", .value = 0x8000, .size = 16});
         elf.Symbol({.name = "$a", .value = 0x8000, .type = 0});
-        m_opened = OpenedFile::Open(elf.Write());
+        Open(elf);
     }
-
-    DbgSymSymFile& Store() { return m_opened->Store(); }
 
     static DbgSymContext Context(u32 key)
     {
@@ -75,14 +52,14 @@ protected:
         std::string name;
         u32 type = 0;
         u32 run = 0;
-        TestConsole console;
+        RecordingConsole console;
         const std::string line = "help";
         answers += m_plugin.LoadSymbolByName(context, "f");
         answers += m_plugin.FindElfSymbolByName(context, "f", &range);
         answers += m_plugin.FindElfSymbolByAddress(context, nullptr, &address, &name, &range);
         answers += m_plugin.GetCodeType(context, &address, &type, &run, nullptr);
         answers += static_cast<int>(m_plugin.ConsoleCommand(context, &line, &console));
-        EXPECT_EQ(console.Text().empty(), console.Finished() == 0);
+        EXPECT_EQ(console.stream.str().empty(), console.calls.empty());
         m_plugin.LoadSections(context);
         m_plugin.LoadSymbols(context);
         m_plugin.LoadLineTable(context);
@@ -90,7 +67,6 @@ protected:
     }
 
     Dwarf2SymbolicPlugin m_plugin;
-    std::unique_ptr<OpenedFile> m_opened;
     u32 m_function = 0;
 };
 BOTH_BYTE_ORDERS(SymbolicPlugin);
@@ -158,19 +134,13 @@ TEST_P(SymbolicPlugin, OnlyTheFirstMarkerOfAContextCounts)
     context.funcScope = m_function;
     m_plugin.LoadSymbols(&context);
     EXPECT_EQ(Store().SubScopeCount(), 1u);
-}
 
-TEST_P(SymbolicPlugin, ALineTableIsLoadedForAKnownUnitOnly)
-{
-    ASSERT_TRUE(m_plugin.AddFile(&Store(), 1));
-    DbgSymContext context = IndexRequest(1);
-    m_plugin.LoadSymbols(&context);
     DbgSymLineTable& table = *Store().FileScopeAt(0).GetLineTableMember();
-    context.loadTarget = 12;
-    m_plugin.LoadLineTable(&context);
-    EXPECT_EQ(table.Count(), 0u);
-    context.loadTarget = 11;
-    m_plugin.LoadLineTable(&context);
+    for (const u32 unit : {12u, 11u}) { // only a known one has a table
+        EXPECT_EQ(table.Count(), 0u);
+        context.loadTarget = unit;
+        m_plugin.LoadLineTable(&context);
+    }
     EXPECT_GT(table.Count(), 0u);
 }
 

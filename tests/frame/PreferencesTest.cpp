@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <optional>
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
@@ -25,13 +24,13 @@ protected:
     }
     ~PreferenceFolder() override { std::filesystem::remove_all(m_path); }
 
-    void Own(const std::string& keys) { Write("Dwarf2.toml", "[Symbolics.\"DWARF 2.0\"]\n" + keys); }
-    void Arm(const std::string& keys)
+    void Write(const std::string& name, const std::string& text)
     {
-        Write("ARM Debugger Plug-in.toml", "[\"Debugger Plug-ins\".\"ARM\"]\n" + keys);
+        std::ofstream(std::filesystem::path(m_path) / name) << text;
     }
+    void Own(const std::string& keys) { Write("Dwarf2.toml", "[Symbolics.\"DWARF 2.0\"]\n" + keys); }
 
-    /// All fields, one a line, after reading in a child process.
+    /// All fields between bars, after reading in a child process.
     /// @param knowsModule whether the module's own path is known.
     std::string Read(bool knowsModule = true)
     {
@@ -59,118 +58,46 @@ protected:
         return text;
     }
 
-    /// The fields as Read delivers them, with the values that they have without any file.
-    struct Expected {
-        std::string section = ".text";
-        u32 offset = 0;
-        bool relocate = false;
-        bool omitArtificial = true;
-        std::string omitStart = {}; ///< each entry between bars
-        bool enableSb = false;
-        std::string sbExpr = {};
-
-        std::string Text() const
-        {
-            std::ostringstream out;
-            out << section << '\n' << offset << '\n' << relocate << omitArtificial << '\n';
-            out << omitStart << '\n' << enableSb << '\n' << sbExpr << '\n';
-            return out.str();
-        }
-    };
-
 private:
     static std::string Describe(const Preferences& prefs)
     {
-        Expected text;
-        text.section = prefs.codeSectName;
-        text.offset = prefs.codeOffset;
-        text.relocate = prefs.relocateLibs;
-        text.omitArtificial = prefs.omitArtificialVars;
+        std::ostringstream out;
+        out << prefs.codeSectName << '|' << prefs.codeOffset << '|' << prefs.relocateLibs << prefs.omitArtificialVars;
+        out << '|';
         for (const std::string& entry : prefs.omitVarsStart) {
-            text.omitStart += '|' + entry + '|';
+            out << '<' << entry << '>';
         }
-        text.enableSb = prefs.enableSb;
-        text.sbExpr = prefs.sbExpr;
-        return text.Text();
-    }
-
-    void Write(const std::string& name, const std::string& text)
-    {
-        std::ofstream(std::filesystem::path(m_path) / name) << text;
+        out << '|' << prefs.enableSb << '|' << prefs.sbExpr;
+        return out.str();
     }
 
     std::string m_path;
 };
 
-TEST_F(PreferenceFolder, WithoutFilesTheDefaultsStand)
+TEST_F(PreferenceFolder, TheModulesFileFillsItsFields)
 {
-    EXPECT_EQ(Read(), Expected{}.Text());
-}
-
-TEST_F(PreferenceFolder, AModuleOfUnknownPathHasNoneOfItsOwn)
-{
-    Own("relocate_orlo_libs = true");
-    Expected expected;
-    expected.section = "";
-    expected.omitArtificial = false;
-    EXPECT_EQ(Read(false), expected.Text());
-}
-
-TEST_F(PreferenceFolder, TheOwnFileFillsItsFields)
-{
+    const std::string defaults = ".text|0|01||0|";
+    EXPECT_EQ(Read(), defaults);
     Own("axf_code_sect_name = \"ER_RO\"\naxf_code_offset = 64\nrelocate_orlo_libs = true\n"
         "omit_artificial_vars = false\nomit_vars_start = \" __a ,,\\tb c,\"\nenable_sb = true\n");
-    Expected expected;
-    expected.section = "ER_RO";
-    expected.offset = 64;
-    expected.relocate = true;
-    expected.omitArtificial = false;
-    expected.omitStart = "|__a||b c|";
-    EXPECT_EQ(Read(), expected.Text());
+    EXPECT_EQ(Read(), "ER_RO|64|10|<__a><b c>|0|");
+    EXPECT_EQ(Read(false), "|0|00||0|") << "a module of unknown path has none";
+    Own("omit_vars_start = \" __tmp \""); // one entry is taken as it stands
+    EXPECT_EQ(Read(), ".text|0|01|< __tmp >|0|");
 }
 
-TEST_F(PreferenceFolder, AListOfOneEntryIsTakenAsItStands)
-{
-    Own("omit_vars_start = \" __tmp \"");
-    Expected expected;
-    expected.omitStart = "| __tmp |";
-    EXPECT_EQ(Read(), expected.Text());
-}
-
-TEST_F(PreferenceFolder, TheStaticBaseIsTranslatedOnce)
-{
-    Arm("enable_sb = true\nsb_expr = \"genreg_pc sect_base + 4 * genreg_pc sect_base\"");
-    Expected expected;
-    expected.enableSb = true;
-    expected.sbExpr = "sectid_base(%d) + 4 * genreg_pc sect_base";
-    EXPECT_EQ(Read(), expected.Text());
-    EXPECT_EQ(Read(false).substr(0, 2), "\n0") << "and without the module's own file";
-}
-
-TEST_F(PreferenceFolder, AnExpressionWithoutAPlaceForTheSectionSwitchesItOff)
-{
-    Arm("enable_sb = true\nsb_expr = \"0x1000 + 4\"");
-    Expected expected;
-    expected.sbExpr = "0x1000 + 4";
-    EXPECT_EQ(Read(), expected.Text());
-    Arm("enable_sb = true");
-    EXPECT_EQ(Read(), Expected{}.Text());
-}
-
-TEST_F(PreferenceFolder, AnExpressionThatIsNotEnabledIsNotRead)
-{
-    Arm("enable_sb = false\nsb_expr = \"%d\"");
-    EXPECT_EQ(Read(), Expected{}.Text());
-}
-
-TEST(TrimWhiteSpace, TakesBlanksFromBothEnds)
+TEST_F(PreferenceFolder, TheStaticBaseNeedsAPlaceForTheSection)
 {
     const std::pair<const char*, const char*> cases[] = {
-        {"", ""}, {" \t\r\n", ""}, {"a", "a"}, {"\t a b\r\n", "a b"}, {"\va\v", "\va\v"}};
-    for (const auto& [given, expected] : cases) {
-        std::string text = given;
-        TrimWhiteSpace(text);
-        EXPECT_EQ(text, expected);
+        {"enable_sb = true\nsb_expr = \"genreg_pc sect_base + 4 * genreg_pc sect_base\"",
+         "1|sectid_base(%d) + 4 * genreg_pc sect_base"}, // translated once
+        {"enable_sb = true\nsb_expr = \"0x1000 + 4\"", "0|0x1000 + 4"},
+        {"enable_sb = true", "0|"},
+        {"enable_sb = false\nsb_expr = \"%d\"", "0|"}};
+    for (const auto& [keys, expected] : cases) {
+        Write("ARM Debugger Plug-in.toml", std::string("[\"Debugger Plug-ins\".\"ARM\"]\n") + keys);
+        EXPECT_EQ(Read(), std::string(".text|0|01||") + expected);
+        EXPECT_EQ(Read(false), std::string("|0|00||") + expected) << "without the module's own file";
     }
 }
 

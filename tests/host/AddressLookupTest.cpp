@@ -2,7 +2,6 @@
 #include "host/AddressLookup.h"
 
 #include "host/Loader.h"
-#include "interfaces/DbgSection.h"
 #include "interfaces/DbgSymSrcFile.h"
 #include "tests/host/HostTesting.h"
 
@@ -43,16 +42,9 @@ TEST(ExtentIndex, FindsWhatALinearSearchFinds)
         }));
         EXPECT_EQ(got, want) << address;
     }
-}
-
-TEST(ExtentIndex, ARangeUpToTheTopOfMemoryDoesNotWrap)
-{
-    ExtentIndex index;
-    index.Add(0xFFFFFFF0, 0x10, 1);
-    index.Add(0xFFFFFF00, 0xFFFFFFFF, 2);
-    const auto any = [](u32) { return true; };
-    EXPECT_TRUE(index.Visiting(0xFFFFFFFF, any));
-    EXPECT_FALSE(index.Visiting(0, any));
+    index.Add(0xFFFFFFF0, 0xFFFFFFFF, 301);
+    EXPECT_TRUE(index.Visiting(0xFFFFFFFF, [](u32 owner) { return owner == 301; }));
+    EXPECT_FALSE(index.Visiting(0, [](u32 owner) { return owner == 301; })) << "wrapped";
 }
 
 /// A file of three units: one with a range, one without, one whose code lies outside its range too.
@@ -60,7 +52,7 @@ class Lookup : public testing::Test {
 protected:
     void SetUp() override
     {
-        m_plugin.onIndex = [](DbgSymSymFile& store) {
+        m_plugin.onIndex = [](DbgSymSymFile& store, u32) {
             store.AddFileScope(1, "ranged.c", RangeOf(0x8000, 0x100), 0, kNone, false);
             store.AddFileScope(2, "bare.c", DbgAddrRange(), 0, kNone, false);
             store.AddFileScope(3, "spread.c", RangeOf(0xA000, 0x100), 0, kNone, false);
@@ -118,12 +110,7 @@ TEST_F(Lookup, GoesOnToUnitsWithoutRangeAndThenToAllOthersOnce)
     EXPECT_EQ(At(lookup, 0x7010), "none");
     EXPECT_EQ(At(lookup, 0x9004), "bare.c:40");
     EXPECT_EQ(m_plugin.requests, (std::vector<std::string>{"lines 2", "lines 1", "lines 3"}));
-}
-
-TEST_F(Lookup, PassesOverARowOfDroppedCodeThatReachesToTheUnitsEnd)
-{
-    AddressLookup lookup(m_file);
-    EXPECT_EQ(At(lookup, 0x80C0), "none");
+    EXPECT_EQ(At(lookup, 0x80C0), "none") << "a row of dropped code that reaches to the unit's end";
     EXPECT_EQ(At(lookup, 0x100), "none");
 }
 
@@ -144,30 +131,6 @@ TEST_F(Lookup, FindsAFunctionInItsUnitOnly)
     function = lookup.FindFunction(m_file.AddressOf(0xA010));
     ASSERT_NE(function, nullptr);
     EXPECT_EQ(function->name, "of the third");
-}
-
-TEST(LookupInSection, TakesOffsetsOfTheFilesSection)
-{
-    FakePlugin plugin;
-    u32 section = 0;
-    plugin.onIndex = [&](DbgSymSymFile& store) {
-        section = DbgSymSymFile::GetNewSectionID();
-        const DbgSection text(".text", kSectionPiCode, section, kNone, 64, 0);
-        store.GetSectionList().AddSection(&text);
-        store.AddFileScope(1, "lib.c", RangeOf(0, 64, section), 0, kNone, false);
-    };
-    plugin.onLines = [&](DbgSymSymFile& store, u32 unit) {
-        DbgSymLineTable& table = *store.FindFileScope(unit, nullptr)->GetLineTableMember();
-        table.AddLineEntry(5, 8, section, 0, nullptr)->range.size = 8;
-        table.AddLineEntry(6, 8, kNone, 0, nullptr)->range.size = 8; // absolute: another place
-    };
-    Loader file(plugin, "x.axf");
-    file.Add();
-    file.LoadIndex();
-    AddressLookup lookup(file);
-    const auto place = lookup.FindLine(file.AddressOf(12));
-    ASSERT_TRUE(place);
-    EXPECT_EQ(place->entry->line, 5u);
 }
 
 } // namespace

@@ -1,7 +1,6 @@
-// The fake plug-in and the runner of programs.
+// Runs of the real programs.
 #include "tests/host/HostTesting.h"
 
-#include "interfaces/DbgSymSymFile.h"
 #include "tests/support/ElfWriter.h"
 
 #include <fcntl.h>
@@ -21,69 +20,6 @@ std::string ReadAll(const std::string& path)
 }
 
 } // namespace
-
-u32 FakePlugin::CheckFile(DbgSymSymFile*)
-{
-    requests.push_back("check");
-    return rating;
-}
-
-bool FakePlugin::AddFile(DbgSymSymFile* symFile, u32 key)
-{
-    requests.push_back("add " + std::to_string(key));
-    m_store = symFile;
-    return true;
-}
-
-void FakePlugin::RemoveFile(const DbgSymContext* ctx)
-{
-    requests.push_back("remove " + std::to_string(ctx->symFile));
-}
-
-void FakePlugin::LoadSections(const DbgSymContext*)
-{
-    requests.push_back("sections");
-    if (onSections) {
-        onSections(*m_store);
-    }
-}
-
-void FakePlugin::LoadSymbols(const DbgSymContext* ctx)
-{
-    if (ctx->fileScope == kContents) {
-        requests.push_back("index");
-        if (onIndex) {
-            onIndex(*m_store);
-        }
-    } else if (ctx->funcScope == kContents) {
-        requests.push_back("unit " + std::to_string(ctx->loadTarget));
-        if (onUnit) {
-            onUnit(*m_store, ctx->loadTarget);
-        }
-    } else if (ctx->subScope == kContents) {
-        requests.push_back("scopes " + std::to_string(ctx->funcScope) + " of " + std::to_string(ctx->fileScope));
-        if (onScopes) {
-            onScopes(*m_store, ctx->funcScope);
-        }
-    }
-}
-
-void FakePlugin::LoadLineTable(const DbgSymContext* ctx)
-{
-    requests.push_back("lines " + std::to_string(ctx->loadTarget));
-    if (onLines) {
-        onLines(*m_store, ctx->loadTarget);
-    }
-}
-
-DbgAddrRange RangeOf(u32 value, u32 size, u32 section)
-{
-    DbgAddrRange range;
-    range.value = value;
-    range.section = section;
-    range.size = size;
-    return range;
-}
 
 Ran RunHost(const std::vector<std::string>& arguments, const std::string& input, const std::string& outputPath)
 {

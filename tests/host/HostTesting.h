@@ -2,6 +2,7 @@
 #pragma once
 
 #include "interfaces/DbgAddress.h"
+#include "interfaces/DbgSymSymFile.h"
 #include "interfaces/DbgSymbolicInterface.h"
 #include "interfaces/Types.h"
 
@@ -12,21 +13,36 @@
 /// Answers what its members say and notes each request as one line of text.
 class FakePlugin : public DbgSymbolicInterface {
 public:
-    u32 rating = 127;
-    std::function<void(DbgSymSymFile& store)> onSections;
-    std::function<void(DbgSymSymFile& store)> onIndex;
-    std::function<void(DbgSymSymFile& store, u32 unit)> onUnit;
-    std::function<void(DbgSymSymFile& store, u32 function)> onScopes;
-    std::function<void(DbgSymSymFile& store, u32 unit)> onLines;
+    using Answer = std::function<void(DbgSymSymFile& store, u32 id)>;
+    Answer onSections;
+    Answer onIndex;
+    Answer onUnit;
+    Answer onLines;
     std::vector<std::string> requests;
 
     const char* GetName() override { return "fake"; }
-    u32 CheckFile(DbgSymSymFile* symFile) override;
-    bool AddFile(DbgSymSymFile* symFile, u32 key) override;
-    void RemoveFile(const DbgSymContext* ctx) override;
-    void LoadSections(const DbgSymContext* ctx) override;
-    void LoadSymbols(const DbgSymContext* ctx) override;
-    void LoadLineTable(const DbgSymContext* ctx) override;
+    u32 CheckFile(DbgSymSymFile*) override { return Note("check", {}), 127; }
+    bool AddFile(DbgSymSymFile* symFile, u32 key) override
+    {
+        m_store = symFile;
+        return Note("add " + std::to_string(key), {}), true;
+    }
+    void RemoveFile(const DbgSymContext* ctx) override { Note("remove " + std::to_string(ctx->symFile), {}); }
+    void LoadSections(const DbgSymContext*) override { Note("sections", onSections); }
+    void LoadSymbols(const DbgSymContext* ctx) override
+    {
+        if (ctx->fileScope == kContents) {
+            Note("index", onIndex);
+        } else if (ctx->funcScope == kContents) {
+            Note("unit " + std::to_string(ctx->loadTarget), onUnit, ctx->loadTarget);
+        } else if (ctx->subScope == kContents) {
+            Note("scopes " + std::to_string(ctx->funcScope) + " of " + std::to_string(ctx->fileScope), {});
+        }
+    }
+    void LoadLineTable(const DbgSymContext* ctx) override
+    {
+        Note("lines " + std::to_string(ctx->loadTarget), onLines, ctx->loadTarget);
+    }
     bool LoadSymbolByName(const DbgSymContext*, const char*) override { return false; }
     bool FindElfSymbolByName(const DbgSymContext*, const char*, DbgAddrRange*) override { return false; }
     bool FindElfSymbolByAddress(const DbgSymContext*, const DbgContext*, const DbgAddress*, std::string*,
@@ -37,11 +53,26 @@ public:
     u32 ConsoleCommand(const DbgSymContext*, const std::string*, DbgUIConsole*) override { return 0; }
 
 private:
+    void Note(const std::string& request, const Answer& answer, u32 id = 0)
+    {
+        requests.push_back(request);
+        if (answer) {
+            answer(*m_store, id);
+        }
+    }
+
     DbgSymSymFile* m_store = nullptr;
 };
 
 /// A range with a start and a size; absolute without a section.
-DbgAddrRange RangeOf(u32 value, u32 size, u32 section = kNone);
+inline DbgAddrRange RangeOf(u32 value, u32 size, u32 section = kNone)
+{
+    DbgAddrRange range;
+    range.value = value;
+    range.section = section;
+    range.size = size;
+    return range;
+}
 
 /// Collects what is written to one end of a pipe, or a file of the test's choice.
 struct Ran {

@@ -1,58 +1,14 @@
 // host/Output.cpp
 #include "host/Output.h"
 
-#include "tests/support/ElfWriter.h"
-
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <ostream>
 #include <poll.h>
 #include <pty.h>
 #include <unistd.h>
-
-namespace {
-
-TEST(Output, PassesOnAllBytesInOrder)
-{
-    const TempFile file("");
-    const int descriptor = open(file.Path().c_str(), O_WRONLY);
-    std::string want;
-    {
-        Output output(descriptor);
-        std::ostream stream(&output);
-        for (int i = 0; i < 100'000; ++i) {
-            stream << i << std::endl;
-            want += std::to_string(i) + '\n';
-        }
-        const std::string big(1'000'000, 'b');
-        output.Write(big);
-        output.Write("end");
-        want += big + "end";
-        output.Flush();
-        EXPECT_EQ(output.Error(), 0);
-    }
-    close(descriptor);
-    std::ifstream in(file.Path());
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), want);
-}
-
-TEST(Output, AFlushOfTheStreamIsNoneForAPipe)
-{
-    int ends[2];
-    ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
-    Output output(ends[1]);
-    std::ostream stream(&output);
-    stream << "held" << std::endl;
-    char byte = 0;
-    EXPECT_EQ(read(ends[0], &byte, 1), -1);
-    output.Flush();
-    EXPECT_EQ(read(ends[0], &byte, 1), 1);
-    close(ends[0]);
-    close(ends[1]);
-}
 
 TEST(Output, ATerminalShowsEachLineAtItsEnd)
 {
@@ -96,5 +52,3 @@ TEST(Output, TellsAFullDiskAndABrokenPipe)
     pipe.Flush();
     close(ends[1]);
 }
-
-} // namespace

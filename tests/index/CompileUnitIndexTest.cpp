@@ -4,7 +4,9 @@
 #include "interfaces/DbgSymSymFile.h"
 #include "tests/support/DwarfTest.h"
 
+#include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -48,53 +50,32 @@ protected:
 };
 BOTH_BYTE_ORDERS(CompileUnitIndex);
 
-TEST_P(CompileUnitIndex, EachUnitGetsAHeaderARowAndAFileScope)
+TEST_P(CompileUnitIndex, EachUnitGetsAHeaderARowAndAFileScopeOnce)
 {
-    DwarfBuilder dwarf(GetParam());
     dwarf.Unit().Name("first.c").Children();
     dwarf.info.PadTo(0x23);
     dwarf.EndUnit();
     dwarf.Unit({.version = 7}).Name("second.c");
     dwarf.info.PadTo(0x58);
     Dwarf2File& file = Index(dwarf);
-
+    file.BuildCompileUnitIndex();
     EXPECT_EQ(Headers(), Offsets({0, 0x24}));
     const CompileUnitInfo& second = Probe::m_cuHeaderMap(file).at(0x24);
-    EXPECT_EQ(second.unitLength, 0x30u);
-    EXPECT_EQ(second.version, 7);
-    EXPECT_EQ(second.addressSize, 4);
-    EXPECT_NE(Probe::FindAbbrevDecl(file, second.abbrevOffset, 1), nullptr);
-
+    EXPECT_EQ(std::tuple(second.unitLength, second.version, second.addressSize), std::tuple(0x30u, 7, 4));
     EXPECT_EQ(Rows(), Offsets({11, 0x2F}));
     EXPECT_EQ(Row(11).sibling, 0x2Fu);
     EXPECT_EQ(Row(11).child, 11 + 1 + sizeof("first.c"));
-    EXPECT_EQ(Row(0x2F).sibling, 0x63u) << "11 bytes behind the section's end";
-    EXPECT_EQ(Row(0x2F).child, kNone);
-    EXPECT_EQ(Row(0x2F).parent, kNone);
-    EXPECT_EQ(Row(0x2F).abbrIndex, 1u);
-    EXPECT_EQ(Row(0x2F).flags, DIEInfo::kDieBuilt);
-
+    const DIEInfo& row = Row(0x2F);
+    EXPECT_EQ(row.sibling, 0x63u) << "11 bytes behind the section's end";
+    EXPECT_EQ(std::tuple(row.child, row.parent, row.abbrIndex, row.flags),
+              std::tuple(kNone, kNone, 1u, DIEInfo::kDieBuilt));
     ASSERT_EQ(Store().FileScopeCount(), 2u);
     EXPECT_EQ(Store().FileScopeAt(0).GetId(), 11u);
     EXPECT_EQ(Store().FileScopeAt(1).GetPath(), "second.c");
-
-    file.BuildCompileUnitIndex();
-    EXPECT_EQ(Headers().size(), 2u);
-    EXPECT_EQ(Rows().size(), 2u);
-    EXPECT_EQ(Store().FileScopeCount(), 2u);
-}
-
-TEST_P(CompileUnitIndex, AnEmptyFileIsIndexedOnce)
-{
-    DwarfBuilder dwarf(GetParam());
-    Dwarf2File& file = Index(dwarf);
-    EXPECT_EQ(Headers(), Offsets());
-    EXPECT_EQ(Probe::m_flags(file), Probe::kDump | Probe::kIndexBuilt | Probe::kRelocationDone);
 }
 
 TEST_P(CompileUnitIndex, ANullEntryAtAUnitsHeadEndsTheScan)
 {
-    DwarfBuilder dwarf(GetParam());
     Unit(dwarf, "first.c");
     dwarf.Header().Entry(0);
     dwarf.EndUnit();
@@ -107,7 +88,6 @@ TEST_P(CompileUnitIndex, ANullEntryAtAUnitsHeadEndsTheScan)
 
 TEST_P(CompileUnitIndex, BehindAnUnknownCodeTheNextHeaderIsReadAtOnce)
 {
-    DwarfBuilder dwarf(GetParam());
     Unit(dwarf, "first.c");
     const u32 table = 0;
     dwarf.Header({.abbrevOffset = table}).Entry(200); // a code of two bytes
@@ -132,7 +112,6 @@ TEST_P(CompileUnitIndex, BehindAnUnknownCodeTheNextHeaderIsReadAtOnce)
 
 TEST_P(CompileUnitIndex, AHeaderCutOffOrEndingWithTheSectionIsNotKept)
 {
-    DwarfBuilder dwarf(GetParam());
     Unit(dwarf, "first.c");
     Unit(dwarf, "second.c");
     const std::string whole = dwarf.info.Bytes();
@@ -153,7 +132,7 @@ TEST_P(CompileUnitIndex, ALengthThatLeadsBackOrBeyondEndsTheScan)
     // its own header, and to the unit in front.
     const u32 second = 0x24;
     for (const u32 end : {0x1000u, kNone, 0u, second, second + 3, 5u}) {
-        DwarfBuilder dwarf(GetParam());
+        Restart();
         Unit(dwarf, "first.c");
         Unit(dwarf, "second.c", {.length = end - second - 4});
         Unit(dwarf, "third.c");
@@ -165,87 +144,56 @@ TEST_P(CompileUnitIndex, ALengthThatLeadsBackOrBeyondEndsTheScan)
     }
 }
 
-TEST_P(CompileUnitIndex, ALengthThatEndsInsideTheHeaderLeadsThere)
-{
-    DwarfBuilder dwarf(GetParam());
-    dwarf.Unit({.length = 0}).Name("a.c");
-    dwarf.info.Fill(32);
-    Index(dwarf);
-    ASSERT_GE(Headers().size(), 2u);
-    EXPECT_EQ(Headers()[1], 4u);
-}
-
-TEST_P(CompileUnitIndex, AUnitOfAnotherAddressSizeHasNoAddress)
-{
-    DwarfBuilder dwarf(GetParam());
-    dwarf.Unit({.addressSize = 2}).Spec(AT_low_pc, FORM_addr).Value(FORM_data2, 0x8000).Name("small.c");
-    Index(dwarf);
-    ASSERT_EQ(Store().FileScopeCount(), 1u);
-    EXPECT_EQ(Store().FileScopeAt(0).GetPath(), "small.c");
-    EXPECT_EQ(Store().FileRangeAt(0).range.value, kNone);
-}
-
 /// The unit's DIE as a file scope.
-class CompileUnitScope : public DwarfTest {
-protected:
-    DwarfBuilder m_dwarf{GetParam()};
-
-    void ExpectScope(const std::string& path, u32 value, u32 size, bool noSize)
-    {
-        Index(m_dwarf);
-        ASSERT_EQ(Store().FileScopeCount(), 1u);
-        const FileRange& range = Store().FileRangeAt(0);
-        EXPECT_EQ(Store().FileScopeAt(0).GetPath(), path);
-        EXPECT_EQ(range.range.value, value);
-        EXPECT_EQ(range.range.section, kNone);
-        EXPECT_EQ(range.range.size, size);
-        EXPECT_EQ((Store().FileScopeAt(0).m_flags & DbgSymSrcFile::kNoSize) != 0, noSize);
-    }
-};
+class CompileUnitScope : public DwarfTest {};
 BOTH_BYTE_ORDERS(CompileUnitScope);
 
-TEST_P(CompileUnitScope, ARelativeNameIsJoinedToTheDirectory)
+TEST_P(CompileUnitScope, TakesItsPathAndRangeFromTheAttributes)
 {
-    m_dwarf.Unit().Name("src/a.c").Attr(AT_comp_dir, FORM_strp, "/build/x").Attr(AT_stmt_list, FORM_data4, 0x40);
-    ExpectScope("/build/x/src/a.c", kNone, 0, false);
-    EXPECT_EQ(Store().FileRangeAt(0).lineOffset, 0x40u);
-}
-
-TEST_P(CompileUnitScope, AnEmptyOrMissingDirectoryLeavesTheName)
-{
-    m_dwarf.Unit().Attr(AT_comp_dir, FORM_string, "").Name("a.c");
-    ExpectScope("a.c", kNone, 0, false);
-    EXPECT_EQ(Store().FileRangeAt(0).lineOffset, kNone);
-}
-
-TEST_P(CompileUnitScope, AddressesMakeARange)
-{
-    m_dwarf.Unit().Attr(AT_high_pc, FORM_addr, 0x8180).Attr(AT_low_pc, FORM_addr, 0x8000).Name("a.c");
-    ExpectScope("a.c", 0x8000, 0x180, false);
-}
-
-TEST_P(CompileUnitScope, AStartWithoutAnEndIsFlagged)
-{
-    m_dwarf.Unit().Name("a.c").Attr(AT_low_pc, FORM_addr, 0x8000).Attr(AT_high_pc, FORM_addr, 0);
-    ExpectScope("a.c", 0x8000, 0, true);
-}
-
-TEST_P(CompileUnitScope, NoStartMeansNoFlag)
-{
-    m_dwarf.Unit().Name("a.c").Attr(AT_high_pc, FORM_addr, 0x10);
-    ExpectScope("a.c", kNone, 0x11, false); // the end minus a start of -1
-}
-
-TEST_P(CompileUnitScope, ReadingGoesOnBehindAFormOfZero)
-{
-    m_dwarf.Unit().Spec(AT_language, 0).Name("a.c");
-    ExpectScope("a.c", kNone, 0, false);
+    struct Case {
+        std::function<void(DwarfBuilder&)> attributes;
+        const char* path;
+        u32 value;
+        u32 size;
+        bool noSize = false;
+        u32 lineOffset = kNone;
+    };
+    const Case cases[] = {
+        {[](auto& unit) { unit.Name("src/a.c").Attr(AT_comp_dir, FORM_strp, "/b").Attr(AT_stmt_list, FORM_data4, 64); },
+         "/b/src/a.c", kNone, 0, false, 64},
+        {[](auto& unit) { unit.Attr(AT_comp_dir, FORM_string, "").Name("a.c"); }, "a.c", kNone, 0},
+        {[](auto& unit) { unit.Attr(AT_high_pc, FORM_addr, 0x8180).Attr(AT_low_pc, FORM_addr, 0x8000).Name("a.c"); },
+         "a.c", 0x8000, 0x180},
+        {[](auto& unit) { unit.Name("a.c").Range(0x8000, 0); }, "a.c", 0x8000, 0, true},
+        // The end minus a start of -1.
+        {[](auto& unit) { unit.Name("a.c").Attr(AT_high_pc, FORM_addr, 0x10); }, "a.c", kNone, 0x11},
+        // Reading goes on behind a form of 0.
+        {[](auto& unit) { unit.Spec(AT_language, 0).Name("a.c"); }, "a.c", kNone, 0}};
+    for (const Case& test : cases) {
+        SCOPED_TRACE(&test - cases);
+        Restart();
+        test.attributes(dwarf.Unit());
+        Index(dwarf);
+        ASSERT_EQ(Store().FileScopeCount(), 1u);
+        const FileRange& range = Store().FileRangeAt(0);
+        EXPECT_EQ(Store().FileScopeAt(0).GetPath(), test.path);
+        EXPECT_EQ(range.range.value, test.value);
+        EXPECT_EQ(range.range.section, kNone);
+        EXPECT_EQ(range.range.size, test.size);
+        EXPECT_EQ(range.lineOffset, test.lineOffset);
+        EXPECT_EQ((Store().FileScopeAt(0).m_flags & DbgSymSrcFile::kNoSize) != 0, test.noSize);
+    }
+    Restart();
+    dwarf.Unit({.addressSize = 2}).Spec(AT_low_pc, FORM_addr).Value(FORM_data2, 0x8000).Name("small.c");
+    Index(dwarf);
+    EXPECT_EQ(Store().FileScopeAt(0).GetPath(), "small.c");
+    EXPECT_EQ(Store().FileRangeAt(0).range.value, kNone) << "no address of another size";
 }
 
 TEST_P(CompileUnitScope, AUnitWithoutANameIsNotInTheStore)
 {
     for (const bool empty : {true, false}) {
-        DwarfBuilder dwarf(GetParam());
+        Restart();
         dwarf.Unit().Attr(AT_comp_dir, FORM_string, "/build");
         if (empty) {
             dwarf.Name("");
@@ -254,24 +202,6 @@ TEST_P(CompileUnitScope, AUnitWithoutANameIsNotInTheStore)
         EXPECT_EQ(Store().FileScopeCount(), 0u);
         EXPECT_NE(Probe::FindDieInfo(File(), 11), nullptr);
     }
-}
-
-TEST_P(CompileUnitScope, ARelativeFilesUnitsCountFromTheirSection)
-{
-    m_dwarf.Unit().Name("a.c").Attr(AT_low_pc, FORM_addr, 0x100).Attr(AT_high_pc, FORM_addr, 0x180);
-    Dwarf2File& file = Open(m_dwarf);
-    const u32 id = DbgSymSymFile::GetNewSectionID();
-    const DbgSection section("code", kSectionPiCode, id, kNone, 0x1000, 0x100);
-    Store().GetSectionList().AddSection(&section);
-    Probe::m_flags(file) |= Probe::kSectionRelative | Probe::kRelocationDone;
-    Probe::m_sectionId(file) = id;
-    file.BuildCompileUnitIndex();
-    ASSERT_EQ(Store().FileScopeCount(), 1u);
-    const DbgAddrRange& range = Store().FileRangeAt(0).range;
-    EXPECT_EQ(range.value, 0u);
-    EXPECT_EQ(range.section, id);
-    EXPECT_EQ(range.size, 0x80u);
-    EXPECT_EQ(Store().FileScopeAt(0).m_flags, 0u);
 }
 
 /// A store that takes no file scope.
@@ -286,8 +216,8 @@ public:
 
 TEST_P(CompileUnitScope, AStoreThatRefusesIsTakenQuietly)
 {
-    m_dwarf.Unit().Name("a.c").Attr(AT_low_pc, FORM_addr, 0x8000);
-    Index<RefusingStore>(m_dwarf);
+    dwarf.Unit().Name("a.c").Attr(AT_low_pc, FORM_addr, 0x8000);
+    Index<RefusingStore>(dwarf);
     EXPECT_NE(Probe::FindDieInfo(File(), 11), nullptr);
 }
 

@@ -67,13 +67,4 @@ TEST(DieInfoMap, TakesOffsetsOutsideTheSection)
     CheckAgainstMap({kNone, 5, kSectionSize, kSectionSize - 1, 64, 63, 0, kSectionSize + 11, kNone - 1});
 }
 
-TEST(DieInfoMap, IsEmptyForASectionThatIsNotThere)
-{
-    DieInfoMap rows;
-    EXPECT_EQ(rows.Find(0), nullptr);
-    EXPECT_EQ(rows.Size(), 0u);
-    EXPECT_EQ(rows.GetOrAdd(11)->infoOffset, 11u);
-    rows.ForEach([](const DIEInfo& row) { EXPECT_EQ(row.infoOffset, 11u); });
-}
-
 } // namespace

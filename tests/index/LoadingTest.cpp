@@ -35,27 +35,25 @@ BOTH_BYTE_ORDERS(Loading);
 
 TEST_P(Loading, TheSelectionIsPutBackExceptByALookUpOfAName)
 {
-    DwarfBuilder dwarf(GetParam());
     dwarf.Unit().Name("a.c").Children([&] { Function(dwarf.Label("f"), "f"); });
     dwarf.EndUnit();
     dwarf.PubSet(0, dwarf.info.Size(), {{dwarf.Offset("f"), "f"}});
     Dwarf2File& file = Index(dwarf);
     const auto selection = [&] { return Probe::m_flags(file) & Probe::kLoadSelection; };
     LoadUnit();
-    LoadFunction(dwarf.Offset("f"));
+    LoadFunction("f");
     EXPECT_EQ(selection(), 0u);
     EXPECT_FALSE(file.LoadSymbolByName(nullptr, "g"));
     EXPECT_EQ(selection(), 0u);
     EXPECT_TRUE(file.LoadSymbolByName(nullptr, "f"));
     EXPECT_EQ(selection(), 0x3800u);
     LoadUnit();
-    LoadFunction(dwarf.Offset("f"));
+    LoadFunction("f");
     EXPECT_EQ(selection(), 0x3800u);
 }
 
 TEST_P(Loading, TheQueueIsReadInOrderAndAnOffsetOfZeroEndsThePass)
 {
-    DwarfBuilder dwarf(GetParam());
     dwarf.Unit().Name("a.c").Children([&] {
         dwarf.Label("a").Die(TAG_pointer_type);
         dwarf.Label("b").Die(TAG_pointer_type);
@@ -74,7 +72,6 @@ TEST_P(Loading, TheQueueIsReadInOrderAndAnOffsetOfZeroEndsThePass)
 
 TEST_P(Loading, RequestsForWhatIsNotThereDoNothing)
 {
-    DwarfBuilder dwarf(GetParam());
     dwarf.Unit().Name("a.c").Children([&] { Function(dwarf, "f"); });
     Dwarf2File& file = Index(dwarf);
     LoadUnit(12);
@@ -87,7 +84,6 @@ TEST_P(Loading, RequestsForWhatIsNotThereDoNothing)
 
 TEST_P(Loading, TheEngineMayAskForMoreInTheMiddleOfAVariable)
 {
-    DwarfBuilder dwarf(GetParam());
     dwarf.Unit().Name("a.c").Children([&] {
         Function(dwarf.Label("f"), "f").Sibling().Children([&] {
             Variable(dwarf, "a");
@@ -98,17 +94,16 @@ TEST_P(Loading, TheEngineMayAskForMoreInTheMiddleOfAVariable)
     Index<CallingStore>(dwarf);
     LoadUnit();
     static_cast<CallingStore&>(Store()).onVariable = [&] {
-        LoadFunction(dwarf.Offset("g"));
+        LoadFunction("g");
         File().LoadSymbolByName(nullptr, "nothing");
     };
-    LoadFunction(dwarf.Offset("f"));
+    LoadFunction("f");
     EXPECT_EQ(Variables(), (std::vector<std::string>{"c", "a", "b"}));
 }
 
 TEST_P(Loading, BlocksNestToAnyDepth)
 {
-    DwarfBuilder dwarf(GetParam());
-    dwarf.Unit().Name("a.c").Children([&] {
+    LoadUnitOf([&] {
         // One declaration for all: what makes the file deep is the entries alone.
         dwarf.Declare(2, TAG_lexical_block, true, {{AT_low_pc, FORM_addr}, {AT_high_pc, FORM_addr}});
         dwarf.Declare(3, TAG_variable, false, {{AT_name, FORM_string}, {AT_location, FORM_block1}});
@@ -120,11 +115,7 @@ TEST_P(Loading, BlocksNestToAnyDepth)
         dwarf.info.Text("v").Raw({1, 0x50}).Fill(kMany);
         dwarf.End();
     });
-    Index(dwarf);
-    OnSmallStack([&] {
-        LoadUnit();
-        LoadFunction(dwarf.Offset("f"));
-    });
+    LoadFunction("f");
     ASSERT_EQ(Store().SubScopeCount(), kMany);
     ASSERT_EQ(Store().VariableCount(), 1u);
     const DbgSymContext& context = Store().VariableAt(0).context;
@@ -141,8 +132,7 @@ TEST_P(Loading, ATypesTargetIsExactFiveHundredLoadsDeep)
     // Each pointer stands in front of its target, so each is found only through the one before; the
     // unit holds nothing that a walk builds ahead of them.
     constexpr u32 kDepth = 500;
-    DwarfBuilder dwarf(GetParam());
-    dwarf.Unit().Name("a.c").Children([&] {
+    LoadUnitOf([&] {
         dwarf.Declare(2, TAG_typedef, false, {{AT_type, FORM_ref4}});
         for (u32 i = 0; i < kDepth; ++i) {
             dwarf.Label(std::to_string(i)).Entry(2);
@@ -150,8 +140,6 @@ TEST_P(Loading, ATypesTargetIsExactFiveHundredLoadsDeep)
         }
         dwarf.Label(std::to_string(kDepth)).Die(TAG_base_type).Name("int").Attr(AT_byte_size, FORM_data1, 4);
     });
-    Index(dwarf);
-    OnSmallStack([&] { LoadUnit(); });
     ASSERT_EQ(Store().TypeCount(), kDepth + 1);
     for (u32 i = 0; i < kDepth; ++i) {
         ASSERT_EQ(Type(dwarf.Offset(std::to_string(i)))->GetByteSize(), 4u) << i;
@@ -160,9 +148,8 @@ TEST_P(Loading, ATypesTargetIsExactFiveHundredLoadsDeep)
 
 TEST_P(Loading, ChainsOfTypesAndStructuresWithinStructuresHaveAnyLength)
 {
-    DwarfBuilder dwarf(GetParam());
     u32 chain = 0;
-    dwarf.Unit().Name("a.c").Children([&] {
+    LoadUnitOf([&] {
         dwarf.Declare(2, TAG_pointer_type, false, {{AT_type, FORM_ref4}});
         dwarf.Declare(3, TAG_structure_type, true, {});
         chain = dwarf.info.Size();
@@ -174,8 +161,6 @@ TEST_P(Loading, ChainsOfTypesAndStructuresWithinStructuresHaveAnyLength)
         }
         dwarf.info.Fill(kMany);
     });
-    Index(dwarf);
-    OnSmallStack([&] { LoadUnit(); });
     EXPECT_EQ(Store().TypeCount(), 2 * kMany);
     for (const u32 i : {0u, 599u, 600u, 601u, kMany - 1}) {
         EXPECT_EQ(InfoOf<DbgUDTInfoPointer>(chain + 5 * i).target.udtId, chain + 5 * (i + 1));
@@ -188,8 +173,8 @@ TEST_P(Loading, ClassesThatAUnitsWalkNeverMeetsCostOneWalk)
     // walk over the unit once more. What they add stands in the reverse order, for each waits for
     // the walk that it sent.
     const auto load = [&](u32 count) {
-        DwarfBuilder dwarf(GetParam());
-        dwarf.Unit().Name("a.c").Children([&] {
+        Restart();
+        LoadUnitOf([&] {
             dwarf.Declare(2, TAG_subprogram, false,
                           {{AT_specification, FORM_ref4}, {AT_low_pc, FORM_addr}, {AT_high_pc, FORM_addr}});
             Function(dwarf, "outer").Sibling().Children([&] {
@@ -202,8 +187,6 @@ TEST_P(Loading, ClassesThatAUnitsWalkNeverMeetsCostOneWalk)
                 dwarf.info.Ref("call").Number(0x8000 + i, 4).Number(0x8000 + i, 4);
             }
         });
-        Index(dwarf);
-        OnSmallStack([&] { LoadUnit(); });
         EXPECT_EQ(Store().FuncScopeCount(), count + 1);
         EXPECT_EQ(Store().FuncScopeAt(1).name, "call");
         return Probe::m_entriesRead(File());
@@ -217,8 +200,7 @@ TEST_P(Loading, OneRequestReadsAUnitABoundedNumberOfTimes)
 {
     // Each pointer loads the const behind which all pointers stand.
     constexpr u32 kPointers = 5000;
-    DwarfBuilder dwarf(GetParam());
-    dwarf.Unit().Name("a.c").Children([&] {
+    LoadUnitOf([&] {
         dwarf.Declare(2, TAG_typedef, false, {{AT_type, FORM_ref4}});
         dwarf.Label("const").Die(TAG_const_type);
         for (u32 i = 0; i < kPointers; ++i) {
@@ -226,8 +208,6 @@ TEST_P(Loading, OneRequestReadsAUnitABoundedNumberOfTimes)
             dwarf.info.Ref("const");
         }
     });
-    Index(dwarf);
-    OnSmallStack([&] { LoadUnit(); });
     EXPECT_EQ(Store().TypeCount(), kPointers);
     EXPECT_LT(Probe::m_entriesRead(File()), 70 * kPointers);
 }

@@ -6,7 +6,6 @@ BOTH_BYTE_ORDERS(NameLookup);
 
 TEST_P(NameLookup, TheFirstWholeMatchInTheOrderOfTheSectionWins)
 {
-    DwarfBuilder dwarf(GetParam());
     dwarf.PubSet(0x100, 0, {{1, "alpha"}, {2, "beta"}});
     dwarf.PubSet(0, 0, {});
     dwarf.PubSet(0x200, 0, {{3, "beta"}, {4, "Alpha"}});
@@ -23,7 +22,6 @@ TEST_P(NameLookup, TheFirstWholeMatchInTheOrderOfTheSectionWins)
 
 TEST_P(NameLookup, LengthsThatLieEndTheSearchOrCorrectIt)
 {
-    DwarfBuilder dwarf(GetParam());
     dwarf.PubSet(0, 0, {{1, "one"}});
     dwarf.PubSet(0, 0, {{2, "two"}});
     dwarf.pubnames.Patch(0, 0xFFFFFFFE, 4); // wraps
@@ -42,7 +40,6 @@ TEST_P(NameLookup, LengthsThatLieEndTheSearchOrCorrectIt)
 
 TEST_P(NameLookup, ANameLoadsItsTypesAndNoScopes)
 {
-    DwarfBuilder dwarf(GetParam());
     dwarf.Unit().Name("a.c").Children([&] {
         dwarf.Label("int").Die(TAG_base_type).Name("int").Attr(AT_byte_size, FORM_data1, 4);
         dwarf.Label("alias").Die(TAG_typedef).Name("alias").Ref(AT_type, "int");

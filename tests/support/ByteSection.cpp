@@ -11,84 +11,24 @@ ByteSection& ByteSection::Number(u64 value, u32 width)
 
 ByteSection& ByteSection::Uleb(u64 value, u32 length)
 {
-    u32 written = 0;
-    do {
-        const u8 low = value & 0x7F;
-        value >>= 7;
-        ++written;
-        U8(value != 0 || written < length ? low | 0x80u : low);
-    } while (value != 0 || written < length);
-    return *this;
+    for (u32 written = 1; value > 0x7F || written < length; ++written, value >>= 7) {
+        U8((value & 0x7F) | 0x80u);
+    }
+    return U8(value);
 }
 
 ByteSection& ByteSection::Sleb(i64 value, u32 length)
 {
-    bool more = true;
-    for (u32 written = 1; more; ++written) {
-        const u8 low = value & 0x7F;
-        value >>= 7;
-        const bool fits = (value == 0 && (low & 0x40) == 0) || (value == -1 && (low & 0x40) != 0);
-        more = !fits || written < length;
-        U8(more ? low | 0x80u : low);
+    for (u32 written = 1; value < -0x40 || value > 0x3F || written < length; ++written, value >>= 7) {
+        U8(static_cast<u64>(value & 0x7F) | 0x80u);
     }
-    return *this;
-}
-
-ByteSection& ByteSection::Text(std::string_view text)
-{
-    return Raw(text).U8(0);
-}
-
-ByteSection& ByteSection::Raw(std::string_view bytes)
-{
-    m_bytes.append(bytes);
-    return *this;
-}
-
-ByteSection& ByteSection::Raw(std::initializer_list<u8> bytes)
-{
-    m_bytes.append(bytes.begin(), bytes.end());
-    return *this;
-}
-
-ByteSection& ByteSection::Fill(u32 count, u8 byte)
-{
-    m_bytes.append(count, static_cast<char>(byte));
-    return *this;
-}
-
-ByteSection& ByteSection::PadTo(u32 offset, u8 byte)
-{
-    return offset > Size() ? Fill(offset - Size(), byte) : *this;
-}
-
-ByteSection& ByteSection::Align(u32 alignment)
-{
-    return PadTo((Size() + alignment - 1) / alignment * alignment);
-}
-
-ByteSection& ByteSection::Label(const std::string& name)
-{
-    m_labels[name] = Size();
-    return *this;
+    return U8(static_cast<u64>(value & 0x7F));
 }
 
 ByteSection& ByteSection::Ref(const std::string& name, u32 width, u32 base)
 {
     m_references[Size()] = {name, width, base};
     return Number(0, width);
-}
-
-u32 ByteSection::OpenLength()
-{
-    const u32 at = Size();
-    U32(0);
-    return at;
-}
-
-ByteSection& ByteSection::CloseLength(u32 at)
-{
-    return Patch(at, Size() - at - 4, 4);
 }
 
 ByteSection& ByteSection::Patch(u32 offset, u64 value, u32 width)

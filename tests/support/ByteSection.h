@@ -37,17 +37,15 @@ public:
     ByteSection& Uleb(u64 value, u32 length = 1);
     ByteSection& Sleb(i64 value, u32 length = 1);
     /// Text with its end zero.
-    ByteSection& Text(std::string_view text);
-    ByteSection& Raw(std::string_view bytes);
-    ByteSection& Raw(std::initializer_list<u8> bytes);
+    ByteSection& Text(std::string_view text) { return Raw(text).U8(0); }
+    ByteSection& Raw(std::string_view bytes) { return m_bytes.append(bytes), *this; }
+    ByteSection& Raw(std::initializer_list<u8> bytes) { return m_bytes.append(bytes.begin(), bytes.end()), *this; }
     ByteSection& Raw(const ByteSection& other) { return Raw(other.Bytes()); }
-    ByteSection& Fill(u32 count, u8 byte = 0);
-    ByteSection& PadTo(u32 offset, u8 byte = 0);
-    /// Fills up to a multiple of `alignment`.
-    ByteSection& Align(u32 alignment);
+    ByteSection& Fill(u32 count, u8 byte = 0) { return m_bytes.append(count, static_cast<char>(byte)), *this; }
+    ByteSection& PadTo(u32 offset, u8 byte = 0) { return Fill(offset > Size() ? offset - Size() : 0, byte); }
 
     /// Names the present offset.
-    ByteSection& Label(const std::string& name);
+    ByteSection& Label(const std::string& name) { return m_labels[name] = Size(), *this; }
     /// Writes the offset of a label, which may come later, minus `base`.
     ByteSection& Ref(const std::string& name, u32 width = 4, u32 base = 0);
     /// Offset of a label. Throws std::out_of_range if there is none.
@@ -55,8 +53,8 @@ public:
 
     /// Leaves room for a 32-bit length and returns its offset; CloseLength writes there how many
     /// bytes have come behind it.
-    u32 OpenLength();
-    ByteSection& CloseLength(u32 at);
+    u32 OpenLength() { return U32(0).Size() - 4; }
+    ByteSection& CloseLength(u32 at) { return Patch(at, Size() - at - 4, 4); }
 
     /// Overwrites what stands at an offset, a reference included.
     ByteSection& Patch(u32 offset, u64 value, u32 width);

@@ -9,15 +9,9 @@
 
 class Dwarf2FileProbe {
 public:
-    static constexpr u32 kIndexBuilt = Dwarf2File::kIndexBuilt;
     static constexpr u32 kDump = Dwarf2File::kDump;
     static constexpr u32 kSectionRelative = Dwarf2File::kSectionRelative;
     static constexpr u32 kRelocationDone = Dwarf2File::kRelocationDone;
-    static constexpr u32 kLoadFunctions = Dwarf2File::kLoadFunctions;
-    static constexpr u32 kLoadBlocks = Dwarf2File::kLoadBlocks;
-    static constexpr u32 kLoadVariables = Dwarf2File::kLoadVariables;
-    static constexpr u32 kLoadTypeModifiers = Dwarf2File::kLoadTypeModifiers;
-    static constexpr u32 kResolveTypes = Dwarf2File::kResolveTypes;
     static constexpr u32 kLoadTypes = Dwarf2File::kLoadTypes;
     static constexpr u32 kLoadSelection = Dwarf2File::kLoadSelection;
 
@@ -29,25 +23,21 @@ public:
     MEMBER(m_flags)
     MEMBER(m_debug_info)
     MEMBER(m_debug_abbrev)
-    MEMBER(m_debug_line)
     MEMBER(m_debug_loc)
-    MEMBER(m_debug_str)
     MEMBER(m_debug_macinfo)
     MEMBER(m_debug_pubnames)
     MEMBER(m_abbrListMap)
     MEMBER(m_cuHeaderMap)
     MEMBER(m_dieInfoMap)
-    MEMBER(m_typeRefMap)
-    MEMBER(m_constTypeMap)
-    MEMBER(m_volatileTypeMap)
     MEMBER(m_frameBaseLocListMap)
     MEMBER(m_frameBaseBlockMap)
-    MEMBER(m_typesBeingLoaded)
     MEMBER(m_mappingSymbols)
-    MEMBER(m_codeTypeCache)
     MEMBER(m_pendingDies)
     MEMBER(m_entriesRead)
-    MEMBER(m_pubLength)
+    MEMBER(m_reading)
+    MEMBER(m_copying)
+    MEMBER(m_listing)
+    MEMBER(m_lineReading)
     MEMBER(m_dumpStream)
     MEMBER(m_dumpIndent)
     MEMBER(m_sectionId)
@@ -61,48 +51,23 @@ public:
     }
     OPERATION(ReadLateSection)
     OPERATION(GetSectionType)
-    OPERATION(AddHostSection)
     OPERATION(CheckRelocation)
     OPERATION(GetRelocationSection)
     OPERATION(ReadAbbrevTables)
     OPERATION(FindAbbrevDecl)
     OPERATION(FindCompileUnit)
     OPERATION(AddCompileUnit)
-    OPERATION(ReadCompileUnitHeader)
-    OPERATION(ReadAttrSpec)
     OPERATION(ReadAttrValue)
-    OPERATION(SkipLEB128)
     OPERATION(ForEachAttribute)
     OPERATION(GetDieInfo)
     OPERATION(FindDieInfo)
     OPERATION(HasNextEntry)
     OPERATION(FinishDieAttributes)
-    OPERATION(ReadDie)
-    OPERATION(WalkEntries)
-    OPERATION(LoadDieAtCursor)
     OPERATION(LoadDieAtOffset)
     OPERATION(LoadPendingDies)
     OPERATION(LoadParentOf)
     OPERATION(FindPubName)
-    OPERATION(SetLinkAddress)
-    OPERATION(SizeFromHighPc)
-    OPERATION(BuildCompileUnitScope)
     OPERATION(MakeSourcePath)
-    OPERATION(BuildScope)
     OPERATION(ReadDeclInfo)
-    OPERATION(FillContextFromDie)
-    OPERATION(PrepareExpression)
-    OPERATION(BuildLocationList)
-    OPERATION(BuildVariable)
-    OPERATION(BuildMember)
-    OPERATION(BuildInheritance)
-    OPERATION(LookupBaseTypeName)
-    OPERATION(BuildBaseType)
-    OPERATION(ResolveType)
-    OPERATION(BuildType)
-    OPERATION(BuildTypeModifier)
-    OPERATION(BuildTypedef)
-    OPERATION(PrintDIEHead)
-    OPERATION(PrintCompileUnitHeader)
 #undef OPERATION
 };

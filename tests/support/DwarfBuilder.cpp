@@ -17,11 +17,6 @@ DwarfBuilder::DwarfBuilder(ByteOrder order)
 {
 }
 
-DwarfBuilder& DwarfBuilder::Unit(const UnitHeader& header)
-{
-    return Header(header).Die(TAG_compile_unit);
-}
-
 DwarfBuilder& DwarfBuilder::Header(const UnitHeader& header)
 {
     EndUnit();
@@ -54,13 +49,6 @@ DwarfBuilder& DwarfBuilder::EndUnit()
     return *this;
 }
 
-DwarfBuilder& DwarfBuilder::PadTo(u32 offset)
-{
-    Unit();
-    info.PadTo(offset);
-    return EndUnit();
-}
-
 DwarfBuilder& DwarfBuilder::Die(u32 tag)
 {
     CloseDeclaration();
@@ -91,12 +79,6 @@ DwarfBuilder& DwarfBuilder::End()
     return sibling.empty() ? *this : Label(sibling);
 }
 
-DwarfBuilder& DwarfBuilder::Label(const std::string& name)
-{
-    info.Label(name);
-    return *this;
-}
-
 DwarfBuilder& DwarfBuilder::Attr(u32 attribute, u32 form, std::string_view text)
 {
     Spec(attribute, form);
@@ -107,11 +89,6 @@ DwarfBuilder& DwarfBuilder::Attr(u32 attribute, u32 form, std::string_view text)
         info.Text(text);
     }
     return *this;
-}
-
-DwarfBuilder& DwarfBuilder::Attr(u32 attribute, u32 form, std::initializer_list<u8> block)
-{
-    return Attr(attribute, form, ByteSection(Order()).Raw(block));
 }
 
 DwarfBuilder& DwarfBuilder::Attr(u32 attribute, u32 form, const ByteSection& block)
@@ -134,48 +111,22 @@ DwarfBuilder& DwarfBuilder::Sibling()
     return Ref(AT_sibling, m_siblingLabel);
 }
 
-DwarfBuilder& DwarfBuilder::Spec(u32 attribute, u32 form)
-{
-    abbrev.Uleb(attribute).Uleb(form);
-    return *this;
-}
-
 DwarfBuilder& DwarfBuilder::Number(u32 form, u64 value)
 {
-    switch (form) {
-    case FORM_data1:
-    case FORM_flag:
-    case FORM_ref1:
-    case FORM_block1:
+    const auto isOneOf = [form](auto... forms) { return ((form == forms) || ...); };
+    if (isOneOf(FORM_data1, FORM_flag, FORM_ref1, FORM_block1)) {
         info.U8(value);
-        break;
-    case FORM_data2:
-    case FORM_ref2:
-    case FORM_block2:
+    } else if (isOneOf(FORM_data2, FORM_ref2, FORM_block2)) {
         info.U16(value);
-        break;
-    case FORM_addr:
-    case FORM_data4:
-    case FORM_ref4:
-    case FORM_ref_addr:
-    case FORM_strp:
-    case FORM_block4:
+    } else if (isOneOf(FORM_addr, FORM_data4, FORM_ref4, FORM_ref_addr, FORM_strp, FORM_block4)) {
         info.U32(value);
-        break;
-    case FORM_data8:
-    case FORM_ref8:
+    } else if (isOneOf(FORM_data8, FORM_ref8)) {
         info.U64(value);
-        break;
-    case FORM_sdata:
+    } else if (form == FORM_sdata) {
         info.Sleb(static_cast<i64>(value));
-        break;
-    case FORM_udata:
-    case FORM_ref_udata:
-    case FORM_block:
-    case FORM_indirect: // the real form: its value is the next
+    } else if (isOneOf(FORM_udata, FORM_ref_udata, FORM_block, FORM_indirect)) { // indirect: the real form is the value
         info.Uleb(value);
-        break;
-    default:
+    } else {
         throw std::invalid_argument("no number has the form " + std::to_string(form));
     }
     return *this;

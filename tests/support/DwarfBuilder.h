@@ -63,7 +63,7 @@ public:
     ByteOrder Order() const { return info.Order(); }
 
     /// Opens a unit with its TAG_compile_unit DIE. The unit before is closed.
-    DwarfBuilder& Unit(const UnitHeader& header = {});
+    DwarfBuilder& Unit(const UnitHeader& header = {}) { return Header(header).Die(TAG_compile_unit); }
     /// Opens a unit with a header alone.
     DwarfBuilder& Header(const UnitHeader& header = {});
     /// Closes the open levels with null entries, and the unit with its length. Without a unit it does
@@ -71,7 +71,7 @@ public:
     DwarfBuilder& EndUnit();
     /// Fills `.debug_info` up to an offset with a unit that has no name, so it shows nowhere in the
     /// store. Takes at least 12 bytes.
-    DwarfBuilder& PadTo(u32 offset);
+    DwarfBuilder& PadTo(u32 offset) { return Unit(), info.PadTo(offset), EndUnit(); }
     /// Offset of the header of the unit opened last.
     u32 UnitOffset() const { return m_unit; }
 
@@ -89,10 +89,9 @@ public:
         return End();
     }
     /// Names the DIE that comes next.
-    DwarfBuilder& Label(const std::string& name);
-    /// Offset of a labelled DIE, and of the one opened last.
+    DwarfBuilder& Label(const std::string& name) { return info.Label(name), *this; }
+    /// Offset of a labelled DIE.
     u32 Offset(const std::string& name) const { return info.Offset(name); }
-    u32 LastDie() const { return m_die; }
 
     /// Numbers take any form but text and blocks; FORM_strp takes an offset of `.debug_str`.
     template <NumberOrCode Number>
@@ -106,16 +105,20 @@ public:
     {
         return Attr(attribute, form, std::string_view(text));
     }
-    DwarfBuilder& Attr(u32 attribute, u32 form, std::initializer_list<u8> block);
+    DwarfBuilder& Attr(u32 attribute, u32 form, std::initializer_list<u8> block)
+    {
+        return Attr(attribute, form, ByteSection(Order()).Raw(block));
+    }
     DwarfBuilder& Attr(u32 attribute, u32 form, const ByteSection& block);
     DwarfBuilder& Name(std::string_view text) { return Attr(AT_name, FORM_string, text); }
+    DwarfBuilder& Range(u32 low, u32 high) { return Attr(AT_low_pc, FORM_addr, low).Attr(AT_high_pc, FORM_addr, high); }
     /// A FORM_ref4 to a labelled DIE of the same unit, which may come later.
     DwarfBuilder& Ref(u32 attribute, const std::string& label);
     /// AT_sibling: behind the null entry that ends the DIE's children, or the next entry.
     DwarfBuilder& Sibling();
 
     /// The halves of an attribute: its pair in `.debug_abbrev` and a number in `.debug_info`.
-    DwarfBuilder& Spec(u32 attribute, u32 form);
+    DwarfBuilder& Spec(u32 attribute, u32 form) { return abbrev.Uleb(attribute).Uleb(form), *this; }
     DwarfBuilder& Value(u32 form, NumberOrCode auto value) { return Number(form, static_cast<u64>(value)); }
 
     /// A declaration with an explicit code in the unit's table, for Entry. Ends the last DIE, and

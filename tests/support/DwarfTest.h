@@ -6,7 +6,6 @@
 //
 //     TEST_P(DieRows, ANewRowKnowsItsOffset)
 //     {
-//         DwarfBuilder dwarf(GetParam());
 //         dwarf.Unit().Name("a.c");
 //         Dwarf2File& file = Index(dwarf);
 //         EXPECT_EQ(Probe::GetDieInfo(file, 11)->infoOffset, 11u);
@@ -24,78 +23,56 @@
 
 #include <gtest/gtest.h>
 #include <memory>
+#include <optional>
 #include <string>
 
-/// A file on disk, the store for it and the Dwarf2File that serves it.
-class OpenedFile {
-public:
-    /// @param Store the class of the store, made from path and id: a test's own may refuse or watch.
-    template <typename Store = DbgSymSymFile>
-    static std::unique_ptr<OpenedFile> Open(TempFile file)
-    {
-        std::unique_ptr<OpenedFile> opened(new OpenedFile(std::move(file)));
-        opened->m_store = std::make_unique<Store>(opened->m_file.Path(), kKey);
-        opened->m_dwarf = std::make_unique<Dwarf2File>(opened->m_store.get());
-        return opened;
-    }
-
-    /// The store's id, for the first word of a context.
-    static constexpr u32 kKey = 7;
-
-    const std::string& Path() const { return m_file.Path(); }
-    DbgSymSymFile& Store() { return *m_store; }
-    Dwarf2File& Dwarf() { return *m_dwarf; }
-    /// Destroys the Dwarf2File; the store stays.
-    void Close() { m_dwarf.reset(); }
-
-private:
-    explicit OpenedFile(TempFile file)
-        : m_file(std::move(file))
-    {
-    }
-
-    TempFile m_file;
-    std::unique_ptr<DbgSymSymFile> m_store;
-    std::unique_ptr<Dwarf2File> m_dwarf;
-};
-
-/// Holds one opened file. The preferences are put back at a test's end.
+/// Holds one opened file and the store for it. The preferences are put back at a test's end.
 class DwarfTest : public ::testing::TestWithParam<ByteOrder> {
 protected:
     using Probe = Dwarf2FileProbe;
+    /// The store's id, for the first word of a context.
+    static constexpr u32 kKey = 7;
 
     ~DwarfTest() override { g_prefs = m_prefs; }
 
     /// Each replaces what was open before.
-    template <typename Store = DbgSymSymFile>
+    /// @param Kind the class of the store, made from path and id: a test's own may refuse or watch.
+    template <typename Kind = DbgSymSymFile>
     Dwarf2File& Open(const ElfWriter& elf)
     {
-        m_opened = OpenedFile::Open<Store>(elf.Write());
-        return m_opened->Dwarf();
+        m_dwarf.reset();
+        m_file.emplace(elf.Image());
+        m_store = std::make_unique<Kind>(m_file->Path(), kKey);
+        return m_dwarf.emplace(m_store.get());
     }
-    template <typename Store = DbgSymSymFile>
-    Dwarf2File& Open(DwarfBuilder& dwarf)
+    template <typename Kind = DbgSymSymFile>
+    Dwarf2File& Open(DwarfBuilder& builder)
     {
-        ElfWriter elf(dwarf.Order());
-        dwarf.AddTo(elf);
-        return Open<Store>(elf);
+        ElfWriter elf(builder.Order());
+        builder.AddTo(elf);
+        return Open<Kind>(elf);
     }
     /// Opens, and builds the index of compile units.
-    template <typename Store = DbgSymSymFile>
-    Dwarf2File& Index(DwarfBuilder& dwarf)
+    template <typename Kind = DbgSymSymFile>
+    Dwarf2File& Index(DwarfBuilder& builder)
     {
-        Dwarf2File& file = Open<Store>(dwarf);
-        file.BuildCompileUnitIndex();
-        return file;
+        Open<Kind>(builder).BuildCompileUnitIndex();
+        return *m_dwarf;
     }
 
-    OpenedFile& Opened() { return *m_opened; }
-    Dwarf2File& File() { return m_opened->Dwarf(); }
-    DbgSymSymFile& Store() { return m_opened->Store(); }
+    DwarfBuilder dwarf{GetParam()};
+    /// Begins the sections anew.
+    void Restart() { std::construct_at((std::destroy_at(&dwarf), &dwarf), GetParam()); }
+
+    const std::string& Path() const { return m_file->Path(); }
+    Dwarf2File& File() { return *m_dwarf; }
+    DbgSymSymFile& Store() { return *m_store; }
 
 private:
     Preferences m_prefs = g_prefs;
-    std::unique_ptr<OpenedFile> m_opened;
+    std::optional<TempFile> m_file;
+    std::unique_ptr<DbgSymSymFile> m_store;
+    std::optional<Dwarf2File> m_dwarf;
 };
 
 /// Runs a suite in both byte orders.

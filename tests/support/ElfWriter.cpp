@@ -1,6 +1,7 @@
 // Lays an ELF file out: header, program headers, the bytes of the sections, section headers.
 #include "tests/support/ElfWriter.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -77,17 +78,6 @@ TempFile::~TempFile()
     }
 }
 
-ElfWriter::ElfWriter(ByteOrder order, u16 machine)
-    : m_order(order)
-    , m_machine(machine)
-{
-}
-
-u32 ElfWriter::Section(const std::string& name, const ByteSection& bytes, const SectionOptions& options)
-{
-    return Section(name, bytes.Bytes(), options);
-}
-
 u32 ElfWriter::Section(const std::string& name, std::string_view bytes, const SectionOptions& options)
 {
     m_sections.push_back({name, std::string(bytes), options});
@@ -98,33 +88,15 @@ void ElfWriter::Segment(u32 section, u32 flags, std::optional<u32> physicalAddre
 {
     const SectionOptions& options = m_sections.at(section - 1).options;
     const auto fileSize = static_cast<u32>(m_sections.at(section - 1).bytes.size());
-    m_segments.push_back({{.p_type = kPtLoad,
-                           .p_offset = 0,
-                           .p_vaddr = options.address,
-                           .p_paddr = physicalAddress.value_or(options.address),
-                           .p_filesz = fileSize,
-                           .p_memsz = options.size.value_or(fileSize),
-                           .p_flags = flags,
-                           .p_align = 4},
-                          section});
+    const u32 physical = physicalAddress.value_or(options.address);
+    m_segments.push_back(
+        {{kPtLoad, 0, options.address, physical, fileSize, options.size.value_or(fileSize), flags, 4}, section});
 }
 
 void ElfWriter::Segment(const SegmentOptions& segment)
 {
-    m_segments.push_back({{.p_type = segment.type,
-                           .p_offset = 0,
-                           .p_vaddr = segment.address,
-                           .p_paddr = segment.physicalAddress,
-                           .p_filesz = 0,
-                           .p_memsz = segment.memorySize,
-                           .p_flags = segment.flags,
-                           .p_align = 4},
-                          0});
-}
-
-void ElfWriter::Symbol(const SymbolOptions& symbol)
-{
-    m_symbols.push_back(symbol);
+    m_segments.push_back(
+        {{segment.type, 0, segment.address, segment.physicalAddress, 0, segment.memorySize, segment.flags, 4}, 0});
 }
 
 std::string ElfWriter::Image() const
@@ -198,16 +170,8 @@ ElfRecords ElfWriter::LayOut(const std::vector<PendingSection>& sections) const
         const SectionOptions& options = section.options;
         const auto bytes = static_cast<u32>(section.bytes.size());
         place = AlignedUp(place);
-        records.sections.push_back({.sh_name = name,
-                                    .sh_type = options.type,
-                                    .sh_flags = options.flags,
-                                    .sh_addr = options.address,
-                                    .sh_offset = place,
-                                    .sh_size = options.size.value_or(bytes),
-                                    .sh_link = options.link,
-                                    .sh_info = 0,
-                                    .sh_addralign = 1,
-                                    .sh_entsize = options.entrySize});
+        records.sections.push_back({name, options.type, options.flags, options.address, place,
+                                    options.size.value_or(bytes), options.link, 0, 1, options.entrySize});
         place += options.type == kShtSymtab ? records.sections.back().sh_size : bytes;
         name += static_cast<u32>(section.name.size() + 1);
     }
@@ -220,21 +184,17 @@ ElfRecords ElfWriter::LayOut(const std::vector<PendingSection>& sections) const
     AddSymbols(records);
 
     Elf32_Ehdr& header = records.header;
-    header = {.e_ident = {0x7F, 'E', 'L', 'F', kElfClass32,
-                          static_cast<u8>(m_order == ByteOrder::Big ? kElfDataMsb : kElfDataLsb), 1},
-              .e_type = 2, // ET_EXEC
-              .e_machine = m_machine,
-              .e_version = 1,
-              .e_entry = 0,
-              .e_phoff = m_segments.empty() ? 0 : kHeaderSize,
-              .e_shoff = 0,
-              .e_flags = 0x05000000, // EF_ARM_EABI_VER5
-              .e_ehsize = kHeaderSize,
-              .e_phentsize = sizeof(elf32_phdr),
-              .e_phnum = static_cast<u16>(m_segments.size()),
-              .e_shentsize = sizeof(Elf32_Shdr),
-              .e_shnum = 0,
-              .e_shstrndx = 0};
+    const u8 data = m_order == ByteOrder::Big ? kElfDataMsb : kElfDataLsb;
+    header.e_type = 2; // ET_EXEC
+    header.e_machine = m_machine;
+    header.e_version = 1;
+    header.e_phoff = m_segments.empty() ? 0 : kHeaderSize;
+    header.e_flags = 0x05000000; // EF_ARM_EABI_VER5
+    header.e_ehsize = kHeaderSize;
+    header.e_phentsize = sizeof(elf32_phdr);
+    header.e_phnum = static_cast<u16>(m_segments.size());
+    header.e_shentsize = sizeof(Elf32_Shdr);
+    std::copy_n(std::initializer_list<u8>{0x7F, 'E', 'L', 'F', kElfClass32, data, 1}.begin(), 7, header.e_ident);
     if (!m_omitSectionHeaders) {
         header.e_shoff = AlignedUp(place);
         header.e_shnum = static_cast<u16>(records.sections.size());
@@ -248,12 +208,8 @@ void ElfWriter::AddSymbols(ElfRecords& records) const
     records.symbols.push_back({});
     u32 name = 1;
     for (const SymbolOptions& symbol : m_symbols) {
-        records.symbols.push_back({.st_name = name,
-                                   .st_value = symbol.value,
-                                   .st_size = symbol.size,
-                                   .st_info = static_cast<u8>(symbol.binding << 4 | symbol.type),
-                                   .st_other = 0,
-                                   .st_shndx = symbol.section});
+        const auto info = static_cast<u8>(symbol.binding << 4 | symbol.type);
+        records.symbols.push_back({name, symbol.value, symbol.size, info, 0, symbol.section});
         name += static_cast<u32>(symbol.name.size() + 1);
     }
 }

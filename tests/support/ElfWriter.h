@@ -70,12 +70,17 @@ struct ElfRecords {
 
 class ElfWriter {
 public:
-    explicit ElfWriter(ByteOrder order, u16 machine = kMachineArm);
-
-    ByteOrder Order() const { return m_order; }
+    explicit ElfWriter(ByteOrder order, u16 machine = kMachineArm)
+        : m_order(order)
+        , m_machine(machine)
+    {
+    }
 
     /// Returns the section's index. Indices count from 1: header 0 is the null section.
-    u32 Section(const std::string& name, const ByteSection& bytes, const SectionOptions& options = {});
+    u32 Section(const std::string& name, const ByteSection& bytes, const SectionOptions& options = {})
+    {
+        return Section(name, bytes.Bytes(), options);
+    }
     u32 Section(const std::string& name, std::string_view bytes, const SectionOptions& options = {});
 
     /// A segment over the bytes of one section. A physical address that isn't told is the virtual
@@ -85,7 +90,7 @@ public:
 
     /// Symbols make a `.symtab` with its `.strtab`, behind the other sections; entry 0 is there by
     /// itself.
-    void Symbol(const SymbolOptions& symbol);
+    void Symbol(const SymbolOptions& symbol) { m_symbols.push_back(symbol); }
 
     /// Leaves the section headers out of the file.
     void OmitSectionHeaders() { m_omitSectionHeaders = true; }

@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 LineBuilder::LineBuilder(ByteSection& section, const LineHeader& header)
     : m_section(section)
@@ -18,57 +19,13 @@ LineBuilder::LineBuilder(ByteSection& section, const LineHeader& header)
     }
 }
 
-LineBuilder& LineBuilder::Directory(std::string_view path)
-{
-    if (!m_directoriesOpen) {
-        throw std::logic_error("directories come before files");
-    }
-    m_section.Text(path);
-    return *this;
-}
-
 LineBuilder& LineBuilder::File(std::string_view name, u32 directory, u32 time, u32 size)
 {
     if (m_directoriesOpen) {
         m_section.U8(0);
         m_directoriesOpen = false;
     }
-    AppendFile(m_section, name, directory, time, size);
-    return *this;
-}
-
-LineBuilder& LineBuilder::AdvancePc(u32 instructions)
-{
-    Opcode(LNS_advance_pc);
-    m_section.Uleb(instructions);
-    return *this;
-}
-
-LineBuilder& LineBuilder::AdvanceLine(i32 lines)
-{
-    Opcode(LNS_advance_line);
-    m_section.Sleb(lines);
-    return *this;
-}
-
-LineBuilder& LineBuilder::SetFile(u32 file)
-{
-    Opcode(LNS_set_file);
-    m_section.Uleb(file);
-    return *this;
-}
-
-LineBuilder& LineBuilder::SetColumn(u32 column)
-{
-    Opcode(LNS_set_column);
-    m_section.Uleb(column);
-    return *this;
-}
-
-LineBuilder& LineBuilder::FixedAdvancePc(u16 bytes)
-{
-    Opcode(LNS_fixed_advance_pc);
-    m_section.U16(bytes);
+    m_section.Text(name).Uleb(directory).Uleb(time).Uleb(size);
     return *this;
 }
 
@@ -82,16 +39,9 @@ LineBuilder& LineBuilder::Row(i32 lines, u32 instructions)
     return Opcode(static_cast<u8>(opcode));
 }
 
-LineBuilder& LineBuilder::SetAddress(u32 address)
-{
-    return Extended(LNE_set_address, ByteSection(m_section.Order()).U32(address).Bytes());
-}
-
 LineBuilder& LineBuilder::DefineFile(std::string_view name, u32 directory, u32 time, u32 size)
 {
-    ByteSection operands(m_section.Order());
-    AppendFile(operands, name, directory, time, size);
-    return Extended(LNE_define_file, operands.Bytes());
+    return Extended(LNE_define_file, Operands().Text(name).Uleb(directory).Uleb(time).Uleb(size).Bytes());
 }
 
 LineBuilder& LineBuilder::Extended(u8 subOpcode, const std::string& operands, std::optional<u32> length)
@@ -101,43 +51,23 @@ LineBuilder& LineBuilder::Extended(u8 subOpcode, const std::string& operands, st
     return *this;
 }
 
-LineBuilder& LineBuilder::Opcode(u8 opcode)
-{
-    EndTables();
-    m_section.U8(opcode);
-    return *this;
-}
-
 ByteSection& LineBuilder::Raw()
 {
-    EndTables();
+    if (std::exchange(m_tablesOpen, false)) {
+        m_section.Fill(m_directoriesOpen ? 2 : 1);
+        m_section.CloseLength(m_headerLength);
+        if (m_header.headerLength) {
+            m_section.Patch(m_headerLength, *m_header.headerLength, 4);
+        }
+    }
     return m_section;
 }
 
 u32 LineBuilder::Finish()
 {
-    EndTables();
-    m_section.CloseLength(m_unit);
+    Raw().CloseLength(m_unit);
     if (m_header.unitLength) {
         m_section.Patch(m_unit, *m_header.unitLength, 4);
     }
     return m_unit;
-}
-
-void LineBuilder::EndTables()
-{
-    if (!m_tablesOpen) {
-        return;
-    }
-    m_tablesOpen = false;
-    m_section.Fill(m_directoriesOpen ? 2 : 1);
-    m_section.CloseLength(m_headerLength);
-    if (m_header.headerLength) {
-        m_section.Patch(m_headerLength, *m_header.headerLength, 4);
-    }
-}
-
-void LineBuilder::AppendFile(ByteSection& section, std::string_view name, u32 directory, u32 time, u32 size)
-{
-    section.Text(name).Uleb(directory).Uleb(time).Uleb(size);
 }

@@ -39,31 +39,46 @@ public:
     u32 Offset() const { return m_unit; }
 
     /// Directories come before files.
-    LineBuilder& Directory(std::string_view path);
+    LineBuilder& Directory(std::string_view path) { return m_section.Text(path), *this; }
     LineBuilder& File(std::string_view name, u32 directory = 0, u32 time = 0, u32 size = 0);
 
     LineBuilder& Copy() { return Opcode(LNS_copy); }
-    LineBuilder& AdvancePc(u32 instructions);
-    LineBuilder& AdvanceLine(i32 lines);
-    LineBuilder& SetFile(u32 file);
-    LineBuilder& SetColumn(u32 column);
+    LineBuilder& AdvancePc(u32 instructions)
+    {
+        return Opcode(LNS_advance_pc, [&](auto& s) { s.Uleb(instructions); });
+    }
+    LineBuilder& AdvanceLine(i32 lines)
+    {
+        return Opcode(LNS_advance_line, [&](auto& s) { s.Sleb(lines); });
+    }
+    LineBuilder& SetFile(u32 file)
+    {
+        return Opcode(LNS_set_file, [&](auto& s) { s.Uleb(file); });
+    }
+    LineBuilder& SetColumn(u32 column)
+    {
+        return Opcode(LNS_set_column, [&](auto& s) { s.Uleb(column); });
+    }
     LineBuilder& NegateStatement() { return Opcode(LNS_negate_stmt); }
     LineBuilder& SetBasicBlock() { return Opcode(LNS_set_basic_block); }
     LineBuilder& ConstAddPc() { return Opcode(LNS_const_add_pc); }
-    LineBuilder& FixedAdvancePc(u16 bytes);
+    LineBuilder& FixedAdvancePc(u16 bytes)
+    {
+        return Opcode(LNS_fixed_advance_pc, [&](auto& s) { s.U16(bytes); });
+    }
     /// The special opcode that moves on so far and makes a row. Throws std::invalid_argument if there
     /// is none.
     LineBuilder& Row(i32 lines, u32 instructions);
 
     LineBuilder& EndSequence() { return Extended(LNE_end_sequence, {}); }
-    LineBuilder& SetAddress(u32 address);
+    LineBuilder& SetAddress(u32 address) { return Extended(LNE_set_address, Operands().U32(address).Bytes()); }
     LineBuilder& DefineFile(std::string_view name, u32 directory = 0, u32 time = 0, u32 size = 0);
     /// An extended opcode with its operands.
     /// @param length what is written as its length; else what is true.
     LineBuilder& Extended(u8 subOpcode, const std::string& operands, std::optional<u32> length = {});
 
     /// A byte as it stands: any opcode without its operands.
-    LineBuilder& Opcode(u8 opcode);
+    LineBuilder& Opcode(u8 opcode) { return Raw().U8(opcode), *this; }
     /// The section, for what else is malformed. Ends the tables.
     ByteSection& Raw();
 
@@ -71,8 +86,12 @@ public:
     u32 Finish();
 
 private:
-    void EndTables();
-    static void AppendFile(ByteSection& section, std::string_view name, u32 directory, u32 time, u32 size);
+    template <typename Write>
+    LineBuilder& Opcode(u8 opcode, Write write)
+    {
+        return write(Raw().U8(opcode)), *this;
+    }
+    ByteSection Operands() const { return ByteSection(m_section.Order()); }
 
     ByteSection& m_section;
     LineHeader m_header;

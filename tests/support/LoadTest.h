@@ -16,15 +16,28 @@ protected:
     /// The DIE of a file's first unit.
     static constexpr u32 kUnitDie = CompileUnitInfo::kHeaderSize;
 
-    void LoadUnit(u32 unitDie = kUnitDie) { File().LoadCompileUnitSymbols(unitDie); }
+    // Loads run on a stack of the size that a debugger's thread may have.
+    void LoadUnit(u32 unitDie = kUnitDie)
+    {
+        OnSmallStack([&] { File().LoadCompileUnitSymbols(unitDie); });
+    }
+    /// Loads a file of one unit, whose DIEs `body` writes.
+    template <typename Body>
+    void LoadUnitOf(Body&& body)
+    {
+        dwarf.Unit().Name("a.c").Children(body);
+        Index(dwarf);
+        LoadUnit();
+    }
     void LoadFunction(u32 function)
     {
         DbgSymContext context;
-        context.symFile = OpenedFile::kKey;
+        context.symFile = kKey;
         context.funcScope = function;
         context.subScope = kContents;
-        File().LoadFunctionScopes(&context);
+        OnSmallStack([&] { File().LoadFunctionScopes(&context); });
     }
+    void LoadFunction(const char* label) { LoadFunction(dwarf.Offset(label)); }
 
     /// The type of that id, or null.
     const DbgUserDefinedVarType* Type(u32 id) { return Store().GetUserDefinedType(id).get(); }
@@ -35,6 +48,7 @@ protected:
         return dynamic_cast<const Info&>(*Type(id)->GetInfo());
     }
     const DIEInfo* Row(u32 offset) { return Probe::FindDieInfo(File(), offset); }
+    const DIEInfo* Row(const char* label) { return Row(dwarf.Offset(label)); }
 
     /// Names in the order in which the store got them.
     std::vector<std::string> Functions()
@@ -45,29 +59,22 @@ protected:
         }
         return names;
     }
-    std::vector<std::string> Variables()
+    std::vector<std::string> Variables() { return OfVariables(&DbgVariable::name); }
+    /// A text of each variable.
+    template <typename Text>
+    std::vector<std::string> OfVariables(Text DbgVariable::*text)
     {
-        std::vector<std::string> names;
+        std::vector<std::string> texts;
         for (std::size_t i = 0; i < Store().VariableCount(); ++i) {
-            names.emplace_back(Store().VariableAt(i).name);
+            texts.emplace_back(Store().VariableAt(i).*text);
         }
-        return names;
-    }
-
-    /// How many things the store holds.
-    std::size_t Things()
-    {
-        return Store().FileScopeCount() + Store().FuncScopeCount() + Store().SubScopeCount() + Store().VariableCount() +
-               Store().TypeCount();
+        return texts;
     }
 
     /// A function with code.
     static DwarfBuilder& Function(DwarfBuilder& dwarf, std::string_view name, u32 address = 0x8000)
     {
-        return dwarf.Die(TAG_subprogram)
-            .Name(name)
-            .Attr(AT_low_pc, FORM_addr, address)
-            .Attr(AT_high_pc, FORM_addr, address + 0x10);
+        return dwarf.Die(TAG_subprogram).Name(name).Range(address, address + 0x10);
     }
     /// A variable at a fixed address.
     static DwarfBuilder& Variable(DwarfBuilder& dwarf, std::string_view name)
@@ -75,11 +82,10 @@ protected:
         return dwarf.Die(TAG_variable).Name(name).Attr(AT_location, FORM_block1, {0x50});
     }
 
-    /// Runs on a stack of the size that a debugger's thread may have. Instrumented frames are larger.
     static void OnSmallStack(std::function<void()> body)
     {
 #if defined(__SANITIZE_ADDRESS__)
-        constexpr std::size_t kStack = std::size_t{8} << 20;
+        constexpr std::size_t kStack = std::size_t{8} << 20; // instrumented frames are larger
 #else
         constexpr std::size_t kStack = std::size_t{1} << 20;
 #endif

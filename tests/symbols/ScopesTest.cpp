@@ -10,17 +10,13 @@ protected:
             [&] { dwarf.Label(std::string(name) + "::f").Die(TAG_subprogram).Name("f"); });
     }
     /// A function with code and no name of its own.
-    static DwarfBuilder& Definition(DwarfBuilder& dwarf)
-    {
-        return dwarf.Die(TAG_subprogram).Attr(AT_low_pc, FORM_addr, 0x8000).Attr(AT_high_pc, FORM_addr, 0x8010);
-    }
+    static DwarfBuilder& Definition(DwarfBuilder& dwarf) { return dwarf.Die(TAG_subprogram).Range(0x8000, 0x8010); }
 };
 BOTH_BYTE_ORDERS(Scopes);
 
 TEST_P(Scopes, AFunctionIsNamedByItsClassOneLevelUp)
 {
-    DwarfBuilder dwarf(GetParam());
-    dwarf.Unit().Name("a.cpp").Children([&] {
+    LoadUnitOf([&] {
         Class(dwarf, TAG_class_type, "K");
         Class(dwarf, TAG_structure_type, "S");
         Class(dwarf, TAG_union_type, "U");
@@ -31,8 +27,6 @@ TEST_P(Scopes, AFunctionIsNamedByItsClassOneLevelUp)
         dwarf.Label("abstract").Die(TAG_subprogram).Ref(AT_specification, "K::f");
         Definition(dwarf).Name("own").Ref(AT_abstract_origin, "abstract");
     });
-    Index(dwarf);
-    LoadUnit();
     EXPECT_EQ(Functions(), (std::vector<std::string>{"K::f", "S::f", "f", "K::f"}));
     EXPECT_EQ(Store().FuncScopeAt(0).id, dwarf.Offset("k"));
     EXPECT_EQ(Store().FuncScopeAt(0).range.size, 0x10u);
@@ -40,20 +34,16 @@ TEST_P(Scopes, AFunctionIsNamedByItsClassOneLevelUp)
 
 TEST_P(Scopes, AClassBehindTheFunctionIsFoundByWalkingTheUnit)
 {
-    DwarfBuilder dwarf(GetParam());
-    dwarf.Unit().Name("a.cpp").Children([&] {
+    LoadUnitOf([&] {
         Definition(dwarf).Ref(AT_specification, "K::f");
         Function(dwarf, "g");
         Class(dwarf, TAG_class_type, "K");
     });
-    Index(dwarf);
-    LoadUnit();
     EXPECT_EQ(Functions(), (std::vector<std::string>{"g", "K::f"})); // the walk for the name comes first
 }
 
 TEST_P(Scopes, AFunctionWithoutNameIsCalledAfterItsFile)
 {
-    DwarfBuilder dwarf(GetParam());
     dwarf.Unit().Name("dir/a.c").Children([&] { Definition(dwarf); });
     dwarf.Unit().Children([&] { Definition(dwarf); }); // a unit without a name has no file scope
     const u32 second = dwarf.UnitOffset() + CompileUnitInfo::kHeaderSize;
@@ -65,29 +55,25 @@ TEST_P(Scopes, AFunctionWithoutNameIsCalledAfterItsFile)
 
 TEST_P(Scopes, WithoutBothAddressesThereIsNoScopeButTheFrameBaseStays)
 {
-    DwarfBuilder dwarf(GetParam());
     dwarf.Unit().Name("a.c").Children([&] {
         dwarf.Label("low").Die(TAG_subprogram).Name("low").Attr(AT_low_pc, FORM_addr, 0x8000);
         dwarf.Attr(AT_frame_base, FORM_block1, {0x5B}).Label("list").Die(TAG_subprogram).Name("list");
         dwarf.Attr(AT_frame_base, FORM_data4, 0x20);
-        dwarf.Die(TAG_subprogram).Name("empty").Attr(AT_low_pc, FORM_addr, 0x8000).Attr(AT_high_pc, FORM_addr, 0);
+        dwarf.Die(TAG_subprogram).Name("empty").Range(0x8000, 0);
     });
     Dwarf2File& file = Index(dwarf);
     LoadUnit();
     EXPECT_EQ(Functions(), std::vector<std::string>{"empty"});
     EXPECT_EQ(Store().FuncScopeAt(0).range.size, 0u);
-    EXPECT_NE(Row(dwarf.Offset("low"))->flags & DIEInfo::kDieBuilt, 0u);
+    EXPECT_NE(Row("low")->flags & DIEInfo::kDieBuilt, 0u);
     EXPECT_EQ(*Probe::m_frameBaseBlockMap(file).Find(dwarf.Offset("low")), "\x5B");
     EXPECT_EQ(*Probe::m_frameBaseLocListMap(file).Find(dwarf.Offset("list")), 0x20u);
 }
 
 TEST_P(Scopes, BlocksNeedChildrenAndInlinedFunctionsTakeTheirOriginsName)
 {
-    DwarfBuilder dwarf(GetParam());
-    const auto range = [&](u32 tag) -> DwarfBuilder& {
-        return dwarf.Die(tag).Attr(AT_low_pc, FORM_addr, 0x8000).Attr(AT_high_pc, FORM_addr, 0x8004);
-    };
-    dwarf.Unit().Name("a.c").Children([&] {
+    const auto range = [&](u32 tag) -> DwarfBuilder& { return dwarf.Die(tag).Range(0x8000, 0x8004); };
+    LoadUnitOf([&] {
         dwarf.Label("origin").Die(TAG_subprogram).Name("inlined");
         Function(dwarf.Label("f"), "f").Sibling().Children([&] {
             range(TAG_lexical_block);
@@ -98,9 +84,7 @@ TEST_P(Scopes, BlocksNeedChildrenAndInlinedFunctionsTakeTheirOriginsName)
             });
         });
     });
-    Index(dwarf);
-    LoadUnit();
-    LoadFunction(dwarf.Offset("f"));
+    LoadFunction("f");
     ASSERT_EQ(Store().SubScopeCount(), 2u);
     EXPECT_STREQ(Store().SubScopeAt(0).name, "inlined");
     EXPECT_EQ(Store().SubScopeAt(1).name, nullptr);
@@ -113,8 +97,7 @@ TEST_P(Scopes, BlocksNeedChildrenAndInlinedFunctionsTakeTheirOriginsName)
 TEST_P(Scopes, AChainOfSpecificationsHasAnyLengthAndMayClose)
 {
     constexpr u32 kLinks = 20'000;
-    DwarfBuilder dwarf(GetParam());
-    dwarf.Unit().Name("a.c").Children([&] {
+    LoadUnitOf([&] {
         dwarf.Declare(2, TAG_subprogram, false,
                       {{AT_specification, FORM_ref4}, {AT_low_pc, FORM_addr}, {AT_high_pc, FORM_addr}});
         for (u32 i = 0; i < kLinks; ++i) {
@@ -126,8 +109,6 @@ TEST_P(Scopes, AChainOfSpecificationsHasAnyLengthAndMayClose)
         dwarf.Label("b").Die(TAG_subprogram).Name("b").Ref(AT_specification, "a");
         dwarf.Label("self").Die(TAG_subprogram).Ref(AT_specification, "self");
     });
-    Index(dwarf);
-    OnSmallStack([&] { LoadUnit(); });
     ASSERT_EQ(Store().FuncScopeCount(), kLinks);
     EXPECT_EQ(Store().FuncScopeAt(0).name, "end");
     EXPECT_EQ(Store().FuncScopeAt(kLinks - 1).name, "end");
@@ -147,18 +128,14 @@ TEST_P(Scopes, AChainOfSpecificationsHasAnyLengthAndMayClose)
 
 TEST_P(Scopes, AnOriginInNoUnitLeavesThePlainName)
 {
-    DwarfBuilder dwarf(GetParam());
-    dwarf.Unit().Name("a.c").Children([&] { Function(dwarf, "f").Attr(AT_abstract_origin, FORM_ref4, 0x7FFFFFF0); });
-    Index(dwarf);
-    LoadUnit();
+    LoadUnitOf([&] { Function(dwarf, "f").Attr(AT_abstract_origin, FORM_ref4, 0x7FFFFFF0); });
     EXPECT_EQ(Functions(), std::vector<std::string>{"f"});
 }
 
 TEST_P(Scopes, ADeepContextFollowsWhatALoadChangesInTheClimb)
 {
     // Forty blocks deep, with a const half way that a type refers to: loading it cuts the climb.
-    DwarfBuilder dwarf(GetParam());
-    dwarf.Unit().Name("a.c").Children([&] {
+    LoadUnitOf([&] {
         Function(dwarf.Label("f"), "f").Children();
         for (u32 i = 0; i < 20; ++i) {
             dwarf.Die(TAG_lexical_block).Children();
@@ -171,9 +148,7 @@ TEST_P(Scopes, ADeepContextFollowsWhatALoadChangesInTheClimb)
         Variable(dwarf, "cutting").Ref(AT_type, "cut");
         Variable(dwarf, "after");
     });
-    Index(dwarf);
-    LoadUnit();
-    LoadFunction(dwarf.Offset("f"));
+    LoadFunction("f");
     ASSERT_EQ(Variables(), (std::vector<std::string>{"before", "after", "cutting"}));
     EXPECT_EQ(Store().VariableAt(0).context.funcScope, dwarf.Offset("f"));
     EXPECT_EQ(Store().VariableAt(0).context.fileScope, kUnitDie);

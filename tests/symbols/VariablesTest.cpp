@@ -12,49 +12,21 @@ protected:
     std::string Half(u16 value) { return ByteSection(GetParam()).U16(value).Bytes(); }
 
     /// The locations of all variables after loading the unit and the function labelled "f".
-    std::vector<std::string> Locations(DwarfBuilder& dwarf)
+    std::vector<std::string> Locations()
     {
         Index(dwarf);
         LoadUnit();
-        LoadFunction(dwarf.Offset("f"));
-        std::vector<std::string> locations;
-        for (std::size_t i = 0; i < Store().VariableCount(); ++i) {
-            locations.emplace_back(Store().VariableAt(i).location);
-        }
-        return locations;
+        LoadFunction("f");
+        return OfVariables(&DbgVariable::location);
     }
 };
 BOTH_BYTE_ORDERS(Variables);
-
-TEST_P(Variables, ScopeClassesFollowTheContextAndTheTag)
-{
-    DwarfBuilder dwarf(GetParam());
-    dwarf.Unit().Name("a.c").Children([&] {
-        Variable(dwarf, "external").Attr(AT_external, FORM_flag, 1);
-        Variable(dwarf, "static");
-        dwarf.Die(TAG_formal_parameter).Name("lone").Attr(AT_location, FORM_block1, {0x50});
-        Function(dwarf.Label("f"), "f").Sibling().Children([&] {
-            dwarf.Die(TAG_formal_parameter).Name("p").Attr(AT_location, FORM_block1, {0x50});
-            Variable(dwarf, "v").Attr(AT_external, FORM_flag, 1);
-        });
-    });
-    Index(dwarf);
-    LoadUnit();
-    LoadFunction(dwarf.Offset("f"));
-    std::vector<u32> scopes;
-    for (std::size_t i = 0; i < Store().VariableCount(); ++i) {
-        scopes.push_back(Store().VariableAt(i).scope);
-    }
-    EXPECT_EQ(scopes,
-              (std::vector<u32>{kScopeExternal, kScopeFileStatic, kScopeFileStatic, kScopeParameter, kScopeLocal}));
-}
 
 TEST_P(Variables, WhatLacksALocationOrANameIsNoneAndFiltersDropTheRest)
 {
     g_prefs.omitArtificialVars = true;
     g_prefs.omitVarsStart = {"", "__", "tmp"};
-    DwarfBuilder dwarf(GetParam());
-    dwarf.Unit().Name("a.c").Children([&] {
+    LoadUnitOf([&] {
         dwarf.Label("declared").Die(TAG_variable).Name("declared").Attr(AT_declaration, FORM_flag, 1);
         dwarf.Die(TAG_variable).Name("constant").Attr(AT_const_value, FORM_data1, 4);
         dwarf.Die(TAG_variable).Name("empty").Attr(AT_location, FORM_block1, {});
@@ -69,8 +41,6 @@ TEST_P(Variables, WhatLacksALocationOrANameIsNoneAndFiltersDropTheRest)
         dwarf.Die(TAG_variable).Ref(AT_abstract_origin, "origin").Attr(AT_location, FORM_block1, {0x50});
         dwarf.Label("int").Die(TAG_base_type).Name("int").Attr(AT_byte_size, FORM_data1, 4);
     });
-    Index(dwarf);
-    LoadUnit();
     // An origin's name is not looked at by the filter of names.
     EXPECT_EQ(LoadTest::Variables(), (std::vector<std::string>{"a__b", "tmp3"}));
     EXPECT_EQ(Store().VariableAt(1).byteSize, 4u);
@@ -89,7 +59,6 @@ TEST_P(Variables, WhatLacksALocationOrANameIsNoneAndFiltersDropTheRest)
 
 TEST_P(Variables, FrameBasesAreReplacedAndOtherOperatorsSteppedOver)
 {
-    DwarfBuilder dwarf(GetParam());
     const auto local = [&](std::initializer_list<u8> location) {
         dwarf.Die(TAG_variable).Name("v").Attr(AT_location, FORM_block1, location);
     };
@@ -104,26 +73,24 @@ TEST_P(Variables, FrameBasesAreReplacedAndOtherOperatorsSteppedOver)
         Variable(dwarf, "global");
         dwarf.Die(TAG_variable).Name("v").Attr(AT_location, FORM_block1, {0x91, 0x04});
     });
-    EXPECT_EQ(
-        Locations(dwarf),
-        (std::vector<std::string>{Bytes({0x50}), Bytes({0x91, 0x04}), // no function, no frame base
-                                  Bytes({0x7D, 0x08, 0x11, 0x78, 0x22}),
-                                  Bytes({0x7D, 0x08, 0x11, 0x08, 0x22, 0x06, 0x7D, 0x08, 0x11, 0xFF, 0x7E, 0x22, 0x22}),
-                                  Bytes({0x08, 0x91, 0x92, 0x91, 0x91, 0x01, 0x91, 0x03, 0x7D, 0x08, 0x11, 0x91, 0x91,
-                                         0x91, 0x91, 0x00, 0x22}),
-                                  Bytes({0x7D, 0x08, 0x11, 0x80, 0x22}), Bytes({0x79, 0x04})}));
+    EXPECT_EQ(Locations(), (std::vector<std::string>{
+                               Bytes({0x50}), Bytes({0x91, 0x04}), // no function, no frame base
+                               Bytes({0x7D, 0x08, 0x11, 0x78, 0x22}),
+                               Bytes({0x7D, 0x08, 0x11, 0x08, 0x22, 0x06, 0x7D, 0x08, 0x11, 0xFF, 0x7E, 0x22, 0x22}),
+                               Bytes({0x08, 0x91, 0x92, 0x91, 0x91, 0x01, 0x91, 0x03, 0x7D, 0x08, 0x11, 0x91, 0x91,
+                                      0x91, 0x91, 0x00, 0x22}),
+                               Bytes({0x7D, 0x08, 0x11, 0x80, 0x22}), Bytes({0x79, 0x04})}));
 }
 
 TEST_P(Variables, TheStaticBaseTakesTheExpressionOfThePreferences)
 {
     g_prefs.enableSb = true;
     g_prefs.sbExpr = "sectid_base(%d) + %d";
-    DwarfBuilder dwarf(GetParam());
     dwarf.Unit().Name("a.c").Children([&] {
         Function(dwarf.Label("f"), "f");
         dwarf.Die(TAG_variable).Name("v").Attr(AT_location, FORM_block1, {0x79, 0x7C, 0x06});
     });
-    EXPECT_EQ(Locations(dwarf), std::vector<std::string>{Bytes({0x79, 0x7C, 0x06})}); // no section
+    EXPECT_EQ(Locations(), std::vector<std::string>{Bytes({0x79, 0x7C, 0x06})}); // no section
 
     g_prefs.sbExpr = "sectid_base(%d)";
     Dwarf2File& file = Index(dwarf);
@@ -134,7 +101,6 @@ TEST_P(Variables, TheStaticBaseTakesTheExpressionOfThePreferences)
 
 TEST_P(Variables, ListsAreWrappedWithTheirEntriesPrepared)
 {
-    DwarfBuilder dwarf(GetParam());
     const u32 plain = dwarf.LocationList({{0x10, 0x20, {0x50}}, {0x20, 0x30, {0x91, 0x04}}});
     const u32 empty = dwarf.LocationList({});
     const u32 looping = dwarf.LocationList({{0, 8, {0x91, 0x00}}});
@@ -150,11 +116,10 @@ TEST_P(Variables, ListsAreWrappedWithTheirEntriesPrepared)
         });
     });
     const std::string end = Word(0) + Word(0);
-    EXPECT_EQ(Locations(dwarf),
-              (std::vector<std::string>{"\xEC" + Word(0x10) + Word(0x20) + Half(1) + "\x50" + Word(0x20) + Word(0x30) +
-                                            Half(4) + Bytes({0x5B, 0x11, 0x04, 0x22}) + end,
-                                        "\xEC" + end, "\xEC"}));
-    LoadFunction(dwarf.Offset("g"));
+    EXPECT_EQ(Locations(), (std::vector<std::string>{"\xEC" + Word(0x10) + Word(0x20) + Half(1) + "\x50" + Word(0x20) +
+                                                         Word(0x30) + Half(4) + Bytes({0x5B, 0x11, 0x04, 0x22}) + end,
+                                                     "\xEC" + end, "\xEC"}));
+    LoadFunction("g");
     // A list that needs the frame base that it is leaves its own operator as it stands.
     EXPECT_EQ(Store().VariableAt(3).location,
               "\xEC" + Word(0) + Word(8) + Half(2) + Bytes({0x91, 0x00}) + end + Bytes({0x11, 0x02, 0x22}));
@@ -162,31 +127,28 @@ TEST_P(Variables, ListsAreWrappedWithTheirEntriesPrepared)
 
 TEST_P(Variables, WithoutListsInTheFileAListIsNoLocation)
 {
-    DwarfBuilder dwarf(GetParam());
     dwarf.Unit().Name("a.c").Children([&] {
         Function(dwarf.Label("f"), "f").Attr(AT_frame_base, FORM_data4, 0).Sibling().Children([&] {
             dwarf.Die(TAG_variable).Name("list").Attr(AT_location, FORM_data4, 0);
             dwarf.Die(TAG_variable).Name("based").Attr(AT_location, FORM_block1, {0x91, 0x04});
         });
     });
-    EXPECT_EQ(Locations(dwarf), std::vector<std::string>{Bytes({0x11, 0x04, 0x22})});
+    EXPECT_EQ(Locations(), std::vector<std::string>{Bytes({0x11, 0x04, 0x22})});
 }
 
 TEST_P(Variables, ALocationGivenAsTextReachesToTheEndOfItsSection)
 {
-    DwarfBuilder dwarf(GetParam());
     dwarf.Unit().Name("a.c").Children([&] {
         Function(dwarf.Label("f"), "f");
         dwarf.Die(TAG_variable).Name("v").Attr(AT_location, FORM_string, "P");
     });
-    const std::string location = Locations(dwarf).at(0);
+    const std::string location = Locations().at(0);
     EXPECT_EQ(location, Bytes({0x50, 0, 0})); // the text, its end, and the null entry behind
 }
 
 TEST_P(Variables, FrameBasesCannotSwellALocation)
 {
     // One operator after the other, each replaced by a frame base of the greatest length.
-    DwarfBuilder dwarf(GetParam());
     ByteSection base(GetParam());
     base.Fill(60'000, 0x96);
     ByteSection location(GetParam());
@@ -198,7 +160,7 @@ TEST_P(Variables, FrameBasesCannotSwellALocation)
             dwarf.Die(TAG_variable).Name("v").Attr(AT_location, FORM_block2, location);
         });
     });
-    const std::string prepared = Locations(dwarf).at(0);
+    const std::string prepared = Locations().at(0);
     EXPECT_LT(prepared.size(), 8'000'000u);
     EXPECT_EQ(prepared.substr(60'000, 4), Bytes({0x11, 0x00, 0x22, 0x96})); // the first ones are exact
     EXPECT_EQ(prepared.substr(prepared.size() - 2), Bytes({0x91, 0x00}));
