@@ -29,9 +29,11 @@
 #endif
 #ifdef COUNTS_MEMORY
 // As <sanitizer/allocator_interface.h> has them, which doesn't come with every compiler.
+// NOLINTBEGIN(readability-identifier-naming,bugprone-reserved-identifier,cert-dcl*)
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*allocated)(const volatile void*, std::size_t),
                                                          void (*released)(const volatile void*));
 extern "C" std::size_t __sanitizer_get_allocated_size(const volatile void* memory);
+// NOLINTEND(readability-identifier-naming,bugprone-reserved-identifier,cert-dcl*)
 #endif
 
 namespace {
@@ -52,7 +54,7 @@ void CountAllocation(const volatile void*, std::size_t size)
     g_memoryPeak = std::max(g_memoryPeak.load(), g_memory.load());
     if (g_memory > g_memoryLimit) {
         g_memoryLimit = ~std::size_t{0};
-        std::fputs("mutants: the memory of one file is used up\n", stderr);
+        static_cast<void>(std::fputs("mutants: the memory of one file is used up\n", stderr));
         std::abort();
     }
 }
@@ -174,7 +176,7 @@ int Run(const Arguments& arguments)
         ++findings;
         std::printf("%s: mutant %llu of %s\n", first && second ? "two exports differ" : "harm",
                     static_cast<unsigned long long>(number), arguments.files[number % seeds.size()].c_str());
-        std::fflush(stdout);
+        static_cast<void>(std::fflush(stdout));
         Keep(arguments, number, mutant);
     }
     std::printf("%llu mutants of %zu files, %llu findings, at most %zu KiB of memory\n",
@@ -185,7 +187,7 @@ int Run(const Arguments& arguments)
 
 } // namespace
 
-int main(int count, char** texts)
+int main(int count, char** texts) // NOLINT(bugprone-exception-escape): it ends the tool
 {
     Arguments arguments;
     CLI::App app{"Loads damaged ELF files"};

@@ -1,6 +1,6 @@
 // The two preference files. They are read once in a process, so the reader is compiled into this target,
 // which makes it forget that it has read them.
-#include "frame/Preferences.cpp"
+#include "frame/Preferences.cpp" // NOLINT(bugprone-suspicious-include)
 #include "fuzz/Pieces.h"
 
 #include <fstream>
