@@ -46,8 +46,7 @@ const char* Dwarf2File::CopyableText(const char* text, std::string& cut)
     }
     const u64 left = m_copying.Left();
     const std::size_t size = strnlen(text, left);
-    if (size < left) {
-        m_copying.Spend(size);
+    if (size < left && m_copying.Take(size)) {
         return text;
     }
     cut.assign(text, kAlways);

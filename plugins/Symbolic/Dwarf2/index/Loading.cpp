@@ -16,7 +16,7 @@ public:
     {
         if (m_file.m_requestDepth++ == 0) {
             constexpr u64 kPerRequest = 4096; // a long session asks for what is loaded, again and again
-            m_file.m_reading.GiveBack(kPerRequest);
+            m_file.m_reading.Add(kPerRequest);
             m_file.m_entriesRead = 0;
             m_file.m_rowsBefore = m_file.m_dieInfoMap.Size();
         }

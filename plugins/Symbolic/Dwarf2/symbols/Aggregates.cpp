@@ -94,7 +94,7 @@ void Dwarf2File::ReadMembers(const CompileUnitInfo* unit, u32 dieOffset, DbgUser
     MemberRecord member;
     std::vector<u32> parents{dieOffset};
     constexpr std::size_t kLevel = 1;
-    while (!m_listing.IsSpent() && !AtEnd(m_debug_info)) {
+    while (m_listing.Left() != 0 && !AtEnd(m_debug_info)) {
         const u32 entry = m_debug_info.Pos();
         const u32 next = ReadDie(unit, &parents, true, &member);
         if (parents.size() > kLevel) {
@@ -104,7 +104,7 @@ void Dwarf2File::ReadMembers(const CompileUnitInfo* unit, u32 dieOffset, DbgUser
             break;
         }
         Seek(m_debug_info, next > entry ? next : kNone); // a sibling that leads back ends the loop
-        if (member.offsetValid && m_listing.Spend(1)) {
+        if (member.offsetValid && m_listing.Take(1)) {
             if (member.bitOffset != 0 || member.bitSize != 0) {
                 type->SetType(kUdtBitFields);
             }

@@ -31,7 +31,7 @@ void Dwarf2File::ReadEnumerators(const CompileUnitInfo* unit, DbgUDTInfoEnum32* 
         return;
     }
     DIEInfo local;
-    while (!m_listing.IsSpent() && !AtEnd(m_debug_info)) {
+    while (m_listing.Left() != 0 && !AtEnd(m_debug_info)) {
         local.infoOffset = m_debug_info.Pos();
         local.abbrIndex = m_debug_info.Get32_ULEB128(4);
         if (local.abbrIndex == 0) {
@@ -77,7 +77,7 @@ u32 Dwarf2File::BuildEnumerator(const CompileUnitInfo* unit, DIEInfo* row, const
         }
     });
     FinishDieAttributes(decl, row);
-    if (info != nullptr && name != nullptr && haveValue && m_listing.Spend(1)) {
+    if (info != nullptr && name != nullptr && haveValue && m_listing.Take(1)) {
         info->AddEnumValue(static_cast<i32>(value), name); // a signed word of 32 bits
     }
     return m_debug_info.Pos();

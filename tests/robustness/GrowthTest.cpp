@@ -1,0 +1,375 @@
+// What hostile files may cost: loading everything of one and running every dump takes work in
+// proportion to its size. Counted is what was read, copied, kept and printed, not the time; what
+// isn't counted would take a test over the limit of minutes that ctest sets.
+#include "interfaces/DbgAddress.h"
+#include "interfaces/DbgSymSrcFile.h"
+#include "interfaces/DbgUIConsole.h"
+#include "tests/support/LoadTest.h"
+
+#include <array>
+#include <sstream>
+#include <string>
+#include <utility>
+
+namespace {
+
+using Probe = Dwarf2FileProbe;
+
+/// Fills the sections with about `size` bytes.
+using Maker = void (*)(DwarfBuilder& dwarf, u32 size);
+
+struct Hostile {
+    const char* name;
+    Maker make;
+};
+
+constexpr u32 kUnknownForm = 0x7E; // takes no bytes
+
+DwarfBuilder& Unit(DwarfBuilder& dwarf, const UnitHeader& header = {})
+{
+    return dwarf.Unit(header).Name("a.c").Range(0x8000, 0x9000).Children();
+}
+
+/// `count` DIEs of one byte that share a list of as many attributes, in a container of their own.
+template <u32 Tag, u32 Container>
+void AttributesWithoutBytes(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    if (Container != 0) {
+        dwarf.Die(Container).Children();
+    }
+    dwarf.Die(Tag);
+    const u32 code = Container != 0 ? 3 : 2;
+    for (u32 pair = 0; pair < size / 4; ++pair) {
+        dwarf.Spec(AT_decl_file, kUnknownForm);
+    }
+    for (u32 die = 0; die < size / 2; ++die) {
+        dwarf.Entry(code);
+    }
+}
+
+constexpr u32 kTypedef = 2;
+void DeclareTypedef(DwarfBuilder& dwarf)
+{
+    dwarf.Declare(kTypedef, TAG_typedef, false, {{AT_type, FORM_ref_addr}});
+}
+
+/// Typedefs, each to another place in the run of bytes that comes next.
+void Typedefs(DwarfBuilder& dwarf, u32 count, u32 stride, u32 first = 0)
+{
+    for (u32 die = 0; die < count; ++die) {
+        dwarf.Entry(kTypedef);
+        dwarf.info.Ref("run", 4, 0u - die * stride - first);
+    }
+    dwarf.Label("run");
+}
+
+void OverlappingEnumerations(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    DeclareTypedef(dwarf);
+    dwarf.Declare(3, TAG_enumerator, false, {{AT_name, FORM_block1}, {AT_const_value, kUnknownForm}});
+    dwarf.Declare(4, TAG_enumeration_type, true, {});
+    Typedefs(dwarf, size / 12, 3, 2);
+    for (u32 i = 0; i < size / 12; ++i) {
+        dwarf.info.Raw({3, 1, 4}); // an enumerator whose name is the code of an enumeration
+    }
+}
+
+void OverlappingArrays(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    DeclareTypedef(dwarf);
+    dwarf.Declare(3, TAG_subrange_type, false, {{AT_upper_bound, FORM_data1}});
+    dwarf.Declare(4, TAG_array_type, true, {});
+    Typedefs(dwarf, size / 12, 3, 2);
+    for (u32 i = 0; i < size / 12; ++i) {
+        dwarf.info.Raw({3, 1, 4});
+    }
+}
+
+void OverlappingBlocks(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    DeclareTypedef(dwarf);
+    dwarf.Declare(3, TAG_variable, false, {{AT_name, FORM_string}, {AT_location, FORM_block4}});
+    const u32 count = size / 13;
+    Typedefs(dwarf, count, 8);
+    for (u32 i = 0; i < count; ++i) {
+        dwarf.Entry(3).info.Text("v").U32(8 * (count - i) - 7).U8(0x96);
+    }
+}
+
+void ManyIndirectForms(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    DeclareTypedef(dwarf);
+    for (u32 code = 3; code <= FORM_indirect; ++code) {
+        dwarf.Declare(code, TAG_base_type, false, {{AT_decl_file, FORM_indirect}});
+    }
+    Typedefs(dwarf, size / 10, 1);
+    dwarf.info.Fill(size / 2, FORM_indirect).U8(FORM_data1);
+}
+
+void OneProgrammeOfManyUnits(DwarfBuilder& dwarf, u32 size)
+{
+    const u32 unit = dwarf.line.OpenLength();
+    dwarf.line.U16(2).U32(24).Raw({1, 1, 0xFB, 14, 10, 0, 1, 1, 1, 1, 0, 0, 0, 1}).U8(0).Text("a.c").Raw({0, 0, 0, 0});
+    dwarf.line.Fill(size / 2, 0x20).CloseLength(unit);
+    for (u32 i = 0; i < size / 2 / 40; ++i) {
+        dwarf.Unit({.abbrevOffset = i == 0 ? std::nullopt : std::optional<u32>(0)}).Name("a.c");
+        dwarf.Attr(AT_stmt_list, FORM_data4, 0).Range(0x8000, 0x9000);
+    }
+}
+
+void OverlappingNameSets(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    for (u32 i = 0; i < size / 8; ++i) {
+        dwarf.pubnames.U32(4).U32(0x41414141);
+    }
+}
+
+template <u32 Tag>
+void OneLongText(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    dwarf.str.Fill(size / 2, 'x').U8(0);
+    dwarf.Declare(2, Tag, false, {{AT_name, FORM_strp}, {AT_low_pc, FORM_data1}, {AT_high_pc, FORM_data1}});
+    for (u32 i = 0; i < size / 14; ++i) {
+        dwarf.Entry(2).info.U32(i).U8(1).U8(2);
+    }
+}
+
+/// Paths of one long name and one long directory.
+void UnitsOfLongTexts(DwarfBuilder& dwarf, u32 size)
+{
+    dwarf.str.Fill(size / 2, 'x').U8(0);
+    for (u32 i = 0; i < size / 40; ++i) {
+        dwarf.Unit({.abbrevOffset = i == 0 ? std::nullopt : std::optional<u32>(0)});
+        dwarf.Attr(AT_name, FORM_strp, i).Attr(AT_comp_dir, FORM_strp, 2 * i);
+    }
+}
+
+void MethodsOfALongClass(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    dwarf.str.Fill(size / 2, 'x').U8(0);
+    dwarf.Die(TAG_class_type).Attr(AT_name, FORM_strp, 0).Children();
+    dwarf.Label("f").Die(TAG_subprogram).Name("f").End();
+    dwarf.Declare(4, TAG_subprogram, false,
+                  {{AT_specification, FORM_ref_addr}, {AT_low_pc, FORM_data1}, {AT_high_pc, FORM_data1}});
+    for (u32 i = 0; i < size / 14; ++i) {
+        dwarf.Entry(4).info.Ref("f").U8(1).U8(2);
+    }
+}
+
+void OneListOfManyVariables(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    for (u32 i = 0; i < size / 22; ++i) {
+        dwarf.loc.U32(1).U32(2).U16(1).U8(0x50);
+    }
+    dwarf.Declare(2, TAG_variable, false, {{AT_name, FORM_string}, {AT_location, FORM_data4}});
+    for (u32 i = 0; i < size / 14; ++i) {
+        dwarf.Entry(2).info.Text("v").U32(0);
+    }
+}
+
+/// One location of very many frame-base operators, and a long frame base of very many variables.
+void FrameBases(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    ByteSection operators(dwarf.Order());
+    for (u32 i = 0; i < size / 8; ++i) {
+        operators.Raw({0x91, 0});
+    }
+    dwarf.Die(TAG_subprogram).Name("f").Range(0x8000, 0x9000).Attr(AT_frame_base, FORM_block1, {0x5B}).Children();
+    dwarf.Die(TAG_variable).Name("v").Attr(AT_location, FORM_block4, operators).End();
+    dwarf.Die(TAG_subprogram).Name("g").Range(0x8000, 0x9000);
+    dwarf.Attr(AT_frame_base, FORM_block4, ByteSection(dwarf.Order()).Fill(size / 4, 0x96)).Children();
+    dwarf.Declare(5, TAG_variable, false, {{AT_name, FORM_string}, {AT_location, FORM_block1}});
+    for (u32 i = 0; i < size / 12; ++i) {
+        dwarf.Entry(5).info.Text("v").Raw({2, 0x91, 0});
+    }
+}
+
+void NestedBlocks(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    dwarf.Die(TAG_subprogram).Name("f").Range(0x8000, 0x9000).Children();
+    dwarf.Declare(3, TAG_lexical_block, true, {{AT_low_pc, FORM_data1}, {AT_high_pc, FORM_data1}});
+    dwarf.Declare(4, TAG_variable, false, {{AT_name, FORM_string}, {AT_location, FORM_block1}});
+    for (u32 i = 0; i < size / 8; ++i) {
+        dwarf.Entry(3).info.Raw({1, 2});
+        dwarf.Entry(4).info.Text("v").Raw({1, 0x50});
+    }
+}
+
+void NestedStructures(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    dwarf.Declare(2, TAG_structure_type, true, {{AT_name, FORM_string}});
+    for (u32 i = 0; i < size / 3; ++i) {
+        dwarf.Entry(2).info.Text("s");
+    }
+}
+
+/// Each a type that is never built, so that whoever asks for it reads on behind it.
+void UnitsThatReferIntoOne(DwarfBuilder& dwarf, u32 size)
+{
+    for (u32 i = 0; i < size / 2 / 40; ++i) {
+        dwarf.Unit({.abbrevOffset = i == 0 ? std::nullopt : std::optional<u32>(0)}).Name("a.c").Children();
+        if (i == 0) {
+            dwarf.Declare(2, TAG_const_type, false, {});
+            dwarf.Declare(3, TAG_variable, false, {{AT_location, FORM_block1}, {AT_type, FORM_ref_addr}});
+        }
+        dwarf.Entry(3).info.Raw({1, 0x50}).Ref("type");
+    }
+    dwarf.Unit({.abbrevOffset = 0}).Name("b.c").Children();
+    dwarf.Label("type").info.Fill(size / 2, 2);
+}
+
+void ClosedSiblings(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    dwarf.Declare(2, TAG_lexical_block, true, {{AT_sibling, FORM_ref_addr}});
+    const u32 first = dwarf.info.Size();
+    for (u32 i = 0; i < size / 5; ++i) {
+        dwarf.Entry(2).info.U32(first + 5 * (i * 7 % (size / 5)));
+    }
+}
+
+constexpr Hostile kFiles[] = {
+    {"AttributesWithoutBytes", AttributesWithoutBytes<0x4081, 0>},
+    {"MembersWithoutBytes", AttributesWithoutBytes<TAG_member, TAG_structure_type>},
+    {"EnumeratorsWithoutBytes", AttributesWithoutBytes<TAG_enumerator, TAG_enumeration_type>},
+    {"SubrangesWithoutBytes", AttributesWithoutBytes<TAG_subrange_type, TAG_array_type>},
+    {"OverlappingEnumerations", OverlappingEnumerations},
+    {"OverlappingArrays", OverlappingArrays},
+    {"OverlappingBlocks", OverlappingBlocks},
+    {"ManyIndirectForms", ManyIndirectForms},
+    {"OneProgrammeOfManyUnits", OneProgrammeOfManyUnits},
+    {"OverlappingNameSets", OverlappingNameSets},
+    {"BaseTypesOfOneLongText", OneLongText<TAG_base_type>},
+    {"FunctionsOfOneLongText", OneLongText<TAG_subprogram>},
+    {"UnitsOfLongTexts", UnitsOfLongTexts},
+    {"MethodsOfALongClass", MethodsOfALongClass},
+    {"OneListOfManyVariables", OneListOfManyVariables},
+    {"FrameBases", FrameBases},
+    {"NestedBlocks", NestedBlocks},
+    {"NestedStructures", NestedStructures},
+    {"UnitsThatReferIntoOne", UnitsThatReferIntoOne},
+    {"ClosedSiblings", ClosedSiblings},
+};
+
+/// Counts what is printed and drops it.
+class CountingBuffer : public std::streambuf {
+public:
+    u64 count = 0;
+
+protected:
+    int overflow(int c) override { return ++count, c; }
+    std::streamsize xsputn(const char*, std::streamsize size) override { return count += static_cast<u64>(size), size; }
+};
+
+class CountingConsole : public DbgUIConsole {
+public:
+    std::iostream& iostream() override { return m_stream; }
+    void ClearContents(u32) override {}
+    void CommandFinished() override {}
+    u64 Count() const { return m_buffer.count; }
+
+private:
+    CountingBuffer m_buffer;
+    std::iostream m_stream{&m_buffer};
+};
+
+struct SmallStack : LoadTest {
+    using LoadTest::OnSmallStack;
+};
+
+/// What one file cost.
+struct Cost {
+    u64 bytes = 0; ///< the file's debug sections
+    u64 read = 0;
+    u64 copied = 0;
+    u64 kept = 0; ///< rows, records of the store and what hangs on them
+    u64 printed = 0;
+};
+
+class Growth : public ::testing::TestWithParam<Hostile> {
+protected:
+    static Cost Measure(u32 size)
+    {
+        DwarfBuilder dwarf(ByteOrder::Little);
+        GetParam().make(dwarf, size);
+        ElfWriter elf(ByteOrder::Little);
+        dwarf.AddTo(elf);
+        const TempFile path = elf.Write();
+        DbgSymSymFile store(path.Path(), 1);
+        Dwarf2File file(&store);
+        SmallStack::OnSmallStack([&] { LoadAll(file, store); });
+        Cost cost;
+        cost.bytes = elf.Image().size();
+        cost.printed = Print(file);
+        cost.read = Probe::m_reading(file).Spent() + Probe::m_lineReading(file).Spent();
+        cost.copied = Probe::m_copying(file).Spent();
+        cost.kept = Probe::m_dieInfoMap(file).Size() + Probe::m_listing(file).Spent() + store.FuncScopeCount() +
+                    store.SubScopeCount() + store.VariableCount() + store.TypeCount();
+        for (std::size_t i = 0; i < store.FileScopeCount(); ++i) {
+            cost.kept += store.FileScopeAt(i).GetLineTableMember()->Count();
+        }
+        return cost;
+    }
+
+private:
+    static void LoadAll(Dwarf2File& file, DbgSymSymFile& store)
+    {
+        file.BuildCompileUnitIndex();
+        file.LoadSymbolByName(nullptr, "absent");
+        for (std::size_t i = 0; i < store.FileScopeCount(); ++i) {
+            file.LoadCompileUnitSymbols(store.FileScopeAt(i).GetId());
+        }
+        DbgSymContext context;
+        for (std::size_t i = 0; i < store.FuncScopeCount(); ++i) {
+            context.funcScope = store.FuncScopeAt(i).id;
+            file.LoadFunctionScopes(&context);
+        }
+        for (std::size_t i = 0; i < store.FileScopeCount(); ++i) {
+            const FileRange& range = store.FileRangeAt(i);
+            DbgSymSrcFile& source = store.FileScopeAt(i);
+            file.BuildLineTable(&source, source.GetLineTableMember(), &range.range, range.lineOffset);
+        }
+    }
+
+    static u64 Print(Dwarf2File& file)
+    {
+        CountingConsole console;
+        for (const char* line : {"dump", "abbr", "abbr x", "DIE 0xb", "line 0", "loclist", "pubnames", "macinfo"}) {
+            const std::string command = line;
+            file.ConsoleCommand(&command, &console);
+        }
+        return console.Count();
+    }
+};
+
+} // namespace
+
+TEST_P(Growth, IsNoFasterThanTheFiles)
+{
+    constexpr u32 kSize = 120'000;
+    const Cost small = Measure(kSize);
+    const Cost large = Measure(4 * kSize);
+    const auto grows = [&](const char* what, u64 Cost::*part, u64 base) {
+        EXPECT_LE(large.*part, 5 * (small.*part) + base) << what << ": " << small.*part << " for " << small.bytes;
+    };
+    constexpr u64 kMebi = u64{1} << 20;
+    EXPECT_LE(large.read, 32 * kMebi + 260 * large.bytes + 4096 * large.kept); // docs/robustness.md
+    EXPECT_LE(large.copied, 17 * kMebi + 65 * large.bytes);
+    grows("kept", &Cost::kept, kMebi);
+    grows("printed", &Cost::printed, kMebi);
+}
+
+INSTANTIATE_TEST_SUITE_P(, Growth, ::testing::ValuesIn(kFiles),
+                         [](const auto& instance) { return std::string(instance.param.name); });
