@@ -10,7 +10,7 @@ void Dwarf2File::SetAllowances()
 {
     // One reading of a section is as many steps as it has bytes, and at most as many pairs again. A
     // request may read a unit 64 times over (see RequestIsSpent); compilers' output needs one to
-    // three readings in all.
+    // two readings in all.
     constexpr u64 kReadings = 256;
     constexpr u64 kReadingBase = u64{16} << 20;
     m_reading.SetLimit(kReadingBase + kReadings * m_debug_info.Size());
