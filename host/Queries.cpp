@@ -88,9 +88,10 @@ std::string RowLine(const DbgSymLineTable& table, const DbgSymLineEntry& entry, 
 {
     std::string line = "  ";
     AppendAddress(line, entry.range);
-    AppendDecimal(line, entry.line, 8);
-    AppendDecimal(line, entry.column, 6);
-    AppendDecimal(line, entry.range.size, 8);
+    for (const auto& [number, width] : {std::pair(entry.line, 7), {u32{entry.column}, 5}, {entry.range.size, 7}}) {
+        line += ' '; // also between numbers of ten digits
+        AppendDecimal(line, number, static_cast<u32>(width));
+    }
     line += "  ";
     const std::string* path = table.GetEntryPath(entry);
     AppendPrintable(line, path == nullptr ? ownPath : *path);
