@@ -101,6 +101,27 @@ TEST_P(Loading, TheEngineMayAskForMoreInTheMiddleOfAVariable)
     EXPECT_EQ(Variables(), (std::vector<std::string>{"c", "a", "b"}));
 }
 
+TEST_P(Loading, WhatACallBackHasKeptOutOfAWalkTheNextOneBuilds)
+{
+    dwarf.Unit().Name("a.c").Children([&] {
+        Variable(dwarf, "a");
+        Function(dwarf, "f");
+        Variable(dwarf, "c");
+        dwarf.Label("int").Die(TAG_base_type).Name("int");
+    });
+    dwarf.EndUnit();
+    dwarf.PubSet(0, dwarf.info.Size(), {{dwarf.Offset("int"), "int"}});
+    Dwarf2File& file = Index<CallingStore>(dwarf);
+    // Selects types alone, and the walk around goes on with that.
+    static_cast<CallingStore&>(Store()).onVariable = [&] { EXPECT_TRUE(file.LoadSymbolByName(nullptr, "int")); };
+    LoadUnit();
+    EXPECT_EQ(Variables(), (std::vector<std::string>{"a"}));
+    EXPECT_TRUE(Functions().empty());
+    LoadUnit();
+    EXPECT_EQ(Variables(), (std::vector<std::string>{"a", "c"}));
+    EXPECT_EQ(Functions(), (std::vector<std::string>{"f"}));
+}
+
 TEST_P(Loading, BlocksNestToAnyDepth)
 {
     LoadUnitOf([&] {
