@@ -1,15 +1,5 @@
 // What nearly every test of the module starts from: a file that the assemblers made, opened, with a
 // store beside it, in either byte order.
-//
-//     class DieRows : public DwarfTest {};
-//     BOTH_BYTE_ORDERS(DieRows);
-//
-//     TEST_P(DieRows, ANewRowKnowsItsOffset)
-//     {
-//         dwarf.Unit().Name("a.c");
-//         Dwarf2File& file = Index(dwarf);
-//         EXPECT_EQ(Probe::GetDieInfo(file, 11)->infoOffset, 11u);
-//     }
 #pragma once
 
 #include "frame/Preferences.h"

@@ -1,10 +1,4 @@
 // The tests' writer of 32-bit ELF files.
-//
-//     ElfWriter elf(order);
-//     const u32 text = elf.Section(".text", bytes, {.flags = kShfAlloc | kShfExecInstr, .address = 0x8000});
-//     elf.Symbol({.name = "main", .value = 0x8000, .size = 8, .section = text});
-//     elf.Edit([](ElfRecords& elf) { elf.header.e_shentsize = 0; });
-//     TempFile file = elf.Write();
 #pragma once
 
 #include "interfaces/Elf32.h"
