@@ -169,6 +169,9 @@ int Run(const Arguments& arguments)
         const std::string mutant = MutantOf(arguments, seeds, number);
         const std::optional<Report> first = LoadInChild(mutant, true);
         const std::optional<Report> second = LoadInChild(mutant, false);
+        if ((number - arguments.first + 1) % 1000 == 0) {
+            static_cast<void>(std::fprintf(stderr, "%llu\n", static_cast<unsigned long long>(number + 1)));
+        }
         if (first && second && first->digest == second->digest) {
             peak = std::max(peak, first->memoryPeak);
             continue;
