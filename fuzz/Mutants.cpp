@@ -43,11 +43,12 @@ constexpr rlim_t kSeconds = 10;
 constexpr std::size_t kMemory = std::size_t{64} << 20;
 constexpr std::size_t kMemoryForByte = 4096;
 
-std::atomic<std::size_t> g_memory;
 std::atomic<std::size_t> g_memoryPeak;
-std::size_t g_memoryLimit = 0;
 
 #ifdef COUNTS_MEMORY
+std::atomic<std::size_t> g_memory;
+std::size_t g_memoryLimit = 0;
+
 void CountAllocation(const volatile void*, std::size_t size)
 {
     g_memory += size;
@@ -182,9 +183,12 @@ int Run(const Arguments& arguments)
         static_cast<void>(std::fflush(stdout));
         Keep(arguments, number, mutant);
     }
-    std::printf("%llu mutants of %zu files, %llu findings, at most %zu KiB of memory\n",
-                static_cast<unsigned long long>(arguments.count), seeds.size(),
-                static_cast<unsigned long long>(findings), peak / 1024);
+    std::printf("%llu mutants of %zu files, %llu findings", static_cast<unsigned long long>(arguments.count),
+                seeds.size(), static_cast<unsigned long long>(findings));
+    if (peak != 0) {
+        std::printf(", at most %zu KiB of memory", peak / 1024);
+    }
+    std::printf("\n");
     return findings == 0 ? 0 : 1;
 }
 
