@@ -16,12 +16,18 @@ namespace engine {
 /// So it does here: a block of offsets is hashed as a whole, and an id has its place in the block's slots.
 class IdIndex {
 public:
-    /// Files `index` (not kNone) under `id`. False, with nothing changed, if the id has one already.
-    bool Insert(u32 id, u32 index)
+    /// Sees to it that the next Insert needs no memory.
+    void MakeRoom()
     {
         if (m_count >= m_slots.size() / 8 * 5) {
             Grow();
         }
+    }
+
+    /// Files `index` (not kNone) under `id`. False, with nothing changed, if the id has one already.
+    bool Insert(u32 id, u32 index)
+    {
+        MakeRoom();
         Slot& slot = m_slots[Place(id)];
         if (slot.index != kNone) {
             return false;

@@ -15,12 +15,15 @@ class SectionRegistry {
 public:
     static SectionRegistry& Get();
 
+    /// Sees to it that the next Add needs no memory.
+    void MakeRoom();
     /// @param section borrowed from `owner`.
     void Add(const DbgSectionList* owner, const DbgSection* section);
+    /// Needs no memory: lists go away when there is none.
     void Remove(const DbgSectionList* owner);
 
     /// The section of that id, the one added last if there are several; null if there is none.
-    const DbgSection* Find(u32 id) const;
+    const DbgSection* Find(u32 id);
     /// The section that contains the address, the one added last if there are several; else null.
     const DbgSection* FindContaining(u32 address);
 
@@ -29,8 +32,9 @@ private:
         const DbgSectionList* owner;
         const DbgSection* section;
     };
-    std::vector<Entry> m_entries; ///< in the order in which they were added
-    std::unordered_map<u32, const DbgSection*> m_byId;
+    std::vector<Entry> m_entries;                      ///< in the order in which they were added
+    std::unordered_map<u32, const DbgSection*> m_byId; ///< made on first use after a change
+    bool m_idsChanged = false;
     AddressMap m_byAddress; ///< of indexes in m_entries; made on first use after a change
     bool m_changed = false;
 };

@@ -17,10 +17,17 @@ SectionRegistry& SectionRegistry::Get()
     return registry;
 }
 
+void SectionRegistry::MakeRoom()
+{
+    if (m_entries.size() == m_entries.capacity()) {
+        m_entries.reserve(2 * m_entries.size() + 16);
+    }
+}
+
 void SectionRegistry::Add(const DbgSectionList* owner, const DbgSection* section)
 {
     m_entries.push_back({owner, section});
-    m_byId[section->id] = section;
+    m_idsChanged = true;
     m_changed = true;
 }
 
@@ -29,16 +36,20 @@ void SectionRegistry::Remove(const DbgSectionList* owner)
     if (std::erase_if(m_entries, [owner](const Entry& entry) { return entry.owner == owner; }) == 0) {
         return;
     }
-    // A section of the same id in another list comes into sight again.
     m_byId.clear();
-    for (const Entry& entry : m_entries) {
-        m_byId[entry.section->id] = entry.section;
-    }
+    m_idsChanged = true;
     m_changed = true;
 }
 
-const DbgSection* SectionRegistry::Find(u32 id) const
+const DbgSection* SectionRegistry::Find(u32 id)
 {
+    if (m_idsChanged) {
+        m_byId.clear();
+        for (const Entry& entry : m_entries) {
+            m_byId[entry.section->id] = entry.section;
+        }
+        m_idsChanged = false;
+    }
     const auto found = m_byId.find(id);
     return found == m_byId.end() ? nullptr : found->second;
 }
@@ -92,8 +103,15 @@ void DbgSectionList::AddSection(const DbgSection* section)
     if (section == nullptr) {
         return;
     }
+    // What can fail for want of memory comes first: then the section is held everywhere or nowhere.
+    engine::SectionRegistry::Get().MakeRoom();
     const DbgSection& added = m_sections.emplace_back(*section);
-    m_byId.emplace(added.id, &added);
+    try {
+        m_byId.emplace(added.id, &added);
+    } catch (...) {
+        m_sections.pop_back();
+        throw;
+    }
     engine::SectionRegistry::Get().Add(this, &added);
 }
 

@@ -1,4 +1,5 @@
 // The symbol store: lists in the order in which things came, hash indexes by id, one pool of texts.
+// Without memory for a thing the store is as it was before: room in the indexes is made ahead.
 #include "interfaces/DbgSymSymFile.h"
 
 #include "ChunkList.h"
@@ -54,6 +55,14 @@ private:
 /// sorted when asked for.
 class UnitOrder {
 public:
+    /// Sees to it that the next Add needs no memory.
+    void MakeRoom()
+    {
+        if (m_units.size() == m_units.capacity()) {
+            m_units.reserve(2 * m_units.size() + 16);
+        }
+    }
+
     void Add(u32 id, u32 index)
     {
         m_sorted = m_sorted && (m_units.empty() || m_units.back().first < id);
@@ -117,6 +126,8 @@ DbgSymSrcFile* DbgSymSymFile::AddFileScope(u32 id, const std::string& path, cons
 {
     Contents& contents = *m_contents;
     const auto index = static_cast<u32>(contents.files.size());
+    contents.fileIds.MakeRoom();
+    contents.units.MakeRoom();
     std::string ownPath(path, 0, contents.paths.Take(path.size()));
     FileScope& added = contents.files.emplace_back(id, std::move(ownPath), range, lineOffset, contents.kept->arena);
     if (contents.fileIds.Insert(id, index)) {
@@ -142,6 +153,7 @@ const DbgSymFuncScope* DbgSymSymFile::AddFuncScope(const DbgSymContext& /*contex
                                                    const char* name, const DbgAddrRange& range)
 {
     Contents& contents = *m_contents;
+    contents.functionIds.MakeRoom();
     contents.functionIds.Prefetch(id);
     const auto index = static_cast<u32>(contents.functions.Count());
     const std::string_view text = contents.kept->texts.Keep(name == nullptr ? "" : name);
@@ -196,6 +208,7 @@ void DbgSymSymFile::AddUserDefinedType(boost::shared_ptr<DbgUserDefinedVarType> 
     }
     Contents& contents = *m_contents;
     const u32 id = type->GetId();
+    contents.typeIds.MakeRoom();
     contents.typeIds.Prefetch(id);
     // Many types have the same name: from here on the store keeps it.
     if (type->m_name != nullptr) {

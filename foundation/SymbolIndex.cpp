@@ -85,7 +85,6 @@ const SymbolIndex::SortedKeys& SymbolIndex::ByName()
     if (m_namesBuilt) {
         return m_byName;
     }
-    m_namesBuilt = true;
     SortedKeys byOffset;
     byOffset.reserve(m_symbols.size());
     for (u32 symbol = 1; symbol < m_symbols.size(); ++symbol) {
@@ -106,6 +105,7 @@ const SymbolIndex::SortedKeys& SymbolIndex::ByName()
     }
     std::sort(byOffset.begin(), byOffset.end());
     m_byName = std::move(byOffset);
+    m_namesBuilt = true;
     return m_byName;
 }
 
@@ -164,7 +164,7 @@ const std::vector<SymbolIndex::ExtentRun>& SymbolIndex::ExtentRuns()
     if (m_extentsBuilt) {
         return m_extentRuns;
     }
-    m_extentsBuilt = true;
+    m_extentRuns.clear(); // what is there if memory ran out
     constexpr u64 kNever = ~u64{0};
     // What is open at the sweep's address, and, below the top, extents that have ended unnoticed.
     std::priority_queue<Extent, std::vector<Extent>, Larger> open;
@@ -186,6 +186,7 @@ const std::vector<SymbolIndex::ExtentRun>& SymbolIndex::ExtentRuns()
             answer = smallest;
         }
     }
+    m_extentsBuilt = true;
     return m_extentRuns;
 }
 
@@ -202,7 +203,7 @@ const SymbolIndex::SortedKeys& SymbolIndex::Functions()
     if (m_functionsBuilt) {
         return m_functions;
     }
-    m_functionsBuilt = true;
+    m_functions.clear(); // what is there if memory ran out
     const u32 addressBits = m_thumbBit ? ~u32{1} : ~u32{0};
     for (u32 symbol = 1; symbol < m_symbols.size(); ++symbol) {
         const elf32_sym& candidate = m_symbols[symbol];
@@ -211,6 +212,7 @@ const SymbolIndex::SortedKeys& SymbolIndex::Functions()
         }
     }
     std::sort(m_functions.begin(), m_functions.end());
+    m_functionsBuilt = true;
     return m_functions;
 }
 

@@ -234,9 +234,9 @@ void VFKElfFile::Tables::ReadSection(const Elf32_Shdr* shdr, VFKBytes& bytes) co
 std::string_view VFKElfFile::Tables::SectionNames()
 {
     if (!m_sectionNamesLoaded) {
-        m_sectionNamesLoaded = true;
         // Section 0 stands for "no section" wherever a section is named by its index.
         ReadSection(nameSection == 0 ? nullptr : Section(nameSection), m_sectionNames);
+        m_sectionNamesLoaded = true; // at the end: without memory it is tried again
     }
     return {reinterpret_cast<const char*>(m_sectionNames.Data()), m_sectionNames.Size()};
 }
@@ -246,13 +246,13 @@ void VFKElfFile::Tables::LoadSymbols()
     if (m_symbolsLoaded) {
         return;
     }
-    m_symbolsLoaded = true;
     const auto isSymtab = [](const Elf32_Shdr& shdr) { return shdr.sh_type == kShtSymtab; };
     const auto table = std::find_if(sections.begin(), sections.end(), isSymtab);
     if (table != sections.end()) {
         m_symbols = ReadRecords<elf32_sym>(table->sh_offset, table->sh_size, table->sh_entsize, ~u64{0});
         ReadSection(table->sh_link == 0 ? nullptr : Section(table->sh_link), m_symbolNames);
     }
+    m_symbolsLoaded = true;
 }
 
 const std::vector<elf32_sym>& VFKElfFile::Tables::Symbols()

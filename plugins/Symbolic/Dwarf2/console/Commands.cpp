@@ -111,6 +111,7 @@ private:
     };
     static const Command kCommands[];
 
+    void RunCommand();
     bool Matches(const Command& command) const;
     /// Tells the console that the command is over, and by its stream's state whether the file of a
     /// redirection is complete.
@@ -149,6 +150,7 @@ private:
     Dwarf2File& m_file;
     DbgUIConsole& m_console;
     const std::string& m_line;
+    std::ostream* m_outerStream; ///< of the line that this one runs within; null for none
     bool m_acceptedInput;
     std::ofstream m_fileStream;
     std::optional<GatherBuffer> m_gathered; ///< in front of the file's own buffer
@@ -177,6 +179,7 @@ Dwarf2File::CommandRun::CommandRun(Dwarf2File& file, const std::string& line, Db
     : m_file(file)
     , m_console(console)
     , m_line(line)
+    , m_outerStream(file.m_dumpStream)
     , m_acceptedInput((console.m_state & DbgUIConsole::kAcceptsInput) != 0)
     , m_parser(line)
 {
@@ -189,10 +192,24 @@ Dwarf2File::CommandRun::~CommandRun()
     if (m_acceptedInput) {
         m_console.m_state |= DbgUIConsole::kAcceptsInput;
     }
-    m_file.m_dumpStream = nullptr;
+    m_file.m_dumpStream = m_outerStream;
 }
 
 void Dwarf2File::CommandRun::Run()
+{
+    const i32 indent = m_file.m_dumpIndent;
+    try {
+        RunCommand();
+    } catch (...) {
+        // Without memory, and for the console, the line ends here.
+        m_file.m_dumpIndent = indent;
+        Finish();
+        throw;
+    }
+    Finish();
+}
+
+void Dwarf2File::CommandRun::RunCommand()
 {
     if (m_parser.GetCToken(m_token, false, true)) {
         m_file.m_elf.GetFullPath(m_path, true, false);
@@ -204,7 +221,6 @@ void Dwarf2File::CommandRun::Run()
         }
         Out().flush();
     }
-    Finish();
 }
 
 void Dwarf2File::CommandRun::Finish()

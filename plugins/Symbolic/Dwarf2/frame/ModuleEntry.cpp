@@ -11,12 +11,17 @@ namespace {
 /// The one plug-in object. Unloading the module destroys it, and with it every file still registered.
 std::unique_ptr<Dwarf2SymbolicPlugin> g_plugin;
 
-/// Runs at attach. A module whose path can't be told attaches all the same.
+/// Runs at attach. A module whose path can't be told attaches all the same, and so does one for whose
+/// preferences there is no memory: nothing may be thrown into the system's loader.
 __attribute__((constructor)) void Attach()
 {
     static const char moduleHandle = 0;
-    VFKDLL::GetDLLPath(&moduleHandle, g_modulePath);
-    ReadPreferences();
+    try {
+        VFKDLL::GetDLLPath(&moduleHandle, g_modulePath);
+        ReadPreferences();
+    } catch (const std::bad_alloc&) {
+        return;
+    }
 }
 
 } // namespace

@@ -122,8 +122,8 @@ void Dwarf2File::DecideCodeType()
     const bool hasArm = m_elf.FindStrtabOffset("$a", 0) != VFKElfFile::npos;
     const bool hasThumb = m_elf.FindStrtabOffset("$t", 0) != VFKElfFile::npos;
     if (hasArm && hasThumb) {
-        m_codeTypeCache = kCodeTypeByAddress;
         ScanMappingSymbols();
+        m_codeTypeCache = kCodeTypeByAddress;
     } else if (hasArm) {
         m_codeTypeCache = kCodeArm;
     } else if (hasThumb) {

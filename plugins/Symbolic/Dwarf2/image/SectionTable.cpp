@@ -58,25 +58,24 @@ void Dwarf2File::CheckRelocation()
     if ((m_flags & kRelocationDone) != 0) {
         return;
     }
-    m_flags |= kRelocationDone;
-    if (!g_prefs.relocateLibs || m_elf.m_ehdr.e_machine != kMachineArm) {
-        return;
-    }
-    const elf32_phdr* phdr = nullptr;
-    for (u32 index = 1; const Elf32_Shdr* shdr = m_elf.GetShdrWithPhdr(index, &phdr); ++index) {
-        if (phdr == nullptr || (phdr->p_flags & kPfArmPi) == 0 || (phdr->p_flags & kPfX) == 0) {
-            continue;
+    if (g_prefs.relocateLibs && m_elf.m_ehdr.e_machine == kMachineArm) {
+        const elf32_phdr* phdr = nullptr;
+        const Elf32_Shdr* shdr = nullptr;
+        for (u32 index = 1; (shdr = m_elf.GetShdrWithPhdr(index, &phdr)) != nullptr; ++index) {
+            if (phdr != nullptr && (phdr->p_flags & kPfArmPi) != 0 && (phdr->p_flags & kPfX) != 0) {
+                break;
+            }
         }
-        // A position-independent segment that isn't linked at 0 leaves the file absolute.
-        if (shdr->sh_addr == 0) {
+        if (shdr == nullptr) {
+            RelocateBySegment();
+        } else if (shdr->sh_addr == 0) {
             m_sectionId = AddHostSection(shdr, phdr, &m_elf.m_ehdr);
             if (m_sectionId != kNone) {
                 m_flags |= kSectionRelative;
             }
-        }
-        return;
+        } // a position-independent segment that isn't linked at 0 leaves the file absolute
     }
-    RelocateBySegment();
+    m_flags |= kRelocationDone;
 }
 
 void Dwarf2File::RelocateBySegment()
@@ -87,9 +86,10 @@ void Dwarf2File::RelocateBySegment()
         }
         char name[32];
         std::snprintf(name, sizeof name, "PH[%ld]", static_cast<long>(index));
-        m_sectionId = DbgSymSymFile::GetNewSectionID();
-        const DbgSection section(name, kSectionPiCode, m_sectionId, kNone, phdr->p_memsz, 0);
+        const u32 id = DbgSymSymFile::GetNewSectionID();
+        const DbgSection section(name, kSectionPiCode, id, kNone, phdr->p_memsz, 0);
         m_symFile->GetSectionList().AddSection(&section);
+        m_sectionId = id;
         m_flags |= kSectionRelative;
         return;
     }

@@ -8,6 +8,7 @@
 
 #include <boost/make_shared.hpp>
 #include <ostream>
+#include <utility>
 
 u32 g_indexTicks = 0;
 
@@ -18,9 +19,10 @@ void Dwarf2File::ReadAbbrevTables()
         *m_dumpStream << "Start tick = " << hex8(g_indexTicks) << '\n';
     }
     m_debug_abbrev.Init();
-    const auto startTable = [this] {
+    std::map<u32, boost::shared_ptr<AbbrevList>> tables;
+    const auto startTable = [&] {
         auto list = boost::make_shared<AbbrevList>();
-        m_abbrListMap[m_debug_abbrev.Pos()] = list;
+        tables[m_debug_abbrev.Pos()] = list;
         return list;
     };
     auto list = startTable();
@@ -41,6 +43,8 @@ void Dwarf2File::ReadAbbrevTables()
         list->push_back(decl);
         SkipAttributePairs();
     }
+    // All tables or none: without memory the next who needs them reads them again.
+    m_abbrListMap = std::move(tables);
     m_lastAbbrevOffset = kNone;
     m_lastAbbrevList = nullptr;
 }

@@ -31,13 +31,20 @@ void Dwarf2File::BuildCompileUnitIndex()
     CheckRelocation();
     g_indexTicks = VFKTimer::GetTickCount();
     if ((m_flags & kIndexBuilt) == 0) {
-        // Set ahead of the work: a build that ends early isn't tried again.
+        // Set ahead of the work: a build that ends early isn't tried again. One that ends for want of
+        // memory is, and goes on with the unit that it was at.
         m_flags |= kIndexBuilt;
-        if (m_abbrListMap.empty()) {
-            ReadAbbrevTables();
-        }
-        m_debug_info.Init();
-        while (!AtEnd(m_debug_info) && IndexCompileUnit()) {
+        try {
+            if (m_abbrListMap.empty()) {
+                ReadAbbrevTables();
+            }
+            m_debug_info.Init();
+            Seek(m_debug_info, m_cuHeaderMap.empty() ? 0 : m_cuHeaderMap.rbegin()->first);
+            while (!AtEnd(m_debug_info) && IndexCompileUnit()) {
+            }
+        } catch (...) {
+            m_flags &= ~kIndexBuilt;
+            throw;
         }
     }
     g_indexTicks = VFKTimer::GetTickCount() - g_indexTicks;
@@ -59,14 +66,17 @@ bool Dwarf2File::IndexCompileUnit()
     if (DumpFlag()) {
         PrintDIEHead(dieOffset, decl);
     }
-    DIEInfo row;
-    row.infoOffset = dieOffset;
-    row.abbrIndex = code;
-    const u32 end = BuildCompileUnitScope(&unit, &row, decl, DumpFlag());
-    row.child = decl->hasChildren != 0 ? end : kNone;
     const u32 next = unit.End();
-    row.sibling = next + CompileUnitInfo::kHeaderSize;
-    *GetDieInfo(dieOffset) = row;
+    DIEInfo* filed = GetDieInfo(dieOffset); // ahead of the file scope, which is then made once
+    if ((filed->flags & DIEInfo::kDieBuilt) == 0) {
+        DIEInfo row;
+        row.infoOffset = dieOffset;
+        row.abbrIndex = code;
+        const u32 end = BuildCompileUnitScope(&unit, &row, decl, DumpFlag());
+        row.child = decl->hasChildren != 0 ? end : kNone;
+        row.sibling = next + CompileUnitInfo::kHeaderSize;
+        *filed = row;
+    }
     if (unit.EndWraps()) {
         return false; // the sum leads back to what the scan has passed
     }

@@ -19,6 +19,12 @@ struct DIEInfo {
     static constexpr u32 kDieInDeepClimb = 0x4;
     /// A walk has put the DIE into the queue.
     static constexpr u32 kDieQueued = 0x8;
+    /// The row counts as not visited: memory has run out when it was read for the first time, or its
+    /// type came to nothing.
+    static constexpr u32 kDieUnread = 0x10;
+    /// A walk through the children has ended for want of memory: the next one goes through them again,
+    /// though the DIE itself is built.
+    static constexpr u32 kDieHalfWalked = 0x20;
 
     /// The upper 24 bits of the flags: which walk over the unit's top level has left the row so that
     /// another one would change nothing (see WalkedLevel). 0 for none.

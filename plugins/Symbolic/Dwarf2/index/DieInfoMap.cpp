@@ -36,7 +36,7 @@ DIEInfo* DieInfoMap::GetOrAdd(u32 offset)
 
 DIEInfo* DieInfoMap::AddInside(Block& block, u32 bit, u32 offset)
 {
-    if (m_rowCount % kChunkRows == 0) {
+    if (m_rowCount == m_chunks.size() * kChunkRows) {
         m_chunks.push_back(std::make_unique<DIEInfo[]>(kChunkRows));
     }
     const u32 number = m_rowCount;

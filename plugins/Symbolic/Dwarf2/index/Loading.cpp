@@ -70,7 +70,7 @@ bool Dwarf2File::LoadDieAtOffset(u32 offset)
     std::vector<u32> parents;
     // A DIE that a walk has met becomes its own parent, and the walk goes on through the entries
     // behind it to the end of their level.
-    const bool met = row != nullptr;
+    const bool met = row != nullptr && (row->flags & DIEInfo::kDieUnread) == 0;
     if (met) {
         parents.push_back(row->infoOffset);
     }

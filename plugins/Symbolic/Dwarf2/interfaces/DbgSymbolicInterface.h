@@ -12,6 +12,8 @@ struct DbgAddrRange;
 struct DbgAddress;
 struct DbgSymContext;
 
+/// Without memory an operation throws std::bad_alloc. The file stays usable, and the same request made
+/// again does what is left to do; after an AddFile the registry is as it was before.
 class DbgSymbolicInterface {
 public:
     /// Tag of the exported function: "dsym".

@@ -77,7 +77,9 @@ void Dwarf2File::BuildAggregate(const CompileUnitInfo* unit, DIEInfo* row, const
     row->flags |= DIEInfo::kDieChildrenRead;
     const DepthGuard depth(m_loadDepth);
     ReadMembers(unit, row->infoOffset, type, kind);
-    if (row->sibling == kNone) {
+    if (type->GetInfo() == nullptr) {
+        row->flags &= ~DIEInfo::kDieChildrenRead; // no memory for a list: the walk goes through them
+    } else if (row->sibling == kNone) {
         row->sibling = m_debug_info.Pos();
     }
 }

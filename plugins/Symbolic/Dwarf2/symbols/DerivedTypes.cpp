@@ -21,12 +21,13 @@ u32 Dwarf2File::BuildType(const CompileUnitInfo* unit, DIEInfo* row, const Abbre
     if (decl == nullptr) {
         return m_debug_info.Pos();
     }
-    if (m_symFile->HasUserDefinedType(row->infoOffset)) {
-        Seek(m_debug_info, row->sibling);
-        return m_debug_info.Pos();
-    }
-    const auto type = DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
+    // A file that is added anew, with the same store, meets types that it hasn't met before.
+    const auto type = m_symFile->HasUserDefinedType(row->infoOffset)
+                          ? nullptr
+                          : DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
     if (!type) {
+        row->flags |= DIEInfo::kDieUnread;
+        PassBy(unit, row, decl);
         return m_debug_info.Pos();
     }
     switch (decl->tag) {
@@ -108,14 +109,18 @@ u32 Dwarf2File::BuildSubroutineType(const CompileUnitInfo* unit, DIEInfo* row, c
 
 u32 Dwarf2File::BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump)
 {
-    if (m_symFile->HasUserDefinedType(row->infoOffset)) {
+    if (decl == nullptr || decl->tag != TAG_typedef) {
+        return m_debug_info.Pos();
+    }
+    const auto type = m_symFile->HasUserDefinedType(row->infoOffset)
+                          ? nullptr
+                          : DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
+    if (!type) {
+        row->flags |= DIEInfo::kDieUnread;
+        PassBy(unit, row, decl);
         return m_debug_info.Pos();
     }
     row->flags |= DIEInfo::kDieBuilt;
-    const auto type = DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
-    if (!type || decl == nullptr || decl->tag != TAG_typedef) {
-        return m_debug_info.Pos();
-    }
     TypeRef target;
     ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {

@@ -17,7 +17,7 @@ u32 Dwarf2File::BuildEnumeration(const CompileUnitInfo* unit, DIEInfo* row, cons
     ReadTypeHead(unit, row, decl, dump, type);
     auto* info = new (std::nothrow) DbgUDTInfoEnum32(m_symFile);
     type->SetTypeInfo(info);
-    if (decl->hasChildren != 0) {
+    if (decl->hasChildren != 0 && info != nullptr) {
         row->flags |= DIEInfo::kDieChildrenRead;
         row->child = m_debug_info.Pos();
         ReadEnumerators(unit, info);
