@@ -1,0 +1,84 @@
+// What a load comes to when there is no memory for one of its allocations. The exception passes through
+// the plug-in to who asked; the file stays usable, and the same request made again gives what it
+// would have given at once.
+#include "tests/robustness/FailingAllocator.h"
+#include "tests/robustness/WholeLoad.h"
+
+#include <new>
+
+namespace {
+
+class AllocationFailure : public WholeLoadTest {
+protected:
+    bool m_orderIsFixed = true; ///< too few types to come to them in another order
+
+    /// Loads all with allocation `number` failing. False if the load has fewer.
+    bool FailAt(u64 number, FailingAllocator::Mode mode)
+    {
+        Dwarf2SymbolicPlugin plugin;
+        DbgSymSymFile store(m_path, kKey);
+        FailingAllocator::FailAt(number, mode);
+        bool failed = false;
+        bool refused = false; // the engine made no type, and what refers to it does without
+        std::string where;
+        for (std::size_t i = 0; i < m_requests.size(); ++i) {
+            SCOPED_TRACE(::testing::Message() << "allocation " << number << ", request " << i << " of kind "
+                                              << m_requests[i].kind << ' ' << m_requests[i].text);
+            std::string answer;
+            bool threw = false;
+            try {
+                answer = Ask(plugin, store, m_requests[i]);
+            } catch (const std::bad_alloc&) {
+                threw = true;
+            }
+            if (FailingAllocator::HasFailed() && !failed) {
+                failed = true;
+                refused = (!threw || mode == FailingAllocator::Mode::Onwards) &&
+                          (m_requests[i].kind == Request::Unit || m_requests[i].kind == Request::Function ||
+                           m_requests[i].kind == Request::ByName);
+                FailingAllocator::Reset();
+                where = " in request " + std::to_string(i) + " of kind " + std::to_string(m_requests[i].kind);
+                if (m_requests[i].kind == Request::Add && (threw || answer.empty())) {
+                    EXPECT_EQ(Ask(plugin, store, {Request::Console, 0, "mem"}), "") << "no half-built record";
+                }
+                answer = Ask(plugin, store, m_requests[i]);
+            }
+            EXPECT_EQ(answer, m_answers[i]);
+        }
+        FailingAllocator::Reset();
+        const std::vector<std::string> contents = Contents(store);
+        EXPECT_EQ(Difference(Ids(contents, !refused), Ids(m_contents, !refused)), "") << number << where;
+        if (m_orderIsFixed && !refused) {
+            EXPECT_EQ(Difference(contents, m_contents), "") << number << where;
+        }
+        return failed;
+    }
+};
+
+TEST_F(AllocationFailure, AnyAllocationOfASmallLoadMayFail)
+{
+    LoadUndisturbed("library.axf");
+    u64 number = 1;
+    while (FailAt(number, FailingAllocator::Mode::Once)) {
+        ++number;
+    }
+    EXPECT_GT(number, 300u);
+}
+
+TEST_F(AllocationFailure, AllThatFollowMayFailAsWell)
+{
+    LoadUndisturbed("library.axf");
+    for (u64 number = 1; FailAt(number, FailingAllocator::Mode::Onwards); number += 7) {
+    }
+}
+
+// A sample of them, for the time that all would take.
+TEST_F(AllocationFailure, SomeAllocationsOfALargerLoadMayFail)
+{
+    LoadUndisturbed("station-O1-be.axf");
+    m_orderIsFixed = false;
+    for (u64 number = 1; FailAt(number, FailingAllocator::Mode::Once); number += 3) {
+    }
+}
+
+} // namespace

@@ -1,0 +1,261 @@
+#include "tests/robustness/WholeLoad.h"
+
+#include "host/TypeText.h"
+#include "interfaces/DbgAddress.h"
+#include "interfaces/DbgUIConsole.h"
+#include "tests/robustness/FailingAllocator.h"
+
+#include <algorithm>
+#include <iterator>
+#include <new>
+#include <sstream>
+
+namespace {
+
+class TextConsole : public DbgUIConsole {
+public:
+    std::iostream& iostream() override { return stream; }
+    void ClearContents(u32 /*line*/) override { ++clears; }
+    void CommandFinished() override { ++finishes; }
+
+    std::stringstream stream;
+    int clears = 0;
+    int finishes = 0;
+};
+
+template <typename... Fields>
+std::string Line(const Fields&... fields)
+{
+    std::ostringstream out;
+    ((out << fields << ' '), ...);
+    return out.str();
+}
+
+std::string Text(const DbgAddrRange& range)
+{
+    return Line(range.value, range.section == kNone ? "absolute" : "relative", range.size);
+}
+
+std::string RunConsole(DbgSymbolicInterface& plugin, const DbgSymContext& context, const std::string& line)
+{
+    TextConsole console;
+    u32 reached = 0;
+    try {
+        const FailingAllocator::Counting counting;
+        reached = plugin.ConsoleCommand(&context, &line, &console);
+    } catch (const std::bad_alloc&) {
+        EXPECT_EQ(console.m_state, DbgUIConsole::kAcceptsInput) << line;
+        EXPECT_LE(console.finishes, 1) << line;
+        throw;
+    }
+    EXPECT_EQ(console.m_state, DbgUIConsole::kAcceptsInput) << line;
+    EXPECT_EQ(console.finishes, static_cast<int>(reached)) << line;
+    return reached == 0 ? "" : Line("reached", console.clears, console.stream.good(), console.stream.str());
+}
+
+} // namespace
+
+std::string Ask(DbgSymbolicInterface& plugin, DbgSymSymFile& store, const Request& request)
+{
+    DbgSymContext context;
+    context.symFile = store.GetId();
+    context.loadTarget = request.number;
+    DbgAddrRange range;
+    DbgAddress address;
+    address.value = request.number;
+    std::string name;
+    u32 type = 0;
+    u32 run = 0;
+    const auto call = [](auto&& operation) {
+        const FailingAllocator::Counting counting;
+        return operation();
+    };
+    const auto load = [&] {
+        const FailingAllocator::Counting counting;
+        plugin.LoadSymbols(&context);
+        return std::string();
+    };
+    switch (request.kind) {
+    case Request::Check:
+        return Line("rating", call([&] { return plugin.CheckFile(&store); }));
+    case Request::Add:
+        return call([&] { return plugin.AddFile(&store, context.symFile); }) ? "added" : "";
+    case Request::Sections:
+        return call([&] { return plugin.LoadSections(&context), std::string(); });
+    case Request::Index:
+        context.fileScope = kContents;
+        return load();
+    case Request::Unit:
+        context.fileScope = request.number;
+        context.funcScope = kContents;
+        return load();
+    case Request::Function:
+        context.funcScope = request.number;
+        context.subScope = kContents;
+        return load();
+    case Request::Lines:
+        return call([&] { return plugin.LoadLineTable(&context), std::string(); });
+    case Request::ByName:
+        return call([&] { return plugin.LoadSymbolByName(&context, request.text.c_str()); }) ? "found" : "";
+    case Request::ElfByName:
+        return call([&] { return plugin.FindElfSymbolByName(&context, request.text.c_str(), &range); }) ? Text(range)
+                                                                                                        : "";
+    case Request::ElfByAddress:
+        return call([&] { return plugin.FindElfSymbolByAddress(&context, nullptr, &address, &name, &range); })
+                   ? name + ' ' + Text(range)
+                   : "";
+    case Request::CodeType:
+        return call([&] { return plugin.GetCodeType(&context, &address, &type, &run, nullptr); }) ? Line(type, run)
+                                                                                                  : "";
+    case Request::Console:
+        return RunConsole(plugin, context, request.text);
+    case Request::Remove:
+        return call([&] { return plugin.RemoveFile(&context), std::string(); });
+    }
+    return "";
+}
+
+std::vector<std::string> AskAll(DbgSymbolicInterface& plugin, DbgSymSymFile& store,
+                                const std::vector<Request>& requests)
+{
+    std::vector<std::string> answers;
+    for (const Request& request : requests) {
+        answers.push_back(Ask(plugin, store, request));
+    }
+    return answers;
+}
+
+std::vector<Request> AllRequests(const std::string& path)
+{
+    Dwarf2SymbolicPlugin plugin;
+    DbgSymSymFile store(path, kKey);
+    std::vector<Request> requests{{Request::Check}, {Request::Add}, {Request::Sections}, {Request::Index}};
+    AskAll(plugin, store, requests);
+    const std::size_t units = store.FileScopeCount();
+    for (std::size_t i = 0; i < units; ++i) {
+        requests.push_back({Request::Unit, store.FileScopeAt(i).GetId()});
+        Ask(plugin, store, requests.back());
+    }
+    for (std::size_t i = 0; i < store.FuncScopeCount(); ++i) {
+        requests.push_back({Request::Function, store.FuncScopeAt(i).id});
+        requests.push_back({Request::ByName, 0, std::string(store.FuncScopeAt(i).name)});
+    }
+    for (std::size_t i = 0; i < units; ++i) {
+        requests.push_back({Request::Lines, store.FileScopeAt(i).GetId()});
+    }
+    for (const char* name : {"main", "average", "no such name"}) {
+        requests.push_back({Request::ByName, 0, name});
+        requests.push_back({Request::ElfByName, 0, name});
+    }
+    for (const u32 address : {u32{0}, u32{0x8000}, u32{0x8010}, kNone}) {
+        requests.push_back({Request::ElfByAddress, address});
+        requests.push_back({Request::CodeType, address});
+    }
+    std::istringstream lines(
+        "?\nclear\nmem\nelf\nelfsymtab -v\nelfsymtab -a\nelfsymtab -n\nelfsect .text\nelffind main\n"
+        "elffind 8004\norloinfo\nabbr\nabbr parsed\nline 0\nloclist\nloclist 0\npubnames\nmacinfo\n"
+        "DIE 11\ndump\ndump > /dev/null\nelf > /nowhere/x\ndieinfo > /dev/null\nno command\n");
+    for (std::string line; std::getline(lines, line);) {
+        requests.push_back({Request::Console, 0, line});
+    }
+    requests.push_back({Request::Remove});
+    return requests;
+}
+
+std::vector<Request> OfKinds(const std::vector<Request>& requests, std::initializer_list<Request::Kind> kinds)
+{
+    std::vector<Request> picked;
+    std::copy_if(requests.begin(), requests.end(), std::back_inserter(picked), [&](const Request& request) {
+        return std::find(kinds.begin(), kinds.end(), request.kind) != kinds.end();
+    });
+    return picked;
+}
+
+std::vector<std::string> Contents(DbgSymSymFile& store)
+{
+    std::vector<std::string> lines;
+    for (std::size_t i = 0; i < store.FileScopeCount(); ++i) {
+        DbgSymSrcFile& file = store.FileScopeAt(i);
+        const DbgSymLineTable& table = *file.GetLineTableMember();
+        for (u32 row = 0; row < table.Count(); ++row) {
+            const DbgSymLineEntry& entry = *table.GetLineEntryByIdx(row);
+            lines.push_back(Line("line", file.GetId(), entry.range.value, entry.line, entry.pathIndex));
+        }
+    }
+    std::sort(lines.begin(), lines.end());
+    lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
+    for (std::size_t i = 0; i < store.FileScopeCount(); ++i) {
+        const DbgSymSrcFile& file = store.FileScopeAt(i);
+        const FileRange& range = store.FileRangeAt(i);
+        lines.push_back(Line("unit", file.GetId(), file.GetPath(), file.m_flags, Text(range.range), range.lineOffset));
+    }
+    for (std::size_t i = 0; i < store.FuncScopeCount(); ++i) {
+        const DbgSymFuncScope& function = store.FuncScopeAt(i);
+        lines.push_back(Line("function", function.id, function.fileId, function.name, Text(function.range)));
+    }
+    for (std::size_t i = 0; i < store.SubScopeCount(); ++i) {
+        const DbgSymSubScope& block = store.SubScopeAt(i);
+        const char* name = block.name == nullptr ? "" : block.name;
+        lines.push_back(Line("block", block.id, block.context.funcScope, name, Text(block.range)));
+    }
+    for (std::size_t i = 0; i < store.VariableCount(); ++i) {
+        const DbgVariable& variable = store.VariableAt(i);
+        const DbgSymContext& scope = variable.context;
+        lines.push_back(Line("variable", variable.id, variable.scope, variable.name, scope.fileScope, scope.funcScope,
+                             scope.subScope, variable.byteSize, variable.qualifiers, variable.udtId,
+                             variable.location));
+    }
+    for (std::size_t i = 0; i < store.TypeCount(); ++i) {
+        const DbgUserDefinedVarType& type = store.TypeAt(i);
+        lines.push_back(Line("type", type.GetId(), type.GetByteSize(), TypeText(store, false).Layout(type, true)));
+    }
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
+
+std::vector<std::string> Ids(const std::vector<std::string>& contents, bool withTypes)
+{
+    std::vector<std::string> ids;
+    for (const std::string& line : contents) {
+        const std::string id = line.substr(0, line.find(' ', line.find(' ') + 1));
+        if (!id.starts_with("line") && (withTypes || !id.starts_with("type"))) {
+            ids.push_back(id);
+        }
+    }
+    std::sort(ids.begin(), ids.end());
+    return ids;
+}
+
+std::string Difference(const std::vector<std::string>& found, const std::vector<std::string>& expected)
+{
+    std::string text;
+    std::vector<std::string> lines;
+    const auto list = [&](const std::vector<std::string>& left, const std::vector<std::string>& right, char sign) {
+        lines.clear();
+        std::set_difference(left.begin(), left.end(), right.begin(), right.end(), std::back_inserter(lines));
+        for (const std::string& line : lines) {
+            text += sign + line + '\n';
+        }
+    };
+    list(found, expected, '+');
+    list(expected, found, '-');
+    return text;
+}
+
+WholeLoadTest::WholeLoadTest()
+{
+    g_prefs = Preferences{};
+    g_prefs.codeSectName = ".text";
+    g_prefs.relocateLibs = true;
+    g_prefs.enableSb = true;
+    g_prefs.sbExpr = "0x1000 4 +";
+}
+
+void WholeLoadTest::LoadUndisturbed(const std::string& sample)
+{
+    m_path = std::string(SAMPLES_DIR) + '/' + sample;
+    m_requests = AllRequests(m_path);
+    DbgSymSymFile store(m_path, kKey);
+    m_answers = AskAll(m_plugin, store, m_requests);
+    m_contents = Contents(store);
+}
