@@ -4,6 +4,7 @@
 #include "tests/robustness/FailingAllocator.h"
 #include "tests/robustness/WholeLoad.h"
 
+#include <dlfcn.h>
 #include <new>
 
 namespace {
@@ -68,7 +69,7 @@ TEST_F(AllocationFailure, AnyAllocationOfASmallLoadMayFail)
 TEST_F(AllocationFailure, AllThatFollowMayFailAsWell)
 {
     LoadUndisturbed("library.axf");
-    for (u64 number = 1; FailAt(number, FailingAllocator::Mode::Onwards); number += 7) {
+    for (u64 number = 1; FailAt(number, FailingAllocator::Mode::Onwards); ++number) {
     }
 }
 
@@ -79,6 +80,26 @@ TEST_F(AllocationFailure, SomeAllocationsOfALargerLoadMayFail)
     m_orderIsFixed = false;
     for (u64 number = 1; FailAt(number, FailingAllocator::Mode::Once); number += 3) {
     }
+}
+
+// An exception would come into the system's loader, which doesn't take any.
+TEST(Attach, NeedsNoMemory)
+{
+    bool failed = true;
+    for (u64 number = 1; failed; ++number) {
+        FailingAllocator::FailAt(number, FailingAllocator::Mode::Once);
+        void* module = nullptr;
+        {
+            const FailingAllocator::Counting counting;
+            module = dlopen(BIN_DIR "/Dwarf2.so", RTLD_NOW | RTLD_LOCAL);
+        }
+        failed = FailingAllocator::HasFailed();
+        ASSERT_NE(module, nullptr) << dlerror();
+        EXPECT_NE(dlsym(module, "GetInterface"), nullptr);
+        EXPECT_EQ(dlclose(module), 0);
+        EXPECT_TRUE(failed || number > 1);
+    }
+    FailingAllocator::Reset();
 }
 
 } // namespace
