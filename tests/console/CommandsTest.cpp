@@ -10,7 +10,7 @@ protected:
         dwarf.Unit().Name("a.c");
         Index(dwarf);
     }
-    const OutputPath out;
+    const OutputPath out{};
 };
 BOTH_BYTE_ORDERS(Commands);
 

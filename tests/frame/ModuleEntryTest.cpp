@@ -14,6 +14,7 @@ const std::string kModule = std::string(BIN_DIR) + "/Dwarf2.so";
 TEST(ModuleEntry, ExportsGetInterfaceAlone)
 {
     const std::unique_ptr<std::FILE, int (*)(std::FILE*)> names(
+        // NOLINTNEXTLINE(cert-env33-c): our own words alone
         popen(("nm --dynamic --defined-only --format=posix '" + kModule + "'").c_str(), "r"), pclose);
     std::string text;
     for (int character; (character = std::fgetc(names.get())) != EOF;) {

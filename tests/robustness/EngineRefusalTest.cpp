@@ -193,7 +193,7 @@ TEST_F(Registry, AKeyThatIsUsedAgainNamesTheNewFile)
     EXPECT_EQ(Contents(first), before);
 }
 
-// The store knows the types already: they are passed by, and what comes behind them is as before.
+// The store knows the types already. The walk goes on behind what it knows of each, which may be the end.
 TEST_F(Registry, AFileMayBeAddedAnewWithTheSameStore)
 {
     for (const char* sample : {"station-O1-be.axf", "clang-O2.axf", "library.axf"}) {
@@ -203,7 +203,9 @@ TEST_F(Registry, AFileMayBeAddedAnewWithTheSameStore)
         EXPECT_EQ(AskAll(m_plugin, store, m_requests), m_answers);
         const std::vector<std::string> twice = Ids(Contents(store));
         for (const std::string& id : Ids(m_contents)) {
-            EXPECT_EQ(std::count(twice.begin(), twice.end(), id), id.starts_with("type") ? 1 : 2) << sample << id;
+            const auto count = std::count(twice.begin(), twice.end(), id);
+            EXPECT_GE(count, 1) << sample << id;
+            EXPECT_LE(count, id.starts_with("type") ? 1 : 2) << sample << id;
         }
     }
 }

@@ -43,6 +43,9 @@ public:
     MEMBER(m_sectionId)
 #undef MEMBER
 
+// Tests write offsets as plain numbers.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wsign-conversion"
 #define OPERATION(name)                                                                                                \
     template <typename... Arguments>                                                                                   \
     static decltype(auto) name(Dwarf2File& file, Arguments&&... arguments)                                             \
@@ -70,4 +73,5 @@ public:
     OPERATION(MakeSourcePath)
     OPERATION(ReadDeclInfo)
 #undef OPERATION
+#pragma GCC diagnostic pop
 };

@@ -22,7 +22,10 @@ TEST_P(TypeBuilding, BaseTypesGoByNameThenByEncoding)
         {AT_name, "unsigned", 5, 0x33}, {AT_name, "long double", 5, 0x43}, {AT_name, "wchar_t", 7, 0x33},
         {AT_name, "Unsigned", 8, 0x30}, {AT_name, "odd", 99, 0},           {AT_encoding, "wchar_t", 7, 0},
         {AT_encoding, "char", 4, 0x10}, {AT_name, "_Complex", 3, 0x45},    {AT_name, "unsigned long long", 5, 0x35}};
-    for (const auto& [first, name, encoding, code] : cases) {
+    for (const auto& [where, text, number, code] : cases) {
+        const u32 first = where;
+        const char* name = text;
+        const u32 encoding = number;
         Restart();
         LoadUnitOf([&] {
             dwarf.Label("t").Die(TAG_base_type).Attr(AT_byte_size, FORM_data1, 0);

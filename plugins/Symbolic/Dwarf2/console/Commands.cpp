@@ -78,6 +78,7 @@ constexpr std::string_view kHelpLines[] = {
     "elfhdr              - dump ELF header",
     "elfph               - dump ELF program headers",
     "elfsh               - dump ELF section headers",
+    // NOLINTNEXTLINE(bugprone-suspicious-missing-comma): one text on two lines
     "elfsymtab [-a -n -v]- dump ELF symbol table and optionally sort by address range (-a), by name (-n) or by value "
     "(-v)",
     "elfsect <sect_name> - dump ELF section contents of section named 'sect_name'",

@@ -5,7 +5,7 @@
 #include "image/Dwarf2File.h"
 #include "interfaces/DbgSymSymFile.h"
 
-#include <cstdio>
+#include <string>
 
 u32 Dwarf2File::GetSectionType(const Elf32_Shdr* shdr, const elf32_phdr* phdr, const Elf32_Ehdr* ehdr) const
 {
@@ -84,10 +84,9 @@ void Dwarf2File::RelocateBySegment()
         if (phdr->p_memsz == 0 || (phdr->p_flags & kPfArmPi) == 0 || phdr->p_paddr != 0) {
             continue;
         }
-        char name[32];
-        std::snprintf(name, sizeof name, "PH[%ld]", static_cast<long>(index));
+        const std::string name = "PH[" + std::to_string(index) + ']';
         const u32 id = DbgSymSymFile::GetNewSectionID();
-        const DbgSection section(name, kSectionPiCode, id, kNone, phdr->p_memsz, 0);
+        const DbgSection section(name.c_str(), kSectionPiCode, id, kNone, phdr->p_memsz, 0);
         m_symFile->GetSectionList().AddSection(&section);
         m_sectionId = id;
         m_flags |= kSectionRelative;

@@ -21,12 +21,14 @@ u32 Dwarf2File::BuildType(const CompileUnitInfo* unit, DIEInfo* row, const Abbre
     if (decl == nullptr) {
         return m_debug_info.Pos();
     }
-    // A file that is added anew, with the same store, meets types that it hasn't met before.
-    const auto type = m_symFile->HasUserDefinedType(row->infoOffset)
-                          ? nullptr
-                          : DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
+    // Only a file that was added anew, with the same store, meets such types.
+    if (m_symFile->HasUserDefinedType(row->infoOffset)) {
+        Seek(m_debug_info, row->sibling);
+        return m_debug_info.Pos();
+    }
+    const auto type = DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
     if (!type) {
-        row->flags |= DIEInfo::kDieUnread;
+        row->flags |= DIEInfo::kDieUnread; // no memory: the next request builds it
         PassBy(unit, row, decl);
         return m_debug_info.Pos();
     }
@@ -109,14 +111,16 @@ u32 Dwarf2File::BuildSubroutineType(const CompileUnitInfo* unit, DIEInfo* row, c
 
 u32 Dwarf2File::BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump)
 {
-    if (decl == nullptr || decl->tag != TAG_typedef) {
+    if (m_symFile->HasUserDefinedType(row->infoOffset)) {
         return m_debug_info.Pos();
     }
-    const auto type = m_symFile->HasUserDefinedType(row->infoOffset)
-                          ? nullptr
-                          : DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
+    if (decl == nullptr || decl->tag != TAG_typedef) {
+        row->flags |= DIEInfo::kDieBuilt;
+        return m_debug_info.Pos();
+    }
+    const auto type = DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
     if (!type) {
-        row->flags |= DIEInfo::kDieUnread;
+        row->flags |= DIEInfo::kDieUnread; // no memory: the next request builds it
         PassBy(unit, row, decl);
         return m_debug_info.Pos();
     }
