@@ -226,3 +226,16 @@ TEST_P(TypeBuilding, EnumeratorsAreSignedWordsWithoutRows)
     EXPECT_TRUE(InfoOf<DbgUDTInfoEnum32>(Id("none")).Values().empty());
     EXPECT_EQ(Functions(), std::vector<std::string>{"f"});
 }
+
+TEST_P(TypeBuilding, AMemberWhoseSiblingLeadsBackIsTheLast)
+{
+    LoadUnitOf([&] {
+        dwarf.Label("s").Die(TAG_structure_type).Name("s").Children([&] {
+            dwarf.Label("m").Die(TAG_member).Name("m").Attr(AT_data_member_location, FORM_block1, {0x23, 0});
+            dwarf.Die(TAG_member).Name("n").Attr(AT_data_member_location, FORM_block1, {0x23, 4}).Ref(AT_sibling, "m");
+            dwarf.Die(TAG_member).Name("o").Attr(AT_data_member_location, FORM_block1, {0x23, 8});
+        });
+    });
+    ASSERT_EQ(InfoOf<DbgUDTInfoMembers>(Id("s")).Members().size(), 2u);
+    EXPECT_EQ(InfoOf<DbgUDTInfoMembers>(Id("s")).Members()[1].offset, 4u);
+}
