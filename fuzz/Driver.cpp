@@ -67,6 +67,18 @@ DigestOutput& Sink()
     return output;
 }
 
+/// A descriptor of always the same number: the path shows in what is written.
+int OpenMemory()
+{
+    constexpr int kDescriptor = 500;
+    const int any = memfd_create("input", MFD_CLOEXEC);
+    const int fixed = fcntl(any, F_DUPFD_CLOEXEC, kDescriptor);
+    close(any);
+    return fixed;
+}
+
+u64 g_exported = 0;
+
 /// Runs with the scratch folder as the current one, which is empty again afterwards.
 void InScratchFolder(const std::function<void()>& body)
 {
@@ -102,7 +114,7 @@ void ForSome(std::size_t count, Take&& take)
 } // namespace
 
 MemoryFile::MemoryFile()
-    : m_descriptor(memfd_create("input", MFD_CLOEXEC))
+    : m_descriptor(OpenMemory())
     , m_path("/proc/self/fd/" + std::to_string(m_descriptor))
 {
     Require(m_descriptor >= 0, "memory file");
@@ -150,7 +162,9 @@ DigestOutput::DigestOutput()
 
 void DigestOutput::Deliver(const char* bytes, std::size_t count)
 {
-    m_digest = m_digest * 0x100000001B3u + std::hash<std::string_view>{}({bytes, count});
+    for (const char byte : std::string_view(bytes, count)) {
+        m_digest = (m_digest + static_cast<u8>(byte) + 1) * 0x9E3779B97F4A7C15u;
+    }
 }
 
 u64 DigestOutput::TakeDigest()
@@ -198,15 +212,28 @@ u64 Session::Export()
     }
     // One that is rated 0 wasn't loaded. It harms as little as others.
     m_file.Load(LoadDepth::All);
-    return Sink().TakeDigest();
+    const u64 digest = Sink().TakeDigest();
+    g_exported = 3 * g_exported + digest;
+    return digest;
+}
+
+void NoteText(const std::string& text)
+{
+    Sink().Write(text);
+}
+
+u64 TakeWritten()
+{
+    return std::exchange(g_exported, 0) + Sink().TakeDigest();
 }
 
 void Session::LookUpName(const std::string& name)
 {
     const DbgSymContext context = m_file.Context();
     DbgAddrRange range;
-    m_file.Plugin().LoadSymbolByName(&context, name.c_str());
-    m_file.Plugin().FindElfSymbolByName(&context, name.c_str(), &range);
+    const bool loaded = m_file.Plugin().LoadSymbolByName(&context, name.c_str());
+    const bool found = m_file.Plugin().FindElfSymbolByName(&context, name.c_str(), &range);
+    Note(loaded, found, range.value, range.size);
 }
 
 void Session::LookUpAddress(u32 address)
@@ -219,8 +246,9 @@ void Session::LookUpAddress(u32 address)
         DbgAddrRange range;
         u32 codeType = 0;
         u32 runLength = 0;
-        m_file.Plugin().FindElfSymbolByAddress(&context, nullptr, &asked, &name, &range);
-        m_file.Plugin().GetCodeType(&context, &asked, &codeType, &runLength, nullptr);
+        const bool found = m_file.Plugin().FindElfSymbolByAddress(&context, nullptr, &asked, &name, &range);
+        const bool typed = m_file.Plugin().GetCodeType(&context, &asked, &codeType, &runLength, nullptr);
+        Note(found, name, range.value, range.size, typed, codeType, runLength);
     }
 }
 
@@ -246,8 +274,9 @@ void Session::LookUp()
     AddressLookup lines(m_file);
     for (const u32 address : addresses) {
         LookUpAddress(address);
-        lines.FindLine(m_file.AddressOf(address));
-        lines.FindFunction(m_file.AddressOf(address));
+        const auto place = lines.FindLine(m_file.AddressOf(address));
+        const DbgSymFuncScope* function = lines.FindFunction(m_file.AddressOf(address));
+        Note(place ? place->entry->line : kNone, function == nullptr ? kNone : function->id);
     }
 }
 
@@ -259,7 +288,7 @@ void Session::Describe()
         DriveExpression(variable.location, variable.littleEndian);
     });
     const TypeText types(store, m_settings.Order() == ByteOrder::Big);
-    ForSome(store.TypeCount(), [&](std::size_t index) { types.Layout(store.TypeAt(index), true); });
+    ForSome(store.TypeCount(), [&](std::size_t index) { NoteText(types.Layout(store.TypeAt(index), true)); });
 }
 
 void Session::Console(const std::string& line)
@@ -346,14 +375,16 @@ void DriveExpression(std::string_view bytes, bool littleEndian)
     address.value = 0x8004;
     DbgExpression expression(data, nullptr, nullptr);
     std::string text;
-    expression.GetText(text, false);
-    expression.GetText(text, true);
+    for (const bool withOffsets : {false, true}) {
+        expression.GetText(text, withOffsets);
+        NoteText(text);
+    }
     expression.Push(0x100);
-    expression.Evaluate(nullptr, nullptr, 0, kNone);
-    expression.Evaluate(&target, &address, 0, kNone);
-    expression.Evaluate(&target, nullptr, 1, data.Size() / 2);
-    u32 value = 0;
-    while (expression.Pop(value)) {
+    Note(expression.Evaluate(nullptr, nullptr, 0, kNone) == 0);
+    Note(expression.Evaluate(&target, &address, 0, kNone) == 0);
+    Note(expression.Evaluate(&target, nullptr, 1, data.Size() / 2) == 0);
+    for (u32 value = 0; expression.Pop(value);) {
+        Note(value);
     }
 }
 

@@ -9,6 +9,7 @@
 #include "interfaces/Types.h"
 #include "tests/support/ByteSection.h"
 
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -71,7 +72,7 @@ private:
 class DigestOutput : public Output {
 public:
     DigestOutput();
-    /// Of all that came since the last call.
+    /// Of all that came since the last call. Each byte counts, and not in which pieces they came.
     u64 TakeDigest();
 
 protected:
@@ -122,6 +123,19 @@ private:
     Loader m_file;
     bool m_added = false;
 };
+
+/// The digest of what the sessions wrote since the last call, from their first Export on. The same on
+/// every machine, as long as the plug-in answers the same; 0 if nothing was written.
+u64 TakeWritten();
+void NoteText(const std::string& text);
+/// Adds an answer to what is written.
+template <typename... Fields>
+void Note(const Fields&... fields)
+{
+    std::ostringstream text;
+    ((text << fields << ' '), ...);
+    NoteText(text.str());
+}
 
 /// Disassembles and evaluates an expression, with a target and without.
 void DriveExpression(std::string_view bytes, bool littleEndian);

@@ -18,6 +18,10 @@ extern "C" int LLVMFuzzerTestOneInput(const u8* data, std::size_t size)
     g_prefs = Preferences{};
     g_prefsLoaded = false;
     ReadPreferences();
+    Note(g_prefs.codeSectName, g_prefs.relocateLibs, g_prefs.enableSb, g_prefs.sbExpr, g_prefs.omitArtificialVars);
+    for (const std::string& start : g_prefs.omitVarsStart) {
+        Note(start);
+    }
     if (g_prefs.enableSb) {
         CompileExpression(g_prefs.sbExpr);
     }
