@@ -19,9 +19,11 @@ void ForEach(std::size_t count, const Output& output, Write&& write)
     }
 }
 
-void WriteStore(const Loader& file, RecordWriter& records, const Output& output)
+} // namespace
+
+void WriteStore(DbgSymSymFile& store, Output& output)
 {
-    const DbgSymSymFile& store = file.Store();
+    RecordWriter records(output);
     const DbgSectionList& sections = store.GetSectionList();
     ForEach(sections.Count(), output, [&](std::size_t i) { records.Section(sections.At(i)); });
     ForEach(store.FileScopeCount(), output,
@@ -39,10 +41,6 @@ void WriteStore(const Loader& file, RecordWriter& records, const Output& output)
         records.Variable(variable, variable.context.fileScope);
     });
     ForEach(store.TypeCount(), output, [&](std::size_t i) { records.Type(store.TypeAt(i)); });
-}
-
-void WriteLines(DbgSymSymFile& store, RecordWriter& records, const Output& output)
-{
     ForEach(store.FileScopeCount(), output, [&](std::size_t unit) {
         DbgSymSrcFile& source = store.FileScopeAt(unit);
         const DbgSymLineTable* table = source.GetLineTableMember();
@@ -55,8 +53,6 @@ void WriteLines(DbgSymSymFile& store, RecordWriter& records, const Output& outpu
     });
 }
 
-} // namespace
-
 int ExportStore(Loader& file, u32 rating, Output& output)
 {
     if (!file.Add()) {
@@ -65,12 +61,10 @@ int ExportStore(Loader& file, u32 rating, Output& output)
     }
     // Rated 0 or not, the index settles how the file's addresses are held.
     file.Load(rating == 0 ? LoadDepth::Index : LoadDepth::All);
-    RecordWriter records(output);
-    records.File(file, rating, VFKElfFile(file.Store().GetPath()));
+    RecordWriter(output).File(file, rating, VFKElfFile(file.Store().GetPath()));
     if (rating == 0) {
         return 1;
     }
-    WriteStore(file, records, output);
-    WriteLines(file.Store(), records, output);
+    WriteStore(file.Store(), output);
     return 0;
 }

@@ -3,6 +3,7 @@
 
 #include "interfaces/Types.h"
 
+class DbgSymSymFile;
 class Loader;
 class Output;
 
@@ -12,3 +13,6 @@ class Output;
 /// @param rating what CheckFile said.
 /// @return the exit status: 0, or 1 for a file rated 0.
 int ExportStore(Loader& file, u32 rating, Output& output);
+
+/// Writes what the store holds now, sections first and line rows last, in the order in which it came.
+void WriteStore(DbgSymSymFile& store, Output& output);

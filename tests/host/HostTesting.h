@@ -74,7 +74,7 @@ inline DbgAddrRange RangeOf(u32 value, u32 size, u32 section = kNone)
     return range;
 }
 
-/// Collects what is written to one end of a pipe, or a file of the test's choice.
+/// What a program that has ended left.
 struct Ran {
     int status = -1; ///< exit status; 128 and the signal if one ended it
     std::string out;

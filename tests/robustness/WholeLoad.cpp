@@ -1,6 +1,7 @@
 #include "tests/robustness/WholeLoad.h"
 
-#include "host/TypeText.h"
+#include "host/Export.h"
+#include "host/Output.h"
 #include "interfaces/DbgAddress.h"
 #include "interfaces/DbgUIConsole.h"
 #include "tests/robustness/FailingAllocator.h"
@@ -8,6 +9,8 @@
 #include <algorithm>
 #include <iterator>
 #include <new>
+#include <regex>
+#include <set>
 #include <sstream>
 
 namespace {
@@ -173,57 +176,51 @@ std::vector<Request> OfKinds(const std::vector<Request>& requests, std::initiali
 
 std::vector<std::string> Contents(DbgSymSymFile& store)
 {
-    std::vector<std::string> lines;
-    for (std::size_t i = 0; i < store.FileScopeCount(); ++i) {
-        DbgSymSrcFile& file = store.FileScopeAt(i);
-        const DbgSymLineTable& table = *file.GetLineTableMember();
-        for (u32 row = 0; row < table.Count(); ++row) {
-            const DbgSymLineEntry& entry = *table.GetLineEntryByIdx(row);
-            lines.push_back(Line("line", file.GetId(), entry.range.value, entry.line, entry.pathIndex));
+    class TextOutput : public Output {
+    public:
+        TextOutput()
+            : Output(-1)
+        {
+        }
+        std::string text;
+
+    protected:
+        void Deliver(const char* bytes, std::size_t count) override { text.append(bytes, count); }
+    } output;
+    WriteStore(store, output);
+    output.Flush();
+    std::vector<std::string> records;
+    std::set<std::string> lines;
+    std::istringstream stream(output.text);
+    static const std::regex kSectionId(R"("section":\d+)"); // numbered through the process
+    for (std::string record; std::getline(stream, record);) {
+        record = std::regex_replace(record, kSectionId, R"("section":0)");
+        const bool isLine = record.starts_with(R"({"record":"line")");
+        const bool isSection = record.starts_with(R"({"record":"section")");
+        if (!isSection && (!isLine || lines.insert(record).second)) {
+            records.push_back(record);
         }
     }
-    std::sort(lines.begin(), lines.end());
-    lines.erase(std::unique(lines.begin(), lines.end()), lines.end());
-    for (std::size_t i = 0; i < store.FileScopeCount(); ++i) {
-        const DbgSymSrcFile& file = store.FileScopeAt(i);
-        const FileRange& range = store.FileRangeAt(i);
-        lines.push_back(Line("unit", file.GetId(), file.GetPath(), file.m_flags, Text(range.range), range.lineOffset));
-    }
-    for (std::size_t i = 0; i < store.FuncScopeCount(); ++i) {
-        const DbgSymFuncScope& function = store.FuncScopeAt(i);
-        lines.push_back(Line("function", function.id, function.fileId, function.name, Text(function.range)));
-    }
-    for (std::size_t i = 0; i < store.SubScopeCount(); ++i) {
-        const DbgSymSubScope& block = store.SubScopeAt(i);
-        const char* name = block.name == nullptr ? "" : block.name;
-        lines.push_back(Line("block", block.id, block.context.funcScope, name, Text(block.range)));
-    }
-    for (std::size_t i = 0; i < store.VariableCount(); ++i) {
-        const DbgVariable& variable = store.VariableAt(i);
-        const DbgSymContext& scope = variable.context;
-        lines.push_back(Line("variable", variable.id, variable.scope, variable.name, scope.fileScope, scope.funcScope,
-                             scope.subScope, variable.byteSize, variable.qualifiers, variable.udtId,
-                             variable.location));
-    }
-    for (std::size_t i = 0; i < store.TypeCount(); ++i) {
-        const DbgUserDefinedVarType& type = store.TypeAt(i);
-        lines.push_back(Line("type", type.GetId(), type.GetByteSize(), TypeText(store, false).Layout(type, true)));
-    }
-    std::sort(lines.begin(), lines.end());
-    return lines;
+    std::sort(records.begin(), records.end());
+    return records;
 }
 
 std::vector<std::string> Ids(const std::vector<std::string>& contents, bool withTypes)
 {
     std::vector<std::string> ids;
-    for (const std::string& line : contents) {
-        const std::string id = line.substr(0, line.find(' ', line.find(' ') + 1));
-        if (!id.starts_with("line") && (withTypes || !id.starts_with("type"))) {
-            ids.push_back(id);
+    for (const std::string& record : contents) {
+        if (record.starts_with(R"({"record":"line")") || (!withTypes && IsType(record))) {
+            continue;
         }
+        ids.push_back(record.substr(0, record.find(',', record.find(',') + 1)));
     }
     std::sort(ids.begin(), ids.end());
     return ids;
+}
+
+bool IsType(const std::string& record)
+{
+    return record.starts_with(R"({"record":"type")");
 }
 
 std::string Difference(const std::vector<std::string>& found, const std::vector<std::string>& expected)

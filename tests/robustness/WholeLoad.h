@@ -44,13 +44,14 @@ std::vector<std::string> AskAll(DbgSymbolicInterface& plugin, DbgSymSymFile& sto
 std::vector<Request> AllRequests(const std::string& path);
 std::vector<Request> OfKinds(const std::vector<Request>& requests, std::initializer_list<Request::Kind> kinds);
 
-/// What a store holds, one line for each thing, sorted. Lines, which come again when they
-/// are asked for again, show once.
+/// The records of what a store holds but its sections, sorted. Line rows, which come again when they are
+/// asked for again, show once.
 std::vector<std::string> Contents(DbgSymSymFile& store);
 
 /// Kind and id of each of these things but lines. In which order things are loaded decides
 /// what some of them say, the scope around them for one; it doesn't decide which there are.
 std::vector<std::string> Ids(const std::vector<std::string>& contents, bool withTypes = true);
+bool IsType(const std::string& record);
 /// What only one of the two has, line by line behind a sign; empty if they are equal.
 std::string Difference(const std::vector<std::string>& found, const std::vector<std::string>& expected);
 
