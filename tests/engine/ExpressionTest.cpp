@@ -130,35 +130,3 @@ TEST_P(Expression, OperatorsWorkOnWordsOfTheTarget)
     }
     EXPECT_NE(Text(nested).find("nested too deep"), std::string::npos);
 }
-
-TEST_P(Expression, TextIsCompiledOrGivesNoBytes)
-{
-    DbgSectionList list;
-    const DbgSection section(".text", kSectionPiCode, 950, kNone, 0x100, 0x4000);
-    list.AddSection(&section);
-    const std::pair<const char*, Value> cases[] = {{" 2 + 3 * 4 ", 14},
-                                                   {"(2+3)*4", 20},
-                                                   {"10 - 4 - 3", 3},
-                                                   {"100/10/5", 2},
-                                                   {"2 - -(-1)", 1},
-                                                   {"0x1F", 31},
-                                                   {"017", 15},
-                                                   {"0Xffffffff", kNone},
-                                                   {"1/0", std::nullopt},
-                                                   {"sectid_base(950) + 0x10", 0x4010},
-                                                   {"sectid_base ( 0x3B6 )", 0x4000},
-                                                   {"sectid_base(951)", std::nullopt}};
-    for (const auto& [text, value] : cases) {
-        EXPECT_EQ(Run(DbgExpression(text, nullptr, nullptr)), value) << text;
-    }
-    const auto bytes = [](const std::string& text) {
-        return DbgExpression(text.c_str(), nullptr, nullptr).GetDataString().bytes;
-    };
-    EXPECT_EQ(bytes("sectid_base(300)"), Bytes({0xF8, 0xAC, 0x02}).Bytes());
-    for (const char* text : {"", " ", "1 2", "1 +", "+1", "(1", "1)", "()", "08", "0x", "12ab", "4294967296", "r9",
-                             "sectid_base", "sectid_base()", "sectid_base(-1)", "sectid_base(1", "1 % 2", "-"}) {
-        EXPECT_EQ(bytes(text), "") << text;
-    }
-    EXPECT_EQ(bytes(std::string(1'000'000, '(')), "");
-    EXPECT_NE(bytes(std::string(1'000'000, '-') + "1"), "");
-}

@@ -160,34 +160,6 @@ TEST_P(VFKElfFileTest, ATableThatCannotHoldItsRecordsIsNotThere)
     }
 }
 
-TEST_P(VFKElfFileTest, NoCutAndNoByteOfTheFileDoesHarm)
-{
-    const std::string image = SmallFile(GetParam()).Image();
-    const TempFile file(image);
-    std::fstream stream(file.Path(), std::ios::binary | std::ios::in | std::ios::out);
-    const auto put = [&stream](std::size_t at, char byte) {
-        stream.seekp(static_cast<std::streamoff>(at)).put(byte).flush();
-    };
-    for (std::size_t at = 4; at < image.size(); ++at) {
-        for (const char byte : {'\0', '\x01', '\x7F', '\xFF'}) {
-            put(at, byte);
-            AskAll(VFKElfFile(file.Path()));
-        }
-        put(at, image[at]);
-    }
-    const VFKElfFile open(file.Path());
-    EXPECT_EQ(DataOf(open, ".comment"), "made by hand"); // and so the names of the sections are known
-    for (std::size_t length = image.size(); length-- > 0;) {
-        std::filesystem::resize_file(file.Path(), length);
-        EXPECT_EQ(VFKElfFile::QuickValidityCheck(file.Path()), length >= 52);
-        const VFKElfFile elf(file.Path());
-        ASSERT_EQ(elf.m_valid, length >= 52) << length;
-        AskAll(elf);
-    }
-    AskAll(open);
-    EXPECT_EQ(DataOf(open, ".text"), "");
-}
-
 TEST(VFKElfFile, OnlyARegular32BitElfFileIsRead)
 {
     const auto valid = [](std::size_t at, char value) {

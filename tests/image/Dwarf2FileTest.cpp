@@ -28,16 +28,6 @@ protected:
 };
 BOTH_BYTE_ORDERS(Dwarf2FileObject);
 
-TEST_P(Dwarf2FileObject, ReadsTheLateSectionsWhenTheyAreNeeded)
-{
-    Dwarf2File& file = Open(Sections({".debug_info", ".debug_macinfo", ".debug_pubnames"}));
-    EXPECT_EQ(Probe::m_debug_info(file).Get32(), 0x01020304u);
-    EXPECT_EQ(Probe::m_debug_macinfo(file).Size(), 0u);
-    EXPECT_EQ(Probe::m_debug_pubnames(file).Size(), 0u);
-    Probe::ReadLateSection(file, Probe::m_debug_pubnames(file), ".debug_pubnames", false);
-    EXPECT_EQ(Probe::m_debug_pubnames(file).Get32(), 0x01020304u);
-}
-
 TEST_P(Dwarf2FileObject, AFileThatIsNotElfGivesAnEmptyObject)
 {
     std::string elf64 = Sections({".debug_info", ".debug_abbrev"}).Image();
@@ -81,38 +71,6 @@ TEST_P(Dwarf2FileObject, TheRatingTellsWhatCanBeServed)
     ElfWriter bare = Sections({".debug_info", ".debug_abbrev", ".debug_line"});
     bare.OmitSectionHeaders();
     EXPECT_EQ(Rate(bare), 0u);
-}
-
-/// Every header field of every table, set to values that lie. Nothing is asserted but that reading
-/// ends: the sanitizers see to the rest.
-TEST_P(Dwarf2FileObject, AnElfFileThatLiesIsReadWithinItsBytes)
-{
-    ElfWriter elf = Sections({".debug_info", ".debug_abbrev", ".debug_line", ".text"});
-    elf.Segment(1, kPfX);
-    elf.Symbol({.name = "main", .value = 4, .size = 4});
-    const std::string whole = elf.Image();
-    const auto use = [&](const std::string& image) {
-        const TempFile file(image);
-        DbgSymSymFile store(file.Path(), 1);
-        Dwarf2File object(&store);
-        static_cast<void>(object.Capability());
-        object.LoadAllSections();
-        g_prefs.relocateLibs = true;
-        object.BuildCompileUnitIndex();
-        DbgAddrRange range;
-        object.FindElfSymbolByName("main", &range);
-        const DbgAddress address;
-        u32 type = 0;
-        object.GetCodeType(&address, &type, &type, nullptr);
-    };
-    for (std::size_t at = 16; at < whole.size(); ++at) {
-        for (const char value : {'\0', '\xFF'}) {
-            std::string image = whole;
-            image[at] = value;
-            use(image);
-        }
-        use(whole.substr(0, at));
-    }
 }
 
 } // namespace

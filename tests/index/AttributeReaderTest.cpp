@@ -217,31 +217,6 @@ TEST_P(AttributeReader, FormsAndReferencesThatAreNone)
     EXPECT_EQ(Printed(FORM_string, nullptr), "(ERROR NULL!!!)");
 }
 
-TEST_P(AttributeReader, OnlyAddressesOfFourBytesAreRead)
-{
-    for (const u8 addressSize : {u8{0}, u8{2}, u8{8}}) {
-        for (const u32 form : {u32{FORM_addr}, u32{FORM_ref_addr}}) {
-            Place(form, [=](ByteSection& info) { info.Fill(addressSize, 0x11); }, {.addressSize = addressSize});
-            AttrValue value;
-            value.value = 77;
-            EXPECT_FALSE(Read(form, &value));
-            EXPECT_EQ(value.value, kNone) << "the start values are copied all the same";
-            EXPECT_EQ(Pos(), m_end);
-            EXPECT_FALSE(Read(form, nullptr));
-            EXPECT_EQ(Pos(), m_end);
-            EXPECT_EQ(Printed(form, nullptr), "()");
-            EXPECT_EQ(Pos(), m_end);
-        }
-        // What an indirect form leads to isn't looked at.
-        Place(FORM_indirect, [=](ByteSection& info) { info.Uleb(FORM_addr).Fill(addressSize); },
-              {.addressSize = addressSize});
-        AttrValue value;
-        EXPECT_TRUE(Read(FORM_indirect, &value));
-        EXPECT_TRUE(Read(FORM_indirect, nullptr));
-        EXPECT_EQ(Pos(), m_end);
-    }
-}
-
 TEST_P(AttributeReader, AStringOffsetOutsideTheSectionIsAnInlineString)
 {
     // The offset of the section's end, and letters that as a number lie far behind it.
@@ -263,66 +238,6 @@ TEST_P(AttributeReader, AStringOffsetOutsideTheSectionIsAnInlineString)
         EXPECT_TRUE(Read(FORM_strp, nullptr, false));
         EXPECT_EQ(Pos(), m_start + 4);
     }
-}
-
-TEST_P(AttributeReader, AMillionIndirectFormsAreReadWithoutDepth)
-{
-    dwarf.info.Fill(1'000'000, FORM_indirect).U8(FORM_data1).U8(9);
-    Open(dwarf);
-    m_ownUnit.addressSize = 4;
-    m_unit = &m_ownUnit;
-    m_start = 0;
-    AttrValue value;
-    EXPECT_TRUE(Read(FORM_indirect, &value));
-    EXPECT_EQ(value.value, 9u);
-    EXPECT_EQ(Pos(), 1'000'002u);
-    EXPECT_TRUE(Read(FORM_indirect, nullptr));
-    EXPECT_EQ(Pos(), 1'000'002u);
-}
-
-/// The attributes that the loop offers, and where it leaves the cursor.
-class AttributeLoop : public AttributeReader {
-protected:
-    std::vector<std::pair<u32, u32>> Run(const ByteSection& pairs, const ByteSection& values)
-    {
-        Restart();
-        dwarf.abbrev.Raw(pairs);
-        dwarf.info.Raw(values);
-        Dwarf2File& file = Open(dwarf);
-        Seek(Probe::m_debug_abbrev(file), 0);
-        CompileUnitInfo unit;
-        unit.addressSize = 4;
-        std::vector<std::pair<u32, u32>> seen;
-        Probe::ForEachAttribute(file, &unit, false, [&](u32 attribute, AttrReader& read) {
-            // Every second attribute is left unread.
-            u32 value = 77;
-            if (attribute % 2 == 1) {
-                read.To(value);
-            }
-            seen.emplace_back(attribute, value);
-        });
-        return seen;
-    }
-    ByteSection Bytes() { return ByteSection(GetParam()); }
-};
-BOTH_BYTE_ORDERS(AttributeLoop);
-
-TEST_P(AttributeLoop, WhatIsNotReadIsSteppedOver)
-{
-    using Seen = std::vector<std::pair<u32, u32>>;
-    ByteSection pairs = Bytes();
-    pairs.Uleb(1).Uleb(FORM_data1).Uleb(2).Uleb(FORM_string).Uleb(3).Uleb(FORM_data2).U16(0);
-    pairs.Uleb(5).Uleb(FORM_data1);
-    ByteSection values = Bytes();
-    values.U8(5).Text("abc").U16(6).Fill(4);
-    EXPECT_EQ(Run(pairs, values), Seen({{1, 5}, {2, 77}, {3, 6}}));
-    EXPECT_EQ(Pos(), 7u);
-
-    // A form of 0 ends the loop too, and nothing is read of it; so does the end of the table.
-    EXPECT_EQ(Run(Bytes().Uleb(1).Uleb(0).Uleb(3).Uleb(FORM_data1), values), Seen({{1, 77}}));
-    EXPECT_EQ(Pos(), 0u);
-    EXPECT_EQ(Run(Bytes().Uleb(1).Uleb(FORM_data1), values), Seen({{1, 5}}));
-    EXPECT_EQ(Run(Bytes().Uleb(1), values), Seen({{1, 77}}));
 }
 
 } // namespace

@@ -110,22 +110,6 @@ TEST_P(CompileUnitIndex, BehindAnUnknownCodeTheNextHeaderIsReadAtOnce)
     EXPECT_EQ(Headers(), Offsets({0, 12, 24, 36, 48, 60}));
 }
 
-TEST_P(CompileUnitIndex, AHeaderCutOffOrEndingWithTheSectionIsNotKept)
-{
-    Unit(dwarf, "first.c");
-    Unit(dwarf, "second.c");
-    const std::string whole = dwarf.info.Bytes();
-    for (u32 size = 0; size <= whole.size(); ++size) {
-        DwarfBuilder cut(GetParam());
-        cut.abbrev.Raw(dwarf.abbrev);
-        cut.info.Raw(whole).Truncate(size);
-        Index(cut);
-        const std::size_t headers = size > 0x24 + 11 ? 2 : size > 11 ? 1 : 0;
-        EXPECT_EQ(Headers().size(), headers) << size;
-        EXPECT_EQ(Rows().size(), headers) << size;
-    }
-}
-
 TEST_P(CompileUnitIndex, ALengthThatLeadsBackOrBeyondEndsTheScan)
 {
     // Beyond the section; to its last byte before the wrap; wrapped to 0, to the unit itself, into
@@ -188,37 +172,6 @@ TEST_P(CompileUnitScope, TakesItsPathAndRangeFromTheAttributes)
     Index(dwarf);
     EXPECT_EQ(Store().FileScopeAt(0).GetPath(), "small.c");
     EXPECT_EQ(Store().FileRangeAt(0).range.value, kNone) << "no address of another size";
-}
-
-TEST_P(CompileUnitScope, AUnitWithoutANameIsNotInTheStore)
-{
-    for (const bool empty : {true, false}) {
-        Restart();
-        dwarf.Unit().Attr(AT_comp_dir, FORM_string, "/build");
-        if (empty) {
-            dwarf.Name("");
-        }
-        Index(dwarf);
-        EXPECT_EQ(Store().FileScopeCount(), 0u);
-        EXPECT_NE(Probe::FindDieInfo(File(), 11), nullptr);
-    }
-}
-
-/// A store that takes no file scope.
-class RefusingStore : public DbgSymSymFile {
-public:
-    using DbgSymSymFile::DbgSymSymFile;
-    DbgSymSrcFile* AddFileScope(u32, const std::string&, const DbgAddrRange&, u32, u32, bool) override
-    {
-        return nullptr;
-    }
-};
-
-TEST_P(CompileUnitScope, AStoreThatRefusesIsTakenQuietly)
-{
-    dwarf.Unit().Name("a.c").Attr(AT_low_pc, FORM_addr, 0x8000);
-    Index<RefusingStore>(dwarf);
-    EXPECT_NE(Probe::FindDieInfo(File(), 11), nullptr);
 }
 
 } // namespace

@@ -70,18 +70,6 @@ TEST_P(Loading, TheQueueIsReadInOrderAndAnOffsetOfZeroEndsThePass)
     EXPECT_EQ(Store().TypeAt(0).GetId(), dwarf.Offset("a"));
 }
 
-TEST_P(Loading, RequestsForWhatIsNotThereDoNothing)
-{
-    dwarf.Unit().Name("a.c").Children([&] { Function(dwarf, "f"); });
-    Dwarf2File& file = Index(dwarf);
-    LoadUnit(12);
-    LoadFunction(0xFFFFFFF0);
-    file.LoadFunctionScopes(nullptr);
-    EXPECT_EQ(Functions().size(), 0u);
-    EXPECT_TRUE(Probe::LoadDieAtOffset(file, 0x7FFFFFFF)); // read, although there is nothing
-    EXPECT_EQ(Probe::LoadParentOf(file, static_cast<DIEInfo*>(nullptr)), nullptr);
-}
-
 TEST_P(Loading, TheEngineMayAskForMoreInTheMiddleOfAVariable)
 {
     dwarf.Unit().Name("a.c").Children([&] {
@@ -120,32 +108,6 @@ TEST_P(Loading, WhatACallBackHasKeptOutOfAWalkTheNextOneBuilds)
     LoadUnit();
     EXPECT_EQ(Variables(), (std::vector<std::string>{"a", "c"}));
     EXPECT_EQ(Functions(), (std::vector<std::string>{"f"}));
-}
-
-TEST_P(Loading, BlocksNestToAnyDepth)
-{
-    LoadUnitOf([&] {
-        // One declaration for all: what makes the file deep is the entries alone.
-        dwarf.Declare(2, TAG_lexical_block, true, {{AT_low_pc, FORM_addr}, {AT_high_pc, FORM_addr}});
-        dwarf.Declare(3, TAG_variable, false, {{AT_name, FORM_string}, {AT_location, FORM_block1}});
-        Function(dwarf.Label("f"), "f").Children();
-        for (u32 depth = 0; depth < kMany; ++depth) {
-            dwarf.Entry(2).Value(FORM_addr, 0x8000).Value(FORM_addr, 0x8004);
-        }
-        dwarf.Entry(3);
-        dwarf.info.Text("v").Raw({1, 0x50}).Fill(kMany);
-        dwarf.End();
-    });
-    LoadFunction("f");
-    ASSERT_EQ(Store().SubScopeCount(), kMany);
-    ASSERT_EQ(Store().VariableCount(), 1u);
-    const DbgSymContext& context = Store().VariableAt(0).context;
-    EXPECT_EQ(context.subScope, Store().SubScopeAt(kMany - 1).id);
-    EXPECT_EQ(context.funcScope, dwarf.Offset("f"));
-    EXPECT_EQ(context.fileScope, kUnitDie);
-    const DbgSymSubScope& middle = Store().SubScopeAt(kMany / 2);
-    EXPECT_EQ(middle.context.subScope, Store().SubScopeAt(kMany / 2 - 1).id);
-    EXPECT_EQ(middle.context.funcScope, dwarf.Offset("f"));
 }
 
 TEST_P(Loading, ATypesTargetIsExactFiveHundredLoadsDeep)

@@ -81,15 +81,6 @@ TEST_P(LineProgram, ReadsTheHeaderAndStandsOnTheFirstInstruction)
     EXPECT_EQ(std::tuple(file.name, file.dirIdx, file.mod, file.length), std::tuple("b.h", 2u, 0x12345678u, 300u));
 }
 
-TEST_P(LineProgram, RegistersWrapAt32Bits)
-{
-    LineBuilder line(m_bytes);
-    line.SetAddress(0xFFFFFFFE).AdvancePc(0x80000002).AdvanceLine(-3).Copy();
-    const LineState row = Run(line).rows.at(0);
-    EXPECT_EQ(row.addr, 2u);
-    EXPECT_EQ(row.line, 0xFFFFFFFEu);
-}
-
 // Ten standard opcodes is what DWARF 2.0 has. A later producer's opcode 10, say, is a special one
 // here even if its header declares more, and its distance is an 8-bit value.
 TEST_P(LineProgram, OpcodesFrom10OnAreSpecialWhateverOpcodeBaseSays)
@@ -124,29 +115,6 @@ TEST_P(LineProgram, ALineRangeAndAnOpcodeBaseOf0)
     EXPECT_EQ(run.rows.at(0).addr, 2u);
 }
 
-TEST_P(LineProgram, OnlyWhatMovesTowardsARowIsSeen)
-{
-    using Write = void (*)(LineBuilder&);
-    const std::pair<Write, bool> cases[] = {
-        {[](auto& line) { line.NegateStatement().SetBasicBlock().DefineFile("x").Extended(77, "abc").EndSequence(); },
-         false},
-        {[](auto& line) { line.Copy(); }, true},
-        {[](auto& line) { line.AdvancePc(0); }, true},
-        {[](auto& line) { line.AdvanceLine(0); }, true},
-        {[](auto& line) { line.SetFile(1); }, true},
-        {[](auto& line) { line.SetColumn(0); }, true},
-        {[](auto& line) { line.ConstAddPc(); }, true},
-        {[](auto& line) { line.FixedAdvancePc(0); }, true},
-        {[](auto& line) { line.Opcode(10); }, true},
-        {[](auto& line) { line.SetAddress(0); }, true}};
-    for (const auto& [write, seen] : cases) {
-        LineBuilder line(m_bytes);
-        write(line);
-        Run(line);
-        EXPECT_EQ(Interpreter().Seen(), seen);
-    }
-}
-
 TEST_P(LineProgram, TheLengthOfAnExtendedOpcodeCountsForUnknownOnesOnly)
 {
     LineBuilder line(m_bytes);
@@ -159,59 +127,6 @@ TEST_P(LineProgram, TheLengthOfAnExtendedOpcodeCountsForUnknownOnesOnly)
     EXPECT_EQ(run.rows[0].addr, 0x8000u);
     EXPECT_TRUE(run.rows[0].basicBlock);
     EXPECT_EQ(run.steps.size(), 5u);
-}
-
-TEST_P(LineProgram, ALengthThatWrapsEndsTheRun)
-{
-    for (const u32 length : {0xFFFFFFFFu, 0xFFFFFFF0u, 0x7FFFFFFFu}) {
-        ByteSection bytes(GetParam());
-        LineBuilder line(bytes);
-        line.Copy().Extended(0x80, "", length).Copy();
-        const Recorder run = Run(line);
-        EXPECT_EQ(run.rows.size(), 1u);
-        EXPECT_EQ(run.steps.size(), 2u);
-        EXPECT_TRUE(Section().AtEnd());
-    }
-}
-
-TEST_P(LineProgram, StopsAtTheUnitsEndAndAtTheSectionsEnd)
-{
-    LineBuilder first(m_bytes);
-    first.File("a.c").Copy().Copy();
-    first.Finish();
-    const u32 firstSize = m_bytes.Size();
-    LineBuilder second(m_bytes);
-    second.File("b.c").Copy();
-    second.Finish();
-
-    const auto rows = [&](u32 offset) {
-        Recorder run;
-        Open(m_bytes.Bytes(), offset).Run(run);
-        return run.rows.size();
-    };
-    EXPECT_EQ(rows(0), 2u);
-    EXPECT_EQ(Section().Pos(), firstSize);
-    EXPECT_EQ(rows(firstSize), 1u);
-    m_bytes.Patch(0, firstSize - 4 - 1, 4); // ends ahead of the second copy
-    EXPECT_EQ(rows(0), 1u);
-    m_bytes.Patch(firstSize, 0x10000, 4);
-    EXPECT_EQ(rows(firstSize), 1u);
-    EXPECT_TRUE(Section().AtEnd());
-}
-
-TEST_P(LineProgram, TablesEndWithTheUnit)
-{
-    LineBuilder line(m_bytes);
-    line.Directory("one").Directory("two").File("a.c").File("b.c").Copy();
-    line.Finish();
-    const u32 directories = 4 + 2 + 4 + 5 + 9;
-    m_bytes.Patch(0, directories - 4 + 1, 4); // inside the first directory's text
-    const LineProgramHeader& header = Open(m_bytes.Bytes()).Header();
-    EXPECT_EQ(header.incDir.size(), 1u);
-    EXPECT_TRUE(header.fileNames.empty());
-    Recorder run;
-    Interpreter().Run(run);
-    EXPECT_TRUE(run.steps.empty());
 }
 
 // The sum of offset and length wraps at 32 bits and then lies ahead of what has been read.
@@ -227,42 +142,6 @@ TEST_P(LineProgram, AUnitEndThatWrapsOrLiesAtTheStartLeavesAllEmpty)
         EXPECT_TRUE(Interpreter().Header().incDir.empty()) << length;
         EXPECT_TRUE(Interpreter().Header().fileNames.empty()) << length;
         EXPECT_FALSE(Interpreter().Seen()) << length;
-    }
-}
-
-TEST_P(LineProgram, EndsWhereverTheSectionIsCut)
-{
-    LineBuilder line(m_bytes);
-    line.Directory("inc").File("a.c").File("b.h", 1, 0x4000, 0x4000);
-    line.SetAddress(0x8000).AdvanceLine(1000).Copy().DefineFile("c.h", 1, 0x4000).SetFile(3).Row(3, 2);
-    line.Extended(0x80, "operands").FixedAdvancePc(300).EndSequence();
-    line.Finish();
-    const std::string whole = m_bytes.Bytes();
-    for (std::size_t size = 0; size <= whole.size(); ++size) {
-        Recorder run;
-        Open(whole.substr(0, size)).Run(run);
-        EXPECT_TRUE(Section().AtEnd()) << size;
-        EXPECT_LE(run.rows.size(), 2u) << size;
-    }
-}
-
-// No instruction takes less than a byte, and the cursor never goes back: the steps count the bytes.
-TEST_P(LineProgram, RunsOverAnyBytesInAsManyStepsAtMost)
-{
-    std::mt19937 random(20240117);
-    for (int round = 0; round < 500; ++round) {
-        ByteSection bytes(GetParam());
-        LineHeader fields;
-        fields.lineRange = static_cast<u8>(random() % 3);
-        fields.unitLength = random() % 2 == 0 ? 0x1000 : random();
-        fields.operandCounts.resize(random() % 12);
-        fields.opcodeBase = static_cast<u8>(fields.operandCounts.size() + 1);
-        LineBuilder line(bytes, fields);
-        for (u64 left = random() % 200; left != 0; --left) {
-            line.Raw().U8(random() % 3 == 0 ? random() % 12 : random() % 256);
-        }
-        const Recorder run = Run(line);
-        EXPECT_LE(run.steps.size(), bytes.Size());
     }
 }
 

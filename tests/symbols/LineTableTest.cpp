@@ -90,44 +90,6 @@ TEST_P(LineTable, AnotherLineAtTheEndOfASequenceMakesAClosingRow)
     EXPECT_EQ(Read(), (Rows{"10 8000+10", "11 8010+0", "2 9000+0", "1 0+0"}));
 }
 
-TEST_P(LineTable, TheLastRowEndsWhereTheUnitEnds)
-{
-    LineBuilder line(dwarf.line);
-    line.File("main.c").SetAddress(0x8000).Copy().Row(1, 4);
-    DbgAddrRange range;
-    range.value = 0x8000;
-    range.size = 0x100;
-    EXPECT_TRUE(Load(line, &range));
-    EXPECT_EQ(Read(), (Rows{"1 8000+8", "2 8008+f8"}));
-    EXPECT_TRUE(LoadAgain(0));
-    EXPECT_EQ(Read().back(), "2 8008+0") << "no range";
-    const DbgAddrRange without;
-    EXPECT_TRUE(LoadAgain(0, &without));
-    EXPECT_EQ(Read().back(), "2 8008+0") << "a range without a start has no end";
-
-    LineBuilder unseen(dwarf.line);
-    unseen.NegateStatement().SetBasicBlock().EndSequence();
-    EXPECT_FALSE(Load(unseen, &range));
-    EXPECT_EQ(Read(), Rows{});
-}
-
-TEST_P(LineTable, NothingIsReadWithoutATableOrAtAnOffsetOutside)
-{
-    LineBuilder line(dwarf.line);
-    line.Copy();
-    const u32 offset = line.Finish();
-    Dwarf2File& file = Open(dwarf);
-    DbgSymSrcFile source(1, "");
-    EXPECT_FALSE(file.BuildLineTable(nullptr, source.GetLineTableMember(), nullptr, offset));
-    EXPECT_FALSE(file.BuildLineTable(&source, nullptr, nullptr, offset));
-    for (const u32 outside : {dwarf.line.Size(), dwarf.line.Size() + 1, kNone}) {
-        EXPECT_FALSE(LoadAgain(outside));
-        EXPECT_EQ(Table().Count(), 0u);
-    }
-    EXPECT_TRUE(LoadAgain(offset));
-    EXPECT_EQ(Table().Count(), 1u);
-}
-
 TEST_P(LineTable, RowsOfOtherFilesCarryTheirPaths)
 {
     LineBuilder line(dwarf.line);
@@ -149,14 +111,6 @@ TEST_P(LineTable, ANumberTakenForTheOwnFileStaysItWhileItIsTheLastOne)
     line.SetFile(1).Row(1, 1).SetFile(2).Row(1, 1);
     EXPECT_TRUE(Load(line));
     EXPECT_EQ(Read(), (Rows{"1 0+2", "2 2+2", "3 4+2", "4 6+0 /inc\\late.h"}));
-}
-
-TEST_P(LineTable, AnotherSpellingOfTheOwnPathIsAnotherFile)
-{
-    LineBuilder line(dwarf.line);
-    line.Directory("/src").Directory("/src/").File("main.c", 1).File("main.c", 2).Copy().SetFile(2).Row(1, 1);
-    EXPECT_TRUE(Load(line));
-    EXPECT_EQ(Read(), (Rows{"1 0+2 /src\\main.c", "2 2+0"}));
 }
 
 // Each file's path would repeat the directory, which makes the square of the section's size.
