@@ -82,51 +82,6 @@ protected:
 
 INSTANTIATE_TEST_SUITE_P(Orders, VFKElfFileTest, ::testing::Values(ByteOrder::Little, ByteOrder::Big));
 
-TEST_P(VFKElfFileTest, SectionDataIsCutToTheSection)
-{
-    const VFKElfFile& elf = Open();
-    EXPECT_EQ(DataOf(elf, ".text", 4, 3), "456");
-    EXPECT_EQ(DataOf(elf, ".text", 8, 0xFFFFFFF0), "89");
-    EXPECT_EQ(DataOf(elf, ".text", 0xFFFFFFFF), "");
-    EXPECT_EQ(DataOf(elf, ".none"), "none");
-}
-
-TEST_P(VFKElfFileTest, TheSegmentOfASectionContainsItsBytes)
-{
-    const VFKElfFile& elf = Open([](ElfRecords& records) {
-        records.sections[3].sh_offset = records.sections[1].sh_offset;
-        records.sections[3].sh_size = 4; // .comment lies in the segment, but has no SHF_ALLOC
-    });
-    const elf32_phdr* phdr = nullptr;
-    for (const u32 index : {1u, 2u}) {
-        EXPECT_EQ(elf.GetShdrWithPhdr(index, &phdr), elf.GetSectionHeader(index));
-        EXPECT_EQ(phdr, elf.GetProgramHeader(index - 1));
-    }
-    elf.GetShdrWithPhdr(3, &phdr);
-    EXPECT_EQ(phdr, nullptr);
-
-    const VFKElfFile& wraps = Open([](ElfRecords& records) {
-        records.sections[1].sh_offset = 0xFFFFFFF8;
-        records.sections[1].sh_size = 0x80;
-        records.segments[0].p_offset = 0;
-        records.segments[0].p_filesz = 0x1000;
-    });
-    EXPECT_EQ(wraps.GetProgramHeader(wraps.GetSectionHeader(1)), nullptr);
-    EXPECT_EQ(DataOf(wraps, ".text"), "");
-}
-
-TEST_P(VFKElfFileTest, AStringWithoutItsZeroEndsWithItsTable)
-{
-    const VFKElfFile& unended = Open([](ElfRecords& records) {
-        --records.sections[5].sh_size;
-        records.sections[6].sh_size = 4; // "\0.te"
-    });
-    EXPECT_STREQ(unended.GetString(4), "main");
-    EXPECT_NE(unended.FindSymtabEntry("main"), nullptr);
-    EXPECT_EQ(unended.GetSectionHeader(".te"), unended.GetSectionHeader(1));
-    EXPECT_EQ(unended.GetShdrString(4), nullptr);
-}
-
 TEST_P(VFKElfFileTest, ATableThatCannotHoldItsRecordsIsNotThere)
 {
     using Edit = void (*)(ElfRecords&);

@@ -9,7 +9,6 @@
 namespace {
 
 constexpr u32 kArm = 0x41524D00;
-constexpr u32 kThumb = 0x54484D42;
 constexpr u32 kData = 0x44415441;
 
 class ElfSymbols : public DwarfTest {
@@ -85,44 +84,6 @@ TEST_P(ElfSymbols, ARunEndsWhereTheKindOfCodeChanges)
         EXPECT_EQ(CodeType(unknown), std::nullopt);
     }
     EXPECT_FALSE(File().GetCodeType(nullptr, nullptr, nullptr, nullptr));
-}
-
-TEST_P(ElfSymbols, WhatIsNoMappingSymbolDoesNotCount)
-{
-    Map("$a", 0x100);
-    Map("$d", 0x140);
-    Map("$a", 0x140); // the first one at an address stays
-    Map("$x", 0x110);
-    Map("$at", 0x120);
-    Map("$", 0x124);
-    Map("$a.0", 0x128);
-    m_elf.Symbol({.name = "$t", .value = 0x130, .type = 0, .section = m_data});
-    m_elf.Symbol({.name = "$t", .value = 0x134, .type = 0, .section = 0xFFF1}); // SHN_ABS: no section
-    Map("$t", 0x200);
-    Map("$t", 0x280);
-    Open(m_elf);
-    EXPECT_EQ(CodeType(0x104), Run(kArm, 0x3C));
-    EXPECT_EQ(CodeType(0x150), Run(kData, 0xB0));
-    EXPECT_EQ(CodeType(0x210), Run(kThumb, 0x70)) << "a run without a change reaches the last symbol";
-    EXPECT_EQ(Probe::m_mappingSymbols(File()).size(), 4u);
-}
-
-TEST_P(ElfSymbols, OneInstructionSetSettlesTheWholeFile)
-{
-    const std::pair<const char*, u32> kinds[] = {{"$a", kArm}, {"$t", kThumb}};
-    for (const auto& [name, type] : kinds) {
-        ElfWriter elf(GetParam());
-        elf.Section(".text", Code(), {.flags = kShfAlloc | kShfExecInstr});
-        elf.Symbol({.name = name, .value = 0x100, .type = 0});
-        elf.Symbol({.name = "$d", .value = 0x180, .type = 0});
-        Open(elf);
-        EXPECT_EQ(CodeType(0x190), Run(type, kNone - 0x190));
-        EXPECT_EQ(CodeType(0), Run(type, kNone));
-        EXPECT_TRUE(Probe::m_mappingSymbols(File()).empty()) << "no scan";
-    }
-    Function("main", 0x100, 4);
-    Open(m_elf);
-    EXPECT_EQ(CodeType(0x100), std::nullopt);
 }
 
 TEST_P(ElfSymbols, AFunctionsExtentIsMadeUpFromItsNeighbour)

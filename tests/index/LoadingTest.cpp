@@ -129,27 +129,6 @@ TEST_P(Loading, ATypesTargetIsExactFiveHundredLoadsDeep)
     }
 }
 
-TEST_P(Loading, ChainsOfTypesAndStructuresWithinStructuresHaveAnyLength)
-{
-    u32 chain = 0;
-    LoadUnitOf([&] {
-        dwarf.Declare(2, TAG_pointer_type, false, {{AT_type, FORM_ref4}});
-        dwarf.Declare(3, TAG_structure_type, true, {});
-        chain = dwarf.info.Size();
-        for (u32 i = 0; i < kMany; ++i) {
-            dwarf.Entry(2).Value(FORM_ref4, chain + 5 * (i + 1));
-        }
-        for (u32 i = 0; i < kMany; ++i) {
-            dwarf.Entry(3);
-        }
-        dwarf.info.Fill(kMany);
-    });
-    EXPECT_EQ(Store().TypeCount(), 2 * kMany);
-    for (const u32 i : {0u, 599u, 600u, 601u, kMany - 1}) {
-        EXPECT_EQ(InfoOf<DbgUDTInfoPointer>(chain + 5 * i).target.udtId, chain + 5 * (i + 1));
-    }
-}
-
 TEST_P(Loading, ClassesThatAUnitsWalkNeverMeetsCostOneWalk)
 {
     // The member functions of a class inside a function's body, as those of a lambda: each sends the

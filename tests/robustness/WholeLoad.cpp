@@ -9,9 +9,9 @@
 #include <algorithm>
 #include <iterator>
 #include <new>
-#include <regex>
 #include <set>
 #include <sstream>
+#include <string_view>
 
 namespace {
 
@@ -192,9 +192,12 @@ std::vector<std::string> Contents(DbgSymSymFile& store)
     std::vector<std::string> records;
     std::set<std::string> lines;
     std::istringstream stream(output.text);
-    static const std::regex kSectionId(R"("section":\d+)"); // numbered through the process
+    const std::string_view sectionId = R"("section":)"; // numbered through the process
     for (std::string record; std::getline(stream, record);) {
-        record = std::regex_replace(record, kSectionId, R"("section":0)");
+        for (auto at = record.find(sectionId); at != std::string::npos; at = record.find(sectionId, at)) {
+            at += sectionId.size();
+            record.erase(at, record.find_first_not_of("0123456789", at) - at);
+        }
         const bool isLine = record.starts_with(R"({"record":"line")");
         const bool isSection = record.starts_with(R"({"record":"section")");
         if (!isSection && (!isLine || lines.insert(record).second)) {

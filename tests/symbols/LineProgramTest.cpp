@@ -60,27 +60,6 @@ private:
 };
 BOTH_BYTE_ORDERS(LineProgram);
 
-// The programme begins where the file table ends, whatever the header says of its length.
-TEST_P(LineProgram, ReadsTheHeaderAndStandsOnTheFirstInstruction)
-{
-    m_bytes.Fill(7);
-    LineBuilder line(m_bytes, {.version = 0x1234, .lineBase = -3, .headerLength = 0xDEAD});
-    line.Directory("inc").Directory("/usr/include").File("a.c").File("b.h", 2, 0x12345678, 300);
-    const u32 programme = m_bytes.Size() + 1;
-    line.Copy();
-    const u32 offset = line.Finish();
-    const LineProgramHeader& header = Open(m_bytes.Bytes(), offset).Header();
-    EXPECT_EQ(Section().Pos(), programme);
-    EXPECT_EQ(header.totalLength, m_bytes.Size() - 7);
-    EXPECT_EQ(header.version, 0x1234u);
-    EXPECT_EQ(header.prologueLength, 0xDEADu);
-    EXPECT_EQ(header.lineBase, -3);
-    EXPECT_EQ(header.opcodeLengths, (std::vector<u8>{0, 1, 1, 1, 1, 0, 0, 0, 1}));
-    EXPECT_EQ(header.incDir, (std::vector<std::string_view>{"inc", "/usr/include"}));
-    const auto& file = header.fileNames.at(1);
-    EXPECT_EQ(std::tuple(file.name, file.dirIdx, file.mod, file.length), std::tuple("b.h", 2u, 0x12345678u, 300u));
-}
-
 // Ten standard opcodes is what DWARF 2.0 has. A later producer's opcode 10, say, is a special one
 // here even if its header declares more, and its distance is an 8-bit value.
 TEST_P(LineProgram, OpcodesFrom10OnAreSpecialWhateverOpcodeBaseSays)
