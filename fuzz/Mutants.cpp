@@ -164,12 +164,16 @@ int Run(const Arguments& arguments)
     for (const std::string& path : arguments.files) {
         seeds.push_back(ReadFile(path));
     }
+    // A child ends without its destructors: its own scratch folder goes into this one.
+    const ScratchFolder scratch;
+    setenv("TMPDIR", scratch.Path().c_str(), 1);
     u64 findings = 0;
     std::size_t peak = 0;
     for (u64 number = arguments.first; number < arguments.first + arguments.count; ++number) {
         const std::string mutant = MutantOf(arguments, seeds, number);
         const std::optional<Report> first = LoadInChild(mutant, true);
         const std::optional<Report> second = LoadInChild(mutant, false);
+        scratch.Clear();
         if ((number - arguments.first + 1) % 1000 == 0) {
             static_cast<void>(std::fprintf(stderr, "%llu\n", static_cast<unsigned long long>(number + 1)));
         }
