@@ -220,29 +220,20 @@ const DbgSymLineEntry* DbgSymLineTable::FindByAddress(u32 value, u32 section) co
     return index == kNone ? nullptr : &m_rows->entries[index];
 }
 
-std::vector<const DbgSymLineEntry*> DbgSymLineTable::FindByLine(u32 line, const std::string* path) const
+std::vector<u32> DbgSymLineTable::FindByLine(u32 line) const
 {
-    std::vector<const DbgSymLineEntry*> found;
     if (Count() == 0) {
-        return found;
+        return {};
     }
-    // Rows that name the table's own file by its path are its own as well.
-    const bool own = path == nullptr || (m_srcFile != nullptr && *path == m_srcFile->GetPath());
-    const u32 pathIndex = path == nullptr ? kNone : m_rows->paths.Find(*path);
-    const auto take = [&](const DbgSymLineEntry& entry) {
-        if (entry.line == line && (entry.pathIndex == kNone ? own : entry.pathIndex == pathIndex)) {
-            found.push_back(&entry);
-        }
-    };
     m_rows->IndexLines();
     const engine::ChunkList<DbgSymLineEntry>& entries = m_rows->entries;
-    auto at = std::lower_bound(m_rows->byLine.begin(), m_rows->byLine.end(), line,
-                               [&entries](u32 index, u32 wanted) { return entries[index].line < wanted; });
-    for (; at != m_rows->byLine.end() && entries[*at].line == line; ++at) {
-        take(entries[*at]);
+    const auto lineOf = [&entries](u32 index) { return entries[index].line; };
+    const auto found = std::ranges::equal_range(m_rows->byLine, line, {}, lineOf);
+    std::vector<u32> rows(found.begin(), found.end());
+    if (entries.Last().line == line) {
+        rows.push_back(static_cast<u32>(Count() - 1));
     }
-    take(entries.Last());
-    return found;
+    return rows;
 }
 
 DbgSymSrcFile::DbgSymSrcFile(u32 id, std::string path, engine::PageArena* memory)

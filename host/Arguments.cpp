@@ -108,6 +108,16 @@ private:
             ->type_name("ID|PATH");
     }
 
+    void AddLine(CLI::App* lines)
+    {
+        lines->add_option("--line", m_line, "The rows of one source line: of the unit's own file, or of PATH")
+            ->type_name("[PATH:]N")
+            ->check([](const std::string& text) {
+                return ParseSourceLine(text) ? std::string() : "'" + text + "' is no source line";
+            })
+            ->each([this](const std::string& text) { m_arguments.line = ParseSourceLine(text); });
+    }
+
     void AddListings()
     {
         CLI::App* rate = Add(Command::Rate, "rate", "How much of each file can be served");
@@ -116,6 +126,7 @@ private:
         CLI::App* lines = AddWithFile(Command::Lines, "lines", "The line table of one unit, or of all");
         AddUnit(functions);
         AddUnit(lines);
+        AddLine(lines);
         for (CLI::App* command :
              {rate, functions, lines, AddWithFile(Command::Sections, "sections", "The engine's sections"),
               AddWithFile(Command::Units, "units", "The compile units")}) {
@@ -172,6 +183,7 @@ private:
 
     Arguments& m_arguments;
     std::vector<std::string> m_addresses;
+    std::string m_line;
     std::string m_load;
     CLI::App m_app{"Shows what the symbolic plug-in makes of a 32-bit ARM ELF file.", "symhost"};
 };

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/Loader.h"
+#include "host/Text.h"
 #include "interfaces/Types.h"
 
 #include <optional>
@@ -18,6 +19,7 @@ struct Arguments {
     std::vector<std::string> files; ///< of `rate`
     std::string file;               ///< of the others
     std::string unit;               ///< --unit; empty for all
+    std::optional<SourceLine> line; ///< --line of `lines`
     std::string name;               ///< function of `scopes`, type of `types`
     std::vector<std::string> names; ///< of `find`
     std::vector<u32> addresses;     ///< of `at`

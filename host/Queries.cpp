@@ -1,4 +1,4 @@
-// The plain listings: ratings, sections, units, functions and lines.
+// The plain listings: ratings, sections, units and functions.
 #include "host/Queries.h"
 
 #include "host/Json.h"
@@ -32,23 +32,6 @@ const char* SectionTypeName(u32 type)
     }
 }
 
-void AppendHeading(Output& output, const DbgSymSrcFile* unit)
-{
-    std::string line;
-    AppendPrintable(line, unit == nullptr ? "(in no unit)" : std::string_view(unit->GetPath()));
-    output.Write(line + ":\n");
-}
-
-/// True if `path` ends in `tail` behind a separator.
-bool EndsInPath(std::string_view path, std::string_view tail)
-{
-    if (path.size() <= tail.size() || path.substr(path.size() - tail.size()) != tail) {
-        return false;
-    }
-    const char before = path[path.size() - tail.size() - 1];
-    return before == '/' || before == '\\';
-}
-
 /// Indices of the functions to list, unit by unit, each under the unit that UnitOf says. Those
 /// under none come last.
 std::vector<std::pair<u32, std::size_t>> FunctionsByUnit(const Loader& file, const std::vector<u32>& units, bool all)
@@ -80,21 +63,6 @@ std::string FunctionLine(const DbgSymFuncScope& function)
     AppendDecimal(line, function.range.size, 10);
     line += "  ";
     AppendPrintable(line, function.name);
-    line += '\n';
-    return line;
-}
-
-std::string RowLine(const DbgSymLineTable& table, const DbgSymLineEntry& entry, const std::string& ownPath)
-{
-    std::string line = "  ";
-    AppendAddress(line, entry.range);
-    for (const auto& [number, width] : {std::pair(entry.line, 7), {u32{entry.column}, 5}, {entry.range.size, 7}}) {
-        line += ' '; // also between numbers of ten digits
-        AppendDecimal(line, number, static_cast<u32>(width));
-    }
-    line += "  ";
-    const std::string* path = table.GetEntryPath(entry);
-    AppendPrintable(line, path == nullptr ? ownPath : *path);
     line += '\n';
     return line;
 }
@@ -232,7 +200,7 @@ int ListFunctions(Loader& file, Answer answer, const std::string& unit)
             continue;
         }
         if (first || heading != owner) {
-            AppendHeading(answer.output, file.Store().FindFileScope(owner, nullptr));
+            WriteHeading(answer.output, file.Store().FindFileScope(owner, nullptr));
             heading = owner;
             first = false;
         }
@@ -241,31 +209,9 @@ int ListFunctions(Loader& file, Answer answer, const std::string& unit)
     return !unit.empty() && units.empty() ? 1 : 0;
 }
 
-int ListLines(Loader& file, Answer answer, const std::string& unit)
+void WriteHeading(Output& output, const DbgSymSrcFile* unit)
 {
-    const std::vector<u32> units = SelectUnits(file, unit);
-    RecordWriter records(answer.output);
-    if (!answer.json) {
-        answer.output.Write("  address         line   col    size  file\n");
-    }
-    for (const u32 index : units) {
-        DbgSymSrcFile& source = file.Store().FileScopeAt(index);
-        file.LoadLines(source.GetId());
-        const DbgSymLineTable* table = source.GetLineTableMember();
-        if (table == nullptr || answer.output.Error() != 0) {
-            continue;
-        }
-        if (!answer.json) {
-            AppendHeading(answer.output, &source);
-        }
-        for (u32 row = 0; row < table->Count(); ++row) {
-            const DbgSymLineEntry& entry = *table->GetLineEntryByIdx(row);
-            if (answer.json) {
-                records.Line(*table, row, entry, source.GetId());
-            } else {
-                answer.output.Write(RowLine(*table, entry, source.GetPath()));
-            }
-        }
-    }
-    return !unit.empty() && units.empty() ? 1 : 0;
+    std::string line;
+    AppendPrintable(line, unit == nullptr ? "(in no unit)" : std::string_view(unit->GetPath()));
+    output.Write(line + ":\n");
 }

@@ -2,11 +2,14 @@
 // handed in open (AddFile done); each query loads what it needs.
 #pragma once
 
+#include "host/Text.h"
 #include "interfaces/Types.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
+class DbgSymSrcFile;
 class DbgSymbolicInterface;
 class Loader;
 class Output;
@@ -27,12 +30,20 @@ int ListSections(Loader& file, Answer answer);
 int ListUnits(Loader& file, Answer answer);
 /// @param unit a unit's id or path, as SelectUnits takes it; empty for all.
 int ListFunctions(Loader& file, Answer answer, const std::string& unit);
-int ListLines(Loader& file, Answer answer, const std::string& unit);
 
 /// Indices of the units that `unit` names: all if it is empty, the one of that id if it is a
 /// number, else those of that path, or whose path ends in "/" or "\" and that text. Loads the
 /// index. None: the complaint has been made.
 std::vector<u32> SelectUnits(Loader& file, const std::string& unit);
+
+/// The line above what belongs to one unit. Null: to none.
+void WriteHeading(Output& output, const DbgSymSrcFile* unit);
+
+// LineQuery.cpp
+
+/// @param unit as for ListFunctions.
+/// @param line of the unit's own file, or of the one whose path is or ends in `line->path`; none for all rows.
+int ListLines(Loader& file, Answer answer, const std::string& unit, const std::optional<SourceLine>& line);
 
 // ScopeQuery.cpp
 

@@ -74,6 +74,26 @@ std::optional<u32> ParseNumber(std::string_view text)
     return value;
 }
 
+std::optional<SourceLine> ParseSourceLine(std::string_view text)
+{
+    const std::size_t colon = text.rfind(':');
+    const bool named = colon != std::string_view::npos;
+    const std::optional<u32> number = ParseNumber(named ? text.substr(colon + 1) : text);
+    if (!number || colon == 0) {
+        return std::nullopt;
+    }
+    return SourceLine{std::string(named ? text.substr(0, colon) : ""), *number};
+}
+
+bool EndsInPath(std::string_view path, std::string_view tail)
+{
+    if (path.size() <= tail.size() || path.substr(path.size() - tail.size()) != tail) {
+        return false;
+    }
+    const char before = path[path.size() - tail.size() - 1];
+    return before == '/' || before == '\\';
+}
+
 LineReader::LineReader(int descriptor)
     : m_descriptor(descriptor)
     , m_bytes(64 * 1024)

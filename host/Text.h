@@ -31,6 +31,18 @@ void PadTo(std::string& line, std::size_t column);
 /// @return nothing if it is none, or doesn't fit in 32 bits.
 std::optional<u32> ParseNumber(std::string_view text);
 
+/// A line of a source file.
+struct SourceLine {
+    std::string path; ///< whole or its tail; empty where none is named
+    u32 number = 0;
+};
+
+/// Reads "N" or "PATH:N". Nothing if N is no number, or PATH is empty.
+std::optional<SourceLine> ParseSourceLine(std::string_view text);
+
+/// True if `path` ends in `tail` behind a separator.
+bool EndsInPath(std::string_view path, std::string_view tail);
+
 /// Reads lines from a descriptor. The caller can do something, flush say, whenever the next line
 /// has to be waited for.
 class LineReader {

@@ -29,7 +29,7 @@ int RunQuery(const Arguments& arguments, Loader& file, Answer answer)
     case Command::Scopes:
         return ShowScopes(file, answer, arguments.name);
     case Command::Lines:
-        return ListLines(file, answer, arguments.unit);
+        return ListLines(file, answer, arguments.unit, arguments.line);
     case Command::Types:
         return ListTypes(file, answer, arguments.name);
     case Command::Find:

@@ -55,9 +55,8 @@ public:
     /// The row whose bytes hold the address (value and section); among several the one added
     /// last. Null if there is none.
     const DbgSymLineEntry* FindByAddress(u32 value, u32 section) const;
-    /// The rows of a source line in the order in which they were added.
-    /// @param path null for the table's own file.
-    std::vector<const DbgSymLineEntry*> FindByLine(u32 line, const std::string* path) const;
+    /// Indexes of the rows of a source line, whichever file it is in, ascending.
+    std::vector<u32> FindByLine(u32 line) const;
 
 private:
     struct Rows;
