@@ -227,9 +227,12 @@ std::vector<u32> DbgSymLineTable::FindByLine(u32 line) const
     }
     m_rows->IndexLines();
     const engine::ChunkList<DbgSymLineEntry>& entries = m_rows->entries;
-    const auto lineOf = [&entries](u32 index) { return entries[index].line; };
-    const auto found = std::ranges::equal_range(m_rows->byLine, line, {}, lineOf);
-    std::vector<u32> rows(found.begin(), found.end());
+    std::vector<u32> rows;
+    auto at = std::lower_bound(m_rows->byLine.begin(), m_rows->byLine.end(), line,
+                               [&entries](u32 index, u32 wanted) { return entries[index].line < wanted; });
+    for (; at != m_rows->byLine.end() && entries[*at].line == line; ++at) {
+        rows.push_back(*at);
+    }
     if (entries.Last().line == line) {
         rows.push_back(static_cast<u32>(Count() - 1));
     }

@@ -25,6 +25,8 @@ TEST(Main, OneLineAndAStatusForEachFailure)
         {{"units", file, "[more]"}, 2, "not expected: [more]"},
         {{"units", file, "--bogus"}, 2, "--bogus"},
         {{"at", file, "[5]"}, 2, "'[5]' is no address"},
+        {{"lines", file, "--line", "main.c:"}, 2, "'main.c:' is no source line"},
+        {{"lines", file, "--line", "100000"}, 1, "No code is of line 100000"},
         {{"console", file, "--load", "1"}, 2, "'1' is none of none, index, symbols and all"},
         {{"units", file, "--preferences", file + "/none"}, 2, "does not exist"},
         {{"units", file, "--module", file}, 1, "can't load the module"},
