@@ -55,8 +55,10 @@ protected:
         const DbgAddress address = Address(value, section);
         std::string name = "untouched";
         DbgAddrRange range;
+        range.section = 99; // left by an earlier answer
         const bool known = File().FindElfSymbolByAddress(nullptr, &address, &name, &range);
         EXPECT_TRUE(known || (name == "untouched" && range.size == 0));
+        EXPECT_EQ(range.section, known ? section : 99);
         return known ? std::optional(std::tuple(name, range.value, range.size)) : std::nullopt;
     }
 

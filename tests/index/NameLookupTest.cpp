@@ -56,6 +56,7 @@ TEST_P(NameLookup, ANameLoadsItsTypesAndNoScopes)
     EXPECT_TRUE(file.LoadSymbolByName(nullptr, "alias"));
     EXPECT_EQ(Store().TypeCount(), 2u);
     EXPECT_EQ(Type(dwarf.Offset("alias"))->GetByteSize(), 4u);
+    Probe::m_flags(file) |= Probe::kLoadSelection;
     EXPECT_TRUE(file.LoadSymbolByName(nullptr, "f"));
     EXPECT_EQ(Store().FuncScopeCount(), 0u);
     EXPECT_EQ(Store().VariableCount(), 0u);
