@@ -115,7 +115,7 @@ void Evaluation::Step()
     }
     Work(op.end - frame.pos);
     frame.pos = op.end;
-    if (op.info->number >= 0) {
+    if (op.info->number) {
         ExecuteNumbered(op);
     } else {
         Execute(op);
@@ -124,7 +124,7 @@ void Evaluation::Step()
 
 void Evaluation::ExecuteNumbered(const DecodedOperator& op)
 {
-    const auto number = static_cast<u32>(op.info->number);
+    const u32 number = *op.info->number;
     if (op.code < OP_reg0) {
         Push(number);
     } else {

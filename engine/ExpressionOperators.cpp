@@ -70,13 +70,12 @@ constexpr std::array<OperatorInfo, 256> MakeOperators()
 {
     std::array<OperatorInfo, 256> operators{};
     for (const Row& row : kRows) {
-        operators[row.code] = {row.name, row.operands, -1};
+        operators[row.code] = {row.name, row.operands, {}};
     }
     for (u8 number = 0; number < 32; ++number) {
-        const auto last = static_cast<i8>(number);
-        operators[static_cast<u8>(OP_lit0 + number)] = {"DW_OP_lit", Operands::None, last};
-        operators[static_cast<u8>(OP_reg0 + number)] = {"DW_OP_reg", Operands::None, last};
-        operators[static_cast<u8>(OP_breg0 + number)] = {"DW_OP_breg", Operands::Sleb, last};
+        operators[static_cast<u8>(OP_lit0 + number)] = {"DW_OP_lit", Operands::None, number};
+        operators[static_cast<u8>(OP_reg0 + number)] = {"DW_OP_reg", Operands::None, number};
+        operators[static_cast<u8>(OP_breg0 + number)] = {"DW_OP_breg", Operands::Sleb, number};
     }
     return operators;
 }

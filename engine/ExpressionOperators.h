@@ -3,6 +3,7 @@
 
 #include "interfaces/Types.h"
 
+#include <optional>
 #include <string_view>
 
 namespace engine {
@@ -87,7 +88,7 @@ enum class Operands : u8 {
 struct OperatorInfo {
     std::string_view name;
     Operands operands = Operands::Unknown;
-    i8 number = -1; ///< 0 to 31 for one of a row of 32 operators: it closes the name
+    std::optional<u8> number = {}; ///< 0 to 31, for one of a row of 32 operators: it closes the name
 };
 
 const OperatorInfo& FindOperator(u8 code);

@@ -83,8 +83,8 @@ private:
     void Operator(const DecodedOperator& op)
     {
         m_text += op.info->name;
-        if (op.info->number >= 0) {
-            Decimal(op.info->number);
+        if (op.info->number) {
+            Decimal(*op.info->number);
         }
         switch (op.info->operands) {
         case Operands::Unknown:
@@ -120,8 +120,8 @@ private:
         if (decoding == Decoding::Truncated) {
             m_text += '<';
             m_text += op.info->name;
-            if (op.info->number >= 0) {
-                Decimal(op.info->number);
+            if (op.info->number) {
+                Decimal(*op.info->number);
             }
             return Place(" cut off", pos);
         }

@@ -55,7 +55,7 @@ void CountAllocation(const volatile void*, std::size_t size)
     g_memoryPeak = std::max(g_memoryPeak.load(), g_memory.load());
     if (g_memory > g_memoryLimit) {
         g_memoryLimit = ~std::size_t{0};
-        static_cast<void>(std::fputs("mutants: the memory of one file is used up\n", stderr));
+        std::fputs("mutants: the memory of one file is used up\n", stderr);
         std::abort();
     }
 }
@@ -175,7 +175,7 @@ int Run(const Arguments& arguments)
         const std::optional<Report> second = LoadInChild(mutant, false);
         scratch.Clear();
         if ((number - arguments.first + 1) % 1000 == 0) {
-            static_cast<void>(std::fprintf(stderr, "%llu\n", static_cast<unsigned long long>(number + 1)));
+            std::fprintf(stderr, "%llu\n", static_cast<unsigned long long>(number + 1));
         }
         if (first && second && first->digest == second->digest) {
             peak = std::max(peak, first->memoryPeak);
@@ -184,7 +184,7 @@ int Run(const Arguments& arguments)
         ++findings;
         std::printf("%s: mutant %llu of %s\n", first && second ? "two exports differ" : "harm",
                     static_cast<unsigned long long>(number), arguments.files[number % seeds.size()].c_str());
-        static_cast<void>(std::fflush(stdout));
+        std::fflush(stdout);
         Keep(arguments, number, mutant);
     }
     std::printf("%llu mutants of %zu files, %llu findings", static_cast<unsigned long long>(arguments.count),
