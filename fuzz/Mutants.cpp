@@ -16,6 +16,7 @@
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <string>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -175,7 +176,7 @@ int Run(const Arguments& arguments)
         const std::optional<Report> second = LoadInChild(mutant, false);
         scratch.Clear();
         if ((number - arguments.first + 1) % 1000 == 0) {
-            std::fprintf(stderr, "%llu\n", static_cast<unsigned long long>(number + 1));
+            std::fprintf(stderr, "%s\n", std::to_string(number + 1).c_str());
         }
         if (first && second && first->digest == second->digest) {
             peak = std::max(peak, first->memoryPeak);

@@ -119,7 +119,7 @@ void ListCandidates(const std::vector<std::string>& candidates)
     if (candidates.size() > kMaxListed) {
         text += std::to_string(candidates.size()) + " possibilities\n";
     } else {
-        std::size_t width = 0;
+        std::size_t width = 2; // with the blanks between two
         for (const std::string& candidate : candidates) {
             width = std::max(width, candidate.size() + 2);
         }
