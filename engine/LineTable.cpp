@@ -32,7 +32,7 @@ engine::AddressRun RunOf(const DbgAddrRange& range, u32 owner)
 
 bool Holds(const DbgAddrRange& range, u32 value, u32 section)
 {
-    // Below the start, the difference wraps to more than any size that is left up to 4 GiB.
+    // Compared as a difference: the sum of start and size may wrap.
     return range.section == section && value >= range.value && value - range.value < range.size;
 }
 

@@ -24,16 +24,14 @@ struct Code {
     u32 run = 0; ///< bytes up to the next kind of content
 };
 
-constexpr u32 kThumb = 0x54484D42; // "THMB"
-
 const char* CodeName(u32 type)
 {
     switch (type) {
-    case 0x41524D00: // "ARM"
+    case DbgSymbolicInterface::kCodeArm:
         return "ARM";
-    case kThumb:
+    case DbgSymbolicInterface::kCodeThumb:
         return "THMB";
-    case 0x44415441: // "DATA"
+    case DbgSymbolicInterface::kCodeData:
         return "DATA";
     default:
         return nullptr;
@@ -130,7 +128,7 @@ private:
             AppendPrintable(line, function->name);
             // A Thumb function's symbol has the lowest bit set; the code starts below it.
             const u32 value = function->range.value;
-            const u32 start = code && code->type == kThumb ? value & ~1u : value;
+            const u32 start = code && code->type == DbgSymbolicInterface::kCodeThumb ? value & ~1u : value;
             if (address > start) {
                 line += '+';
                 AppendDecimal(line, address - start);

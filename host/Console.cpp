@@ -14,7 +14,7 @@ void HostConsole::ClearContents(u32)
 {
     // The engine's line numbers mean nothing here: a screen is cleared as a whole.
     if (m_output.IsTerminal()) {
-        m_output.Write("\x1b[H\x1b[2J\x1b[3J");
+        m_output.WriteSequence("\x1b[H\x1b[2J\x1b[3J");
     }
 }
 

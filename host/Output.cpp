@@ -66,9 +66,22 @@ void Output::TakeByLine(std::string_view text)
 void Output::PassOn(const char* bytes, std::size_t count)
 {
     m_passedOn += count;
-    if (count != 0) {
-        Deliver(bytes, count);
+    if (count == 0) {
+        return;
     }
+    if (!m_terminal) {
+        Deliver(bytes, count);
+        return;
+    }
+    std::string shown;
+    AppendPrintable(shown, {bytes, count}, "\n\t");
+    Deliver(shown.data(), shown.size());
+}
+
+void Output::WriteSequence(std::string_view sequence)
+{
+    Flush();
+    Deliver(sequence.data(), sequence.size());
 }
 
 void Output::Deliver(const char* bytes, std::size_t count)

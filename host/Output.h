@@ -13,7 +13,8 @@ class LineReader;
 
 /// A stream buffer that writes in large pieces. On a terminal, where a person watches, each line is
 /// passed on at its end, and a stream's flush passes on the rest; elsewhere a stream's flush does
-/// nothing. After the first write that fails everything is dropped, and Error() tells why.
+/// nothing. A terminal gets no control character but line feed and tab, for texts come from files: the
+/// others are shown as "?". After the first write that fails everything is dropped, and Error() tells why.
 class Output : public std::streambuf {
 public:
     explicit Output(int descriptor);
@@ -21,6 +22,8 @@ public:
     ~Output() override;
 
     void Write(std::string_view text) { sputn(text.data(), static_cast<std::streamsize>(text.size())); }
+    /// Writes what steers a terminal, as it stands.
+    void WriteSequence(std::string_view sequence);
     void Flush();
     bool IsTerminal() const { return m_terminal; }
     /// The errno of the write that failed; 0 if none did.

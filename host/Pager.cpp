@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <new>
 #include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
@@ -61,7 +62,11 @@ PagedOutput::PagedOutput(int descriptor)
 
 PagedOutput::~PagedOutput()
 {
-    EndCommand();
+    try {
+        EndCommand();
+    } catch (const std::bad_alloc&) {
+        return; // what was held is lost
+    }
 }
 
 void PagedOutput::BeginCommand(bool holds)

@@ -229,8 +229,8 @@ int RunPrompt(Loader& file)
 {
     std::setlocale(LC_CTYPE, "");
     const Interrupt interrupt;
+    ProgressBars progress; // outlives the output, which shows what it holds as it goes, and asks it then
     PagedOutput output(STDOUT_FILENO);
-    ProgressBars progress;
     output.beforeShow = [&] { progress.Erase(); };
     // A dump with a bar ends by itself, with a word; any other command can only be silenced.
     output.unwanted = [&] { return Interrupt::Pending() && !progress.IsOpen(); };

@@ -37,17 +37,23 @@ void AppendDecimal(std::string& line, i64 value, std::size_t width)
     line.append(digits, length);
 }
 
-void AppendPrintable(std::string& line, std::string_view text)
+void AppendPrintable(std::string& line, std::string_view text, std::string_view kept)
 {
-    const std::size_t start = line.size();
-    line.append(text);
-    for (std::size_t i = start; i < line.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(line[i]);
-        // C1 controls are 0xC2 and 0x80 to 0x9F in UTF-8.
-        const bool c1 = byte == 0xC2 && i + 1 < line.size() && static_cast<unsigned char>(line[i + 1]) < 0xA0;
-        if (byte < 0x20 || byte == 0x7F || c1) {
-            line[i] = '?';
+    for (std::size_t i = 0; i < text.size();) {
+        const auto byteAt = [&text](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+        const unsigned char first = byteAt(i);
+        std::size_t length = 1; // of the UTF-8 sequence, as far as it is there
+        for (const unsigned leastOfLength : {0xC2u, 0xE0u, 0xF0u}) {
+            const bool longer = first >= leastOfLength && i + length < text.size();
+            length += longer && (byteAt(i + length) & 0xC0u) == 0x80 ? 1 : 0;
         }
+        const bool c1 = (first == 0xC2 && length == 2 && byteAt(i + 1) < 0xA0) || (first >= 0x80 && first < 0xA0);
+        if ((first < 0x20 || first == 0x7F || c1) && kept.find(text[i]) == std::string_view::npos) {
+            line += '?';
+        } else {
+            line += text.substr(i, length);
+        }
+        i += length;
     }
 }
 

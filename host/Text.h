@@ -20,9 +20,9 @@ void AppendAddress(std::string& line, const DbgAddress& address);
 /// Appends a decimal number, filled with blanks on the left up to `width`.
 void AppendDecimal(std::string& line, i64 value, std::size_t width = 0);
 
-/// Appends text that comes from a symbol file: a control character becomes '?', so that a file
-/// can't steer the terminal it is listed on.
-void AppendPrintable(std::string& line, std::string_view text);
+/// Appends text that comes from a symbol file: a control character (C0, DEL, C1 in UTF-8 or as a byte of
+/// its own) becomes '?', so that a file can't steer the terminal it is listed on. Those in `kept` stay.
+void AppendPrintable(std::string& line, std::string_view text, std::string_view kept = {});
 
 /// Fills the line with blanks up to a column (from 0), with one at least.
 void PadTo(std::string& line, std::size_t column);

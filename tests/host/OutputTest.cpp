@@ -8,6 +8,7 @@
 #include <ostream>
 #include <poll.h>
 #include <pty.h>
+#include <string_view>
 #include <unistd.h>
 
 TEST(Output, ATerminalShowsEachLineAtItsEnd)
@@ -18,7 +19,7 @@ TEST(Output, ATerminalShowsEachLineAtItsEnd)
     Output output(slave);
     std::ostream stream(&output);
     stream << 1 << '\n' << "open";
-    char text[16] = {};
+    char text[64] = {};
     pollfd waiting{master, POLLIN, 0};
     ASSERT_EQ(poll(&waiting, 1, 10'000), 1);
     EXPECT_EQ(read(master, text, sizeof text), 3); // the driver sends a carriage return as well
@@ -27,6 +28,12 @@ TEST(Output, ATerminalShowsEachLineAtItsEnd)
     ASSERT_EQ(poll(&waiting, 1, 10'000), 1);
     EXPECT_EQ(read(master, text, sizeof text), 4);
     EXPECT_EQ(output.Taken(), 6u);
+
+    stream << "\x1b]0;t\a \xc3\x9b \xc2\x9b \x9b \xe2\x82\xac\t\x7f\n"; // a file's bytes can't steer it
+    output.WriteSequence("\x1b[m");
+    stream << std::flush;
+    const ssize_t count = read(master, text, sizeof text);
+    EXPECT_EQ(std::string_view(text, static_cast<std::size_t>(count)), "?]0;t? \xc3\x9b ? ? \xe2\x82\xac\t?\r\n\x1b[m");
     close(master);
     close(slave);
 }

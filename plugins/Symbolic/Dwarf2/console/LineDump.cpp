@@ -109,7 +109,7 @@ void Dwarf2File::LineDumpRun::PrintFields()
 {
     const LineProgramHeader& header = m_program.Header();
     // Sign-extended to 16 bits: a negative value takes four digits.
-    const u16 lineBase = static_cast<u16>(i32{header.lineBase}); // with its sign, in four digits
+    const u16 lineBase = static_cast<u16>(i32{header.lineBase});
     Put(m_out, "     total_length = ", hex8(header.totalLength)) << LineEnd;
     Put(m_out, "          version = ", hex4(header.version)) << LineEnd;
     Put(m_out, "  prologue_length = ", hex8(header.prologueLength)) << LineEnd;

@@ -130,8 +130,7 @@ bool Dwarf2File::DumpUnit()
     if (const u32 behind = std::max(start, end); m_debug_info.Pos() > behind) {
         goesOn = SpendAllowance(kLineText * (m_debug_info.Pos() - behind)) && goesOn;
     }
-    // An end that wraps ends the scan: it lies in front of the length's own end.
-    Seek(m_debug_info, end < unit.offset + 4 ? kNone : end);
+    Seek(m_debug_info, unit.EndWraps() ? kNone : end); // a sum that wraps would lead back
     return goesOn;
 }
 

@@ -1,5 +1,5 @@
-// The module's face towards the debug engine: thirteen operations, each of which finds the file
-// that the context names and forwards to it.
+// The module's face towards the debug engine: each operation finds the file that the context names
+// and forwards to it.
 #pragma once
 
 #include "interfaces/DbgSymbolicInterface.h"

@@ -19,7 +19,7 @@ __attribute__((constructor)) void Attach()
     try {
         VFKDLL::GetDLLPath(&moduleHandle, g_modulePath);
         ReadPreferences();
-    } catch (const std::bad_alloc&) {
+    } catch (...) {
         return;
     }
 }

@@ -1,4 +1,5 @@
-// Reads the preferences at attach. A file or a key that isn't there leaves what the fields held.
+// Reads the preferences at attach. A key that isn't there leaves its field as it is set here ahead of the
+// reading; a file of the ARM plug-in that isn't there, or without enable_sb, leaves the static base alone.
 #include "frame/Preferences.h"
 
 #include "interfaces/DbgPrefDataExtractor.h"

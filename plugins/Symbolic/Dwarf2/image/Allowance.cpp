@@ -29,7 +29,7 @@ void Dwarf2File::SetAllowances()
     m_lineReading.SetLimit(kRunBase + kRuns * m_debug_line.Size());
 }
 
-bool Dwarf2File::ReadingIsSpent()
+bool Dwarf2File::EndIfReadingIsSpent()
 {
     if (!m_reading.IsSpent()) [[likely]] {
         return false;

@@ -135,7 +135,7 @@ private:
     // image/Allowance.cpp
     void SetAllowances();
     /// If no more may be read, true, with the cursor of m_debug_info at its end.
-    bool ReadingIsSpent();
+    bool EndIfReadingIsSpent();
     /// `text`, or its beginning in `cut` if it is very long and no more may be copied.
     const char* CopyableText(const char* text, std::string& cut);
 

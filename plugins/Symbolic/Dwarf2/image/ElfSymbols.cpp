@@ -2,15 +2,15 @@
 // at an address, and ARM, Thumb or data by the mapping symbols of the ARM ELF supplement.
 #include "image/Dwarf2File.h"
 #include "interfaces/DbgAddress.h"
+#include "interfaces/DbgSymbolicInterface.h"
 
 #include <iterator>
 
 namespace {
 
-// Four letters each, read as a big-endian number.
-constexpr u32 kCodeArm = 0x41524D00;
-constexpr u32 kCodeThumb = 0x54484D42;
-constexpr u32 kCodeData = 0x44415441;
+constexpr u32 kCodeArm = DbgSymbolicInterface::kCodeArm;
+constexpr u32 kCodeThumb = DbgSymbolicInterface::kCodeThumb;
+constexpr u32 kCodeData = DbgSymbolicInterface::kCodeData;
 
 u32 CodeTypeOfLetter(char letter)
 {

@@ -52,7 +52,7 @@ private:
 template <typename Handle>
 void Dwarf2File::ForEachAttribute(const CompileUnitInfo* unit, bool dump, Handle&& handle)
 {
-    if (ReadingIsSpent()) {
+    if (EndIfReadingIsSpent()) {
         return;
     }
     const u32 start = m_debug_info.Pos();

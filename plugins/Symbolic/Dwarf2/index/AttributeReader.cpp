@@ -20,11 +20,6 @@ bool IsReference(u32 form)
     return form == FORM_ref1 || form == FORM_ref2 || form == FORM_ref4 || form == FORM_ref_udata;
 }
 
-void PrintText(std::ostream& stream, const char* text)
-{
-    stream << '"' << text << '"';
-}
-
 } // namespace
 
 bool Dwarf2File::ReadAttrSpec(u32& attribute, u32& form, bool dump)
@@ -194,7 +189,7 @@ void Dwarf2File::ReadString(AttrValue& value, std::ostream* stream)
     if (text == nullptr) {
         *stream << "ERROR NULL!!!";
     } else {
-        PrintText(*stream, text);
+        PrintQuotedText(*stream, text);
     }
 }
 
@@ -214,7 +209,7 @@ void Dwarf2File::ReadStrp(AttrValue& value, std::ostream* stream)
     }
     value.data = reinterpret_cast<const u8*>(text);
     if (stream != nullptr && text != nullptr) {
-        PrintText(*stream, text);
+        PrintQuotedText(*stream, text);
     }
 }
 

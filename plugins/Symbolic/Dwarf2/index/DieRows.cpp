@@ -1,4 +1,5 @@
-// The rows of visited DIEs: the map that holds them, and the operations that every reader shares.
+// What every reader of a DIE does to its row at the end of the attributes. The map of the rows is
+// DieInfoMap.
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
 

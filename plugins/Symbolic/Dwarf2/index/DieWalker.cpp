@@ -125,8 +125,8 @@ void Dwarf2File::QueueDie(DIEInfo& row)
 u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren,
                         MemberRecord* member)
 {
-    if (!m_reading.Spend(1)) {
-        ReadingIsSpent();
+    m_reading.Spend(1);
+    if (EndIfReadingIsSpent()) {
         return kNone;
     }
     const u32 entry = m_debug_info.Pos();
@@ -192,9 +192,7 @@ u32 Dwarf2File::ReadNullEntry(const CompileUnitInfo* unit, DIEInfo* row, std::ve
 {
     row->sibling = kNone;
     row->child = kNone;
-    if (m_dumpIndent > 0) {
-        --m_dumpIndent;
-    }
+    CloseLevel();
     if (DumpFlag() && m_dumpStream != nullptr) {
         PrintOffsetPrefix(row->infoOffset, false);
         PrintIndent(0);

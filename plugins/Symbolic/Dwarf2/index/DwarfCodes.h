@@ -1,4 +1,6 @@
-// The codes of DWARF 2.0 (7.5.4, 7.8, 7.21, 7.22, 2.4.3) as enums made of one table.
+// The codes of DWARF 2.0 as enums: tags, attributes and forms (7.5.4) and line number opcodes (7.21) made
+// of one table, encodings of base types (7.8) and macro entries (7.22). Location operators are in
+// symbols/LocationOps.h.
 #pragma once
 
 #include "interfaces/Types.h"

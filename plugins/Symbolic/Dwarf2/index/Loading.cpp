@@ -101,7 +101,7 @@ u64 Dwarf2File::CountEntries(const CompileUnitInfo& unit)
     const SavedCursor abbrev(m_debug_abbrev);
     u64 count = 0;
     Seek(m_debug_info, unit.offset + CompileUnitInfo::kHeaderSize);
-    while (!ReadingIsSpent() && !AtEnd(m_debug_info) && m_debug_info.Pos() < unit.End()) {
+    while (!EndIfReadingIsSpent() && !AtEnd(m_debug_info) && m_debug_info.Pos() < unit.End()) {
         ++count;
         m_reading.Spend(1);
         const u32 code = m_debug_info.Get32_ULEB128(4);

@@ -19,6 +19,11 @@ public:
     /// Tag of the exported function: "dsym".
     static constexpr u32 kTag = 0x6473796D;
 
+    /// Code types: four letters each, read as a big-endian number.
+    static constexpr u32 kCodeArm = 0x41524D00;   ///< "ARM"
+    static constexpr u32 kCodeThumb = 0x54484D42; ///< "THMB"
+    static constexpr u32 kCodeData = 0x44415441;  ///< "DATA"
+
     virtual ~DbgSymbolicInterface();
     virtual const char* GetName() = 0;
     /// How much of the file can be served: 127, 63, 2 or 0.
@@ -36,7 +41,10 @@ public:
     virtual bool FindElfSymbolByName(const DbgSymContext* ctx, const char* name, DbgAddrRange* range) = 0;
     virtual bool FindElfSymbolByAddress(const DbgSymContext* ctx, const DbgContext* dbgContext,
                                         const DbgAddress* address, std::string* name, DbgAddrRange* range) = 0;
-    /// @return false unless overridden.
+    /// What the code at an address is, and how far it goes on.
+    /// @param codeType gets kCodeArm, kCodeThumb or kCodeData.
+    /// @param runLength gets the bytes from the address to where the code type changes.
+    /// @return false, with nothing delivered, if the file doesn't tell; also unless overridden.
     virtual bool GetCodeType(const DbgSymContext* ctx, const DbgAddress* address, u32* codeType, u32* runLength,
                              const DbgContext* dbgContext);
     /// @return 1 if the line reached a symbol file, else 0.

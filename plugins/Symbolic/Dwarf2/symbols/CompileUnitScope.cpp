@@ -39,7 +39,7 @@ void Dwarf2File::ReadUnitAttributes(const CompileUnitInfo* unit, DIEInfo* die, b
 {
     const u32 start = m_debug_info.Pos();
     u32 pairs = 0;
-    for (; !ReadingIsSpent() && !AtEnd(m_debug_info); ++pairs) {
+    for (; !EndIfReadingIsSpent() && !AtEnd(m_debug_info); ++pairs) {
         u32 attribute = 0;
         u32 form = 0;
         ReadAttrSpec(attribute, form, dump);

@@ -1,5 +1,5 @@
 // The gate through which a type DIE comes into the store, and the types that refer to others
-// (DWARF 2.0, 5.2 to 5.4, 5.7, 5.8): pointers and references, typedefs, arrays, subroutine types,
+// (DWARF 2.0, 5.2 to 5.4, 5.7, 5.10): pointers and references, typedefs, arrays, subroutine types,
 // and the two modifiers, which are links and no types of their own.
 #include "index/AttributeLoop.h"
 #include "index/Cursor.h"
@@ -233,7 +233,7 @@ void Dwarf2File::ReadSubranges(const CompileUnitInfo* unit, Bounds* bounds)
     if (bounds == nullptr) {
         return;
     }
-    while (!ReadingIsSpent() && !AtEnd(m_debug_info)) {
+    while (!EndIfReadingIsSpent() && !AtEnd(m_debug_info)) {
         m_reading.Spend(1);
         DIEInfo local;
         local.infoOffset = m_debug_info.Pos();

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "image/Dwarf2File.h"
+#include "index/Cursor.h"
 #include "index/DwarfCodes.h"
 #include "interfaces/Types.h"
 #include "interfaces/VFKDataBuf.h"
@@ -23,15 +24,15 @@ struct LineProgramHeader {
     u32 totalLength = 0; ///< bytes of the unit, the length field included
     u32 unitEnd = 0;     ///< offset behind the unit
     u32 unitSize = 0;    ///< bytes of the unit that lie in the section
-    u16 version = 0;     ///< kept, never tested
-    /// Kept, never used: the programme begins where the file table ends.
+    u16 version = 0;     ///< shown, never tested
+    /// Shown, never followed: the programme begins where the file table ends.
     u32 prologueLength = 0;
     u8 minInstLen = 0;
     u8 defaultIsStmt = 0;
     i8 lineBase = 0;
     u8 lineRange = 0;
     u8 opcodeBase = 0;
-    std::vector<u8> opcodeLengths;        ///< kept, never used: opcodes 0 to 9 have fixed operands
+    std::vector<u8> opcodeLengths;        ///< shown, never used: opcodes 0 to 9 have fixed operands
     std::vector<std::string_view> incDir; ///< directory n is element n - 1; each has its end zero
     std::vector<LineFileEntry> fileNames; ///< file n is element n - 1
 };
@@ -201,7 +202,7 @@ private:
         default:
             // The length counts from behind itself, so the cursor never goes back ahead of it: with
             // 0 the sub-opcode's byte is the next opcode. A length beyond the section ends the run.
-            m_section.SetPos(operands);
+            Seek(m_section, operands);
             m_section.Skip(length);
             break;
         }

@@ -208,17 +208,18 @@ bool Dwarf2File::BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* d
     while (!AtEnd(m_debug_loc)) {
         const u32 begin = m_debug_loc.Get32();
         const u32 end = m_debug_loc.Get32();
-        pos = expr->Put32(pos, begin);
-        pos = expr->Put32(pos, end);
         if (begin == 0 && end == 0) {
+            expr->Put32(expr->Put32(pos, 0), 0);
             break;
         }
         const u16 length = m_debug_loc.Get16();
         const u8* block = m_debug_loc.GetDataBlock(length);
         const u32 size = static_cast<u32>(m_debug_loc.Cursor() - block);
         if (!m_copying.Take(size + kEntryHead)) {
-            break;
+            break; // ahead of the entry: half of one would make the whole list malformed
         }
+        pos = expr->Put32(pos, begin);
+        pos = expr->Put32(pos, end);
         VFKDataString entry(expr->Reserved(), expr->LittleEndian(), block, size);
         PrepareExpression(unit, die, &entry);
         pos = expr->Put16(pos, static_cast<u16>(entry.Size()));
