@@ -148,7 +148,7 @@ void Evaluation::Execute(const DecodedOperator& op)
     case OP_constu:
     case OP_consts:
         return Push(operand);
-    case OP_sectbase:
+    case OP_sectionBase:
         return PushSectionBase(operand);
     case OP_regx:
         return PushRegister(operand, 0);
@@ -199,7 +199,7 @@ void Evaluation::Execute(const DecodedOperator& op)
         return Jump(op.first);
     case OP_bra:
         return Pop() != 0 ? Jump(op.first) : void();
-    case OP_list:
+    case OP_locationList:
         return EnterList();
     case OP_piece:
         // The stack holds one value for the whole: a thing in pieces is the last of them.

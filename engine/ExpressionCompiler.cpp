@@ -78,7 +78,7 @@ private:
         }
         if (m_rest.starts_with(kSectionBase)) {
             m_rest.remove_prefix(kSectionBase.size());
-            return Take('(') && Integer(number) && Take(')') && Put(OP_sectbase, number);
+            return Take('(') && Integer(number) && Take(')') && Put(OP_sectionBase, number);
         }
         return Integer(number) && Put(OP_constu, number);
     }

@@ -62,8 +62,8 @@ constexpr Row kRows[] = {
     {OP_deref_size, "DW_OP_deref_size", Operands::U8},
     {OP_xderef_size, "DW_OP_xderef_size", Operands::U8},
     {OP_nop, "DW_OP_nop", Operands::None},
-    {OP_list, "list", Operands::Entries},
-    {OP_sectbase, "sectid_base", Operands::Uleb},
+    {OP_locationList, "list", Operands::Entries},
+    {OP_sectionBase, "sectid_base", Operands::Uleb},
 };
 
 constexpr std::array<OperatorInfo, 256> MakeOperators()

@@ -62,8 +62,8 @@ enum ExpressionOperator : u8 {
     OP_deref_size = 0x94,
     OP_xderef_size = 0x95,
     OP_nop = 0x96,
-    OP_list = 0xEC,     ///< the engine's own: a location list, see ReadListEntry
-    OP_sectbase = 0xF8, ///< the engine's own: pushes the base address of a section
+    OP_locationList = 0xEC, ///< the engine's own: a location list, see ReadListEntry
+    OP_sectionBase = 0xF8,  ///< the engine's own: pushes the base address of a section
 };
 
 /// What follows an operator's byte.

@@ -40,7 +40,7 @@ public:
             }
             const u32 start = pos;
             pos = op.end;
-            if (op.code != OP_list) {
+            if (op.code != OP_locationList) {
                 Operator(op);
             } else if (!List(start, pos, end, depth)) {
                 return;
@@ -105,7 +105,7 @@ private:
         default:
             break;
         }
-        if (op.code == OP_sectbase) { // in the form that compiles
+        if (op.code == OP_sectionBase) { // in the form that compiles
             m_text += '(';
             Decimal(op.first);
             m_text += ')';

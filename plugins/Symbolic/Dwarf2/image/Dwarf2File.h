@@ -266,6 +266,9 @@ private:
     u32 SizeFromHighPc(const DbgAddress& start, u32 highPc) const;
 
     // symbols/CompileUnitScope.cpp
+    /// Like all builders below: starts with the cursors of m_debug_info and m_debug_abbrev at the DIE's first
+    /// value and first attribute pair, marks its row built ahead of all else, and leaves the first cursor
+    /// behind what it has read, which it returns. Without `decl`, `type` or `member` it reads nothing.
     u32 BuildCompileUnitScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump);
     struct UnitAttributes;
     void ReadUnitAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, UnitAttributes& attributes);
@@ -336,24 +339,21 @@ private:
 
     // symbols/BaseTypes.cpp
     static u32 LookupBaseTypeName(const char* name);
-    u32 BuildBaseType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                      DbgUserDefinedVarType* type);
+    u32 BuildBaseType(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
 
     // symbols/TypeResolution.cpp
     /// Describes the type at a DIE offset, loading it if it isn't there and the selection allows.
     void ResolveType(u32 offset, TypeRef* ref);
     void LoadMissingType(u32 offset, TypeRef* ref);
     bool LookupTypeRef(u32 offset, TypeRef* ref);
+    /// Also when it answers false, `ref` refers to the type by its offset.
     bool LookupStoredType(u32 offset, TypeRef* ref);
     u32 LookupTypeModifier(u32 offset, TypeRef* ref);
 
     // symbols/Aggregates.cpp
-    u32 BuildClass(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                   DbgUserDefinedVarType* type);
-    u32 BuildStruct(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                    DbgUserDefinedVarType* type);
-    u32 BuildUnion(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                   DbgUserDefinedVarType* type);
+    u32 BuildClass(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
+    u32 BuildStruct(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
+    u32 BuildUnion(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
     /// Reads sibling, name and size of an aggregate or an enumeration.
     void ReadTypeHead(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                       DbgUserDefinedVarType* type);
@@ -363,20 +363,17 @@ private:
                      DbgVariableUserDefinedType kind);
 
     // symbols/Enumerations.cpp
-    u32 BuildEnumeration(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                         DbgUserDefinedVarType* type);
+    u32 BuildEnumeration(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
     void ReadEnumerators(const CompileUnitInfo* unit, DbgUDTInfoEnum32* info);
     u32 BuildEnumerator(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                         DbgUDTInfoEnum32* info);
 
     // symbols/DerivedTypes.cpp
     u32 BuildType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump);
-    u32 BuildPointer(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                     DbgUserDefinedVarType* type);
-    u32 BuildSubroutineType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
+    u32 BuildPointer(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
+    u32 BuildSubroutineType(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump,
                             DbgUserDefinedVarType* type);
-    u32 BuildArray(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                   DbgUserDefinedVarType* type);
+    u32 BuildArray(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
     u32 BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump);
     u32 BuildTypeModifier(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump);
     u32 BuildLoneSubrange(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump);

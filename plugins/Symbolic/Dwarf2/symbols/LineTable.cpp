@@ -35,7 +35,7 @@ public:
         if (m_program.Seen()) {
             if (m_previous != nullptr && m_previous->line == state.line) {
                 // Stretched to the end, also over no bytes.
-                m_previous->range.size = state.addr - m_previous->range.value;
+                m_previous->range.size = state.addr - m_base - m_previous->range.value;
             } else {
                 AddRow(state);
             }
