@@ -329,10 +329,10 @@ void VFKElfFile::DumpEhdr(std::ostream& stream) const
     }
     const std::string flags = ElfHeaderFlagNames(header.e_flags, header.e_machine);
     AddRow(listing, "identification", ident);
-    AddRow(listing, "class", NumberAndName(header.e_ident[4], "ELF32"));
-    AddRow(listing, "byte order", NumberAndName(header.e_ident[5], ByteOrderName(header.e_ident[5])));
-    AddRow(listing, "OS ABI", NumberAndName(header.e_ident[7], ElfOsAbiName(header.e_ident[7])));
-    AddRow(listing, "ABI version", std::to_string(header.e_ident[8]));
+    AddRow(listing, "class", NumberAndName(header.e_ident[kIdentClass], "ELF32"));
+    AddRow(listing, "byte order", NumberAndName(header.e_ident[kIdentData], ByteOrderName(header.e_ident[kIdentData])));
+    AddRow(listing, "OS ABI", NumberAndName(header.e_ident[kIdentOsAbi], ElfOsAbiName(header.e_ident[kIdentOsAbi])));
+    AddRow(listing, "ABI version", std::to_string(header.e_ident[kIdentAbiVersion]));
     AddRow(listing, "type", NumberAndName(header.e_type, ElfFileTypeName(header.e_type)));
     AddRow(listing, "machine", NumberAndName(header.e_machine, ElfMachineName(header.e_machine)));
     AddRow(listing, "version", std::to_string(header.e_version));

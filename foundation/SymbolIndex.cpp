@@ -207,7 +207,7 @@ const SymbolIndex::SortedKeys& SymbolIndex::Functions()
     const u32 addressBits = m_thumbBit ? ~u32{1} : ~u32{0};
     for (u32 symbol = 1; symbol < m_symbols.size(); ++symbol) {
         const elf32_sym& candidate = m_symbols[symbol];
-        if (SymbolType(candidate) == kSttFunc && candidate.st_shndx != 0) {
+        if (SymbolType(candidate) == kSttFunc && candidate.st_shndx != kShnUndef) {
             m_functions.push_back(MakeKey(candidate.st_value & addressBits, symbol));
         }
     }

@@ -22,10 +22,6 @@ namespace {
 /// How much of a table is read at once.
 constexpr std::size_t kTablePiece = 64 * 1024;
 
-constexpr u8 kElfMagic[4] = {0x7F, 'E', 'L', 'F'};
-constexpr std::size_t kIdentClass = 4;
-constexpr std::size_t kIdentData = 5;
-
 /// An open regular file. Nothing else is opened: a device or a pipe could block or never end.
 class OpenFile {
 public:

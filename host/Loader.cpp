@@ -4,6 +4,7 @@
 #include "interfaces/DbgSection.h"
 #include "interfaces/DbgSymSrcFile.h"
 #include "interfaces/DbgSymbolicInterface.h"
+#include "interfaces/Elf32.h"
 #include "interfaces/VFKElfFile.h"
 
 #include <cerrno>
@@ -191,16 +192,14 @@ std::string WhyNotElf32(const std::string& path)
     if (VFKElfFile::QuickValidityCheck(path)) {
         return {};
     }
-    constexpr u8 kMagic[] = {0x7F, 'E', 'L', 'F'};
-    constexpr u8 kElfClass64 = 2;
-    u8 ident[5] = {};
+    u8 ident[kIdentClass + 1] = {};
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     const ssize_t count = descriptor < 0 ? -1 : read(descriptor, ident, sizeof ident);
     if (descriptor >= 0) {
         close(descriptor);
     }
-    if (count != sizeof ident || std::memcmp(ident, kMagic, sizeof kMagic) != 0) {
+    if (count != sizeof ident || std::memcmp(ident, kElfMagic, sizeof kElfMagic) != 0) {
         return "Not an ELF file";
     }
-    return ident[4] == kElfClass64 ? "A 64-bit ELF file; only 32-bit ones are read" : "A damaged ELF header";
+    return ident[kIdentClass] == kElfClass64 ? "A 64-bit ELF file; only 32-bit ones are read" : "A damaged ELF header";
 }

@@ -21,11 +21,6 @@
 
 namespace {
 
-// Indices of symbols that lie in no section of the file: undefined ones, and from 0xFF00 on values
-// with a meaning of their own.
-constexpr u16 kShnUndef = 0;
-constexpr u16 kShnLoReserve = 0xFF00;
-
 /// The store's types, functions and file-level variables by name. The store only grows, so each is
 /// entered once.
 class NameIndex {

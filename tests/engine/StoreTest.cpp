@@ -1,4 +1,4 @@
-// What the symbol store does with texts.
+// The symbol store: look-ups by id, and what it does with texts.
 #include "interfaces/DbgSymSymFile.h"
 #include "interfaces/VFKDataString.h"
 
@@ -44,6 +44,18 @@ TEST_F(Store, EqualTextsAreKeptOnceAndAsLongAsTheyAreHeld)
     }
     EXPECT_EQ(held->name, "v");
     EXPECT_EQ(held->location, "\x50");
+}
+
+TEST_F(Store, TheFirstOfAnIdIsFound)
+{
+    AddFunction(5, "first");
+    AddFunction(5, "second");
+    AddVariable(file, "\x50");
+    EXPECT_EQ(file.FindFuncScope(5), &file.FuncScopeAt(0));
+    EXPECT_EQ(file.FindVariable(1), &file.VariableAt(0));
+    EXPECT_EQ(file.FindVariable(2), nullptr);
+    AddVariable(file, "\x51"); // of the same id, behind a look-up
+    EXPECT_EQ(file.FindVariable(1)->location, "\x50");
 }
 
 TEST_F(Store, TextsWithoutEndAreCutBeforeTheySwellTheHost)

@@ -4,6 +4,8 @@
 
 #include "interfaces/Types.h"
 
+#include <cstddef>
+
 struct Elf32_Ehdr {
     u8 e_ident[16];
     u16 e_type;
@@ -58,7 +60,13 @@ struct elf32_sym {
 };
 static_assert(sizeof(elf32_sym) == 16);
 
+inline constexpr u8 kElfMagic[4] = {0x7F, 'E', 'L', 'F'}; ///< what `e_ident` begins with
+inline constexpr std::size_t kIdentClass = 4;             ///< EI_CLASS, and so on: places in `e_ident`
+inline constexpr std::size_t kIdentData = 5;
+inline constexpr std::size_t kIdentOsAbi = 7;
+inline constexpr std::size_t kIdentAbiVersion = 8;
 inline constexpr u8 kElfClass32 = 1;
+inline constexpr u8 kElfClass64 = 2;
 inline constexpr u32 kElfDataLsb = 1;  ///< ELFDATA2LSB
 inline constexpr u32 kElfDataMsb = 2;  ///< ELFDATA2MSB
 inline constexpr u16 kMachineArm = 40; ///< EM_ARM
@@ -74,6 +82,9 @@ inline constexpr u32 kShfExecInstr = 4;
 inline constexpr u32 kPtLoad = 1;
 inline constexpr u32 kPfX = 1;
 inline constexpr u32 kPfArmPi = 0x20000000; ///< PF_ARM_PI: position-independent segment
+
+inline constexpr u16 kShnUndef = 0;
+inline constexpr u16 kShnLoReserve = 0xFF00; ///< from here on an index has a meaning of its own
 
 inline constexpr u8 kSttFunc = 2;
 
