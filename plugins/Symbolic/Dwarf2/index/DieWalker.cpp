@@ -158,7 +158,7 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
     const bool descends = decl->hasChildren != 0 && (row->flags & DIEInfo::kDieChildrenRead) == 0;
     if (descends) {
         if ((!skipKnownChildren || row->sibling == kNone) && HasNextEntry()) {
-            row->flags |= DIEInfo::kDieHalfWalked; // unless there is memory to go on
+            row->flags |= DIEInfo::kDieHalfWalked; // stays if push_back throws: the next walk reads the children
             parents->push_back(row->infoOffset);
             row->flags &= ~DIEInfo::kDieHalfWalked;
         }
