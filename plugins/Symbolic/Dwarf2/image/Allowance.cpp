@@ -4,16 +4,21 @@
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
 
+#include <algorithm>
 #include <cstring>
 
 void Dwarf2File::SetAllowances()
 {
     // One reading of a section is as many steps as it has bytes, and at most as many pairs again. A
-    // request may read a unit 64 times over (see RequestIsSpent); compilers' output needs one to
-    // two readings in all.
+    // request may read a unit 64 times over (see RequestIsSpent). Compilers' output mostly needs one to
+    // two readings in all; one unit with thousands of classes and pointers to their members needs
+    // hundreds, for which there is more up to a fixed amount.
     constexpr u64 kReadings = 256;
     constexpr u64 kReadingBase = u64{16} << 20;
-    m_reading.SetLimit(kReadingBase + kReadings * m_debug_info.Size());
+    constexpr u64 kMoreReadings = 2048;
+    constexpr u64 kMostMore = u64{1} << 30;
+    const u64 size = m_debug_info.Size();
+    m_reading.SetLimit(kReadingBase + kReadings * size + std::min(kMoreReadings * size, kMostMore));
 
     // Frame bases, lists and blocks that any number of DIEs may name, and texts.
     constexpr u64 kCopies = 64;

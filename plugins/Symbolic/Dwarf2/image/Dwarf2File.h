@@ -254,6 +254,11 @@ private:
     /// The row of a DIE's parent, after loading the DIE's unit; null if there is none.
     DIEInfo* LoadParentOf(DIEInfo* row);
 
+    // index/NestedLoad.h
+    /// Runs `body` one level deeper in nested loads, every so many levels on a stack of its own.
+    template <typename Body>
+    void Nest(Body&& body);
+
     // index/NameLookup.cpp
     /// Offset of the first DIE of that name, or kNone. Without `restart` the search goes on behind
     /// the last match.
@@ -266,9 +271,8 @@ private:
     u32 SizeFromHighPc(const DbgAddress& start, u32 highPc) const;
 
     // symbols/CompileUnitScope.cpp
-    /// Like all builders below: starts with the cursors of m_debug_info and m_debug_abbrev at the DIE's first
-    /// value and first attribute pair, marks its row built ahead of all else, and leaves the first cursor
-    /// behind what it has read, which it returns. Without `decl`, `type` or `member` it reads nothing.
+    /// Like all builders below: starts with the cursors at the DIE's first value and first attribute pair, marks
+    /// the row built, and returns the offset behind what it read. Without `decl`, `type` or `member` it reads nothing.
     u32 BuildCompileUnitScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump);
     struct UnitAttributes;
     void ReadUnitAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, UnitAttributes& attributes);
@@ -346,8 +350,7 @@ private:
     void ResolveType(u32 offset, TypeRef* ref);
     void LoadMissingType(u32 offset, TypeRef* ref);
     bool LookupTypeRef(u32 offset, TypeRef* ref);
-    /// Also when it answers false, `ref` refers to the type by its offset.
-    bool LookupStoredType(u32 offset, TypeRef* ref);
+    bool LookupStoredType(u32 offset, TypeRef* ref); ///< if false, `ref` still has the offset
     u32 LookupTypeModifier(u32 offset, TypeRef* ref);
 
     // symbols/Aggregates.cpp
@@ -483,7 +486,7 @@ private:
     /// Loads and member loops that are nested in the running walk. Beyond the bound a type is left
     /// to the queue, and a class's name to the plain one: the depth is the file's, the stack isn't.
     u32 m_loadDepth = 0;
-    static constexpr u32 kMaxLoadDepth = 600;
+    static constexpr u32 kMaxLoadDepth = 65536;
     /// Sums kept of long chains of AT_specification and of deep climbs, by where they begin.
     OffsetMap<DeclInfo> m_longChains;
     OffsetMap<ScopeWords> m_deepScopes;

@@ -3,6 +3,7 @@
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"
+#include "index/NestedLoad.h"
 #include "interfaces/DbgAddress.h"
 
 #include <algorithm>
@@ -80,9 +81,14 @@ bool Dwarf2File::LoadDieAtOffset(u32 offset)
 
 bool Dwarf2File::RequestIsSpent(const CompileUnitInfo& unit)
 {
-    // Going on behind a DIE reads the rest of its level each time something refers to it. One
-    // request may read a unit this many times over; then such a load takes the DIE alone.
+    // Going on behind a DIE reads the rest of its level each time something refers to it, and a type
+    // without a builder (a pointer to member, say) is loaded for each reference. One request may read
+    // so many entries, or a unit this many times over; then such a load takes the DIE alone.
+    constexpr u64 kAlways = u64{32} << 20;
     constexpr u64 kReadings = 64;
+    if (m_entriesRead < kAlways) {
+        return false;
+    }
     // Each row that the request has added is an entry, so the entries need counting only after
     // readings that added next to nothing.
     if (m_entriesRead < kReadings * (m_dieInfoMap.Size() - m_rowsBefore)) {
@@ -208,7 +214,6 @@ DIEInfo* Dwarf2File::LoadParentOf(DIEInfo* row)
     if (unit == nullptr || m_loadDepth >= kMaxLoadDepth) {
         return nullptr;
     }
-    const DepthGuard depth(m_loadDepth);
-    LoadCompileUnitSymbols(unit->offset + CompileUnitInfo::kHeaderSize);
+    Nest([&] { LoadCompileUnitSymbols(unit->offset + CompileUnitInfo::kHeaderSize); });
     return FindDieInfo(row->parent);
 }

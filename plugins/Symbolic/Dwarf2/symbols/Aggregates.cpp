@@ -3,6 +3,7 @@
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"
 #include "index/DwarfCodes.h"
+#include "index/NestedLoad.h"
 #include "interfaces/DbgSymSymFile.h"
 #include "symbols/MemberRecord.h"
 
@@ -75,8 +76,7 @@ void Dwarf2File::BuildAggregate(const CompileUnitInfo* unit, DIEInfo* row, const
         return;
     }
     row->flags |= DIEInfo::kDieChildrenRead;
-    const DepthGuard depth(m_loadDepth);
-    ReadMembers(unit, row->infoOffset, type, kind);
+    Nest([&] { ReadMembers(unit, row->infoOffset, type, kind); });
     if (type->GetInfo() == nullptr) {
         row->flags &= ~DIEInfo::kDieChildrenRead; // no memory for a list: the walk goes through them
     } else if (row->sibling == kNone) {

@@ -1,7 +1,7 @@
 // From the value of an AT_type to what the engine needs to know of the type, loading it in the
 // middle of the running walk if it isn't there yet.
 #include "image/Dwarf2File.h"
-#include "index/Cursor.h"
+#include "index/NestedLoad.h"
 #include "interfaces/DbgSymSymFile.h"
 #include "symbols/TypeRef.h"
 
@@ -95,11 +95,12 @@ void Dwarf2File::LoadMissingType(u32 offset, TypeRef* ref)
         m_pendingDies.push_back(offset); // too deep for the stack: the reference stands by its id
         return;
     }
-    const DepthGuard depth(m_loadDepth);
     const SavedCursor info(m_debug_info);
     const SavedCursor abbrev(m_debug_abbrev);
     const BeingLoaded mark(m_typesBeingLoaded, offset);
-    if (LoadDieAtOffset(offset)) {
-        ResolveType(offset, ref);
-    }
+    Nest([&] {
+        if (LoadDieAtOffset(offset)) {
+            ResolveType(offset, ref);
+        }
+    });
 }

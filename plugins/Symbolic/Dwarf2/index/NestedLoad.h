@@ -1,0 +1,21 @@
+// One load within another.
+#pragma once
+
+#include "image/Dwarf2File.h"
+#include "index/Cursor.h"
+#include "index/StackSegment.h"
+
+#include <type_traits>
+
+template <typename Body>
+void Dwarf2File::Nest(Body&& body)
+{
+    // 256 levels take less than half of a stack of 1 MiB, what an engine needs on top of them included.
+    constexpr u32 kLevelsOfStack = 256;
+    const DepthGuard depth(m_loadDepth);
+    if (m_loadDepth % kLevelsOfStack != 0) {
+        body();
+        return;
+    }
+    RunOnNewStack([](void* argument) { (*static_cast<std::remove_reference_t<Body>*>(argument))(); }, &body);
+}

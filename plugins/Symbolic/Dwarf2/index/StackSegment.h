@@ -1,0 +1,7 @@
+// More stack for loads that nest deep. In C++ with namespaces each function's load can nest in the one
+// before, hundreds deep, and a debugger's thread may have a small stack.
+#pragma once
+
+/// Runs `body(argument)` on a stack segment of 1 MiB that lasts as long as the call. It is the caller's
+/// thread that runs it. What it throws is thrown here; without memory for a segment, std::bad_alloc.
+void RunOnNewStack(void (*body)(void*), void* argument);
