@@ -33,6 +33,7 @@ constexpr u64 kAllowanceBase = 1024 * 1024;
 /// What is charged for a line without bytes of its own or a byte that is read again, and for each
 /// byte of an expression.
 constexpr u64 kLineText = 64;
+constexpr u32 kLongestPair = 10; ///< bytes of an attribute and a form without needless ones
 constexpr u64 kExpressionText = 16;
 
 bool HoldsLocation(u32 attribute)
@@ -168,7 +169,9 @@ bool Dwarf2File::DumpAttributes(const CompileUnitInfo& unit, const DIEInfo* die)
     u32 attribute = 0;
     u32 form = 0;
     do {
+        const u32 pair = m_debug_abbrev.Pos();
         ReadAttrSpec(attribute, form, false);
+        const u32 padding = m_debug_abbrev.Pos() - pair;
         if (attribute != 0 || form != 0) {
             PrintAttributeHead(attribute);
         }
@@ -182,6 +185,9 @@ bool Dwarf2File::DumpAttributes(const CompileUnitInfo& unit, const DIEInfo* die)
         u64 repeated = bytesRead == 0 && form != 0 ? kLineText : 0;
         if (value.data != nullptr && LiesIn(m_debug_str, value.data)) {
             repeated += std::strlen(value.Text());
+        }
+        if (padding > kLongestPair) { // numbers of as many bytes as the file likes, read for each entry
+            repeated += padding;
         }
         if (!SpendAllowance(repeated)) {
             return false;

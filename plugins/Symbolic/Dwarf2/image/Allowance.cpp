@@ -28,10 +28,27 @@ void Dwarf2File::SetAllowances()
     // Each member and enumerator has a DIE of at least a byte.
     m_listing.SetLimit(m_debug_info.Size());
 
+    // A unit has a header of 11 bytes and a DIE.
+    constexpr u64 kScopeBase = 1024;
+    m_fileScopes.SetLimit(kScopeBase + m_debug_info.Size() / 8);
+
     // Each programme is for one unit.
     constexpr u64 kRuns = 16;
-    constexpr u64 kRunBase = u64{1} << 20;
+    constexpr u64 kRunBase = u64{256} << 10;
     m_lineReading.SetLimit(kRunBase + kRuns * m_debug_line.Size());
+}
+
+void Dwarf2File::SpendOnAttributes(u32 pairs, u32 values)
+{
+    m_reading.Spend(u64{pairs} / 2 + values); // a pair has two bytes, unless its numbers are padded
+}
+
+u32 Dwarf2File::ReadCode()
+{
+    const u32 start = m_debug_info.Pos();
+    const u32 code = m_debug_info.Get32_ULEB128(4);
+    m_reading.Spend(m_debug_info.Pos() - start);
+    return code;
 }
 
 bool Dwarf2File::EndIfReadingIsSpent()

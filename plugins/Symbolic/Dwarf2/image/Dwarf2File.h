@@ -20,6 +20,7 @@
 #include <fstream>
 #include <iosfwd>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -136,6 +137,8 @@ private:
     void SetAllowances();
     /// If no more may be read, true, with the cursor of m_debug_info at its end.
     bool EndIfReadingIsSpent();
+    void SpendOnAttributes(u32 pairs, u32 values); ///< bytes read of either section
+    u32 ReadCode();                                ///< the abbreviation code at the cursor
     /// `text`, or its beginning in `cut` if it is very long and no more may be copied.
     const char* CopyableText(const char* text, std::string& cut);
 
@@ -265,8 +268,7 @@ private:
     u32 FindPubName(const char* name, bool restart);
 
     // symbols/AddressForm.cpp
-    /// Puts a link-time address into the file's address form.
-    void SetLinkAddress(DbgAddress& address, u32 value) const;
+    void SetLinkAddress(DbgAddress& address, u32 value) const; ///< in the file's address form
     /// Size of a range that ends at `highPc`, in either address form.
     u32 SizeFromHighPc(const DbgAddress& start, u32 highPc) const;
 
@@ -320,16 +322,16 @@ private:
     /// Rewrites DW_OP_fbreg and DW_OP_breg9 in a location expression.
     void PrepareExpression(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr);
     class ExpressionScan;
-    /// Delivers the frame base of the function around `die` for `expr`. False if none is on file.
-    bool FrameBase(const CompileUnitInfo* unit, const DIEInfo* die, const VFKDataString& expr, std::string& base);
+    /// The frame base of the function around a DIE, if one is on file: the section's bytes, or the text's.
+    std::optional<std::string_view> FrameBase(const CompileUnitInfo*, const DIEInfo*, const VFKDataString&,
+                                              std::string&);
     /// Wraps the list at `listOffset` of `.debug_loc` into `expr`, in the 0xEC form. Always true.
     bool BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr, u32 listOffset);
 
     // symbols/Variables.cpp
     u32 BuildVariable(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump);
     u32 BuildMember(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump, MemberRecord* member);
-    u32 BuildInheritance(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
-                         MemberRecord* member);
+    u32 BuildInheritance(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, MemberRecord* member);
     void EvaluateMemberOffset(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& location,
                               MemberRecord* member);
     struct VariableAttributes;
@@ -337,8 +339,7 @@ private:
     void ReadLocation(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& value, VFKDataString& location);
     void TakeLocationBytes(const AttrValue& value, VFKDataString& bytes);
     void TakeFromOrigin(VariableAttributes& variable);
-    u32 BuildMemberOrBase(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
-                          MemberRecord* member, bool isMember);
+    u32 BuildMemberOrBase(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, MemberRecord*, bool isMember);
     static void ReadMemberAttribute(u32 attribute, AttrReader& read, MemberRecord& member);
 
     // symbols/BaseTypes.cpp
@@ -358,18 +359,16 @@ private:
     u32 BuildStruct(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
     u32 BuildUnion(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
     /// Reads sibling, name and size of an aggregate or an enumeration.
-    void ReadTypeHead(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                      DbgUserDefinedVarType* type);
-    void BuildAggregate(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                        DbgUserDefinedVarType* type, DbgVariableUserDefinedType kind);
+    void ReadTypeHead(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
+    void BuildAggregate(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type,
+                        DbgVariableUserDefinedType kind);
     void ReadMembers(const CompileUnitInfo* unit, u32 dieOffset, DbgUserDefinedVarType* type,
                      DbgVariableUserDefinedType kind);
 
     // symbols/Enumerations.cpp
     u32 BuildEnumeration(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
     void ReadEnumerators(const CompileUnitInfo* unit, DbgUDTInfoEnum32* info);
-    u32 BuildEnumerator(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                        DbgUDTInfoEnum32* info);
+    u32 BuildEnumerator(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUDTInfoEnum32* info);
 
     // symbols/DerivedTypes.cpp
     u32 BuildType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump);
@@ -477,6 +476,7 @@ private:
     Allowance m_copying;     ///< bytes of locations and long texts
     Allowance m_listing;     ///< members and enumerators
     Allowance m_lineReading; ///< bytes of line number programmes
+    Allowance m_fileScopes;  ///< file scopes given to the engine
     /// The running request: how many loads are nested in it, what it has read, and the rows there
     /// were when it began.
     u32 m_requestDepth = 0;

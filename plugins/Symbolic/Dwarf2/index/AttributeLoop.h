@@ -56,12 +56,11 @@ void Dwarf2File::ForEachAttribute(const CompileUnitInfo* unit, bool dump, Handle
         return;
     }
     const u32 start = m_debug_info.Pos();
-    u32 pairs = 0;
+    const u32 pairs = m_debug_abbrev.Pos();
     u32 attribute = 0;
     u32 form = 0;
     do {
         ReadAttrSpec(attribute, form, dump);
-        ++pairs;
         if (attribute == 0) {
             break;
         }
@@ -69,5 +68,5 @@ void Dwarf2File::ForEachAttribute(const CompileUnitInfo* unit, bool dump, Handle
         handle(attribute, read);
         read.Finish();
     } while (form != 0 && !AtEnd(m_debug_abbrev));
-    m_reading.Spend(u64{pairs} + m_debug_info.Pos() - start);
+    SpendOnAttributes(m_debug_abbrev.Pos() - pairs, m_debug_info.Pos() - start);
 }

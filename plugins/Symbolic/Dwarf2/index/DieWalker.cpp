@@ -125,7 +125,6 @@ void Dwarf2File::QueueDie(DIEInfo& row)
 u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren,
                         MemberRecord* member)
 {
-    m_reading.Spend(1);
     if (EndIfReadingIsSpent()) {
         return kNone;
     }
@@ -133,7 +132,7 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
     DIEInfo* row = GetDieInfo(entry);
     ++m_entriesRead;
     const bool isNew = row->abbrIndex == 0;
-    row->abbrIndex = m_debug_info.Get32_ULEB128(4);
+    row->abbrIndex = ReadCode();
     if (row->abbrIndex == 0) {
         return ReadNullEntry(unit, row, parents);
     }

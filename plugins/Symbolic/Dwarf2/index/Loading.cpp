@@ -109,8 +109,7 @@ u64 Dwarf2File::CountEntries(const CompileUnitInfo& unit)
     Seek(m_debug_info, unit.offset + CompileUnitInfo::kHeaderSize);
     while (!EndIfReadingIsSpent() && !AtEnd(m_debug_info) && m_debug_info.Pos() < unit.End()) {
         ++count;
-        m_reading.Spend(1);
-        const u32 code = m_debug_info.Get32_ULEB128(4);
+        const u32 code = ReadCode();
         const AbbrevDecl* decl = code == 0 ? nullptr : FindAbbrevDecl(unit.abbrevOffset, code);
         if (decl != nullptr) {
             Seek(m_debug_abbrev, decl->offset + decl->headerSize);
@@ -123,15 +122,18 @@ u64 Dwarf2File::CountEntries(const CompileUnitInfo& unit)
 
 void Dwarf2File::StepOverAttributes(const CompileUnitInfo& unit)
 {
+    const u32 start = m_debug_info.Pos();
+    const u32 pairs = m_debug_abbrev.Pos();
+    u32 attribute = 0;
     u32 form = 0;
     do {
-        const u32 attribute = m_debug_abbrev.Get32_ULEB128(4);
+        attribute = m_debug_abbrev.Get32_ULEB128(4);
         form = m_debug_abbrev.Get32_ULEB128(4);
-        if (attribute == 0 || !m_reading.Spend(1)) {
-            return;
+        if (attribute != 0) {
+            StepOverValue(&unit, form, true);
         }
-        StepOverValue(&unit, form, true);
-    } while (form != 0 && !AtEnd(m_debug_abbrev));
+    } while (attribute != 0 && form != 0 && !AtEnd(m_debug_abbrev));
+    SpendOnAttributes(m_debug_abbrev.Pos() - pairs, m_debug_info.Pos() - start);
 }
 
 void Dwarf2File::LoadPendingDies()

@@ -3,9 +3,13 @@
 
 #include "interfaces/Types.h"
 
+#include <bit>
 #include <cstddef>
 #include <utility>
 #include <vector>
+
+/// An odd number of the process's own: a file can't choose offsets that fall into the same slots.
+extern const u64 g_offsetMultiplier;
 
 /// Open addressing in one array: a look-up costs about one cache miss. Entries are never taken out,
 /// and a pointer to a value is good until the next one is added. kNone is no key.
@@ -53,8 +57,7 @@ private:
     std::size_t SlotOf(u32 offset) const
     {
         const std::size_t mask = m_slots.size() - 1;
-        // Multiplied by 2^32 over the golden ratio, which spreads neighbouring offsets.
-        std::size_t index = (offset * 0x9E3779B9u >> 7) & mask;
+        std::size_t index = offset * g_offsetMultiplier >> m_shift;
         while (m_slots[index].offset != offset && m_slots[index].offset != kNone) {
             index = (index + 1) & mask;
         }
@@ -65,6 +68,7 @@ private:
     {
         std::vector<Slot> old(m_slots.empty() ? 16 : 2 * m_slots.size());
         old.swap(m_slots);
+        m_shift = std::countl_zero(static_cast<u64>(m_slots.size())) + 1;
         for (Slot& slot : old) {
             if (slot.offset != kNone) {
                 m_slots[SlotOf(slot.offset)] = std::move(slot);
@@ -73,5 +77,6 @@ private:
     }
 
     std::vector<Slot> m_slots; ///< none, or a power of two
+    int m_shift = 0;           ///< leaves as many upper bits of a product as number the slots
     std::size_t m_count = 0;
 };

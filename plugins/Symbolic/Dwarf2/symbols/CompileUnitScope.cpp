@@ -38,8 +38,8 @@ u32 Dwarf2File::BuildCompileUnitScope(const CompileUnitInfo* unit, DIEInfo* die,
 void Dwarf2File::ReadUnitAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, UnitAttributes& attributes)
 {
     const u32 start = m_debug_info.Pos();
-    u32 pairs = 0;
-    for (; !EndIfReadingIsSpent() && !AtEnd(m_debug_info); ++pairs) {
+    const u32 pairs = m_debug_abbrev.Pos();
+    while (!EndIfReadingIsSpent() && !AtEnd(m_debug_info)) {
         u32 attribute = 0;
         u32 form = 0;
         ReadAttrSpec(attribute, form, dump);
@@ -75,12 +75,13 @@ void Dwarf2File::ReadUnitAttributes(const CompileUnitInfo* unit, DIEInfo* die, b
             break;
         }
     }
-    m_reading.Spend(u64{pairs} + m_debug_info.Pos() - start);
+    SpendOnAttributes(m_debug_abbrev.Pos() - pairs, m_debug_info.Pos() - start);
 }
 
 void Dwarf2File::AddFileScope(u32 dieOffset, const UnitAttributes& attributes)
 {
-    if (attributes.name == nullptr || *attributes.name == 0) {
+    // An entry that is read again adds its scope again.
+    if (attributes.name == nullptr || *attributes.name == 0 || !m_fileScopes.Take(1)) {
         return;
     }
     VFKFile file;

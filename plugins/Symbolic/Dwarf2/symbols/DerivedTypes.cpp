@@ -234,10 +234,9 @@ void Dwarf2File::ReadSubranges(const CompileUnitInfo* unit, Bounds* bounds)
         return;
     }
     while (!EndIfReadingIsSpent() && !AtEnd(m_debug_info)) {
-        m_reading.Spend(1);
         DIEInfo local;
         local.infoOffset = m_debug_info.Pos();
-        local.abbrIndex = m_debug_info.Get32_ULEB128(4);
+        local.abbrIndex = ReadCode();
         if (local.abbrIndex == 0) {
             return;
         }

@@ -31,9 +31,9 @@ void Dwarf2File::ReadEnumerators(const CompileUnitInfo* unit, DbgUDTInfoEnum32* 
         return;
     }
     DIEInfo local;
-    while (m_listing.Left() != 0 && !AtEnd(m_debug_info)) {
+    while (m_listing.Left() != 0 && !EndIfReadingIsSpent() && !AtEnd(m_debug_info)) {
         local.infoOffset = m_debug_info.Pos();
-        local.abbrIndex = m_debug_info.Get32_ULEB128(4);
+        local.abbrIndex = ReadCode();
         if (local.abbrIndex == 0) {
             return;
         }

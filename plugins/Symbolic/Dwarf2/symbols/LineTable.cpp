@@ -6,10 +6,14 @@
 #include "interfaces/DbgSymSrcFile.h"
 #include "symbols/LineProgram.h"
 
+#include <algorithm>
+
 class Dwarf2File::LineRun {
 public:
     LineRun(Dwarf2File& file, DbgSymLineTable& table, u32 stmtOffset)
         : m_table(table)
+        , m_section(file.m_debug_line)
+        , m_start(stmtOffset)
         , m_lineReading(file.m_lineReading)
         , m_program(file.m_debug_line, stmtOffset)
         , m_files(m_program.Header(), table.GetOrigFileDesc())
@@ -24,7 +28,8 @@ public:
     bool Run()
     {
         m_program.Run(*this);
-        m_lineReading.Spend(m_program.Header().unitSize);
+        // A text or a number can reach far behind the unit's end.
+        m_lineReading.Spend(std::max(m_program.Header().unitSize, m_section.Pos() - m_start));
         return m_program.Seen();
     }
 
@@ -61,6 +66,8 @@ private:
     }
 
     DbgSymLineTable& m_table;
+    const VFKDataBuf& m_section;
+    u32 m_start; ///< of the programme in the section
     Allowance& m_lineReading;
     LineInterpreter m_program;
     LineFiles m_files;

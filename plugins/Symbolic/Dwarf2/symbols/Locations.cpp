@@ -121,10 +121,11 @@ private:
     void RewriteFrameBase()
     {
         m_expr.Get32_SLEB128(&m_pos, 4, nullptr);
-        std::string base;
-        if (m_file.FrameBase(m_unit, m_die, m_expr, base) && MayGrow(base.size())) {
+        std::string list;
+        const std::optional<std::string_view> base = m_file.FrameBase(m_unit, m_die, m_expr, list);
+        if (base && MayGrow(base->size())) {
             CopyUpToOperator();
-            m_result += base;
+            m_result += *base;
             m_result += static_cast<char>(OP_consts);
             m_result += Operand();
             m_result += static_cast<char>(OP_plus);
@@ -169,8 +170,8 @@ void Dwarf2File::PrepareExpression(const CompileUnitInfo* unit, const DIEInfo* d
     ExpressionScan(*this, unit, die, *expr).Run();
 }
 
-bool Dwarf2File::FrameBase(const CompileUnitInfo* unit, const DIEInfo* die, const VFKDataString& expr,
-                           std::string& base)
+std::optional<std::string_view> Dwarf2File::FrameBase(const CompileUnitInfo* unit, const DIEInfo* die,
+                                                      const VFKDataString& expr, std::string& buffer)
 {
     DbgSymContext context;
     FillContextFromDie(die, &context);
@@ -178,20 +179,16 @@ bool Dwarf2File::FrameBase(const CompileUnitInfo* unit, const DIEInfo* die, cons
     if (list != nullptr && *list != kNone) {
         // A frame base whose list needs a frame base leads back to itself: that operator stays.
         if (m_frameBaseDepth != 0) {
-            return false;
+            return std::nullopt;
         }
         const DepthGuard guard(m_frameBaseDepth);
         VFKDataString bytes(expr.Reserved(), expr.LittleEndian());
         BuildLocationList(unit, die, &bytes, *list);
-        base = std::move(bytes.bytes);
-        return true;
+        buffer = std::move(bytes.bytes);
+        return buffer;
     }
     const std::string_view* block = m_frameBaseBlockMap.Find(context.funcScope);
-    if (block == nullptr) {
-        return false;
-    }
-    base = *block;
-    return true;
+    return block == nullptr ? std::nullopt : std::optional(*block);
 }
 
 bool Dwarf2File::BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr, u32 listOffset)

@@ -8,6 +8,8 @@
 #include "interfaces/DbgSymSymFile.h"
 #include "interfaces/VFKFile.h"
 
+static constexpr std::size_t kLongPath = 256; ///< from here on a path's reading is charged
+
 /// What a scope's attributes say. References are absolute; 0 stands for none.
 struct Dwarf2File::ScopeAttributes {
     const char* name = nullptr;
@@ -114,7 +116,10 @@ const char* Dwarf2File::FunctionName(const DbgSymContext& context, const char* n
         if (srcFile == nullptr) {
             return "no_name";
         }
-        VFKFile::GetFilename(srcFile->GetPath(), buffer, true, false);
+        // A long path costs as much for each function without a name.
+        std::string cut;
+        const std::string& path = srcFile->GetPath();
+        VFKFile::GetFilename(path.size() < kLongPath ? path : CopyableText(path.c_str(), cut), buffer, true, false);
         return buffer.c_str();
     }
     DIEInfo* row = FindDieInfo(resolved);
@@ -203,7 +208,7 @@ u32 Dwarf2File::ReadDecl(u32 offset, DeclInfo& result)
     const SavedCursor abbrev(m_debug_abbrev);
     Seek(m_debug_info, offset);
     DIEInfo* row = GetDieInfo(m_debug_info.Pos());
-    row->abbrIndex = m_debug_info.Get32_ULEB128(4);
+    row->abbrIndex = ReadCode();
     const AbbrevDecl* decl = row->abbrIndex == 0 ? nullptr : FindAbbrevDecl(unit->abbrevOffset, row->abbrIndex);
     if (decl == nullptr) {
         return 0;
