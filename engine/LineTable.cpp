@@ -81,8 +81,9 @@ private:
     std::deque<std::string> m_paths; ///< never moved
     std::unordered_map<std::string_view, u32, TextHash> m_byText;
     std::array<u32, 16> m_recent{}; ///< indexes, by where the text stood that was given
-    engine::TextAllowance m_reading = engine::TextAllowance::ForReading();
-    engine::TextAllowance m_keeping = engine::TextAllowance::ForKeeping();
+    // A table of its own each: very many tables may have the same rows.
+    engine::TextAllowance m_reading{u64{4} << 20, 512};
+    engine::TextAllowance m_keeping{u64{4} << 20, 256};
 };
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "interfaces/DbgSymSymFile.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -210,9 +211,12 @@ std::string TypeText::Name(const DbgTypeDescription& type, bool withIds, u32 dep
 std::string TypeText::NameOfStored(const DbgUserDefinedVarType& type, bool withIds, u32 depth) const
 {
     if (HasName(type)) {
+        // Any number of members may be of one type, whose name may be as long as the file.
+        constexpr std::size_t kLongestName = 1024;
+        const std::string_view whole = type.GetName();
         std::string name;
-        AppendPrintable(name, type.GetName());
-        return name;
+        AppendPrintable(name, whole.substr(0, kLongestName));
+        return whole.size() > kLongestName ? name + "..." : name;
     }
     if (depth == kMaxDepth) {
         return "...";

@@ -33,8 +33,8 @@ void Dwarf2File::SetAllowances()
     m_fileScopes.SetLimit(kScopeBase + m_debug_info.Size() / 8);
 
     // Each programme is for one unit.
-    constexpr u64 kRuns = 16;
-    constexpr u64 kRunBase = u64{256} << 10;
+    constexpr u64 kRuns = 8;
+    constexpr u64 kRunBase = u64{64} << 10;
     m_lineReading.SetLimit(kRunBase + kRuns * m_debug_line.Size());
 }
 
