@@ -67,27 +67,29 @@ void Dwarf2File::DumpLocationList(const CompileUnitInfo* unit, const DIEInfo* di
             break;
         }
         VFKDataString expression = TakeBlock(m_debug_loc, m_debug_loc.Get16(), littleEndian, littleEndian);
-        // Any number of attributes may name one list.
-        if (!SpendOnExpression(expression.Size())) {
-            break;
-        }
         PrepareExpression(unit, die, &expression);
+        std::size_t printed = 0;
         if (m_dumpStream != nullptr) {
             PutText(*m_dumpStream, "\n            ");
             PrintIndent(1);
             PutText(*m_dumpStream << hex8(begin), "-");
             PutText(*m_dumpStream << hex8(end), ": ");
-            PrintExpression(expression);
+            printed = PrintExpression(expression);
+        }
+        // Any number of attributes may name one list.
+        if (!SpendOnExpression(expression.Size(), printed)) {
+            break;
         }
     }
 }
 
-void Dwarf2File::PrintExpression(const VFKDataString& expression)
+std::size_t Dwarf2File::PrintExpression(const VFKDataString& expression)
 {
     if (m_dumpStream == nullptr) {
-        return;
+        return 0;
     }
     std::string text;
     DbgExpression(expression, nullptr, nullptr).GetText(text, false);
     PutText(*m_dumpStream, text);
+    return text.size();
 }

@@ -13,8 +13,9 @@ namespace {
 constexpr u32 kLineColumns = 5;
 
 /// Sets may overlap, as far as their lengths say so; what is listed again and again is limited to
-/// this many times the section.
+/// this many times the section, and some for every file.
 constexpr u64 kMaxListings = 16;
+constexpr u64 kListingBase = u64{64} << 10;
 
 void PrintMaybeNull(std::ostream& stream, const char* text)
 {
@@ -101,7 +102,7 @@ bool Dwarf2File::DumpPubnames(std::ostream& stream)
     const SavedCursor lookup(m_debug_pubnames);
     Seek(m_debug_pubnames, 0);
     u64 bytesListed = 0;
-    while (!AtEnd(m_debug_pubnames) && bytesListed <= kMaxListings * m_debug_pubnames.Size()) {
+    while (!AtEnd(m_debug_pubnames) && bytesListed <= kListingBase + kMaxListings * m_debug_pubnames.Size()) {
         const u32 length = m_debug_pubnames.Get32();
         const u32 start = m_debug_pubnames.Pos();
         const u16 version = m_debug_pubnames.Get16();

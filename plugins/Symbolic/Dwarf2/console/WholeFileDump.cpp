@@ -30,11 +30,9 @@ namespace {
 constexpr u64 kAllowanceFactor = 64;
 constexpr u64 kAllowanceBase = 1024 * 1024;
 
-/// What is charged for a line without bytes of its own or a byte that is read again, and for each
-/// byte of an expression.
+/// What is charged for a line without bytes of its own or a byte that is read again.
 constexpr u64 kLineText = 64;
 constexpr u32 kLongestPair = 10; ///< bytes of an attribute and a form without needless ones
-constexpr u64 kExpressionText = 16;
 
 bool HoldsLocation(u32 attribute)
 {
@@ -72,9 +70,10 @@ bool Dwarf2File::SpendAllowance(u64 text)
     return m_dumpAllowance != 0;
 }
 
-bool Dwarf2File::SpendOnExpression(u32 size)
+bool Dwarf2File::SpendOnExpression(u32 size, std::size_t printed)
 {
-    return SpendAllowance(kExpressionText * size + kLineText);
+    constexpr u32 kBytesOfCharacter = 16; // bytes are copied much faster than text is made
+    return SpendAllowance(printed + size / kBytesOfCharacter + kLineText);
 }
 
 void Dwarf2File::OpenLevel()
@@ -204,10 +203,13 @@ void Dwarf2File::PrintLocation(const CompileUnitInfo& unit, const DIEInfo& die, 
     }
     // A form that delivers text gives no length: such a block reaches to the end of its section.
     const auto length = static_cast<u32>(BlockBytes(value).size());
-    if (m_dumpStream == nullptr || (length > bytesRead && !SpendOnExpression(length))) {
+    if (m_dumpStream == nullptr) {
         return;
     }
     PutText(*m_dumpStream, "\n            ");
     PrintIndent(1);
-    PrintExpression(VFKDataString(LittleEndian(), LittleEndian(), value.data, length));
+    const std::size_t printed = PrintExpression(VFKDataString(LittleEndian(), LittleEndian(), value.data, length));
+    if (length > bytesRead) {
+        SpendOnExpression(length, printed);
+    }
 }

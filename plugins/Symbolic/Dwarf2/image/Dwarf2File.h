@@ -418,7 +418,7 @@ private:
     // console/LocationDumps.cpp
     void DumpLocationSection(u32 offset);
     void DumpLocationList(const CompileUnitInfo* unit, const DIEInfo* die, u32 listOffset, bool littleEndian);
-    void PrintExpression(const VFKDataString& expression);
+    std::size_t PrintExpression(const VFKDataString& expression);
 
     // console/WholeFileDump.cpp
     void DumpWholeFile();
@@ -430,7 +430,7 @@ private:
     void PrintLocation(const CompileUnitInfo& unit, const DIEInfo& die, const AttrValue& value, u32 bytesRead);
     void FillAllowance();
     bool SpendAllowance(u64 text);
-    bool SpendOnExpression(u32 size);
+    bool SpendOnExpression(u32 size, std::size_t printed);
     void OpenLevel();
     void CloseLevel();
 
