@@ -61,6 +61,10 @@ public:
         }
         std::error_code ignored; // without its folder the history lasts for this run
         std::filesystem::create_directories(m_path.parent_path(), ignored);
+        if (std::filesystem::exists(m_path, ignored) && !std::filesystem::is_regular_file(m_path, ignored)) {
+            m_path.clear(); // a pipe or a device could block or never end
+            return;
+        }
         Load();
     }
 

@@ -12,7 +12,9 @@
 #include "interfaces/VFKDataString.h"
 
 #include <algorithm>
+#include <map>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -101,6 +103,86 @@ Functions FindFunctions(Loader& file, const std::string& text)
     return exact.empty() ? FindNameInClass(file, text) : exact;
 }
 
+/// The store's blocks and variables by their function. The store only grows: each is entered once.
+class ScopeIndex {
+public:
+    using Places = std::vector<std::size_t>; ///< in the store, in its order
+
+    struct Contents {
+        Places blocks;
+        Places variables;
+    };
+
+    explicit ScopeIndex(const DbgSymSymFile& store)
+        : m_store(store)
+    {
+    }
+
+    /// What belongs to a function. A context whose climb ended early names neither function nor unit;
+    /// the offset tells then: between the function and the next one or the next unit.
+    Contents Of(u32 function)
+    {
+        Update();
+        Contents contents = m_named[function];
+        const auto next = m_starts.upper_bound(function);
+        const u32 end = next == m_starts.end() ? kNone : *next;
+        TakeBetween(m_poorBlocks, function, end, contents.blocks);
+        TakeBetween(m_poorVariables, function, end, contents.variables);
+        return contents;
+    }
+
+private:
+    using ById = std::multimap<u32, std::size_t>;
+
+    static void TakeBetween(const ById& poor, u32 function, u32 end, Places& places)
+    {
+        const std::size_t named = places.size();
+        for (auto at = poor.upper_bound(function); at != poor.end() && at->first < end; ++at) {
+            places.push_back(at->second);
+        }
+        if (places.size() != named) {
+            std::sort(places.begin(), places.end());
+        }
+    }
+
+    void Update()
+    {
+        for (; m_functions < m_store.FuncScopeCount(); ++m_functions) {
+            m_starts.insert(m_store.FuncScopeAt(m_functions).id);
+        }
+        for (; m_units < m_store.FileScopeCount(); ++m_units) {
+            m_starts.insert(m_store.FileScopeAt(m_units).GetId());
+        }
+        for (; m_blocks < m_store.SubScopeCount(); ++m_blocks) {
+            const DbgSymSubScope& block = m_store.SubScopeAt(m_blocks);
+            Enter(block.context, block.id, m_blocks, &Contents::blocks, m_poorBlocks);
+        }
+        for (; m_variables < m_store.VariableCount(); ++m_variables) {
+            const DbgVariable& variable = m_store.VariableAt(m_variables);
+            Enter(variable.context, variable.id, m_variables, &Contents::variables, m_poorVariables);
+        }
+    }
+
+    void Enter(const DbgSymContext& context, u32 id, std::size_t place, Places Contents::*kind, ById& poor)
+    {
+        if (context.funcScope != kNone) {
+            (m_named[context.funcScope].*kind).push_back(place);
+        } else if (context.fileScope == kNone) {
+            poor.emplace(id, place);
+        }
+    }
+
+    const DbgSymSymFile& m_store;
+    std::unordered_map<u32, Contents> m_named; ///< by the id of the function
+    ById m_poorBlocks;
+    ById m_poorVariables;
+    std::set<u32> m_starts; ///< ids of functions and units
+    std::size_t m_functions = 0;
+    std::size_t m_units = 0;
+    std::size_t m_blocks = 0;
+    std::size_t m_variables = 0;
+};
+
 /// Prints one function's tree. The nesting is that of the context words: an inlined function names
 /// no level of its own, and its variables stand in the block around it.
 class ScopePrinter {
@@ -115,10 +197,9 @@ public:
     {
     }
 
-    void Print()
+    void Print(ScopeIndex& index)
     {
-        FindEnd();
-        Collect();
+        Collect(index.Of(m_function.id));
         PrintFunction();
         PrintItems();
     }
@@ -130,46 +211,19 @@ private:
         const DbgVariable* variable; ///< null: a block
     };
 
-    /// The id of the next function or unit bounds what a poor context can belong to.
-    void FindEnd()
-    {
-        const DbgSymSymFile& store = m_file.Store();
-        for (std::size_t i = 0; i < store.FuncScopeCount(); ++i) {
-            const u32 id = store.FuncScopeAt(i).id;
-            m_end = id > m_function.id ? std::min(m_end, id) : m_end;
-        }
-        for (std::size_t i = 0; i < store.FileScopeCount(); ++i) {
-            const u32 id = store.FileScopeAt(i).GetId();
-            m_end = id > m_function.id ? std::min(m_end, id) : m_end;
-        }
-    }
-
-    /// A context whose climb ended early names neither function nor unit; the offset tells then.
-    bool Belongs(const DbgSymContext& context, u32 id) const
-    {
-        if (context.funcScope != kNone) {
-            return context.funcScope == m_function.id;
-        }
-        return context.fileScope == kNone && id > m_function.id && id < m_end;
-    }
-
-    void Collect()
+    void Collect(const ScopeIndex::Contents& contents)
     {
         const DbgSymSymFile& store = m_file.Store();
         std::unordered_map<u32, bool> known;
         std::vector<std::pair<u32, Item>> items; // the block around it, and the item
-        for (std::size_t i = 0; i < store.SubScopeCount(); ++i) {
-            const DbgSymSubScope& block = store.SubScopeAt(i);
-            if (Belongs(block.context, block.id)) {
-                items.push_back({block.context.subScope, {block.id, &block, nullptr}});
-                known[block.id] = true;
-            }
+        for (const std::size_t place : contents.blocks) {
+            const DbgSymSubScope& block = store.SubScopeAt(place);
+            items.push_back({block.context.subScope, {block.id, &block, nullptr}});
+            known[block.id] = true;
         }
-        for (std::size_t i = 0; i < store.VariableCount(); ++i) {
-            const DbgVariable& variable = store.VariableAt(i);
-            if (Belongs(variable.context, variable.id)) {
-                items.push_back({variable.context.subScope, {variable.id, nullptr, &variable}});
-            }
+        for (const std::size_t place : contents.variables) {
+            const DbgVariable& variable = store.VariableAt(place);
+            items.push_back({variable.context.subScope, {variable.id, nullptr, &variable}});
         }
         for (const auto& [around, item] : items) {
             // What encloses an entry stands in front of it; with anything else there could be loops.
@@ -307,7 +361,6 @@ private:
     Answer m_answer;
     const DbgSymFuncScope& m_function;
     u32 m_unit;
-    u32 m_end = kNone;
     RecordWriter m_records;
     TypeText m_types;
     std::unordered_map<u32, std::vector<Item>> m_children; ///< by the block around them; kNone: the function
@@ -322,9 +375,10 @@ int ShowScopes(Loader& file, Answer answer, const std::string& function)
         Complain(file.Store().GetPath(), "There is no function '" + function + "'");
         return 1;
     }
+    ScopeIndex scopes(file.Store());
     for (const std::size_t index : found) {
         file.LoadScopes(file.Store().FuncScopeAt(index));
-        ScopePrinter(file, answer, file.Store().FuncScopeAt(index)).Print();
+        ScopePrinter(file, answer, file.Store().FuncScopeAt(index)).Print(scopes);
     }
     return 0;
 }

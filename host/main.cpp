@@ -10,6 +10,7 @@
 
 #include <csignal>
 #include <exception>
+#include <fcntl.h>
 #include <new>
 #include <unistd.h>
 
@@ -110,12 +111,24 @@ int RunGuarded(const Arguments& arguments, Output& output)
     return 1;
 }
 
+/// What the shell has closed must not become the symbol file.
+void OpenStandardDescriptors()
+{
+    int opened = -1;
+    do {
+        opened = open("/dev/null", O_RDWR);
+    } while (opened >= 0 && opened <= STDERR_FILENO);
+    close(opened);
+}
+
 } // namespace
 
 int main(int argc, char** argv)
 {
-    // A reader that goes away shows as a write that fails.
+    // A reader that goes away, and a file that may grow no more, show as a write that fails.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    OpenStandardDescriptors();
     Arguments arguments;
     if (const std::optional<int> status = ParseArguments(argc, argv, arguments)) {
         return *status;
