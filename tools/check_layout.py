@@ -1,12 +1,14 @@
 #!/usr/bin/env python3
 """Checks that image/Dwarf2File.h tells the truth: each operation and nested class is defined in the
-file that the heading above it names, and the header stays below its limit of lines."""
+file that the heading above it names, and the header has no more than its limit of lines. And that
+docs/layout.md names every source file."""
 
 import pathlib
 import re
 import sys
 
-MODULE = pathlib.Path(__file__).resolve().parent.parent / "plugins/Symbolic/Dwarf2"
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+MODULE = ROOT / "plugins/Symbolic/Dwarf2"
 HEADER = MODULE / "image/Dwarf2File.h"
 MAX_LINES = 500
 HEADING = re.compile(r"\s*// (\w+/\w+\.(?:cpp|h))$")
@@ -40,6 +42,15 @@ def wanted_definition(declaration):
     return operation.group(1), r"(?:\S.*)?Dwarf2File::{}\("
 
 
+def unnamed_sources():
+    """Files that docs/layout.md doesn't name: `X.h+` there is X.h and X.cpp."""
+    page = (ROOT / "docs/layout.md").read_text()
+    for folder in ("plugins", "engine", "host"):
+        for path in sorted((ROOT / folder).rglob("*.h")) + sorted((ROOT / folder).rglob("*.cpp")):
+            if not re.search(rf"\b{path.stem}\.(?:h\+|{path.suffix[1:]})", page):
+                yield str(path.relative_to(ROOT))
+
+
 def main():
     lines = HEADER.read_text().splitlines()
     faults = []
@@ -58,6 +69,7 @@ def main():
         found = re.findall("^(?:" + pattern.replace("{}", re.escape(name)) + ")", text, re.MULTILINE)
         if len(found) < len(overloads):
             faults.append(f"{name}: {len(found)} of {len(overloads)} definitions in {file}")
+    faults += [f"docs/layout.md doesn't name {path}" for path in unnamed_sources()]
     for fault in faults:
         print(fault, file=sys.stderr)
     if not wanted:
