@@ -241,6 +241,66 @@ void ClosedSiblings(DwarfBuilder& dwarf, u32 size)
     }
 }
 
+/// One long number among the attributes that all entries share.
+void PaddedPair(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    dwarf.Die(TAG_variable);
+    dwarf.abbrev.Uleb(AT_decl_file, size / 2).Uleb(kUnknownForm);
+    for (u32 die = 0; die < size / 2; ++die) {
+        dwarf.Entry(2);
+    }
+}
+
+void PaddedCodes(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    DeclareTypedef(dwarf);
+    Typedefs(dwarf, size / 10, 1);
+    dwarf.info.Fill(size / 2, 0x80).U8(3);
+}
+
+/// Programmes of one instruction, whose operand reaches to the end of the section.
+void ProgrammesThatReadOn(DwarfBuilder& dwarf, u32 size)
+{
+    const u32 unit = dwarf.line.OpenLength();
+    dwarf.line.U16(2).U32(20).Raw({1, 1, 0xFB, 14, 10, 0, 1, 1, 1, 1, 0, 0, 0, 1}).U8(0).U8(0).U8(LNS_advance_pc);
+    dwarf.line.CloseLength(unit).Fill(size / 2, 0x80);
+    for (u32 i = 0; i < size / 2 / 40; ++i) {
+        dwarf.Unit({.abbrevOffset = i == 0 ? std::nullopt : std::optional<u32>(0)}).Name("a.c");
+        dwarf.Attr(AT_stmt_list, FORM_data4, 0);
+    }
+}
+
+/// They get the name of the unit's file.
+void FunctionsWithoutNames(DwarfBuilder& dwarf, u32 size)
+{
+    dwarf.Unit().Name(std::string(size / 2, 'a')).Children();
+    dwarf.Declare(2, TAG_subprogram, false, {{AT_low_pc, FORM_data1}, {AT_high_pc, FORM_data1}});
+    for (u32 i = 0; i < size / 6; ++i) {
+        dwarf.Entry(2).info.Raw({1, 2});
+    }
+}
+
+/// Units within a unit, behind a type that is never built.
+void UnitsReadAgain(DwarfBuilder& dwarf, u32 size)
+{
+    for (u32 i = 0; i < size / 2 / 40; ++i) {
+        dwarf.Unit({.abbrevOffset = i == 0 ? std::nullopt : std::optional<u32>(0)}).Name("a.c").Children();
+        if (i == 0) {
+            dwarf.Declare(2, TAG_const_type, false, {});
+            dwarf.Declare(3, TAG_variable, false, {{AT_location, FORM_block1}, {AT_type, FORM_ref_addr}});
+            dwarf.Declare(4, TAG_compile_unit, false, {{AT_name, FORM_string}});
+        }
+        dwarf.Entry(3).info.Raw({1, 0x50}).Ref("type");
+    }
+    dwarf.Unit({.abbrevOffset = 0}).Name("b.c").Children();
+    dwarf.Label("type").Entry(2);
+    for (u32 i = 0; i < size / 6; ++i) {
+        dwarf.Entry(4).info.Text("b");
+    }
+}
+
 constexpr Hostile kFiles[] = {
     {"AttributesWithoutBytes", AttributesWithoutBytes<0x4081, 0>},
     {"MembersWithoutBytes", AttributesWithoutBytes<TAG_member, TAG_structure_type>},
@@ -262,6 +322,11 @@ constexpr Hostile kFiles[] = {
     {"NestedStructures", NestedStructures},
     {"UnitsThatReferIntoOne", UnitsThatReferIntoOne},
     {"ClosedSiblings", ClosedSiblings},
+    {"PaddedPair", PaddedPair},
+    {"PaddedCodes", PaddedCodes},
+    {"ProgrammesThatReadOn", ProgrammesThatReadOn},
+    {"FunctionsWithoutNames", FunctionsWithoutNames},
+    {"UnitsReadAgain", UnitsReadAgain},
 };
 
 /// Counts what is printed and drops it.
@@ -295,16 +360,17 @@ struct Cost {
     u64 bytes = 0; ///< the file's debug sections
     u64 read = 0;
     u64 copied = 0;
-    u64 kept = 0; ///< rows, records of the store and what hangs on them
+    u64 kept = 0;  ///< rows, records of the store and what hangs on them
+    u64 texts = 0; ///< names of functions as they were given, equal ones counted again
     u64 printed = 0;
 };
 
 class Growth : public ::testing::TestWithParam<Hostile> {
 protected:
-    static Cost Measure(u32 size)
+    static Cost Measure(Maker make, u32 size)
     {
         DwarfBuilder dwarf(ByteOrder::Little);
-        GetParam().make(dwarf, size);
+        make(dwarf, size);
         ElfWriter elf(ByteOrder::Little);
         dwarf.AddTo(elf);
         const TempFile path = elf.Write();
@@ -319,7 +385,10 @@ protected:
         cost.read = Probe::m_reading(file).Spent() + Probe::m_lineReading(file).Spent();
         cost.copied = Probe::m_copying(file).Spent();
         cost.kept = Probe::m_dieInfoMap(file).Size() + Probe::m_listing(file).Spent() + store.FuncScopeCount() +
-                    store.SubScopeCount() + store.VariableCount() + store.TypeCount();
+                    store.SubScopeCount() + store.VariableCount() + store.TypeCount() + store.FileScopeCount();
+        for (std::size_t i = 0; i < store.FuncScopeCount(); ++i) {
+            cost.texts += store.FuncScopeAt(i).name.size();
+        }
         for (std::size_t i = 0; i < store.FileScopeCount(); ++i) {
             cost.kept += store.FileScopeAt(i).GetLineTableMember()->Count();
         }
@@ -362,15 +431,24 @@ private:
 TEST_P(Growth, IsNoFasterThanTheFiles)
 {
     constexpr u32 kSize = 120'000;
-    const Cost small = Measure(kSize);
-    const Cost large = Measure(4 * kSize);
+    const Cost small = Measure(GetParam().make, kSize);
+    const Cost large = Measure(GetParam().make, 4 * kSize);
     const auto grows = [&](const char* what, u64 Cost::*part, u64 base) {
         EXPECT_LE(large.*part, 5 * (small.*part) + base) << what << ": " << small.*part << " for " << small.bytes;
     };
     EXPECT_LE(large.read, 32 * kMebi + 260 * large.bytes + 4096 * large.kept); // docs/robustness.md
     EXPECT_LE(large.copied, 17 * kMebi + 65 * large.bytes);
+    EXPECT_LE(large.texts, 96 * kMebi + 1024 * large.kept);
     grows("kept", &Cost::kept, kMebi);
     grows("printed", &Cost::printed, kMebi);
+}
+
+TEST_F(Growth, WhatReachesBeyondItsEntryIsCharged)
+{
+    constexpr u32 kSize = 6000;
+    EXPECT_GT(Measure(PaddedPair, kSize).read, kSize * kSize / 10);
+    EXPECT_GT(Measure(PaddedCodes, kSize).read, kSize * kSize / 40);
+    EXPECT_GT(Measure(ProgrammesThatReadOn, kSize).read, 8 * kSize);
 }
 
 INSTANTIATE_TEST_SUITE_P(, Growth, ::testing::ValuesIn(kFiles),
