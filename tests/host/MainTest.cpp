@@ -67,3 +67,12 @@ TEST(Main, LinesOfTheConsoleArriveAsTyped)
 }
 
 } // namespace
+
+TEST(Main, AFileThatMayGrowNoMoreIsTold)
+{
+    const TempFile file("");
+    const std::string program = std::string("'") + BIN_DIR + "/symhost' export '" + Sample("station.axf") + "'";
+    const Ran ran =
+        RunProgram("/bin/sh", {"-c", "ulimit -f 1; " + program + " > '" + file.Path() + "'; echo $? >&2"}, "", "");
+    EXPECT_EQ(SplitLines(ran.err), (std::vector<std::string>{"symhost: standard output: File too large", "1"}));
+}
