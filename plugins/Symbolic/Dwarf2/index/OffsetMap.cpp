@@ -16,4 +16,4 @@ u64 RandomOddNumber()
 
 } // namespace
 
-const u64 g_offsetMultiplier = RandomOddNumber();
+const u64 kOffsetMultiplier = RandomOddNumber();

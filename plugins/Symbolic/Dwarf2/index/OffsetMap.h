@@ -9,7 +9,7 @@
 #include <vector>
 
 /// An odd number of the process's own: a file can't choose offsets that fall into the same slots.
-extern const u64 g_offsetMultiplier;
+extern const u64 kOffsetMultiplier;
 
 /// Open addressing in one array: a look-up costs about one cache miss. Entries are never taken out,
 /// and a pointer to a value is good until the next one is added. kNone is no key.
@@ -57,7 +57,7 @@ private:
     std::size_t SlotOf(u32 offset) const
     {
         const std::size_t mask = m_slots.size() - 1;
-        std::size_t index = offset * g_offsetMultiplier >> m_shift;
+        std::size_t index = offset * kOffsetMultiplier >> m_shift;
         while (m_slots[index].offset != offset && m_slots[index].offset != kNone) {
             index = (index + 1) & mask;
         }
