@@ -360,7 +360,7 @@ struct Cost {
     u64 bytes = 0; ///< the file's debug sections
     u64 read = 0;
     u64 copied = 0;
-    u64 kept = 0;  ///< rows, records of the store and what hangs on them
+    u64 kept = 0; ///< rows, records of the store and what hangs on them
     u64 printed = 0;
 };
 
