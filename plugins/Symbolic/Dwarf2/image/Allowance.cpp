@@ -10,7 +10,7 @@
 void Dwarf2File::SetAllowances()
 {
     // One reading of a section is as many steps as it has bytes, and at most as many pairs again. A
-    // request may read a unit 64 times over (see RequestIsSpent). Compilers' output mostly needs one to
+    // request may read a unit many times over (see RequestIsSpent). Compilers' output mostly needs one to
     // two readings in all; one unit with thousands of classes and pointers to their members needs
     // hundreds, for which there is more up to a fixed amount.
     constexpr u64 kReadings = 256;

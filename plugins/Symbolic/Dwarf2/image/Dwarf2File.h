@@ -248,10 +248,7 @@ private:
     /// Loads the DIE at `offset` unless it is built. True if it was read.
     bool LoadDieAtOffset(u32 offset);
     /// True if the running request has read too much to go on behind the DIEs that it loads.
-    bool RequestIsSpent(const CompileUnitInfo& unit);
-    /// Entries of a unit, null entries included, counted once.
-    u64 CountEntries(const CompileUnitInfo& unit);
-    void StepOverAttributes(const CompileUnitInfo& unit);
+    bool RequestIsSpent(const CompileUnitInfo& unit) const;
     void LoadPendingDies();
     WalkedLevel& StartUnitWalk(const DIEInfo& row);
     /// The row of a DIE's parent, after loading the DIE's unit; null if there is none.
@@ -481,8 +478,6 @@ private:
     /// were when it began.
     u32 m_requestDepth = 0;
     u64 m_entriesRead = 0;
-    std::size_t m_rowsBefore = 0;
-    std::unordered_map<u32, u64> m_entryCounts; ///< unit offset to its number of entries
     /// Loads and member loops that are nested in the running walk. Beyond the bound a type is left
     /// to the queue, and a class's name to the plain one: the depth is the file's, the stack isn't.
     u32 m_loadDepth = 0;

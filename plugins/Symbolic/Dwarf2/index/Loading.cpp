@@ -19,7 +19,6 @@ public:
             constexpr u64 kPerRequest = 4096; // a long session asks for what is loaded, again and again
             m_file.m_reading.Add(kPerRequest);
             m_file.m_entriesRead = 0;
-            m_file.m_rowsBefore = m_file.m_dieInfoMap.Size();
         }
     }
     ~RequestScope() { --m_file.m_requestDepth; }
@@ -79,61 +78,14 @@ bool Dwarf2File::LoadDieAtOffset(u32 offset)
     return true;
 }
 
-bool Dwarf2File::RequestIsSpent(const CompileUnitInfo& unit)
+bool Dwarf2File::RequestIsSpent(const CompileUnitInfo& unit) const
 {
     // Going on behind a DIE reads the rest of its level each time something refers to it, and a type
     // without a builder (a pointer to member, say) is loaded for each reference. One request may read
-    // so many entries, or a unit this many times over; then such a load takes the DIE alone.
+    // so many entries, or so many times the bytes of a unit; then such a load takes the DIE alone.
     constexpr u64 kAlways = u64{32} << 20;
-    constexpr u64 kReadings = 64;
-    if (m_entriesRead < kAlways) {
-        return false;
-    }
-    // Each row that the request has added is an entry, so the entries need counting only after
-    // readings that added next to nothing.
-    if (m_entriesRead < kReadings * (m_dieInfoMap.Size() - m_rowsBefore)) {
-        return false;
-    }
-    return m_entriesRead >= kReadings * CountEntries(unit);
-}
-
-u64 Dwarf2File::CountEntries(const CompileUnitInfo& unit)
-{
-    const auto [found, added] = m_entryCounts.try_emplace(unit.offset, 0);
-    if (!added) {
-        return found->second;
-    }
-    const SavedCursor info(m_debug_info);
-    const SavedCursor abbrev(m_debug_abbrev);
-    u64 count = 0;
-    Seek(m_debug_info, unit.offset + CompileUnitInfo::kHeaderSize);
-    while (!EndIfReadingIsSpent() && !AtEnd(m_debug_info) && m_debug_info.Pos() < unit.End()) {
-        ++count;
-        const u32 code = ReadCode();
-        const AbbrevDecl* decl = code == 0 ? nullptr : FindAbbrevDecl(unit.abbrevOffset, code);
-        if (decl != nullptr) {
-            Seek(m_debug_abbrev, decl->offset + decl->headerSize);
-            StepOverAttributes(unit);
-        }
-    }
-    found->second = count;
-    return count;
-}
-
-void Dwarf2File::StepOverAttributes(const CompileUnitInfo& unit)
-{
-    const u32 start = m_debug_info.Pos();
-    const u32 pairs = m_debug_abbrev.Pos();
-    u32 attribute = 0;
-    u32 form = 0;
-    do {
-        attribute = m_debug_abbrev.Get32_ULEB128(4);
-        form = m_debug_abbrev.Get32_ULEB128(4);
-        if (attribute != 0) {
-            StepOverValue(&unit, form, true);
-        }
-    } while (attribute != 0 && form != 0 && !AtEnd(m_debug_abbrev));
-    SpendOnAttributes(m_debug_abbrev.Pos() - pairs, m_debug_info.Pos() - start);
+    constexpr u64 kReadings = 16;
+    return m_entriesRead >= kAlways && m_entriesRead >= kReadings * std::min(unit.unitLength, m_debug_info.Size());
 }
 
 void Dwarf2File::LoadPendingDies()
