@@ -17,34 +17,6 @@ protected:
 };
 BOTH_BYTE_ORDERS(WholeFileDump);
 
-TEST_P(WholeFileDump, UnitLengthsThatLie)
-{
-    for (const u32 length : {0xFFFFFFFFu, 0xFFFFFFFCu, 0xFFFFFFF0u}) { // each sum wraps
-        Restart();
-        dwarf.Unit({.length = length});
-        dwarf.Unit();
-        Open(dwarf);
-        const std::string text = DumpOnly();
-        EXPECT_EQ(std::count(text.begin(), text.end(), ','), 3) << "one head: " << text;
-    }
-    Restart();
-    dwarf.Unit({.length = 0x1000}).Children([&] { dwarf.Die(TAG_label); });
-    Open(dwarf);
-    EXPECT_EQ(DumpOnly(), "\n\n0x00000000: CU(0x00001000, 0x0002,  0x00000000,  0x04)"
-                          "\n\n0x0000000b: TAG_compile_unit (1){"
-                          "\n\n0x0000000c: \tTAG_label (2)"
-                          "\n0x0000000d: }");
-    EXPECT_EQ(Probe::m_dumpIndent(File()), 0);
-}
-
-TEST_P(WholeFileDump, AnOpenLevelStaysForTheNextDump)
-{
-    dwarf.Header().Declare(1, TAG_lexical_block, true, {}).Entry(1).Entry(1).EndUnit();
-    Open(dwarf);
-    EXPECT_NE(DumpOnly().find("c: \tTAG_"), std::string::npos);
-    EXPECT_NE(Dump("dump").find("c: \t\t\tTAG_"), std::string::npos);
-}
-
 TEST_P(WholeFileDump, StaticBaseIsRewrittenInListsAlone)
 {
     const u32 list = dwarf.LocationList({{0, 4, {0x79, 0x7c}}});

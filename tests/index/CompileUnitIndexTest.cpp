@@ -4,9 +4,7 @@
 #include "interfaces/DbgSymSymFile.h"
 #include "tests/support/DwarfTest.h"
 
-#include <functional>
 #include <string>
-#include <tuple>
 #include <vector>
 
 namespace {
@@ -49,30 +47,6 @@ protected:
     using Offsets = std::vector<u32>;
 };
 BOTH_BYTE_ORDERS(CompileUnitIndex);
-
-TEST_P(CompileUnitIndex, EachUnitGetsAHeaderARowAndAFileScopeOnce)
-{
-    dwarf.Unit().Name("first.c").Children();
-    dwarf.info.PadTo(0x23);
-    dwarf.EndUnit();
-    dwarf.Unit({.version = 7}).Name("second.c");
-    dwarf.info.PadTo(0x58);
-    Dwarf2File& file = Index(dwarf);
-    file.BuildCompileUnitIndex();
-    EXPECT_EQ(Headers(), Offsets({0, 0x24}));
-    const CompileUnitInfo& second = Probe::m_cuHeaderMap(file).at(0x24);
-    EXPECT_EQ(std::tuple(second.unitLength, second.version, second.addressSize), std::tuple(0x30u, 7, 4));
-    EXPECT_EQ(Rows(), Offsets({11, 0x2F}));
-    EXPECT_EQ(Row(11).sibling, 0x2Fu);
-    EXPECT_EQ(Row(11).child, 11 + 1 + sizeof("first.c"));
-    const DIEInfo& row = Row(0x2F);
-    EXPECT_EQ(row.sibling, 0x63u) << "11 bytes behind the section's end";
-    EXPECT_EQ(std::tuple(row.child, row.parent, row.abbrIndex, row.flags),
-              std::tuple(kNone, kNone, 1u, DIEInfo::kDieBuilt));
-    ASSERT_EQ(Store().FileScopeCount(), 2u);
-    EXPECT_EQ(Store().FileScopeAt(0).GetId(), 11u);
-    EXPECT_EQ(Store().FileScopeAt(1).GetPath(), "second.c");
-}
 
 TEST_P(CompileUnitIndex, ANullEntryAtAUnitsHeadEndsTheScan)
 {
@@ -126,52 +100,6 @@ TEST_P(CompileUnitIndex, ALengthThatLeadsBackOrBeyondEndsTheScan)
         EXPECT_EQ(Row(second + 11).sibling, end + 11) << end;
         EXPECT_EQ(Store().FileScopeCount(), 2u) << end;
     }
-}
-
-/// The unit's DIE as a file scope.
-class CompileUnitScope : public DwarfTest {};
-BOTH_BYTE_ORDERS(CompileUnitScope);
-
-TEST_P(CompileUnitScope, TakesItsPathAndRangeFromTheAttributes)
-{
-    struct Case {
-        std::function<void(DwarfBuilder&)> attributes;
-        const char* path;
-        u32 value;
-        u32 size;
-        bool noSize = false;
-        u32 lineOffset = kNone;
-    };
-    const Case cases[] = {
-        {[](auto& unit) { unit.Name("src/a.c").Attr(AT_comp_dir, FORM_strp, "/b").Attr(AT_stmt_list, FORM_data4, 64); },
-         "/b/src/a.c", kNone, 0, false, 64},
-        {[](auto& unit) { unit.Attr(AT_comp_dir, FORM_string, "").Name("a.c"); }, "a.c", kNone, 0},
-        {[](auto& unit) { unit.Attr(AT_high_pc, FORM_addr, 0x8180).Attr(AT_low_pc, FORM_addr, 0x8000).Name("a.c"); },
-         "a.c", 0x8000, 0x180},
-        {[](auto& unit) { unit.Name("a.c").Range(0x8000, 0); }, "a.c", 0x8000, 0, true},
-        // The end minus a start of -1.
-        {[](auto& unit) { unit.Name("a.c").Attr(AT_high_pc, FORM_addr, 0x10); }, "a.c", kNone, 0x11},
-        // Reading goes on behind a form of 0.
-        {[](auto& unit) { unit.Spec(AT_language, 0).Name("a.c"); }, "a.c", kNone, 0}};
-    for (const Case& test : cases) {
-        SCOPED_TRACE(&test - cases);
-        Restart();
-        test.attributes(dwarf.Unit());
-        Index(dwarf);
-        ASSERT_EQ(Store().FileScopeCount(), 1u);
-        const FileRange& range = Store().FileRangeAt(0);
-        EXPECT_EQ(Store().FileScopeAt(0).GetPath(), test.path);
-        EXPECT_EQ(range.range.value, test.value);
-        EXPECT_EQ(range.range.section, kNone);
-        EXPECT_EQ(range.range.size, test.size);
-        EXPECT_EQ(range.lineOffset, test.lineOffset);
-        EXPECT_EQ((Store().FileScopeAt(0).m_flags & DbgSymSrcFile::kNoSize) != 0, test.noSize);
-    }
-    Restart();
-    dwarf.Unit({.addressSize = 2}).Spec(AT_low_pc, FORM_addr).Value(FORM_data2, 0x8000).Name("small.c");
-    Index(dwarf);
-    EXPECT_EQ(Store().FileScopeAt(0).GetPath(), "small.c");
-    EXPECT_EQ(Store().FileRangeAt(0).range.value, kNone) << "no address of another size";
 }
 
 } // namespace

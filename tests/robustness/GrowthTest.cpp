@@ -216,19 +216,36 @@ void NestedStructures(DwarfBuilder& dwarf, u32 size)
     }
 }
 
-/// Each a type that is never built, so that whoever asks for it reads on behind it.
-void UnitsThatReferIntoOne(DwarfBuilder& dwarf, u32 size)
+/// Units with a variable of one type that is never built, so that each reads on behind it: `level` writes
+/// what stands there.
+void UnitsThatRefer(DwarfBuilder& dwarf, u32 size, void (*level)(DwarfBuilder& dwarf, u32 size))
 {
     for (u32 i = 0; i < size / 2 / 40; ++i) {
         dwarf.Unit({.abbrevOffset = i == 0 ? std::nullopt : std::optional<u32>(0)}).Name("a.c").Children();
         if (i == 0) {
             dwarf.Declare(2, TAG_const_type, false, {});
             dwarf.Declare(3, TAG_variable, false, {{AT_location, FORM_block1}, {AT_type, FORM_ref_addr}});
+            dwarf.Declare(4, TAG_compile_unit, false, {{AT_name, FORM_string}});
         }
         dwarf.Entry(3).info.Raw({1, 0x50}).Ref("type");
     }
     dwarf.Unit({.abbrevOffset = 0}).Name("b.c").Children();
-    dwarf.Label("type").info.Fill(size / 2, 2);
+    dwarf.Label("type").Entry(2);
+    level(dwarf, size);
+}
+
+void UnitsThatReferIntoOne(DwarfBuilder& dwarf, u32 size)
+{
+    UnitsThatRefer(dwarf, size, [](DwarfBuilder& entries, u32 bytes) { entries.info.Fill(bytes / 2, 2); });
+}
+
+void UnitsReadAgain(DwarfBuilder& dwarf, u32 size)
+{
+    UnitsThatRefer(dwarf, size, [](DwarfBuilder& entries, u32 bytes) {
+        for (u32 i = 0; i < bytes / 6; ++i) {
+            entries.Entry(4).info.Text("b");
+        }
+    });
 }
 
 void ClosedSiblings(DwarfBuilder& dwarf, u32 size)
@@ -279,25 +296,6 @@ void FunctionsWithoutNames(DwarfBuilder& dwarf, u32 size)
     dwarf.Declare(2, TAG_subprogram, false, {{AT_low_pc, FORM_data1}, {AT_high_pc, FORM_data1}});
     for (u32 i = 0; i < size / 6; ++i) {
         dwarf.Entry(2).info.Raw({1, 2});
-    }
-}
-
-/// Units within a unit, behind a type that is never built.
-void UnitsReadAgain(DwarfBuilder& dwarf, u32 size)
-{
-    for (u32 i = 0; i < size / 2 / 40; ++i) {
-        dwarf.Unit({.abbrevOffset = i == 0 ? std::nullopt : std::optional<u32>(0)}).Name("a.c").Children();
-        if (i == 0) {
-            dwarf.Declare(2, TAG_const_type, false, {});
-            dwarf.Declare(3, TAG_variable, false, {{AT_location, FORM_block1}, {AT_type, FORM_ref_addr}});
-            dwarf.Declare(4, TAG_compile_unit, false, {{AT_name, FORM_string}});
-        }
-        dwarf.Entry(3).info.Raw({1, 0x50}).Ref("type");
-    }
-    dwarf.Unit({.abbrevOffset = 0}).Name("b.c").Children();
-    dwarf.Label("type").Entry(2);
-    for (u32 i = 0; i < size / 6; ++i) {
-        dwarf.Entry(4).info.Text("b");
     }
 }
 

@@ -90,18 +90,6 @@ TEST_P(LineTable, AnotherLineAtTheEndOfASequenceMakesAClosingRow)
     EXPECT_EQ(Read(), (Rows{"10 8000+10", "11 8010+0", "2 9000+0", "1 0+0"}));
 }
 
-TEST_P(LineTable, RowsOfOtherFilesCarryTheirPaths)
-{
-    LineBuilder line(dwarf.line);
-    line.Directory("/inc").File("main.c").File("list.h", 1).File("near.h");
-    line.SetColumn(0x12345).Copy().SetColumn(0).SetFile(2).Row(1, 1).Row(1, 1);
-    line.SetFile(1).Row(1, 1).SetFile(3).Row(1, 1);
-    line.SetFile(0).Row(1, 1).SetFile(9).Row(1, 1); // no such files: as the table's own
-    EXPECT_TRUE(Load(line));
-    EXPECT_EQ(Read(), (Rows{"1 0+2:9029", "2 2+2 /inc\\list.h", "3 4+2 /inc\\list.h", "4 6+2", "5 8+2 /src/near.h",
-                            "6 a+2", "7 c+0"}));
-}
-
 // A number that means the own file goes on doing so until a row of the own file has another.
 TEST_P(LineTable, ANumberTakenForTheOwnFileStaysItWhileItIsTheLastOne)
 {
