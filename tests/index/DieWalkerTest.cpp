@@ -18,9 +18,6 @@ TEST_P(DieWalker, RowsKnowTheirNeighbours)
     EXPECT_EQ(open.sibling, dwarf.Offset("leaf"));
     EXPECT_EQ(open.flags & 3, DIEInfo::kDieBuilt);
     EXPECT_EQ(Row("local")->parent, dwarf.Offset("open"));
-    const DIEInfo& end = *Row(dwarf.Offset("leaf") - 1); // the null entry
-    EXPECT_EQ(end.abbrIndex, 0u);
-    EXPECT_EQ(end.parent, kNone);
     const DIEInfo& leaf = *Row("leaf");
     EXPECT_EQ(leaf.sibling, dwarf.Offset("last"));
     EXPECT_EQ(leaf.child, kNone);
@@ -48,6 +45,18 @@ TEST_P(DieWalker, SiblingsThatLeadAstrayEndTheWalkOrGoOn)
         Function(dwarf, "g");
     });
     EXPECT_EQ(Functions(), std::vector<std::string>{"f"});
+}
+
+TEST_P(DieWalker, ACodeIsFoundByItsDistanceFromTheFirst)
+{
+    dwarf.Header().Declare(5, TAG_compile_unit, true, {{AT_name, FORM_string}}).Declare(6, TAG_label, false, {});
+    dwarf.Declare(100, TAG_base_type, false, {{AT_name, FORM_string}}); // whatever it says, it is 7
+    dwarf.Entry(5).info.Text("a.c");
+    dwarf.Entry(7).info.Text("found");
+    dwarf.Entry(0).EndUnit();
+    Index(dwarf);
+    LoadUnit();
+    EXPECT_EQ(Store().TypeCount(), 1u);
 }
 
 TEST_P(DieWalker, TheSiblingThatADieStatesStays)

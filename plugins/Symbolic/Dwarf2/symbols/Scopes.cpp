@@ -8,7 +8,11 @@
 #include "interfaces/DbgSymSymFile.h"
 #include "interfaces/VFKFile.h"
 
-static constexpr std::size_t kLongPath = 256; ///< from here on a path's reading is charged
+namespace {
+
+constexpr std::size_t kLongPath = 256; ///< from here on a path's reading is charged
+
+} // namespace
 
 /// What a scope's attributes say. References are absolute; 0 stands for none.
 struct Dwarf2File::ScopeAttributes {
