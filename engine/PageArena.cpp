@@ -12,17 +12,22 @@ namespace engine {
 
 void* AllocatePages(std::size_t size)
 {
-    const bool large = size >= kLargePage;
-    void* memory = large ? std::aligned_alloc(kLargePage, (size + kLargePage - 1) & ~(kLargePage - 1))
-                         : std::malloc(std::max<std::size_t>(size, 1));
-    if (memory == nullptr) {
-        throw std::bad_alloc();
+    if (size < kLargePage) {
+        return ::operator new(size);
     }
-    if (large) {
-        // A wish only: without large pages small ones do.
-        static_cast<void>(madvise(memory, size & ~(kLargePage - 1), MADV_HUGEPAGE));
-    }
+    void* memory = ::operator new (size, std::align_val_t{kLargePage});
+    // A wish only: without large pages small ones do.
+    static_cast<void>(madvise(memory, size & ~(kLargePage - 1), MADV_HUGEPAGE));
     return memory;
+}
+
+void FreePages(void* memory, std::size_t size)
+{
+    if (size < kLargePage) {
+        ::operator delete(memory, size);
+    } else {
+        ::operator delete (memory, size, std::align_val_t{kLargePage});
+    }
 }
 
 void* PageArena::Allocate(std::size_t size, std::size_t alignment)
@@ -46,7 +51,7 @@ void* PageArena::Allocate(std::size_t size, std::size_t alignment)
 
 char* PageArena::NewBlock(std::size_t size)
 {
-    std::unique_ptr<char, Free> block(static_cast<char*>(AllocatePages(size)));
+    std::unique_ptr<char, Free> block(static_cast<char*>(AllocatePages(size)), Free{size});
     return m_blocks.emplace_back(std::move(block)).get();
 }
 

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdlib>
 #include <memory>
 #include <vector>
 
@@ -11,9 +10,10 @@ namespace engine {
 
 inline constexpr std::size_t kLargePage = std::size_t{2} << 20;
 
-/// Memory for `size` bytes, of large pages if it is long enough; std::free gives it back. Throws
-/// std::bad_alloc.
+/// Memory for `size` bytes, of large pages if it is long enough. Throws std::bad_alloc.
 void* AllocatePages(std::size_t size);
+/// Gives it back.
+void FreePages(void* memory, std::size_t size);
 
 /// For containers that grow large.
 template <typename Element>
@@ -27,7 +27,7 @@ struct PageAllocator {
     }
 
     Element* allocate(std::size_t count) { return static_cast<Element*>(AllocatePages(count * sizeof(Element))); }
-    void deallocate(Element* elements, std::size_t /*count*/) { std::free(elements); }
+    void deallocate(Element* elements, std::size_t count) { FreePages(elements, count * sizeof(Element)); }
 
     bool operator==(const PageAllocator& /*other*/) const { return true; }
 };
@@ -44,7 +44,8 @@ public:
 
 private:
     struct Free {
-        void operator()(char* block) const { std::free(block); }
+        std::size_t size;
+        void operator()(char* block) const { FreePages(block, size); }
     };
     char* NewBlock(std::size_t size);
 

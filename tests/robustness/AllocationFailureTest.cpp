@@ -1,8 +1,11 @@
 // What a load comes to when there is no memory for one of its allocations. The exception passes through
 // the plug-in to who asked; the file stays usable, and the same request made again gives what it
 // would have given at once.
+#include "interfaces/VFKBytes.h"
 #include "tests/robustness/FailingAllocator.h"
 #include "tests/robustness/WholeLoad.h"
+#include "tests/support/DwarfBuilder.h"
+#include "tests/support/ElfWriter.h"
 
 #include <dlfcn.h>
 #include <new>
@@ -80,6 +83,27 @@ TEST_F(AllocationFailure, SomeAllocationsOfALargerLoadMayFail)
     m_orderIsFixed = false;
     for (u64 number = 1; FailAt(number, FailingAllocator::Mode::Once); number += 3) {
     }
+}
+
+// A text and a name beyond a large page, and loads that nest on two stack segments more.
+TEST_F(AllocationFailure, AnyRunOfPagesMayFail)
+{
+    DwarfBuilder dwarf(ByteOrder::Little);
+    dwarf.Unit().Name("a.c").Children();
+    dwarf.Die(TAG_subprogram).Attr(AT_name, FORM_strp, std::string(3'000'000, 'f')).Range(0x8000, 0x9000);
+    dwarf.Declare(3, TAG_typedef, false, {{AT_type, FORM_ref_addr}});
+    for (u32 type = 0; type < 600; ++type) {
+        dwarf.Entry(3).info.U32(dwarf.info.Size() + 4);
+    }
+    ElfWriter elf(ByteOrder::Little);
+    dwarf.AddTo(elf);
+    const TempFile file = elf.Write();
+    LoadUndisturbed(file.Path());
+    u64 number = 0;
+    do {
+        VFKBytes().Allocate(16'000'000); // nothing else is kept for the next file
+    } while (FailAt(++number, FailingAllocator::Mode::Pages));
+    EXPECT_GT(number, 4u);
 }
 
 // An exception would come into the system's loader, which doesn't take any.

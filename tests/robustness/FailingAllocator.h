@@ -1,5 +1,5 @@
-// Allocation that fails on demand. The operators new of the whole test program, the libraries it is
-// linked to included, come from here.
+// Allocation that fails on demand. The operators new and mmap of the whole test program, the libraries it
+// is linked to included, come from here.
 #pragma once
 
 #include "interfaces/Types.h"
@@ -7,8 +7,9 @@
 class FailingAllocator {
 public:
     enum class Mode {
-        Once,   ///< one allocation fails, and the next succeeds
-        Onwards ///< from there on all fail, until the scope that counts ends
+        Once,    ///< one allocation fails, and the next succeeds
+        Pages,   ///< the same, but only mappings and what is aligned to large pages count
+        Onwards, ///< from there on all fail, until the scope that counts ends
     };
 
     /// Makes allocation number `number` of those that are counted fail; they are counted from 1 on.

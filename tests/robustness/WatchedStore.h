@@ -1,6 +1,7 @@
 // A store that tells of each call of the plug-in before it answers it, and refuses it if it is told to.
 #pragma once
 
+#include "interfaces/DbgSymSrcFile.h"
 #include "interfaces/DbgSymSymFile.h"
 #include "interfaces/VFKDataString.h"
 
@@ -10,6 +11,7 @@
 enum class EngineCall {
     AddFileScope,
     FindFileScope,
+    GetLineTable,
     AddFuncScope,
     AddSubScope,
     AddVariable,
@@ -17,9 +19,15 @@ enum class EngineCall {
     GetType,
     AddType,
 };
-constexpr EngineCall kEngineCalls[] = {EngineCall::AddFileScope, EngineCall::FindFileScope, EngineCall::AddFuncScope,
-                                       EngineCall::AddSubScope,  EngineCall::AddVariable,   EngineCall::HasType,
-                                       EngineCall::GetType,      EngineCall::AddType};
+constexpr EngineCall kEngineCalls[] = {EngineCall::AddFileScope, EngineCall::FindFileScope, EngineCall::GetLineTable,
+                                       EngineCall::AddFuncScope, EngineCall::AddSubScope,   EngineCall::AddVariable,
+                                       EngineCall::HasType,      EngineCall::GetType,       EngineCall::AddType};
+
+class SourceWithoutTable : public DbgSymSrcFile {
+public:
+    using DbgSymSrcFile::DbgSymSrcFile;
+    DbgSymLineTable* GetLineTableMember() override { return nullptr; }
+};
 
 class WatchedStore : public DbgSymSymFile {
 public:
@@ -38,7 +46,8 @@ public:
 
     DbgSymSrcFile* FindFileScope(u32 id, const FileRange** range) override
     {
-        return allows(EngineCall::FindFileScope) ? DbgSymSymFile::FindFileScope(id, range) : nullptr;
+        DbgSymSrcFile* source = allows(EngineCall::FindFileScope) ? DbgSymSymFile::FindFileScope(id, range) : nullptr;
+        return source != nullptr && !allows(EngineCall::GetLineTable) ? &m_sourceWithoutTable : source;
     }
 
     const DbgSymFuncScope* AddFuncScope(const DbgSymContext& context, u32 id, u32 fileId, const char* name,
@@ -81,4 +90,7 @@ public:
             DbgSymSymFile::AddUserDefinedType(std::move(type));
         }
     }
+
+private:
+    SourceWithoutTable m_sourceWithoutTable{0, ""};
 };

@@ -7,6 +7,7 @@
 #include "tests/robustness/FailingAllocator.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <iterator>
 #include <new>
 #include <set>
@@ -253,7 +254,7 @@ WholeLoadTest::WholeLoadTest()
 
 void WholeLoadTest::LoadUndisturbed(const std::string& sample)
 {
-    m_path = std::string(SAMPLES_DIR) + '/' + sample;
+    m_path = std::filesystem::path(SAMPLES_DIR) / sample;
     m_requests = AllRequests(m_path);
     DbgSymSymFile store(m_path, kKey);
     m_answers = AskAll(m_plugin, store, m_requests);

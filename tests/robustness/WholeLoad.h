@@ -62,7 +62,7 @@ protected:
     WholeLoadTest();
     ~WholeLoadTest() override { g_prefs = m_prefs; }
 
-    /// Notes what a sample gives when nothing comes between.
+    /// Notes what a sample, or a file with its whole path, gives when nothing comes between.
     void LoadUndisturbed(const std::string& sample);
 
     Dwarf2SymbolicPlugin m_plugin;
