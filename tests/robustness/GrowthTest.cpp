@@ -484,8 +484,7 @@ TEST_F(Growth, AMillionOfOneThingIsLinearToo)
     }
 }
 
-/// Each text of the store is cut, at 1 KiB mostly, once a fixed amount has been kept; JSON writes up to six
-/// characters for one.
+// Once a fixed amount has been kept, each text is cut to 1 KiB at most; JSON writes up to six characters for one.
 TEST_P(Listings, AreInProportionToTheFile)
 {
     const TempFile path = Write(GetParam().make, 240'000);
