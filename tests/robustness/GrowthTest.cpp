@@ -149,6 +149,17 @@ void OneLongText(DwarfBuilder& dwarf, u32 size)
     }
 }
 
+void MembersOfALongType(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    dwarf.Label("type").Die(TAG_union_type).Name(std::string(size / 2, 'x'));
+    dwarf.Die(TAG_structure_type).Name("s").Children();
+    dwarf.Declare(4, TAG_member, false, {{AT_data_member_location, FORM_block1}, {AT_type, FORM_ref_addr}});
+    for (u32 i = 0; i < size / 16; ++i) {
+        dwarf.Entry(4).info.Raw({2, 0x23, 0}).Ref("type");
+    }
+}
+
 /// Paths of one long name and one long directory.
 void UnitsOfLongTexts(DwarfBuilder& dwarf, u32 size)
 {
@@ -312,6 +323,7 @@ constexpr Hostile kFiles[] = {
     {"OneProgrammeOfManyUnits", OneProgrammeOfManyUnits},
     {"BaseTypesOfOneLongText", OneLongText<TAG_base_type>},
     {"FunctionsOfOneLongText", OneLongText<TAG_subprogram>},
+    {"MembersOfALongType", MembersOfALongType},
     {"UnitsOfLongTexts", UnitsOfLongTexts},
     {"MethodsOfALongClass", MethodsOfALongClass},
     {"OneListOfManyVariables", OneListOfManyVariables},
@@ -335,7 +347,7 @@ constexpr Hostile kFiles[] = {
 };
 
 /// The first of them fill the listings.
-constexpr std::size_t kListed = 12;
+constexpr std::size_t kListed = 13;
 
 /// Counts what is printed and drops it.
 class DroppingOutput : public Output {
