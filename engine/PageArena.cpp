@@ -24,9 +24,9 @@ void* AllocatePages(std::size_t size)
 void FreePages(void* memory, std::size_t size)
 {
     if (size < kLargePage) {
-        ::operator delete(memory, size);
+        ::operator delete(memory);
     } else {
-        ::operator delete (memory, size, std::align_val_t{kLargePage});
+        ::operator delete (memory, std::align_val_t{kLargePage});
     }
 }
 
