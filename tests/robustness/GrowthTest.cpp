@@ -466,7 +466,7 @@ using Listings = Growth;
 TEST_P(Growth, IsNoFasterThanTheFiles)
 {
     Cost small;
-    for (const u32 size : {60'000, 120'000, 240'000}) {
+    for (const u32 size : {60'000u, 120'000u, 240'000u}) {
         const Cost cost = Measure(GetParam().make, size);
         ExpectWithinBounds(cost);
         for (u64 Cost::*part : {&Cost::read, &Cost::copied, &Cost::kept, &Cost::printed}) {
