@@ -141,7 +141,7 @@ private:
         line += name == nullptr ? "??" : name;
         PadTo(line, column + 38);
         if (place) {
-            AppendPrintable(line, *place->path);
+            AppendShort(line, *place->path);
             line += ':';
             AppendDecimal(line, place->entry->line);
         } else {

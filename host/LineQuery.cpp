@@ -13,7 +13,7 @@
 
 namespace {
 
-std::string RowLine(const DbgSymLineTable& table, const DbgSymLineEntry& entry, const std::string& ownPath)
+std::string RowLine(const DbgSymLineEntry& entry, std::string_view path)
 {
     std::string line = "  ";
     AppendAddress(line, entry.range);
@@ -22,8 +22,7 @@ std::string RowLine(const DbgSymLineTable& table, const DbgSymLineEntry& entry, 
         AppendDecimal(line, number, static_cast<u32>(width));
     }
     line += "  ";
-    const std::string* path = table.GetEntryPath(entry);
-    AppendPrintable(line, path == nullptr ? ownPath : *path);
+    AppendPrintable(line, path);
     line += '\n';
     return line;
 }
@@ -55,6 +54,7 @@ int ListLines(Loader& file, Answer answer, const std::string& unit, const std::o
     const std::vector<u32> units = SelectUnits(file, unit);
     bool found = !line;
     RecordWriter records(answer.output);
+    RowPaths paths;
     if (!answer.json) {
         answer.output.Write("  address         line   col    size  file\n");
     }
@@ -75,7 +75,10 @@ int ListLines(Loader& file, Answer answer, const std::string& unit, const std::o
             if (answer.json) {
                 records.Line(*table, row, entry, source.GetId());
             } else {
-                answer.output.Write(RowLine(*table, entry, source.GetPath()));
+                const std::string* path = table->GetEntryPath(entry);
+                const std::string text = RowLine(entry, paths.Shown(path == nullptr ? source.GetPath() : *path));
+                paths.Count(text.size());
+                answer.output.Write(text);
             }
         }
     }

@@ -217,7 +217,7 @@ private:
         AppendHex8(text, id);
         if (const DbgSymSrcFile* unit = m_file.Store().FindFileScope(unitId, nullptr)) {
             text += "  ";
-            AppendPrintable(text, unit->GetPath());
+            AppendShort(text, unit->GetPath());
         }
     }
 

@@ -212,6 +212,6 @@ int ListFunctions(Loader& file, Answer answer, const std::string& unit)
 void WriteHeading(Output& output, const DbgSymSrcFile* unit)
 {
     std::string line;
-    AppendPrintable(line, unit == nullptr ? "(in no unit)" : std::string_view(unit->GetPath()));
+    AppendShort(line, unit == nullptr ? "(in no unit)" : std::string_view(unit->GetPath()));
     output.Write(line + ":\n");
 }

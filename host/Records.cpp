@@ -195,9 +195,11 @@ void RecordWriter::Line(const DbgSymLineTable& table, u32 index, const DbgSymLin
         .NumberOrNull("section", entry.range.section)
         .Number("size", entry.range.size);
     if (const std::string* path = table.GetEntryPath(entry)) {
-        m_json.Text("path", *path);
+        m_json.Text("path", m_rowPaths.Shown(*path));
     } else {
         m_json.Null("path");
     }
-    Finish();
+    const std::string& text = m_json.End();
+    m_rowPaths.Count(text.size());
+    m_output.Write(text);
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "host/Json.h"
+#include "host/Text.h"
 #include "interfaces/DbgSymSymFile.h"
 #include "interfaces/Types.h"
 
@@ -38,4 +39,5 @@ private:
 
     Output& m_output;
     JsonLine m_json;
+    RowPaths m_rowPaths;
 };

@@ -255,7 +255,7 @@ private:
         AppendHex8(line, m_function.id);
         if (const DbgSymSrcFile* unit = m_file.Store().FindFileScope(m_unit, nullptr)) {
             line += "  ";
-            AppendPrintable(line, unit->GetPath());
+            AppendShort(line, unit->GetPath());
         }
         m_answer.output.Write(line + '\n');
     }

@@ -57,6 +57,15 @@ void AppendPrintable(std::string& line, std::string_view text, std::string_view 
     }
 }
 
+void AppendShort(std::string& line, std::string_view text)
+{
+    constexpr std::size_t kLongest = 1024;
+    AppendPrintable(line, text.substr(0, kLongest));
+    if (text.size() > kLongest) {
+        line += "...";
+    }
+}
+
 void PadTo(std::string& line, std::size_t column)
 {
     line.append(line.size() < column ? column - line.size() : 1, ' ');

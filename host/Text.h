@@ -24,6 +24,35 @@ void AppendDecimal(std::string& line, i64 value, std::size_t width = 0);
 /// its own) becomes '?', so that a file can't steer the terminal it is listed on. Those in `kept` stay.
 void AppendPrintable(std::string& line, std::string_view text, std::string_view kept = {});
 
+/// The same for a text that any number of lines may repeat, and that may be as long as the file: at most 1,024
+/// bytes of it, with "..." behind them then.
+void AppendShort(std::string& line, std::string_view text);
+
+/// Paths in the rows of line tables. Any number of rows may name one path, and files of hostile make have paths
+/// as long as themselves.
+class RowPaths {
+public:
+    /// `path` for the next row; its first bytes once the rows together are longer than 64 MiB and 512 bytes each.
+    std::string_view Shown(std::string_view path) const
+    {
+        constexpr u64 kCapital = u64{64} << 20;
+        constexpr u64 kPerRow = 512;
+        return m_bytes > kCapital + kPerRow * m_rows ? path.substr(0, kShort) : path;
+    }
+
+    /// Notes that a row has been written, of so many bytes.
+    void Count(u64 bytes)
+    {
+        ++m_rows;
+        m_bytes += bytes;
+    }
+
+private:
+    static constexpr std::size_t kShort = 64;
+    u64 m_rows = 0;
+    u64 m_bytes = 0;
+};
+
 /// Fills the line with blanks up to a column (from 0), with one at least.
 void PadTo(std::string& line, std::size_t column);
 

@@ -211,12 +211,9 @@ std::string TypeText::Name(const DbgTypeDescription& type, bool withIds, u32 dep
 std::string TypeText::NameOfStored(const DbgUserDefinedVarType& type, bool withIds, u32 depth) const
 {
     if (HasName(type)) {
-        // Any number of members may be of one type, whose name may be as long as the file.
-        constexpr std::size_t kLongestName = 1024;
-        const std::string_view whole = type.GetName();
         std::string name;
-        AppendPrintable(name, whole.substr(0, kLongestName));
-        return whole.size() > kLongestName ? name + "..." : name;
+        AppendShort(name, type.GetName());
+        return name;
     }
     if (depth == kMaxDepth) {
         return "...";

@@ -119,15 +119,35 @@ void ManyIndirectForms(DwarfBuilder& dwarf, u32 size)
     dwarf.info.Fill(size / 2, FORM_indirect).U8(FORM_data1);
 }
 
-void OneProgrammeOfManyUnits(DwarfBuilder& dwarf, u32 size)
+/// A line number programme with a row a byte, all of the unit's own file.
+void Rows(DwarfBuilder& dwarf, u32 count)
 {
     const u32 unit = dwarf.line.OpenLength();
-    dwarf.line.U16(2).U32(24).Raw({1, 1, 0xFB, 14, 10, 0, 1, 1, 1, 1, 0, 0, 0, 1}).U8(0).Text("a.c").Raw({0, 0, 0, 0});
-    dwarf.line.Fill(size / 2, 0x20).CloseLength(unit);
+    dwarf.line.U16(2).U32(16).Raw({1, 1, 0xFB, 14, 10, 0, 1, 1, 1, 1, 0, 0, 0, 1}).Raw({0, 0});
+    dwarf.line.Fill(count, 0x20).CloseLength(unit);
+}
+
+void OneProgrammeOfManyUnits(DwarfBuilder& dwarf, u32 size)
+{
+    Rows(dwarf, size / 2);
     for (u32 i = 0; i < size / 2 / 40; ++i) {
         dwarf.Unit({.abbrevOffset = i == 0 ? std::nullopt : std::optional<u32>(0)}).Name("a.c");
         dwarf.Attr(AT_stmt_list, FORM_data4, 0).Range(0x8000, 0x9000);
     }
+}
+
+/// Rows, and functions of one name.
+void UnitOfALongPath(DwarfBuilder& dwarf, u32 size)
+{
+    Rows(dwarf, size / 4);
+    dwarf.Unit().Name(std::string(size / 2, 'x')).Attr(AT_stmt_list, FORM_data4, 0).Range(0x8000, 0x9000).Children();
+    dwarf.Declare(2, TAG_subprogram, false,
+                  {{AT_name, FORM_string}, {AT_low_pc, FORM_data1}, {AT_high_pc, FORM_data1}});
+    const u32 first = dwarf.info.Size();
+    for (u32 i = 0; i < size / 4 / 5; ++i) {
+        dwarf.Entry(2).info.Text("f").Raw({1, 2});
+    }
+    dwarf.EndUnit().PubSet(0, dwarf.info.Size(), {{first, "f"}});
 }
 
 void OverlappingNameSets(DwarfBuilder& dwarf, u32 size)
@@ -321,6 +341,7 @@ constexpr Hostile kFiles[] = {
     {"OverlappingEnumerations", OverlappingEnumerations},
     {"OverlappingBlocks", OverlappingBlocks},
     {"OneProgrammeOfManyUnits", OneProgrammeOfManyUnits},
+    {"UnitOfALongPath", UnitOfALongPath},
     {"BaseTypesOfOneLongText", OneLongText<TAG_base_type>},
     {"FunctionsOfOneLongText", OneLongText<TAG_subprogram>},
     {"MembersOfALongType", MembersOfALongType},
@@ -347,7 +368,7 @@ constexpr Hostile kFiles[] = {
 };
 
 /// The first of them fill the listings.
-constexpr std::size_t kListed = 13;
+constexpr std::size_t kListed = 14;
 
 /// Counts what is printed and drops it.
 class DroppingOutput : public Output {
@@ -514,6 +535,7 @@ TEST_P(Listings, AreInProportionToTheFile)
         list([&](Output& output) { ListTypes(file, {output, json}, ""); });
         list([&](Output& output) { ListLines(file, {output, json}, "", std::nullopt); });
         list([&](Output& output) { ShowScopes(file, {output, json}, "f"); });
+        list([&](Output& output) { FindNames(file, {output, json}, {"f"}); });
     }
     list([&](Output& output) { ExportStore(file, file.Rate(), output); });
 }
