@@ -9,6 +9,7 @@
 namespace {
 
 constexpr u32 kArm = 0x41524D00;
+constexpr u32 kThumb = 0x54484D42;
 constexpr u32 kData = 0x44415441;
 
 class ElfSymbols : public DwarfTest {
@@ -77,12 +78,14 @@ TEST_P(ElfSymbols, ARunEndsWhereTheKindOfCodeChanges)
     Map("$d", 0x180);
     Map("$a", 0x200);
     Map("$t", 0x300);
+    Map("$t", 0x320);
     Open(m_elf);
     EXPECT_EQ(CodeType(0x100), Run(kArm, 0x80));
     EXPECT_EQ(CodeType(0x110), Run(kArm, 0x70));
     EXPECT_EQ(CodeType(0x190), Run(kData, 0x70));
     EXPECT_EQ(CodeType(0x2FF), Run(kArm, 1));
-    for (const u32 unknown : {0xFFu, 0x300u, kNone - 2}) { // in front of the first, at or behind the last
+    EXPECT_EQ(CodeType(0x300), Run(kThumb, 0x20));
+    for (const u32 unknown : {0xFFu, 0x320u, kNone - 2}) { // in front of the first, at or behind the last
         EXPECT_EQ(CodeType(unknown), std::nullopt);
     }
     EXPECT_FALSE(File().GetCodeType(nullptr, nullptr, nullptr, nullptr));

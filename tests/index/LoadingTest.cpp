@@ -163,6 +163,37 @@ TEST_P(Loading, ClassesThatAUnitsWalkNeverMeetsCostOneWalk)
     EXPECT_LT(load(kMany), 10 * kMany);
 }
 
+TEST_P(Loading, ALongChainOfModifiersIsExactFromEachOfThem)
+{
+    constexpr u32 kLinks = kMany;
+    for (const bool closed : {false, true}) {
+        Restart();
+        LoadUnitOf([&] {
+            dwarf.Label("int").Die(TAG_base_type).Name("int").Attr(AT_byte_size, FORM_data1, 4);
+            dwarf.Declare(3, TAG_const_type, false, {{AT_type, FORM_ref4}});
+            dwarf.Declare(4, TAG_volatile_type, false, {{AT_type, FORM_ref4}});
+            dwarf.Declare(5, TAG_variable, false,
+                          {{AT_location, FORM_block1}, {AT_name, FORM_string}, {AT_type, FORM_ref4}});
+            for (u32 i = 0; i < kLinks; ++i) {
+                dwarf.Label(std::to_string(i)).Entry(i == kLinks - 2 ? 4 : 3);
+                dwarf.info.Ref(i + 1 < kLinks ? std::to_string(i + 1) : closed ? "1" : "int");
+            }
+            for (u32 i = 0; i < kLinks; ++i) {
+                dwarf.Entry(5).info.Raw({1, 0x50}).Text("v").Ref(std::to_string(i));
+            }
+        });
+        ASSERT_EQ(Store().VariableCount(), kLinks);
+        for (u32 i = 0; i < kLinks; ++i) {
+            const DbgVariable& variable = Store().VariableAt(i);
+            // In a closed chain a walk ends where it first comes back.
+            ASSERT_EQ(variable.udtId, dwarf.Offset(closed ? std::to_string(i == 0 ? 1 : i) : "int")) << i;
+            ASSERT_EQ(variable.byteSize, closed ? 0u : 4u) << i;
+            ASSERT_EQ(variable.qualifiers,
+                      !closed && i == kLinks - 1 ? kQualifierConst : kQualifierConst | kQualifierVolatile);
+        }
+    }
+}
+
 TEST_P(Loading, EachReferenceToATypeWithoutABuilderReadsOnBehindIt)
 {
     constexpr u32 kVariables = 500;

@@ -205,6 +205,7 @@ std::vector<std::string> Contents(DbgSymSymFile& store)
             records.push_back(record);
         }
     }
+    records.push_back("sections " + std::to_string(store.GetSectionList().Count()));
     std::sort(records.begin(), records.end());
     return records;
 }
@@ -213,7 +214,7 @@ std::vector<std::string> Ids(const std::vector<std::string>& contents, bool with
 {
     std::vector<std::string> ids;
     for (const std::string& record : contents) {
-        if (record.starts_with(R"({"record":"line")") || (!withTypes && IsType(record))) {
+        if (!record.starts_with('{') || record.starts_with(R"({"record":"line")") || (!withTypes && IsType(record))) {
             continue;
         }
         ids.push_back(record.substr(0, record.find(',', record.find(',') + 1)));

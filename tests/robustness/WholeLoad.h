@@ -44,7 +44,7 @@ std::vector<std::string> AskAll(DbgSymbolicInterface& plugin, DbgSymSymFile& sto
 std::vector<Request> AllRequests(const std::string& path);
 std::vector<Request> OfKinds(const std::vector<Request>& requests, std::initializer_list<Request::Kind> kinds);
 
-/// The records of what a store holds but its sections, sorted. Line rows, which come again when they are
+/// The records of what a store holds, sorted, and how many sections. Line rows, which come again when they are
 /// asked for again, show once.
 std::vector<std::string> Contents(DbgSymSymFile& store);
 

@@ -349,7 +349,10 @@ private:
     void LoadMissingType(u32 offset, TypeRef* ref);
     bool LookupTypeRef(u32 offset, TypeRef* ref);
     bool LookupStoredType(u32 offset, TypeRef* ref); ///< if false, `ref` still has the offset
-    u32 LookupTypeModifier(u32 offset, TypeRef* ref);
+    ModifierEnd FindModifier(u32 offset) const; ///< what a const or volatile refers to
+    void KeepModifierEnd(ModifierLinks::const_iterator first, ModifierLinks::const_iterator last, u32 end);
+    void KeepClosedChain(u32 entry, const ModifierLinks& links);
+    void ForgetModifierEnds(u32 offset); ///< the DIE is about to be something else than it was
 
     // symbols/Aggregates.cpp
     u32 BuildClass(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
@@ -482,7 +485,8 @@ private:
     /// to the queue, and a class's name to the plain one: the depth is the file's, the stack isn't.
     u32 m_loadDepth = 0;
     static constexpr u32 kMaxLoadDepth = 65536;
-    /// Sums kept of long chains of AT_specification and of deep climbs, by where they begin.
+    /// Sums kept of long chains and of deep climbs, by where they begin.
+    OffsetMap<ModifierEnd> m_modifierEnds;
     OffsetMap<DeclInfo> m_longChains;
     OffsetMap<ScopeWords> m_deepScopes;
     std::unordered_map<u32, WalkedLevel> m_walkedUnits; ///< by the unit's DIE

@@ -40,6 +40,16 @@ private:
     u32 m_count = 0;
 };
 
+/// Where a long chain of const and volatile leads from one of its DIEs: to the type behind it, or back to the
+/// DIE itself if the chain is closed.
+struct ModifierEnd {
+    u32 offset = kNone;
+    u16 qualifiers = 0;
+};
+
+/// DIEs of such a chain in their order, with the qualifier of each.
+using ModifierLinks = std::vector<std::pair<u32, u16>>;
+
 /// What the DIEs of a chain of AT_specification say, the later ones having the last word.
 struct DeclInfo {
     u32 end = kNone; ///< the DIE at the end of the chain
