@@ -8,6 +8,7 @@
 #include "interfaces/DbgSymSrcFile.h"
 #include "interfaces/DbgSymbolicInterface.h"
 
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -87,7 +88,11 @@ bool Report(const Job& job, double seconds, DbgSymSymFile& store)
                 job.name, seconds, usage.ru_maxrss, store.GetSectionList().Count(), store.FileScopeCount(),
                 store.FuncScopeCount(), store.SubScopeCount(), store.VariableCount(), store.TypeCount(),
                 CountRows(store));
-    return std::fflush(stdout) == 0;
+    const bool written = std::fflush(stdout) == 0;
+    if (!written) {
+        Complain("standard output", errno);
+    }
+    return written;
 }
 
 int Run(const Job& job, const char* path, const char* name)

@@ -109,9 +109,12 @@ void Completer::ReadNames()
     }
     m_read = true;
     const VFKElfFile elf(m_path);
+    // Nobody completes a longer name, and very many may share one text that is as long as the file.
+    constexpr std::size_t kLongest = 1024;
     const auto add = [](std::vector<std::string>& names, const char* name) {
-        if (name != nullptr && *name != '\0' && std::strpbrk(name, " \t") == nullptr) {
-            names.emplace_back(name);
+        const std::string_view text(name == nullptr ? "" : name, name == nullptr ? 0 : strnlen(name, kLongest + 1));
+        if (!text.empty() && text.size() <= kLongest && text.find_first_of(" \t") == std::string_view::npos) {
+            names.emplace_back(text);
         }
     };
     for (u32 i = 1; const elf32_sym* symbol = elf.GetSymtabEntry(i); ++i) {

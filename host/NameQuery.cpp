@@ -149,15 +149,24 @@ private:
             m_answer.output.Write("  not in .debug_pubnames\n");
             return;
         }
-        if (range != nullptr && ScopesOf(name).empty()) {
+        if (range != nullptr && !HasScopes(name)) {
             LoadUnitAt(*range);
         }
-        std::string text = TypesOf(name) + ScopesOf(name);
-        while (text.empty() && m_nextUnit < m_file.UnitCount()) {
+        while (m_index.Find(name).types.empty() && !HasScopes(name)) {
+            if (m_nextUnit == m_file.UnitCount()) {
+                m_answer.output.Write("  in .debug_pubnames\n");
+                return;
+            }
             m_file.LoadUnit(m_file.Store().FileScopeAt(m_nextUnit++).GetId());
-            text = TypesOf(name) + ScopesOf(name);
         }
-        m_answer.output.Write(text.empty() ? "  in .debug_pubnames\n" : text);
+        WriteTypes(name);
+        WriteScopes(name);
+    }
+
+    bool HasScopes(const std::string& name)
+    {
+        const NameIndex::Things& things = m_index.Find(name);
+        return !things.functions.empty() || !things.variables.empty();
     }
 
     void LoadUnitAt(const DbgAddrRange& range)
@@ -170,55 +179,51 @@ private:
         }
     }
 
-    std::string TypesOf(const std::string& name)
+    void WriteTypes(const std::string& name)
     {
-        std::string text;
-        std::unordered_set<std::string> shown;
+        std::unordered_set<std::size_t> shown;
         for (const std::size_t i : m_index.Find(name).types) {
             const DbgUserDefinedVarType& type = m_file.Store().TypeAt(i);
             // Units that include one header hold its types alike.
-            if (shown.insert(m_types.Layout(type, false)).second) {
-                text += m_types.Layout(type, true);
+            if (shown.insert(m_types.LayoutHash(type)).second) {
+                m_types.WriteLayout(type, [&](std::string_view line) { m_answer.output.Write(line); });
             }
         }
-        return text;
     }
 
-    std::string ScopesOf(const std::string& name)
+    void WriteScopes(const std::string& name)
     {
         const DbgSymSymFile& store = m_file.Store();
         const NameIndex::Things& things = m_index.Find(name);
-        std::string text;
         for (const std::size_t i : things.functions) {
             const DbgSymFuncScope& function = store.FuncScopeAt(i);
-            AppendFound(text, "function", function.id, m_file.UnitOf(function.fileId, function.id));
-            text += "  ";
-            AppendAddress(text, function.range);
-            text += "  size ";
-            AppendDecimal(text, function.range.size);
-            text += '\n';
+            std::string line = FoundLine("function", function.id, m_file.UnitOf(function.fileId, function.id));
+            line += "  ";
+            AppendAddress(line, function.range);
+            line += "  size ";
+            AppendDecimal(line, function.range.size);
+            m_answer.output.Write(line + '\n');
         }
         for (const std::size_t i : things.variables) {
             const DbgVariable& variable = store.VariableAt(i);
-            AppendFound(text, "variable", variable.id, m_file.UnitOf(variable.context.fileScope, variable.id));
-            text += "  " + m_types.NameOf(DbgTypeDescription{variable.baseType, variable.qualifiers, variable.udtId});
-            text += "  size ";
-            AppendDecimal(text, variable.byteSize);
-            text += '\n';
+            std::string line =
+                FoundLine("variable", variable.id, m_file.UnitOf(variable.context.fileScope, variable.id));
+            line += "  " + m_types.NameOf(DbgTypeDescription{variable.baseType, variable.qualifiers, variable.udtId});
+            line += "  size ";
+            AppendDecimal(line, variable.byteSize);
+            m_answer.output.Write(line + '\n');
         }
-        return text;
     }
 
-    void AppendFound(std::string& text, const char* kind, u32 id, u32 unitId) const
+    std::string FoundLine(const char* kind, u32 id, u32 unitId) const
     {
-        text += "  ";
-        text += kind;
-        text += "  id ";
-        AppendHex8(text, id);
+        std::string line = std::string("  ") + kind + "  id ";
+        AppendHex8(line, id);
         if (const DbgSymSrcFile* unit = m_file.Store().FindFileScope(unitId, nullptr)) {
-            text += "  ";
-            AppendShort(text, unit->GetPath());
+            line += "  ";
+            AppendShort(line, unit->GetPath());
         }
+        return line;
     }
 
     Loader& m_file;

@@ -130,7 +130,7 @@ void ListCandidates(const std::vector<std::string>& candidates)
         const std::size_t columns = std::max<std::size_t>(80 / width, 1);
         for (std::size_t i = 0; i < candidates.size(); ++i) {
             const bool last = i % columns == columns - 1 || i + 1 == candidates.size();
-            text += candidates[i];
+            AppendPrintable(text, candidates[i]); // names come from files
             text += last ? std::string("\n") : std::string(width - candidates[i].size(), ' ');
         }
     }

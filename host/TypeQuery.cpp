@@ -7,6 +7,8 @@
 #include "interfaces/Elf32.h"
 #include "interfaces/VFKElfFile.h"
 
+#include <cstddef>
+#include <string_view>
 #include <unordered_set>
 
 namespace {
@@ -31,7 +33,7 @@ void WriteTypes(Loader& file, Answer answer, const std::string& name)
     const DbgSymSymFile& store = file.Store();
     const TypeText text(file.Store(), VFKElfFile(store.GetPath()).m_byteOrder == kElfDataMsb);
     RecordWriter records(answer.output);
-    std::unordered_set<std::string> shown;
+    std::unordered_set<std::size_t> shown;
     for (std::size_t i = 0; i < store.TypeCount() && answer.output.Error() == 0; ++i) {
         const DbgUserDefinedVarType& type = store.TypeAt(i);
         if (!name.empty() && !HasName(type, name)) {
@@ -39,9 +41,9 @@ void WriteTypes(Loader& file, Answer answer, const std::string& name)
         }
         if (answer.json) {
             records.Type(type);
-        } else if (IsListed(type) && shown.insert(text.Layout(type, false)).second) {
+        } else if (IsListed(type) && shown.insert(text.LayoutHash(type)).second) {
             // Units that include one header hold its types alike: once is enough for a person.
-            answer.output.Write(text.Layout(type, true));
+            text.WriteLayout(type, [&](std::string_view line) { answer.output.Write(line); });
         }
     }
 }

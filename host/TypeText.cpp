@@ -111,7 +111,7 @@ std::string RowStart(u64 offset, u64 size)
     return line;
 }
 
-void AppendHole(std::string& text, const char* what, u64 begin, u64 end)
+std::string HoleLine(const char* what, u64 begin, u64 end)
 {
     const bool bytes = begin % 8 == 0 && end % 8 == 0;
     std::string line = RowStart(begin / 8, bytes ? (end - begin) / 8 : 0);
@@ -120,11 +120,11 @@ void AppendHole(std::string& text, const char* what, u64 begin, u64 end)
         line += end - begin == 1 ? " bit" : " bits";
     }
     PadTo(line, kTypeColumn);
-    text += line + what + '\n';
+    return line + what + '\n';
 }
 
 /// @param unnamed what stands for the name of a base class or of an anonymous member.
-void AppendMember(std::string& text, const Row& row, const std::string& typeName, const char* unnamed)
+std::string MemberLine(const Row& row, const std::string& typeName, const char* unnamed)
 {
     std::string line = RowStart(row.member->offset, row.size);
     if (row.member->bitSize != 0) {
@@ -137,17 +137,17 @@ void AppendMember(std::string& text, const Row& row, const std::string& typeName
     line += typeName;
     PadTo(line, kNameColumn);
     AppendPrintable(line, row.member->name == nullptr ? unnamed : row.member->name);
-    text += line + '\n';
+    return line + '\n';
 }
 
-void AppendEnum(std::string& text, const DbgUDTInfoEnum32& info)
+void WriteEnum(const DbgUDTInfoEnum32& info, const TypeText::Write& write)
 {
     for (const DbgUDTInfoEnum32::Value& value : info.Values()) {
-        text += "  ";
-        AppendDecimal(text, value.value, 11);
-        text += "  ";
-        AppendPrintable(text, value.name == nullptr ? "" : value.name);
-        text += '\n';
+        std::string line = "  ";
+        AppendDecimal(line, value.value, 11);
+        line += "  ";
+        AppendPrintable(line, value.name == nullptr ? "" : value.name);
+        write(line + '\n');
     }
 }
 
@@ -276,20 +276,30 @@ std::string TypeText::Head(const DbgUserDefinedVarType& type, bool withIds) cons
     return head + '\n';
 }
 
-std::string TypeText::Layout(const DbgUserDefinedVarType& type, bool withIds) const
+void TypeText::WriteLayout(const DbgUserDefinedVarType& type, bool withIds, const Write& write) const
 {
-    std::string text = Head(type, withIds);
+    write(Head(type, withIds));
     const DbgUDTInfo* info = type.GetInfo();
     if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Members) {
-        AppendMembers(text, type, *static_cast<const DbgUDTInfoMembers*>(info), withIds);
+        WriteMembers(type, *static_cast<const DbgUDTInfoMembers*>(info), withIds, write);
     } else if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Enum) {
-        AppendEnum(text, *static_cast<const DbgUDTInfoEnum32*>(info));
+        WriteEnum(*static_cast<const DbgUDTInfoEnum32*>(info), write);
     }
-    return text;
 }
 
-void TypeText::AppendMembers(std::string& text, const DbgUserDefinedVarType& type, const DbgUDTInfoMembers& info,
-                             bool withIds) const
+std::size_t TypeText::LayoutHash(const DbgUserDefinedVarType& type) const
+{
+    std::size_t hash = 0;
+    WriteLayout(type, false, [&](std::string_view line) {
+        constexpr std::size_t kOdd = 0x9E3779B97F4A7C15;
+        hash = (hash ^ std::hash<std::string_view>()(line)) * kOdd; // the order of the lines counts
+        hash ^= hash >> 32;
+    });
+    return hash;
+}
+
+void TypeText::WriteMembers(const DbgUserDefinedVarType& type, const DbgUDTInfoMembers& info, bool withIds,
+                            const Write& write) const
 {
     if (info.Members().empty()) {
         return;
@@ -300,19 +310,19 @@ void TypeText::AppendMembers(std::string& text, const DbgUserDefinedVarType& typ
         rows.push_back(MakeRow(member, SizeOf(member.type, member.byteSize), m_bigEndian));
     }
     std::stable_sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a.begin < b.begin; });
-    text += "  offset    size  bits    type                        name\n";
+    write("  offset    size  bits    type                        name\n");
     u64 end = 0;
     for (const Row& row : rows) {
         if (row.begin > end) {
-            AppendHole(text, "<hole>", end, row.begin);
+            write(HoleLine("<hole>", end, row.begin));
         }
         end = std::max(end, row.end);
         const DbgUserDefinedVarType* stored = Find(row.member->type.udtId);
         const bool anonymous = stored != nullptr && !HasName(*stored);
-        AppendMember(text, row, NameOf(row.member->type, withIds), anonymous ? "(anonymous)" : "(base)");
+        write(MemberLine(row, NameOf(row.member->type, withIds), anonymous ? "(anonymous)" : "(base)"));
     }
     const u64 typeEnd = u64{type.GetByteSize()} * 8;
     if (typeEnd > end) {
-        AppendHole(text, "<padding>", end, typeEnd);
+        write(HoleLine("<padding>", end, typeEnd));
     }
 }

@@ -4,7 +4,10 @@
 #include "interfaces/DbgUserDefinedVarType.h"
 #include "interfaces/Types.h"
 
+#include <cstddef>
+#include <functional>
 #include <string>
+#include <string_view>
 
 class DbgSymSymFile;
 
@@ -28,10 +31,12 @@ public:
     std::string NameOf(const DbgTypeDescription& type, bool withIds = true) const;
     std::string NameOf(const DbgUserDefinedVarType& type, bool withIds = true) const;
 
-    /// The type's layout, each line with its line end: head, and for an aggregate its members with
-    /// offsets, sizes, bits and holes, for an enumeration its values.
-    /// @param withIds false leaves all ids out, so that equal types have equal texts.
-    std::string Layout(const DbgUserDefinedVarType& type, bool withIds) const;
+    using Write = std::function<void(std::string_view)>;
+    /// Writes the type's layout line by line: head, and for an aggregate its members with offsets, sizes,
+    /// bits and holes, for an enumeration its values.
+    void WriteLayout(const DbgUserDefinedVarType& type, const Write& write) const { WriteLayout(type, true, write); }
+    /// A hash of the layout without ids: types that look alike have the same.
+    std::size_t LayoutHash(const DbgUserDefinedVarType& type) const;
 
 private:
     std::string Name(const DbgTypeDescription& type, bool withIds, u32 depth) const;
@@ -40,8 +45,9 @@ private:
     /// The size of a thing that was described before its type was complete, and so as 0.
     u32 SizeOf(const DbgTypeDescription& type, u32 described) const;
     std::string Head(const DbgUserDefinedVarType& type, bool withIds) const;
-    void AppendMembers(std::string& text, const DbgUserDefinedVarType& type, const DbgUDTInfoMembers& info,
-                       bool withIds) const;
+    void WriteLayout(const DbgUserDefinedVarType& type, bool withIds, const Write& write) const;
+    void WriteMembers(const DbgUserDefinedVarType& type, const DbgUDTInfoMembers& info, bool withIds,
+                      const Write& write) const;
 
     DbgSymSymFile& m_store;
     bool m_bigEndian;

@@ -111,12 +111,14 @@ int RunGuarded(const Arguments& arguments, Output& output)
     return 1;
 }
 
-/// What the shell has closed must not become the symbol file.
+/// What the shell has closed must not become the symbol file, and stays of no use: to read from it, or to write
+/// to it, fails.
 void OpenStandardDescriptors()
 {
     int opened = -1;
     do {
-        opened = open("/dev/null", O_RDWR);
+        const bool input = fcntl(STDIN_FILENO, F_GETFD) == -1;
+        opened = open("/dev/null", input ? O_WRONLY : O_RDONLY);
     } while (opened >= 0 && opened <= STDERR_FILENO);
     close(opened);
 }

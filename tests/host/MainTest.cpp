@@ -54,11 +54,18 @@ TEST(Main, OneLineAndAStatusForEachFailure)
     }
 }
 
-TEST(Main, AReaderThatGoesAwayIsTold)
+TEST(Main, AnOutputThatTakesNoMoreIsTold)
 {
+    const TempFile file("");
     const std::string program = std::string("'") + BIN_DIR + "/symhost' export '" + Sample("station.axf") + "'";
-    const Ran ran = RunProgram("/bin/sh", {"-c", "{ " + program + "; echo $? >&2; } | true"}, "", "");
-    EXPECT_EQ(SplitLines(ran.err), (std::vector<std::string>{"symhost: standard output: Broken pipe", "1"}));
+    const std::pair<std::string, std::string> cases[] = {
+        {"{ " + program + "; echo $? >&2; } | true", "Broken pipe"},
+        {program + " >&-; echo $? >&2", "Bad file descriptor"},
+        {"ulimit -f 1; " + program + " > '" + file.Path() + "'; echo $? >&2", "File too large"}};
+    for (const auto& [line, words] : cases) {
+        const Ran ran = RunProgram("/bin/sh", {"-c", line}, "", "");
+        EXPECT_EQ(SplitLines(ran.err), (std::vector<std::string>{"symhost: standard output: " + words, "1"}));
+    }
 }
 
 TEST(Main, LinesOfTheConsoleArriveAsTyped)
@@ -67,12 +74,3 @@ TEST(Main, LinesOfTheConsoleArriveAsTyped)
 }
 
 } // namespace
-
-TEST(Main, AFileThatMayGrowNoMoreIsTold)
-{
-    const TempFile file("");
-    const std::string program = std::string("'") + BIN_DIR + "/symhost' export '" + Sample("station.axf") + "'";
-    const Ran ran =
-        RunProgram("/bin/sh", {"-c", "ulimit -f 1; " + program + " > '" + file.Path() + "'; echo $? >&2"}, "", "");
-    EXPECT_EQ(SplitLines(ran.err), (std::vector<std::string>{"symhost: standard output: File too large", "1"}));
-}

@@ -197,6 +197,18 @@ TEST_F(Prompt, CompletesCommandsFilesAndSymbols)
     EXPECT_TRUE(terminal->Shows("Results saved into: '" + (m_home / "already-there.txt").string())) << terminal->Seen();
 }
 
+TEST_F(Prompt, NamesOfAFileDoNotSteerTheTerminal)
+{
+    ElfWriter elf(ByteOrder::Little);
+    elf.Section(".text", "code");
+    elf.Symbol({.name = "a\x1b[2Jc"});
+    elf.Symbol({.name = "a\x1b[2Jd"});
+    const TempFile file = elf.Write();
+    const auto terminal = Start(file.Path());
+    terminal->Type("elffind a\t\t");
+    EXPECT_TRUE(terminal->Shows("a?[2Jc  a?[2Jd")) << terminal->Seen();
+}
+
 TEST_F(Prompt, ALongDumpShowsABarAndEndsAtCtrlCBehindItsUnit)
 {
     DwarfBuilder dwarf(ByteOrder::Little);
