@@ -288,7 +288,11 @@ void Session::Describe()
         DriveExpression(variable.location, variable.littleEndian);
     });
     const TypeText types(store, m_settings.Order() == ByteOrder::Big);
-    ForSome(store.TypeCount(), [&](std::size_t index) { NoteText(types.Layout(store.TypeAt(index), true)); });
+    ForSome(store.TypeCount(), [&](std::size_t index) {
+        std::string layout;
+        types.WriteLayout(store.TypeAt(index), [&](std::string_view line) { layout += line; });
+        NoteText(layout);
+    });
 }
 
 void Session::Console(const std::string& line)
