@@ -12,7 +12,7 @@ namespace {
 
 /// What a link of a long chain of const and volatile costs of the reading that a file may cause, where nothing
 /// can be kept of it.
-constexpr u32 kLinkCost = 64;
+constexpr u32 kLinkCost = 16;
 
 /// Marks a type as being loaded for the length of a scope.
 class BeingLoaded {
