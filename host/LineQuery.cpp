@@ -52,6 +52,9 @@ std::vector<u32> RowsOf(const DbgSymSrcFile& source, const DbgSymLineTable& tabl
 int ListLines(Loader& file, Answer answer, const std::string& unit, const std::optional<SourceLine>& line)
 {
     const std::vector<u32> units = SelectUnits(file, unit);
+    if (!unit.empty() && units.empty()) {
+        return 1;
+    }
     bool found = !line;
     RecordWriter records(answer.output);
     RowPaths paths;
@@ -85,5 +88,5 @@ int ListLines(Loader& file, Answer answer, const std::string& unit, const std::o
     if (!found && !units.empty()) {
         Complain(file.Store().GetPath(), "No code is of line " + std::to_string(line->number));
     }
-    return found && (unit.empty() || !units.empty()) ? 0 : 1;
+    return found ? 0 : 1;
 }

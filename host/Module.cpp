@@ -1,6 +1,8 @@
 // Loads the module with dlopen and asks its one exported function for the plug-in object.
 #include "host/Module.h"
 
+#include "host/Loader.h"
+
 #include "interfaces/DbgSymbolicInterface.h"
 #include "interfaces/Types.h"
 
@@ -37,6 +39,11 @@ Module::~Module()
 bool Module::Load(const std::string& path, std::string& error)
 {
     const std::string file = path.empty() ? ModuleBesideProgram() : AsFile(path);
+    const std::string why = WhyUnreadable(file); // the loader would wait for a pipe's writer
+    if (!why.empty()) {
+        error = "can't load the module: " + file + ": " + why;
+        return false;
+    }
     m_handle = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (m_handle == nullptr) {
         error = std::string("can't load the module: ") + dlerror();

@@ -184,6 +184,9 @@ std::vector<u32> SelectUnits(Loader& file, const std::string& unit)
 int ListFunctions(Loader& file, Answer answer, const std::string& unit)
 {
     const std::vector<u32> units = SelectUnits(file, unit);
+    if (!unit.empty() && units.empty()) {
+        return 1;
+    }
     for (const u32 index : units) {
         file.LoadUnit(file.Store().FileScopeAt(index).GetId());
     }
@@ -206,7 +209,7 @@ int ListFunctions(Loader& file, Answer answer, const std::string& unit)
         }
         answer.output.Write(FunctionLine(function));
     }
-    return !unit.empty() && units.empty() ? 1 : 0;
+    return 0;
 }
 
 void WriteHeading(Output& output, const DbgSymSrcFile* unit)

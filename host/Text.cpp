@@ -132,6 +132,11 @@ bool LineReader::Next(std::string& line)
             break;
         }
         line.append(start, m_end - m_begin);
+        constexpr std::size_t kLongest = std::size_t{1} << 20;
+        if (line.size() > kLongest) {
+            m_error = EMSGSIZE;
+            return false;
+        }
         if (!Fill()) {
             if (line.empty()) {
                 return false;

@@ -83,7 +83,7 @@ public:
 
     /// Delivers the next line without its line end (line feed, or carriage return and line feed).
     /// The last one needs none.
-    /// @return false at the end of the input, or when it can't be read.
+    /// @return false at the end of the input, when it can't be read, and for a line of a mebibyte and more.
     bool Next(std::string& line);
 
     /// The errno of the read that failed; 0 if none did.

@@ -5,6 +5,7 @@
 #include "interfaces/DbgAddress.h"
 #include "interfaces/DbgUIConsole.h"
 #include "tests/robustness/FailingAllocator.h"
+#include "tests/support/DwarfBuilder.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -147,7 +148,7 @@ std::vector<Request> AllRequests(const std::string& path)
     for (std::size_t i = 0; i < units; ++i) {
         requests.push_back({Request::Lines, store.FileScopeAt(i).GetId()});
     }
-    for (const char* name : {"main", "average", "no such name"}) {
+    for (const char* name : {"LibraryAdd", "sum_nodes", "no such name"}) {
         requests.push_back({Request::ByName, 0, name});
         requests.push_back({Request::ElfByName, 0, name});
     }
@@ -251,6 +252,20 @@ WholeLoadTest::WholeLoadTest()
     g_prefs.relocateLibs = true;
     g_prefs.enableSb = true;
     g_prefs.sbExpr = "0x1000 4 +";
+}
+
+TempFile WholeLoadTest::OddFile()
+{
+    DwarfBuilder dwarf(ByteOrder::Big);
+    dwarf.Unit().Name("a.c").Attr(AT_low_pc, FORM_addr, 0x8000).Children([&] {
+        dwarf.Die(TAG_enumeration_type).Name("E").Children([&] {
+            dwarf.Die(TAG_enumerator).Name("e").Attr(AT_const_value, FORM_data1, 1);
+        });
+        dwarf.Die(TAG_subprogram).Range(0x8000, 0x8010);
+    });
+    ElfWriter elf(ByteOrder::Big);
+    dwarf.AddTo(elf);
+    return elf.Write();
 }
 
 void WholeLoadTest::LoadUndisturbed(const std::string& sample)

@@ -4,6 +4,7 @@
 #include "frame/Dwarf2SymbolicPlugin.h"
 #include "frame/Preferences.h"
 #include "interfaces/DbgSymSymFile.h"
+#include "tests/support/ElfWriter.h"
 
 #include <gtest/gtest.h>
 #include <initializer_list>
@@ -62,6 +63,8 @@ protected:
     WholeLoadTest();
     ~WholeLoadTest() override { g_prefs = m_prefs; }
 
+    /// A file of a unit without a size, a function without a name, an enumeration that doesn't say where it ends.
+    static TempFile OddFile();
     /// Notes what a sample, or a file with its whole path, gives when nothing comes between.
     void LoadUndisturbed(const std::string& sample);
 
