@@ -24,6 +24,6 @@ libfuzzer() {
     shift
     local length=4096
     case $target in file) length=16384 ;; esac
-    ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1 "$build/fuzz/bin/${target}_fuzz" \
-        -detect_leaks=0 -timeout=20 -rss_limit_mb=2048 -max_len="$length" -dict="$root/fuzz/dwarf.dict" "$@"
+    UBSAN_OPTIONS=print_stacktrace=1 "$build/fuzz/bin/${target}_fuzz" \
+        -timeout=20 -rss_limit_mb=2048 -max_len="$length" -dict="$root/fuzz/dwarf.dict" "$@"
 }
