@@ -1,5 +1,5 @@
 // The look-ups by address. Thousands of them in a row cost one load of each table concerned and
-// two binary searches each.
+// two binary searches each, unless units overlap: then each that may hold the address is asked.
 #include "host/AddressLookup.h"
 
 #include "host/Loader.h"
