@@ -349,7 +349,7 @@ private:
     void LoadMissingType(u32 offset, TypeRef* ref);
     bool LookupTypeRef(u32 offset, TypeRef* ref);
     bool LookupStoredType(u32 offset, TypeRef* ref); ///< if false, `ref` still has the offset
-    ModifierEnd FindModifier(u32 offset) const; ///< what a const or volatile refers to
+    ModifierEnd FindModifier(u32 offset) const;      ///< what a const or volatile refers to
     void KeepModifierEnd(ModifierLinks::const_iterator first, ModifierLinks::const_iterator last, u32 end);
     void KeepClosedChain(u32 entry, const ModifierLinks& links);
     void ForgetModifierEnds(u32 offset); ///< the DIE is about to be something else than it was
