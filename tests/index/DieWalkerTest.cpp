@@ -4,26 +4,6 @@
 class DieWalker : public LoadTest {};
 BOTH_BYTE_ORDERS(DieWalker);
 
-TEST_P(DieWalker, RowsKnowTheirNeighbours)
-{
-    LoadUnitOf([&] {
-        // Without AT_sibling: the end of the children tells where the next entry is.
-        Function(dwarf.Label("open"), "open").Children([&] { dwarf.Label("local").Die(TAG_label); });
-        dwarf.Label("leaf").Die(TAG_label).Name("leaf");
-        Function(dwarf.Label("last"), "last");
-    });
-    const DIEInfo& open = *Row("open");
-    EXPECT_EQ(open.parent, kUnitDie);
-    EXPECT_EQ(open.child, dwarf.Offset("local"));
-    EXPECT_EQ(open.sibling, dwarf.Offset("leaf"));
-    EXPECT_EQ(open.flags & 3, DIEInfo::kDieBuilt);
-    EXPECT_EQ(Row("local")->parent, dwarf.Offset("open"));
-    const DIEInfo& leaf = *Row("leaf");
-    EXPECT_EQ(leaf.sibling, dwarf.Offset("last"));
-    EXPECT_EQ(leaf.child, kNone);
-    EXPECT_EQ(leaf.flags & 3, 0u);
-}
-
 TEST_P(DieWalker, SiblingsThatLeadAstrayEndTheWalkOrGoOn)
 {
     const auto functions = [&](const char* target) {
@@ -57,17 +37,6 @@ TEST_P(DieWalker, ACodeIsFoundByItsDistanceFromTheFirst)
     Index(dwarf);
     LoadUnit();
     EXPECT_EQ(Store().TypeCount(), 1u);
-}
-
-TEST_P(DieWalker, TheSiblingThatADieStatesStays)
-{
-    LoadUnitOf([&] {
-        Function(dwarf.Label("f"), "f").Ref(AT_sibling, "h").Children([&] { Variable(dwarf, "v"); });
-        Function(dwarf, "g");
-        Function(dwarf.Label("h"), "h");
-    });
-    LoadFunction("f");
-    EXPECT_EQ(Row("f")->sibling, dwarf.Offset("h")) << "and not what stands behind the children";
 }
 
 TEST_P(DieWalker, ADieThatNamesItselfAsSiblingGoesOnAtEveryVisit)

@@ -193,18 +193,3 @@ TEST_P(Loading, ALongChainOfModifiersIsExactFromEachOfThem)
         }
     }
 }
-
-TEST_P(Loading, EachReferenceToATypeWithoutABuilderReadsOnBehindIt)
-{
-    constexpr u32 kVariables = 500;
-    LoadUnitOf([&] {
-        for (u32 i = 0; i < kVariables; ++i) {
-            dwarf.Label(std::to_string(i)).Die(TAG_ptr_to_member_type);
-        }
-        for (u32 i = 0; i < kVariables; ++i) {
-            Variable(dwarf, "v").Ref(AT_type, std::to_string(i));
-        }
-    });
-    EXPECT_EQ(Store().VariableCount(), kVariables);
-    EXPECT_GT(Probe::m_entriesRead(File()), kVariables * kVariables);
-}
