@@ -2,7 +2,6 @@
 #include "host/Module.h"
 
 #include "host/Loader.h"
-
 #include "interfaces/DbgSymbolicInterface.h"
 #include "interfaces/Types.h"
 

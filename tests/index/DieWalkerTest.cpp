@@ -39,6 +39,17 @@ TEST_P(DieWalker, ACodeIsFoundByItsDistanceFromTheFirst)
     EXPECT_EQ(Store().TypeCount(), 1u);
 }
 
+TEST_P(DieWalker, TheSiblingThatADieStatesStays)
+{
+    LoadUnitOf([&] {
+        Function(dwarf.Label("f"), "f").Ref(AT_sibling, "h").Children([&] { Variable(dwarf, "v"); });
+        Function(dwarf, "g");
+        Function(dwarf.Label("h"), "h");
+    });
+    LoadFunction("f");
+    EXPECT_EQ(Row("f")->sibling, dwarf.Offset("h")) << "and not what stands behind the children";
+}
+
 TEST_P(DieWalker, ADieThatNamesItselfAsSiblingGoesOnAtEveryVisit)
 {
     dwarf.Unit().Name("a.c").Children([&] {
