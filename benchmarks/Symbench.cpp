@@ -5,6 +5,7 @@
 #include "host/Loader.h"
 #include "host/Module.h"
 #include "host/Output.h"
+#include "host/ShownFile.h"
 #include "interfaces/DbgSymSrcFile.h"
 #include "interfaces/DbgSymbolicInterface.h"
 
@@ -14,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <optional>
 #include <string>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -21,7 +23,8 @@
 namespace {
 
 constexpr int kUsageError = 2;
-constexpr const char* kUsage = "usage: symbench units|symbols|all|lines|dump FILE, or symbench name FILE NAME";
+constexpr const char* kUsage = "usage: symbench [--convert auto|always|never] units|symbols|all|lines|dump FILE,"
+                               " or symbench [...] name FILE NAME";
 
 struct Job {
     const char* name;
@@ -47,7 +50,7 @@ const Job* FindJob(const char* name)
 /// @return false if there was nothing to be had, which a complaint has told.
 bool RunJob(const Job& job, Loader& file, const char* name)
 {
-    const std::string& path = file.Store().GetPath();
+    const std::string& path = file.ShownPath();
     if ((job.rates && file.Rate() == 0) || !file.Add()) {
         Complain(path, "The file can't be served");
         return false;
@@ -95,7 +98,7 @@ bool Report(const Job& job, double seconds, DbgSymSymFile& store)
     return written;
 }
 
-int Run(const Job& job, const char* path, const char* name)
+int Run(const Job& job, ConvertMode convert, const char* path, const char* name)
 {
     const std::string why = WhyUnreadable(path);
     if (!why.empty()) {
@@ -108,7 +111,11 @@ int Run(const Job& job, const char* path, const char* name)
         Complain("", error);
         return 1;
     }
-    Loader file(module.Plugin(), path);
+    ShownFile shown(path);
+    if (!shown.Prepare(convert, false)) {
+        return 1;
+    }
+    Loader file(module.Plugin(), shown);
     const auto start = std::chrono::steady_clock::now();
     if (!RunJob(job, file, name)) {
         return 1;
@@ -123,11 +130,17 @@ int Run(const Job& job, const char* path, const char* name)
 
 int main(int argc, char** argv)
 {
+    std::optional<ConvertMode> convert = ConvertMode::Never;
+    if (argc >= 3 && std::strcmp(argv[1], "--convert") == 0) {
+        convert = ConvertModeOf(argv[2]);
+        argc -= 2;
+        argv += 2;
+    }
     const Job* job = argc >= 3 ? FindJob(argv[1]) : nullptr;
     const bool named = job != nullptr && std::strcmp(job->name, "name") == 0;
-    if (job == nullptr || argc != (named ? 4 : 3)) {
+    if (!convert || job == nullptr || argc != (named ? 4 : 3)) {
         Complain("", kUsage);
         return kUsageError;
     }
-    return Run(*job, argv[2], named ? argv[3] : "");
+    return Run(*job, *convert, argv[2], named ? argv[3] : "");
 }

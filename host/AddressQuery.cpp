@@ -62,7 +62,7 @@ public:
         if (!function && !code && !place) {
             std::string text = "Nothing is known of the address ";
             AppendHex8(text, address);
-            Complain(m_file.Store().GetPath(), text);
+            Complain(m_file.ShownPath(), text);
             return false;
         }
         return true;
@@ -189,7 +189,7 @@ int ResolveAddresses(Loader& file, Answer answer, const std::vector<u32>& addres
         all = resolver.Resolve(address) && all;
     }
     if (addresses.empty()) {
-        all = ResolveInput(resolver, answer.output, file.Store().GetPath());
+        all = ResolveInput(resolver, answer.output, file.ShownPath());
     }
     return all ? 0 : 1;
 }

@@ -32,9 +32,18 @@ public:
         m_app.add_option("--preferences", arguments.preferences, "Folder of the preference files")
             ->type_name("DIR")
             ->check(CLI::Validator(CLI::ExistingDirectory).description(""));
+        m_app
+            .add_option("--convert", m_convert,
+                        "Convert to DWARF 2.0 what is shown; auto, for most\n"
+                        "commands the default: only newer DWARF")
+            ->type_name("auto|always|never")
+            ->check([](const std::string& text) {
+                return ConvertModeOf(text) ? std::string() : "'" + text + "' is none of auto, always and never";
+            });
         AddListings();
         AddQueries();
         AddConsole();
+        AddConvert();
     }
 
     /// Throws what the library throws.
@@ -51,6 +60,7 @@ public:
         for (std::vector<std::string>* list : {&m_arguments.files, &m_arguments.names}) {
             std::for_each(list->begin(), list->end(), Unshield);
         }
+        SettleConversion();
     }
 
     CLI::App& App() { return m_app; }
@@ -171,6 +181,39 @@ private:
             ->each([this](const std::string& text) { m_arguments.load = *LoadDepthOf(text); });
     }
 
+    void AddConvert()
+    {
+        CLI::App* convert = AddWithFile(Command::Convert, "convert", "Writes FILE with its symbols as plain DWARF 2.0");
+        convert->add_option("-o", m_arguments.output, "The file to write")->required()->type_name("OUT");
+        AddJson(convert);
+    }
+
+    /// What a command takes without the option: those that show the module's own view leave a file as it is.
+    void SettleConversion()
+    {
+        switch (m_arguments.command) {
+        case Command::Functions:
+        case Command::Scopes:
+        case Command::Types:
+        case Command::Find:
+            m_arguments.hint = true;
+            [[fallthrough]];
+        case Command::Units:
+        case Command::Lines:
+        case Command::At:
+            m_arguments.convert = ConvertMode::Auto;
+            break;
+        case Command::Convert:
+            if (!m_convert.empty()) {
+                throw CLI::ValidationError("--convert", "it is an option of the other commands");
+            }
+            break;
+        default:
+            break;
+        }
+        m_arguments.convert = ConvertModeOf(m_convert).value_or(m_arguments.convert);
+    }
+
     static std::optional<LoadDepth> LoadDepthOf(const std::string& text)
     {
         static const std::map<std::string, LoadDepth> depths = {{"none", LoadDepth::None},
@@ -185,6 +228,7 @@ private:
     std::vector<std::string> m_addresses;
     std::string m_line;
     std::string m_load;
+    std::string m_convert;
     CLI::App m_app{"Shows what the symbolic plug-in makes of a 32-bit ARM ELF file.", "symhost"};
 };
 

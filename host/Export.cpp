@@ -56,7 +56,7 @@ void WriteStore(DbgSymSymFile& store, Output& output)
 int ExportStore(Loader& file, u32 rating, Output& output)
 {
     if (!file.Add()) {
-        Complain(file.Store().GetPath(), "The plug-in has no memory for the file");
+        Complain(file.ShownPath(), "The plug-in has no memory for the file");
         return 1;
     }
     // Rated 0 or not, the index settles how the file's addresses are held.

@@ -86,7 +86,7 @@ int ListLines(Loader& file, Answer answer, const std::string& unit, const std::o
         }
     }
     if (!found && !units.empty()) {
-        Complain(file.Store().GetPath(), "No code is of line " + std::to_string(line->number));
+        Complain(file.ShownPath(), "No code is of line " + std::to_string(line->number));
     }
     return found ? 0 : 1;
 }

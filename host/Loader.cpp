@@ -1,6 +1,7 @@
 // The requests that load a file, and the order in which all of it is loaded.
 #include "host/Loader.h"
 
+#include "host/ShownFile.h"
 #include "interfaces/DbgSection.h"
 #include "interfaces/DbgSymSrcFile.h"
 #include "interfaces/DbgSymbolicInterface.h"
@@ -16,6 +17,14 @@
 Loader::Loader(DbgSymbolicInterface& plugin, const std::string& path, u32 key)
     : m_plugin(plugin)
     , m_store(path, key)
+    , m_shownPath(path)
+{
+}
+
+Loader::Loader(DbgSymbolicInterface& plugin, const ShownFile& file, u32 key)
+    : m_plugin(plugin)
+    , m_store(file.Path(), key)
+    , m_shownPath(file.ShownPath())
 {
 }
 

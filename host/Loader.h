@@ -9,6 +9,7 @@
 #include <unordered_set>
 
 class DbgSymbolicInterface;
+class ShownFile;
 
 /// How much is loaded ahead of the first request.
 enum class LoadDepth {
@@ -25,6 +26,8 @@ public:
     /// @param plugin outlives this.
     /// @param key the store's id, and the first word of every context.
     Loader(DbgSymbolicInterface& plugin, const std::string& path, u32 key = 1);
+    /// @param file outlives this.
+    Loader(DbgSymbolicInterface& plugin, const ShownFile& file, u32 key = 1);
     /// Takes the file away from the plug-in again.
     ~Loader();
     Loader(const Loader&) = delete;
@@ -33,6 +36,8 @@ public:
     DbgSymbolicInterface& Plugin() const { return m_plugin; }
     DbgSymSymFile& Store() { return m_store; }
     const DbgSymSymFile& Store() const { return m_store; }
+    /// The file's path where a person reads it; that of the store may be one of a converted file.
+    const std::string& ShownPath() const { return m_shownPath; }
 
     /// CheckFile: how much of the file the plug-in can serve, 0 for nothing.
     u32 Rate();
@@ -83,6 +88,7 @@ private:
 
     DbgSymbolicInterface& m_plugin;
     DbgSymSymFile m_store;
+    const std::string m_shownPath;
     bool m_added = false;
     bool m_sectionsLoaded = false;
     bool m_indexLoaded = false;

@@ -12,14 +12,6 @@
 
 namespace {
 
-std::string ModuleBesideProgram()
-{
-    char path[PATH_MAX];
-    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
-    const std::string program(path, length > 0 ? static_cast<std::size_t>(length) : 0);
-    return program.substr(0, program.rfind('/') + 1) + "Dwarf2.so";
-}
-
 /// A name without a slash would be looked for in the library path.
 std::string AsFile(const std::string& path)
 {
@@ -27,6 +19,14 @@ std::string AsFile(const std::string& path)
 }
 
 } // namespace
+
+std::string PathBesideProgram(const char* name)
+{
+    char path[PATH_MAX];
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+    const std::string program(path, length > 0 ? static_cast<std::size_t>(length) : 0);
+    return program.substr(0, program.rfind('/') + 1) + name;
+}
 
 Module::~Module()
 {
@@ -37,7 +37,7 @@ Module::~Module()
 
 bool Module::Load(const std::string& path, std::string& error)
 {
-    const std::string file = path.empty() ? ModuleBesideProgram() : AsFile(path);
+    const std::string file = path.empty() ? PathBesideProgram("Dwarf2.so") : AsFile(path);
     const std::string why = WhyUnreadable(file); // the loader would wait for a pipe's writer
     if (!why.empty()) {
         error = "can't load the module: " + file + ": " + why;

@@ -5,6 +5,9 @@
 
 class DbgSymbolicInterface;
 
+/// The path of a file that stands in the folder of the running program.
+std::string PathBesideProgram(const char* name);
+
 class Module {
 public:
     Module() = default;

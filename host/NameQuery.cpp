@@ -91,7 +91,7 @@ public:
             WriteLoaded(name, dwarf, found ? &range : nullptr);
         }
         if (!found && !dwarf) {
-            Complain(m_file.Store().GetPath(), "There is no symbol '" + name + "'");
+            Complain(m_file.ShownPath(), "There is no symbol '" + name + "'");
         }
         return found || dwarf;
     }

@@ -148,8 +148,13 @@ void Complain(std::string_view subject, std::string_view text)
     }
     AppendPrintable(line, text);
     line += '\n';
+    WriteMessage(line);
+}
+
+void WriteMessage(std::string_view lines)
+{
     // Nothing is left to be told when standard error itself fails.
-    static_cast<void>(!write(STDERR_FILENO, line.data(), line.size()));
+    static_cast<void>(!write(STDERR_FILENO, lines.data(), lines.size()));
 }
 
 void Complain(std::string_view subject, int error)

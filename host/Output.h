@@ -61,6 +61,8 @@ private:
 void Complain(std::string_view subject, std::string_view text);
 /// The same with the system's words for an errno.
 void Complain(std::string_view subject, int error);
-/// The same for standard input, if it could not be read to its end.
+/// Writes lines for a person on standard error.
+void WriteMessage(std::string_view lines);
+/// The same as Complain for standard input, if it could not be read to its end.
 /// @return true if there was something to complain of.
 bool ComplainOfInput(const LineReader& input);

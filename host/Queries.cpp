@@ -69,7 +69,7 @@ std::string FunctionLine(const DbgSymFuncScope& function)
 
 } // namespace
 
-int RateFiles(DbgSymbolicInterface& plugin, const std::vector<std::string>& paths, Answer answer)
+int RateFiles(DbgSymbolicInterface& plugin, const std::vector<std::string>& paths, ConvertMode convert, Answer answer)
 {
     int status = 0;
     u32 key = 0;
@@ -81,7 +81,12 @@ int RateFiles(DbgSymbolicInterface& plugin, const std::vector<std::string>& path
             status = 1;
             continue;
         }
-        const u32 rating = Loader(plugin, path, ++key).Rate();
+        ShownFile shown(path);
+        if (!shown.Prepare(convert, false)) {
+            status = 1;
+            continue;
+        }
+        const u32 rating = Loader(plugin, shown, ++key).Rate();
         if (answer.json) {
             answer.output.Write(json.Begin().Text("path", path).Number("rating", rating).End());
         } else {
@@ -176,7 +181,7 @@ std::vector<u32> SelectUnits(Loader& file, const std::string& unit)
         }
     }
     if (!unit.empty() && exact.empty() && byTail.empty()) {
-        Complain(store.GetPath(), "There is no unit '" + unit + "'");
+        Complain(file.ShownPath(), "There is no unit '" + unit + "'");
     }
     return exact.empty() ? byTail : exact;
 }

@@ -2,6 +2,7 @@
 // handed in open (AddFile done); each query loads what it needs.
 #pragma once
 
+#include "host/ShownFile.h"
 #include "host/Text.h"
 #include "interfaces/Types.h"
 
@@ -25,7 +26,7 @@ struct Answer {
 
 /// One line a file: its rating, a tab, the path. A file that can't be read has no line; one that is
 /// no 32-bit ELF file is rated 0; both give the status 1.
-int RateFiles(DbgSymbolicInterface& plugin, const std::vector<std::string>& paths, Answer answer);
+int RateFiles(DbgSymbolicInterface& plugin, const std::vector<std::string>& paths, ConvertMode convert, Answer answer);
 int ListSections(Loader& file, Answer answer);
 int ListUnits(Loader& file, Answer answer);
 /// @param unit a unit's id or path, as SelectUnits takes it; empty for all.

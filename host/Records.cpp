@@ -54,7 +54,7 @@ void RecordWriter::Finish()
 void RecordWriter::File(const Loader& file, u32 rating, const VFKElfFile& elf)
 {
     m_json.Begin("file")
-        .Text("path", file.Store().GetPath())
+        .Text("path", file.ShownPath())
         .Number("rating", rating)
         .Number("machine", elf.m_ehdr.e_machine)
         .Text("byte_order", elf.m_byteOrder == kElfDataMsb ? "big" : "little")

@@ -372,7 +372,7 @@ int ShowScopes(Loader& file, Answer answer, const std::string& function)
 {
     const Functions found = FindFunctions(file, function);
     if (found.empty()) {
-        Complain(file.Store().GetPath(), "There is no function '" + function + "'");
+        Complain(file.ShownPath(), "There is no function '" + function + "'");
         return 1;
     }
     ScopeIndex scopes(file.Store());

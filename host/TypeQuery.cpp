@@ -59,7 +59,7 @@ int ListTypes(Loader& file, Answer answer, const std::string& name)
             file.LoadScopes(file.Store().FuncScopeAt(i));
         }
         if (!StoreHasName(file.Store(), name)) {
-            Complain(file.Store().GetPath(), "There is no type '" + name + "'");
+            Complain(file.ShownPath(), "There is no type '" + name + "'");
             return 1;
         }
     }

@@ -1,11 +1,13 @@
 // symhost: opens a symbol file with the plug-in and runs one command on it.
 #include "host/Arguments.h"
+#include "host/ConvertCommand.h"
 #include "host/Export.h"
 #include "host/Loader.h"
 #include "host/Module.h"
 #include "host/Output.h"
 #include "host/Prompt.h"
 #include "host/Queries.h"
+#include "host/ShownFile.h"
 #include "interfaces/DbgPrefDataExtractor.h"
 
 #include <csignal>
@@ -50,7 +52,7 @@ bool IsServed(Command command, u32 rating, const std::string& whyNot)
 
 int RunOnFile(const Arguments& arguments, Loader& file, Output& output)
 {
-    const std::string& path = file.Store().GetPath();
+    const std::string& path = file.ShownPath();
     const u32 rating = file.Rate();
     const std::string whyNot = rating == 0 ? WhyNotElf32(path) : std::string();
     const bool served = IsServed(arguments.command, rating, whyNot);
@@ -79,6 +81,9 @@ int RunOnFile(const Arguments& arguments, Loader& file, Output& output)
 
 int Run(const Arguments& arguments, Output& output)
 {
+    if (arguments.command == Command::Convert) {
+        return ConvertFile(arguments.file, arguments.output, arguments.json, output);
+    }
     DbgPrefDataExtractor::SetDirectory(arguments.preferences);
     Module module;
     std::string error;
@@ -87,7 +92,7 @@ int Run(const Arguments& arguments, Output& output)
         return 1;
     }
     if (arguments.command == Command::Rate) {
-        return RateFiles(module.Plugin(), arguments.files, {output, arguments.json});
+        return RateFiles(module.Plugin(), arguments.files, arguments.convert, {output, arguments.json});
     }
     const std::string& path = arguments.file;
     const std::string why = WhyUnreadable(path);
@@ -95,7 +100,11 @@ int Run(const Arguments& arguments, Output& output)
         Complain(path, why);
         return 1;
     }
-    Loader file(module.Plugin(), path);
+    ShownFile shown(path);
+    if (!shown.Prepare(arguments.convert, arguments.hint)) {
+        return 1;
+    }
+    Loader file(module.Plugin(), shown);
     return RunOnFile(arguments, file, output);
 }
 

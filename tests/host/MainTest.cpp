@@ -16,6 +16,7 @@ struct Failure {
 TEST(Main, OneLineAndAStatusForEachFailure)
 {
     const std::string file = Sample("station.axf");
+    const std::string symbols = Sample("symbols.axf");
     const std::string bare = Sample("library-bare.axf");
     const TempFile text("no symbol file");
     const std::vector<Failure> failures = {
@@ -36,8 +37,13 @@ TEST(Main, OneLineAndAStatusForEachFailure)
         {{"console", text.Path(), "-c", "mem"}, 1, "Not an ELF file"},
         {{"units", bare}, 1, "Neither debug information nor a symbol table"},
         {{"sections", bare}, 0, ""},
-        {{"find", file, "[x]"}, 1, "There is no symbol '[x]'"},
-        {{"find", file, "++"}, 1, "There is no symbol '++'"},
+        {{"find", symbols, "[x]"}, 1, "There is no symbol '[x]'"},
+        {{"find", symbols, "++"}, 1, "There is no symbol '++'"},
+        {{"units", file, "--convert", "yes"}, 2, "'yes' is none of auto, always and never"},
+        {{"convert", file}, 2, "-o is required"},
+        {{"convert", file, "-o", "out", "--convert", "auto"}, 2, "--convert"},
+        {{"convert", text.Path(), "-o", "out"}, 1, "Not an ELF file"},
+        {{"convert", file + "/none", "-o", "out"}, 1, "Not a directory"},
         {{"console", file, "-c", "dump > /dev/full"}, 1, "'dump > /dev/full'"},
         {{"console", file, "-c", "elfhdr > /dev/full"}, 1, "'elfhdr > /dev/full'"},
         {{"export", file}, 1, "standard output: No space left on device", "/dev/full"},

@@ -1,0 +1,100 @@
+// Reading and writing of numbers in the byte order of a file.
+#pragma once
+
+#include "interfaces/Types.h"
+
+#include <cstddef>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace convert {
+
+/// Borrowed bytes of a section, from `data` on.
+struct ByteView {
+    const u8* data = nullptr;
+    std::size_t size = 0;
+
+    /// The bytes from `offset` on, `count` at most; empty behind the end.
+    ByteView From(u64 offset, u64 count = ~u64{0}) const
+    {
+        if (offset >= size) {
+            return {};
+        }
+        const u64 rest = size - offset;
+        return {data + offset, static_cast<std::size_t>(count < rest ? count : rest)};
+    }
+};
+
+/// A cursor over borrowed bytes. Reading beyond the end gives zeros, leaves the cursor at the end and sets Failed().
+class ByteReader {
+public:
+    ByteReader(ByteView bytes, bool bigEndian)
+        : m_bytes(bytes)
+        , m_bigEndian(bigEndian)
+    {
+    }
+
+    bool AtEnd() const { return m_offset >= m_bytes.size; }
+    bool Failed() const { return m_failed; }
+    std::size_t Offset() const { return m_offset; }
+    std::size_t Size() const { return m_bytes.size; }
+    const u8* Data() const { return m_bytes.data; }
+    /// Goes to an offset from the start of the bytes; one behind the end counts as the end and as a failure.
+    void Seek(u64 offset);
+    void Skip(u64 count);
+
+    u8 U8() { return static_cast<u8>(Number(1)); }
+    u16 U16() { return static_cast<u16>(Number(2)); }
+    u32 U32() { return static_cast<u32>(Number(4)); }
+    u64 U64() { return Number(8); }
+    /// A number of 1 to 8 bytes.
+    u64 Number(u32 width);
+    u64 Uleb();
+    i64 Sleb();
+    /// Text up to its zero, which is stepped over; empty if the bytes end before it.
+    std::string_view Text();
+    /// `count` bytes, or an empty view if there are fewer.
+    ByteView Block(u64 count);
+
+private:
+    ByteView m_bytes;
+    bool m_bigEndian;
+    std::size_t m_offset = 0;
+    bool m_failed = false;
+};
+
+/// Bytes to be written to a file, in its byte order. It grows as needed.
+class ByteWriter {
+public:
+    explicit ByteWriter(bool bigEndian)
+        : m_bigEndian(bigEndian)
+    {
+    }
+
+    bool BigEndian() const { return m_bigEndian; }
+    u32 Size() const { return static_cast<u32>(m_bytes.size()); }
+    const std::vector<u8>& Bytes() const { return m_bytes; }
+    std::vector<u8>& Bytes() { return m_bytes; }
+    ByteView View() const { return {m_bytes.data(), m_bytes.size()}; }
+
+    void U8(u64 value) { m_bytes.push_back(static_cast<u8>(value)); }
+    void U16(u64 value) { Number(value, 2); }
+    void U32(u64 value) { Number(value, 4); }
+    void U64(u64 value) { Number(value, 8); }
+    void Number(u64 value, u32 width);
+    void Uleb(u64 value);
+    void Sleb(i64 value);
+    /// The text and a zero.
+    void Text(std::string_view text);
+    void Append(ByteView bytes);
+    /// Writes over four bytes that are there already.
+    void PatchU32(u32 offset, u32 value);
+
+private:
+    bool m_bigEndian;
+    std::vector<u8> m_bytes;
+};
+
+} // namespace convert

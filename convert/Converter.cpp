@@ -1,0 +1,148 @@
+// From the units of a program to its new sections.
+#include "convert/Converter.h"
+
+#include "convert/DebugSections.h"
+#include "convert/Failure.h"
+#include "convert/FrameRules.h"
+#include "convert/ProgramWriter.h"
+#include "convert/UnitConverter.h"
+
+#include <memory>
+
+namespace convert {
+
+namespace {
+
+struct DwarfCloser {
+    void operator()(Dwarf* dwarf) const { dwarf_end(dwarf); }
+};
+
+/// By Unsaid.
+constexpr const char* kReasons[] = {
+    "computed values",   "constants over a part of the scope",
+    "implicit pointers", "entry values",
+    "values in pieces",  "thread-local variables",
+    "calls of others",   "no frame information",
+    "damaged operators", "operators that DWARF 2.0 doesn't have",
+};
+static_assert(std::size(kReasons) == kUnsaidCount);
+
+void ReportUnits(const std::vector<InputUnit>& units, Report& report)
+{
+    for (InputUnit unit : units) {
+        Dwarf_Attribute attribute;
+        const char* const producer = dwarf_formstring(dwarf_attr(&unit.die, DW_AT_producer, &attribute));
+        if (unit.type == DW_UT_skeleton || dwarf_hasattr(&unit.die, DW_AT_GNU_dwo_name) != 0 ||
+            dwarf_hasattr(&unit.die, DW_AT_dwo_name) != 0) {
+            report.AddSplitUnit();
+        }
+        report.AddUnit(unit.version, producer == nullptr ? "" : producer);
+    }
+}
+
+class Conversion {
+public:
+    Conversion(const Program& program, Dwarf* dwarf, Report& report)
+        : m_program(program)
+        , m_units(ListUnits(dwarf))
+        , m_definitions(m_units)
+        , m_frames(dwarf)
+        , m_locations(dwarf, m_frames, program.BigEndian())
+        , m_info(program.BigEndian())
+        , m_lines(program.BigEndian())
+        , m_lists(program.BigEndian())
+        , m_macros(program.BigEndian())
+        , m_publicNames(program.BigEndian())
+        , m_ranges(program.BigEndian())
+        , m_report(report)
+        , m_shared{program,
+                   dwarf,
+                   m_units,
+                   m_definitions,
+                   {FindDebugSection(dwarf, ".debug_line").bytes, FindDebugSection(dwarf, ".debug_line_str").bytes,
+                    FindDebugSection(dwarf, ".debug_str").bytes, program.BigEndian()},
+                   m_locations,
+                   m_info,
+                   m_lines,
+                   m_lists,
+                   m_macros,
+                   m_publicNames,
+                   m_ranges,
+                   report,
+                   std::nullopt,
+                   {}}
+    {
+    }
+
+    void Run(const std::function<void(u32 percent)>& progress)
+    {
+        if (m_units.empty()) {
+            throw Failure("No debug information");
+        }
+        ReportUnits(m_units, m_report);
+        for (std::size_t i = 0; i < m_units.size(); ++i) {
+            const Unit unit(m_units[i].die, m_units[i].end, m_program.BigEndian());
+            if (unit.IsDamaged()) {
+                m_report.LeaveOut("entries", "damaged, with what follows in their unit");
+            }
+            UnitConverter(m_shared, unit).Convert();
+            progress(static_cast<u32>(100 * (i + 1) / (m_units.size() + 1)));
+        }
+        m_info.Finish();
+        for (std::size_t reason = 0; reason < kUnsaidCount; ++reason) {
+            m_report.LeaveOut("ranges of variables", kReasons[reason], m_locations.Counts()[reason]);
+        }
+        m_report.LeaveOut("macros of units", "they would take too much room", m_macros.UnitsLeftOut());
+    }
+
+    void Write(int descriptor)
+    {
+        std::vector<NewSection> sections;
+        const auto add = [&](const char* name, const ByteWriter& bytes) {
+            if (bytes.Size() != 0) {
+                sections.push_back({name, bytes.View()});
+            }
+        };
+        add(".debug_info", m_info.Info());
+        add(".debug_abbrev", m_info.Abbreviations());
+        add(".debug_line", m_lines.Section());
+        add(".debug_loc", m_lists.Section());
+        add(".debug_str", m_info.Texts());
+        add(".debug_pubnames", m_publicNames);
+        add(".debug_aranges", m_ranges);
+        add(".debug_macinfo", m_macros.Section());
+        WriteProgram(m_program, sections, descriptor);
+    }
+
+private:
+    const Program& m_program;
+    std::vector<InputUnit> m_units;
+    Definitions m_definitions;
+    FrameRules m_frames;
+    LocationReader m_locations;
+    InfoWriter m_info;
+    LineWriter m_lines;
+    LocationWriter m_lists;
+    MacroWriter m_macros;
+    ByteWriter m_publicNames;
+    ByteWriter m_ranges;
+    Report& m_report;
+    Shared m_shared;
+};
+
+} // namespace
+
+void ConvertFile(const std::string& path, int descriptor, Report& report,
+                 const std::function<void(u32 percent)>& progress)
+{
+    const Program program(path);
+    const std::unique_ptr<Dwarf, DwarfCloser> dwarf(dwarf_begin(program.Descriptor(), DWARF_C_READ));
+    if (dwarf == nullptr) {
+        throw Failure("No debug information");
+    }
+    Conversion conversion(program, dwarf.get(), report);
+    conversion.Run(progress);
+    conversion.Write(descriptor);
+}
+
+} // namespace convert

@@ -1,0 +1,114 @@
+// The walk for definitions.
+#include "convert/Definitions.h"
+
+#include "convert/Names.h"
+
+#include <functional>
+#include <string>
+
+namespace convert {
+
+namespace {
+
+constexpr u32 kMaxDepth = 64;
+
+u64 HashOf(u32 tag, std::string_view name)
+{
+    const u64 kind = tag == DW_TAG_union_type ? 1 : tag == DW_TAG_enumeration_type ? 2 : 0;
+    return std::hash<std::string_view>{}(name)*3 + kind;
+}
+
+bool HasFlag(Dwarf_Die& die, unsigned name)
+{
+    Dwarf_Attribute attribute;
+    bool value = false;
+    return dwarf_attr(&die, name, &attribute) != nullptr && dwarf_formflag(&attribute, &value) == 0 && value;
+}
+
+} // namespace
+
+std::vector<InputUnit> ListUnits(Dwarf* dwarf)
+{
+    std::vector<InputUnit> units;
+    Dwarf_CU* cu = nullptr;
+    InputUnit unit;
+    Dwarf_Half version = 0;
+    while (dwarf_get_units(dwarf, cu, &cu, &version, &unit.type, &unit.die, nullptr) == 0) {
+        unit.version = version;
+        // The next unit begins where this one ends, by its own length.
+        const u64 offset = dwarf_cuoffset(&unit.die);
+        Dwarf_Off next = 0;
+        std::size_t headerSize = 0;
+        Dwarf_Half ignored = 0;
+        u64 signature = 0;
+        const bool inTypes = KeyOf(&unit.die).inTypes;
+        const Dwarf_Off start = dwarf_dieoffset(&unit.die) - offset;
+        if (dwarf_next_unit(dwarf, start, &next, &headerSize, &ignored, nullptr, nullptr, nullptr,
+                            inTypes ? &signature : nullptr, nullptr) != 0) {
+            break;
+        }
+        unit.end = next;
+        units.push_back(unit);
+    }
+    return units;
+}
+
+Definitions::Definitions(const std::vector<InputUnit>& units)
+{
+    for (const InputUnit& unit : units) {
+        Walk(unit.die, {}, 0);
+    }
+}
+
+void Definitions::Walk(Dwarf_Die scope, const std::string& prefix, u32 depth)
+{
+    Dwarf_Die child;
+    if (depth > kMaxDepth || dwarf_child(&scope, &child) != 0) {
+        return;
+    }
+    do {
+        const u32 tag = static_cast<u32>(dwarf_tag(&child));
+        if (!IsNamingScope(tag) && tag != DW_TAG_enumeration_type) {
+            continue;
+        }
+        Dwarf_Attribute found;
+        const bool isNested = dwarf_attr(&child, DW_AT_specification, &found) != nullptr;
+        const char* const own = dwarf_formstring(dwarf_attr(&child, DW_AT_name, &found));
+        const std::string_view name = ScopeName(tag, own == nullptr ? "" : own);
+        const std::string qualified = isNested ? QualifiedName(child) : prefix + std::string(name);
+        if (tag != DW_TAG_namespace && !qualified.empty() && (isNested || !name.empty())) {
+            Take(child, qualified);
+        }
+        if (tag != DW_TAG_enumeration_type) {
+            Walk(child, name.empty() && !isNested ? prefix : qualified + "::", depth + 1);
+        }
+    } while (dwarf_siblingof(&child, &child) == 0);
+}
+
+void Definitions::Take(Dwarf_Die die, std::string_view qualifiedName)
+{
+    if (HasFlag(die, DW_AT_declaration)) {
+        return;
+    }
+    Dwarf_Attribute attribute;
+    Dwarf_Word size = 0;
+    dwarf_formudata(dwarf_attr(&die, DW_AT_byte_size, &attribute), &size);
+    const u32 tag = static_cast<u32>(dwarf_tag(&die));
+    const auto [at, added] = m_definitions.try_emplace(HashOf(tag, qualifiedName));
+    if (added) {
+        at->second = {KeyOf(&die), size, false};
+    } else {
+        at->second.ambiguous = at->second.ambiguous || at->second.size != size;
+    }
+}
+
+std::optional<EntryKey> Definitions::Find(u32 tag, std::string_view qualifiedName) const
+{
+    const auto found = m_definitions.find(HashOf(tag, qualifiedName));
+    if (found == m_definitions.end() || found->second.ambiguous) {
+        return std::nullopt;
+    }
+    return found->second.key;
+}
+
+} // namespace convert

@@ -1,0 +1,50 @@
+// Where the program defines the classes and enumerations that some of its units only declare.
+#pragma once
+
+#include "convert/Unit.h"
+#include "interfaces/Types.h"
+
+#include <elfutils/libdw.h>
+#include <optional>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace convert {
+
+/// A unit of the input, as it is found in its section.
+struct InputUnit {
+    Dwarf_Die die;
+    u64 end = 0; ///< offset in the section of what follows the unit
+    u32 version = 0;
+    u8 type = 0; ///< DW_UT_*
+};
+
+/// All units, those of `.debug_types` last.
+std::vector<InputUnit> ListUnits(Dwarf* dwarf);
+
+/// The definitions of a program, by their whole names.
+class Definitions {
+public:
+    /// Walks the scopes of all units, but not what is in functions.
+    explicit Definitions(const std::vector<InputUnit>& units);
+
+    /// The entry that defines a class, union or enumeration; nothing if there is none, or if there are several of one
+    /// name that differ in size. Of equal ones the first counts.
+    /// @param tag of the declaration; a structure may be declared as a class.
+    std::optional<EntryKey> Find(u32 tag, std::string_view qualifiedName) const;
+
+private:
+    struct Definition {
+        EntryKey key;
+        u64 size = 0;
+        bool ambiguous = false;
+    };
+
+    void Walk(Dwarf_Die scope, const std::string& prefix, u32 depth);
+    void Take(Dwarf_Die die, std::string_view qualifiedName);
+
+    std::unordered_map<u64, Definition> m_definitions; ///< by hash of kind and name
+};
+
+} // namespace convert

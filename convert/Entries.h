@@ -1,0 +1,104 @@
+// The entries of one unit of the output, before they have offsets.
+#pragma once
+
+#include "convert/Bytes.h"
+#include "convert/Unit.h"
+#include "interfaces/Types.h"
+
+#include <string_view>
+#include <vector>
+
+namespace convert {
+
+inline constexpr u32 kNoEntry = 0xFFFFFFFF;
+
+/// How a value is said. Widths of numbers are chosen where it is written.
+enum class ValueKind : u8 {
+    Number,  ///< data1, data2, data4, or udata beyond
+    Signed,  ///< sdata
+    Flag,    ///< true
+    Address, ///< addr
+    Offset,  ///< data4: an offset in another section
+    Text,    ///< borrowed; string or strp
+    Block,   ///< borrowed or in the tree's own store; block1 to block4
+    Entry,   ///< index in the same tree
+    Node,    ///< a node of the input unit: the entry that was made of it
+    Foreign, ///< an entry of another input unit; the value is the index of a key in the tree
+    Sibling, ///< the entry behind this one's children
+};
+
+struct OutAttribute {
+    u16 name;
+    ValueKind kind;
+    u32 length; ///< of texts and blocks
+    union {
+        u64 number;
+        const char* text;
+        const u8* bytes;
+    };
+};
+
+/// A tree of entries. Attributes belong to the entry that was added last. Children are added in their order; an entry
+/// gets AT_sibling in front of all others when it has children.
+class EntryTree {
+public:
+    struct Entry {
+        u32 parent;
+        u32 firstChild = kNoEntry;
+        u32 lastChild = kNoEntry;
+        u32 next = kNoEntry;
+        u32 firstAttribute;
+        u16 attributeCount = 0;
+        u16 tag;
+    };
+
+    /// @param nodes how many nodes the input unit has.
+    explicit EntryTree(u32 nodes)
+        : m_entryOf(nodes, kNoEntry)
+    {
+    }
+
+    u32 Add(u32 parent, u32 tag);
+    /// The same, as what `node` of the input became: references to the node lead to it. The first entry of a node
+    /// stays.
+    u32 AddFor(u32 parent, u32 tag, u32 node);
+    u32 EntryOf(u32 node) const { return m_entryOf[node]; }
+
+    void Number(u32 name, u64 value) { Push(name, ValueKind::Number).number = value; }
+    void Signed(u32 name, i64 value) { Push(name, ValueKind::Signed).number = static_cast<u64>(value); }
+    void Flag(u32 name) { Push(name, ValueKind::Flag).number = 1; }
+    void Address(u32 name, u32 value) { Push(name, ValueKind::Address).number = value; }
+    void Offset(u32 name, u32 value) { Push(name, ValueKind::Offset).number = value; }
+    /// @param text outlives the tree; nothing is said of an empty one.
+    void Text(u32 name, std::string_view text);
+    /// Keeps a copy.
+    void OwnText(u32 name, std::string_view text);
+    /// Keeps a copy.
+    void Block(u32 name, ByteView bytes);
+    void ToEntry(u32 name, u32 entry) { Push(name, ValueKind::Entry).number = entry; }
+    void ToNode(u32 name, u32 node) { Push(name, ValueKind::Node).number = node; }
+    void ToForeign(u32 name, EntryKey key);
+
+    u32 Count() const { return static_cast<u32>(m_entries.size()); }
+    const Entry& At(u32 entry) const { return m_entries[entry]; }
+    const OutAttribute* AttributesOf(u32 entry) const { return m_attributes.data() + m_entries[entry].firstAttribute; }
+    EntryKey ForeignKey(u64 index) const { return m_foreign[static_cast<std::size_t>(index)]; }
+    bool HasForeign() const { return !m_foreign.empty(); }
+    bool HasChildren(u32 entry) const { return m_entries[entry].firstChild != kNoEntry; }
+    /// Takes the entry that was added last away again, if it has no children; it is the last child of its parent.
+    void DropLastIfChildless(u32 entry);
+    /// Changes the value of an attribute that is an address or an offset. The entry has it.
+    void Set(u32 entry, u32 name, u64 value);
+
+private:
+    OutAttribute& Push(u32 name, ValueKind kind);
+    const u8* Keep(ByteView bytes);
+
+    std::vector<Entry> m_entries;
+    std::vector<OutAttribute> m_attributes;
+    std::vector<u32> m_entryOf;
+    std::vector<EntryKey> m_foreign;
+    std::vector<std::vector<u8>> m_store; ///< of texts and blocks, in pieces that don't move
+};
+
+} // namespace convert

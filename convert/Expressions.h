@@ -1,0 +1,73 @@
+// One location expression of DWARF 2 to 5, turned into operators of DWARF 2.0.
+#pragma once
+
+#include "convert/Bytes.h"
+#include "interfaces/Types.h"
+
+#include <cstddef>
+#include <optional>
+#include <vector>
+
+namespace convert {
+
+/// Why a range of addresses, or a whole variable, has no place that DWARF 2.0 can say.
+enum class Unsaid : u8 {
+    ComputedValue, ///< DW_OP_stack_value, typed arithmetic
+    Constant,      ///< one value, as DW_OP_implicit_value has it, over a part of the scope
+    ImplicitPointer,
+    EntryValue,
+    Piece,        ///< one part of it is of the kinds above, or nowhere, or no whole bytes
+    ThreadLocal,  ///< DW_OP_form_tls_address and the like
+    Call,         ///< DW_OP_call2 and its kin
+    FrameUnknown, ///< DW_OP_call_frame_cfa where no frame information covers the address, or only one without a
+                  ///< DWARF 2.0 form
+    Malformed,    ///< operators that can't be decoded
+    Other,        ///< any other operator beyond DWARF 2.0, or more than the bounds allow
+};
+inline constexpr std::size_t kUnsaidCount = 10;
+
+/// No expression, neither read nor written, is longer: a list of DWARF 2.0 has 16 bits for the length.
+inline constexpr std::size_t kMaxExpression = 0xFFFF;
+
+/// A unit's part of `.debug_addr`.
+struct AddressPool {
+    ByteView bytes; ///< from the unit's DW_AT_addr_base on
+    u8 addressSize = 4;
+    bool bigEndian = false;
+
+    std::optional<u64> At(u64 index) const;
+};
+
+/// What the bytes of an expression depend on.
+struct ExpressionFormat {
+    bool bigEndian = false;
+    u8 addressSize = 4;
+    u8 referenceSize = 4; ///< of DW_OP_call_ref and DW_OP_implicit_pointer
+    AddressPool addresses;
+};
+
+/// What an expression says.
+struct ExpressionFacts {
+    enum class Kind : u8 {
+        Nowhere,    ///< it is empty
+        Plain,      ///< DWARF 2.0 as it stands
+        Rewrite,    ///< RewriteExpression makes DWARF 2.0 of it
+        FrameBound, ///< so it does, once for each rule of the canonical frame address
+        Constant,   ///< no place but one value: `bytes`, or if these are empty `value`
+        Unsaid,     ///< `reason`
+    };
+    Kind kind = Kind::Nowhere;
+    Unsaid reason = Unsaid::Other;
+    i64 value = 0;
+    ByteView bytes;
+};
+
+ExpressionFacts ScanExpression(ByteView expression, const ExpressionFormat& format);
+
+/// Appends the expression, known to be Rewrite or FrameBound, to `out`.
+/// @param cfa operators that give the canonical frame address; of no meaning unless it is FrameBound.
+/// @return why not, if it can't be done; `out` has a part of it then.
+std::optional<Unsaid> RewriteExpression(ByteView expression, const ExpressionFormat& format, ByteView cfa,
+                                        std::vector<u8>& out);
+
+} // namespace convert

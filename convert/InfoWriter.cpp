@@ -1,0 +1,304 @@
+// Offsets first, for references and siblings, then the bytes.
+#include "convert/InfoWriter.h"
+
+#include "convert/Failure.h"
+
+#include <algorithm>
+#include <functional>
+
+namespace convert {
+
+namespace {
+
+constexpr u32 kHeaderSize = 11;
+constexpr u32 kAddressSize = 4;
+constexpr u64 kMaxSection = 0xFFFFFFF0;
+constexpr u32 kInlineText = 4; ///< texts that take no more than an offset stand in the entry
+
+u32 UlebSize(u64 value)
+{
+    u32 size = 1;
+    while ((value >>= 7) != 0) {
+        ++size;
+    }
+    return size;
+}
+
+u32 SlebSize(i64 value)
+{
+    u32 size = 1;
+    while (value < -64 || value > 63) {
+        value >>= 7;
+        ++size;
+    }
+    return size;
+}
+
+void AppendUleb(std::string& key, u32 value)
+{
+    for (; value >= 0x80; value >>= 7) {
+        key += static_cast<char>(value | 0x80);
+    }
+    key += static_cast<char>(value);
+}
+
+} // namespace
+
+InfoWriter::InfoWriter(bool bigEndian)
+    : m_info(bigEndian)
+    , m_abbreviations(bigEndian)
+    , m_texts(bigEndian)
+{
+    m_texts.U8(0);
+}
+
+u32 InfoWriter::FormOf(const OutAttribute& attribute) const
+{
+    switch (attribute.kind) {
+    case ValueKind::Number:
+        return attribute.number <= 0xFF         ? DW_FORM_data1
+               : attribute.number <= 0xFFFF     ? DW_FORM_data2
+               : attribute.number <= 0xFFFFFFFF ? DW_FORM_data4
+                                                : DW_FORM_udata;
+    case ValueKind::Signed:
+        return DW_FORM_sdata;
+    case ValueKind::Flag:
+        return DW_FORM_flag;
+    case ValueKind::Address:
+        return DW_FORM_addr;
+    case ValueKind::Offset:
+        return DW_FORM_data4;
+    case ValueKind::Text:
+        return attribute.length < kInlineText ? DW_FORM_string : DW_FORM_strp;
+    case ValueKind::Block:
+        return attribute.length <= 0xFF ? DW_FORM_block1 : attribute.length <= 0xFFFF ? DW_FORM_block2 : DW_FORM_block4;
+    case ValueKind::Entry:
+    case ValueKind::Node:
+    case ValueKind::Sibling:
+        return DW_FORM_ref4;
+    case ValueKind::Foreign:
+        return DW_FORM_ref_addr;
+    }
+    return 0;
+}
+
+u32 InfoWriter::SizeOf(const OutAttribute& attribute) const
+{
+    switch (FormOf(attribute)) {
+    case DW_FORM_data1:
+    case DW_FORM_flag:
+        return 1;
+    case DW_FORM_data2:
+        return 2;
+    case DW_FORM_udata:
+        return UlebSize(attribute.number);
+    case DW_FORM_sdata:
+        return SlebSize(static_cast<i64>(attribute.number));
+    case DW_FORM_string:
+        return attribute.length + 1;
+    case DW_FORM_block1:
+        return 1 + attribute.length;
+    case DW_FORM_block2:
+        return 2 + attribute.length;
+    case DW_FORM_block4:
+        return 4 + attribute.length;
+    default: // data4, strp, ref4, ref_addr, addr
+        return 4;
+    }
+}
+
+/// The codes rise by one over all units, in the order in which they are needed.
+u32 InfoWriter::AbbreviationOf(const EntryTree& tree, u32 entry)
+{
+    const EntryTree::Entry& at = tree.At(entry);
+    const bool hasChildren = tree.HasChildren(entry);
+    std::string key;
+    AppendUleb(key, at.tag);
+    key += static_cast<char>(hasChildren ? DW_CHILDREN_yes : DW_CHILDREN_no);
+    if (hasChildren && entry != 0) {
+        AppendUleb(key, DW_AT_sibling);
+        AppendUleb(key, DW_FORM_ref4);
+    }
+    const OutAttribute* const first = tree.AttributesOf(entry);
+    for (const OutAttribute* attribute = first; attribute != first + at.attributeCount; ++attribute) {
+        AppendUleb(key, attribute->name);
+        AppendUleb(key, FormOf(*attribute));
+    }
+    const auto [found, added] = m_codes.try_emplace(std::move(key), static_cast<u32>(m_codes.size() + 1));
+    if (added) {
+        m_abbreviations.Uleb(found->second);
+        m_abbreviations.Append({reinterpret_cast<const u8*>(found->first.data()), found->first.size()});
+        m_abbreviations.U16(0); // the pair (0, 0)
+    }
+    return found->second;
+}
+
+/// Gives all entries their offsets. @return the offset behind the last.
+u32 InfoWriter::Layout(const EntryTree& tree, u32 root, PlacedUnit& placed)
+{
+    u64 offset = u64{placed.offset} + kHeaderSize;
+    u32 entry = root;
+    while (true) {
+        placed.offsets[entry] = static_cast<u32>(offset);
+        m_codeOf[entry] = AbbreviationOf(tree, entry);
+        const EntryTree::Entry& at = tree.At(entry);
+        offset += UlebSize(m_codeOf[entry]);
+        const OutAttribute* const first = tree.AttributesOf(entry);
+        for (const OutAttribute* attribute = first; attribute != first + at.attributeCount; ++attribute) {
+            offset += SizeOf(*attribute);
+        }
+        if (at.firstChild != kNoEntry) {
+            offset += entry == root ? 0 : 4; // AT_sibling
+            entry = at.firstChild;
+        } else {
+            while (entry != root && tree.At(entry).next == kNoEntry) {
+                entry = tree.At(entry).parent;
+                ++offset; // the null entry
+                m_behind[entry] = static_cast<u32>(offset);
+            }
+            if (entry == root) {
+                break;
+            }
+            entry = tree.At(entry).next;
+        }
+        if (offset > kMaxSection) {
+            throw Failure("The converted .debug_info would be larger than 4 GiB");
+        }
+    }
+    return static_cast<u32>(offset);
+}
+
+PlacedUnit InfoWriter::Write(const EntryTree& tree)
+{
+    PlacedUnit placed;
+    placed.offset = m_info.Size();
+    placed.offsets.assign(tree.Count(), 0);
+    m_codeOf.assign(tree.Count(), 0);
+    m_behind.assign(tree.Count(), 0);
+    const u32 end = Layout(tree, 0, placed);
+    placed.size = end - placed.offset;
+
+    m_info.U32(placed.size - 4);
+    m_info.U16(2);
+    m_info.U32(0); // the one table of abbreviations
+    m_info.U8(kAddressSize);
+    u32 entry = 0;
+    while (true) {
+        WriteEntry(tree, entry, placed);
+        if (tree.HasChildren(entry)) {
+            entry = tree.At(entry).firstChild;
+            continue;
+        }
+        while (entry != 0 && tree.At(entry).next == kNoEntry) {
+            entry = tree.At(entry).parent;
+            m_info.U8(0);
+        }
+        if (entry == 0) {
+            return placed;
+        }
+        entry = tree.At(entry).next;
+    }
+}
+
+void InfoWriter::WriteEntry(const EntryTree& tree, u32 entry, const PlacedUnit& placed)
+{
+    const EntryTree::Entry& at = tree.At(entry);
+    m_info.Uleb(m_codeOf[entry]);
+    if (tree.HasChildren(entry) && entry != 0) {
+        m_info.U32(m_behind[entry] - placed.offset);
+    }
+    const OutAttribute* const first = tree.AttributesOf(entry);
+    for (const OutAttribute* attribute = first; attribute != first + at.attributeCount; ++attribute) {
+        WriteValue(tree, *attribute, placed);
+    }
+}
+
+void InfoWriter::WriteValue(const EntryTree& tree, const OutAttribute& attribute, const PlacedUnit& placed)
+{
+    switch (FormOf(attribute)) {
+    case DW_FORM_udata:
+        m_info.Uleb(attribute.number);
+        return;
+    case DW_FORM_sdata:
+        m_info.Sleb(static_cast<i64>(attribute.number));
+        return;
+    case DW_FORM_string:
+        m_info.Text({attribute.text, attribute.length});
+        return;
+    case DW_FORM_strp:
+        m_info.U32(OffsetOfText({attribute.text, attribute.length}));
+        return;
+    case DW_FORM_block1:
+        m_info.U8(attribute.length);
+        m_info.Append({attribute.bytes, attribute.length});
+        return;
+    case DW_FORM_block2:
+        m_info.U16(attribute.length);
+        m_info.Append({attribute.bytes, attribute.length});
+        return;
+    case DW_FORM_block4:
+        m_info.U32(attribute.length);
+        m_info.Append({attribute.bytes, attribute.length});
+        return;
+    case DW_FORM_ref4: {
+        const u32 entry = attribute.kind == ValueKind::Node ? tree.EntryOf(static_cast<u32>(attribute.number))
+                                                            : static_cast<u32>(attribute.number);
+        if (entry >= placed.offsets.size()) {
+            throw Failure("A reference leads to an entry that says nothing");
+        }
+        m_info.U32(placed.offsets[entry] - placed.offset);
+        return;
+    }
+    case DW_FORM_ref_addr:
+        m_fixups.push_back({m_info.Size(), tree.ForeignKey(attribute.number)});
+        m_info.U32(0);
+        return;
+    default:
+        m_info.Number(attribute.number, SizeOf(attribute));
+    }
+}
+
+u32 InfoWriter::OffsetOfText(std::string_view text)
+{
+    const auto known = m_textOf.find(text.data());
+    if (known != m_textOf.end()) {
+        const u8* const at = m_texts.Bytes().data() + known->second;
+        if (text == std::string_view(reinterpret_cast<const char*>(at), text.size()) && at[text.size()] == 0) {
+            return known->second;
+        }
+    }
+    const u64 hash = std::hash<std::string_view>{}(text);
+    const auto [first, last] = m_textOffsets.equal_range(hash);
+    for (auto at = first; at != last; ++at) {
+        const u32 offset = at->second;
+        const std::size_t rest = m_texts.Size() - offset;
+        const char* const there = reinterpret_cast<const char*>(m_texts.Bytes().data()) + offset;
+        if (rest > text.size() && there[text.size()] == 0 && text == std::string_view(there, text.size())) {
+            m_textOf[text.data()] = offset;
+            return offset;
+        }
+    }
+    if (u64{m_texts.Size()} + text.size() > kMaxSection) {
+        throw Failure("The converted .debug_str would be larger than 4 GiB");
+    }
+    const u32 offset = m_texts.Size();
+    m_texts.Text(text);
+    m_textOffsets.emplace(hash, offset);
+    m_textOf[text.data()] = offset;
+    return offset;
+}
+
+void InfoWriter::Finish()
+{
+    m_abbreviations.U8(0);
+    std::sort(m_placed.begin(), m_placed.end());
+    for (const Fixup& fixup : m_fixups) {
+        const auto found = std::lower_bound(m_placed.begin(), m_placed.end(), std::pair(fixup.key, u32{0}));
+        if (found == m_placed.end() || found->first != fixup.key) {
+            throw Failure("A reference between units leads to an entry that says nothing");
+        }
+        m_info.PatchU32(fixup.position, found->second);
+    }
+}
+
+} // namespace convert

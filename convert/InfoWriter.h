@@ -1,0 +1,66 @@
+// Writes `.debug_info`, `.debug_abbrev` and `.debug_str` of DWARF 2.0.
+#pragma once
+
+#include "convert/Bytes.h"
+#include "convert/Entries.h"
+#include "interfaces/Types.h"
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace convert {
+
+/// Where the writing has put a unit and its entries.
+struct PlacedUnit {
+    u32 offset = 0;           ///< of the unit's header
+    u32 size = 0;             ///< whole, with the header
+    std::vector<u32> offsets; ///< by entry of the tree, in the section
+};
+
+/// Units go one behind the other; they share one table of abbreviations and one of texts. References to other units are
+/// filled in at the end.
+class InfoWriter {
+public:
+    explicit InfoWriter(bool bigEndian);
+
+    /// Writes a tree whose entry 0 is the unit's own. References to nodes without an entry throw Failure, as does a
+    /// section beyond 4 GiB.
+    PlacedUnit Write(const EntryTree& tree);
+    /// Makes known where the entry of an input unit has gone.
+    void Place(EntryKey key, u32 offset) { m_placed.emplace_back(key, offset); }
+    /// Fills in the references between units and ends the tables. Throws Failure if one leads to nothing.
+    void Finish();
+
+    const ByteWriter& Info() const { return m_info; }
+    const ByteWriter& Abbreviations() const { return m_abbreviations; }
+    const ByteWriter& Texts() const { return m_texts; }
+
+private:
+    struct Fixup {
+        u32 position;
+        EntryKey key;
+    };
+
+    u32 Layout(const EntryTree& tree, u32 root, PlacedUnit& placed);
+    u32 AbbreviationOf(const EntryTree& tree, u32 entry);
+    u32 FormOf(const OutAttribute& attribute) const;
+    u32 SizeOf(const OutAttribute& attribute) const;
+    void WriteEntry(const EntryTree& tree, u32 entry, const PlacedUnit& placed);
+    void WriteValue(const EntryTree& tree, const OutAttribute& attribute, const PlacedUnit& placed);
+    u32 OffsetOfText(std::string_view text);
+
+    ByteWriter m_info;
+    ByteWriter m_abbreviations;
+    ByteWriter m_texts;
+    std::unordered_map<std::string, u32> m_codes;    ///< of abbreviations, by tag, children, and pairs
+    std::vector<u32> m_codeOf;                       ///< by entry of the tree that is being written
+    std::vector<u32> m_behind;                       ///< likewise: where what follows its children begins
+    std::unordered_multimap<u64, u32> m_textOffsets; ///< by hash
+    std::unordered_map<const char*, u32> m_textOf;   ///< of texts that lie in a section of the input
+    std::vector<Fixup> m_fixups;
+    std::vector<std::pair<EntryKey, u32>> m_placed;
+};
+
+} // namespace convert

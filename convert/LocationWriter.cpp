@@ -1,0 +1,57 @@
+// Writes location lists, and finds those that are there already.
+#include "convert/LocationWriter.h"
+
+#include "convert/Expressions.h"
+#include "convert/Failure.h"
+
+#include <cstring>
+#include <functional>
+#include <string_view>
+
+namespace convert {
+
+namespace {
+
+constexpr u64 kMaxSection = 0xFFFFFFFF;
+
+ByteWriter ListBytes(const std::vector<LocationPiece>& pieces, u32 base, bool bigEndian)
+{
+    ByteWriter list(bigEndian);
+    for (const LocationPiece& piece : pieces) {
+        if (piece.begin < base || piece.begin >= piece.end || piece.expression.size() > kMaxExpression) {
+            continue;
+        }
+        list.U32(piece.begin - base);
+        list.U32(piece.end - base);
+        list.U16(piece.expression.size());
+        list.Append({piece.expression.data(), piece.expression.size()});
+    }
+    list.U32(0);
+    list.U32(0);
+    return list;
+}
+
+} // namespace
+
+u32 LocationWriter::Write(const std::vector<LocationPiece>& pieces, u32 base)
+{
+    const ByteWriter list = ListBytes(pieces, base, m_out.BigEndian());
+    const ByteView bytes = list.View();
+    const u64 hash = std::hash<std::string_view>()({reinterpret_cast<const char*>(bytes.data), bytes.size});
+    const auto [first, last] = m_written.equal_range(hash);
+    for (auto known = first; known != last; ++known) {
+        const ByteView there = m_out.View().From(known->second, bytes.size);
+        if (there.size == bytes.size && std::memcmp(there.data, bytes.data, bytes.size) == 0) {
+            return known->second;
+        }
+    }
+    if (bytes.size > kMaxSection - m_out.Size()) {
+        throw Failure("the location lists would be more than 4 GiB");
+    }
+    const u32 offset = m_out.Size();
+    m_out.Append(bytes);
+    m_written.emplace(hash, offset);
+    return offset;
+}
+
+} // namespace convert

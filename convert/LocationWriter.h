@@ -1,0 +1,35 @@
+// `.debug_loc` of DWARF 2.0.
+#pragma once
+
+#include "convert/Bytes.h"
+#include "convert/Locations.h"
+#include "interfaces/Types.h"
+
+#include <unordered_map>
+#include <vector>
+
+namespace convert {
+
+/// `.debug_loc`: lists relative to their unit's AT_low_pc, equal ones written once.
+class LocationWriter {
+public:
+    explicit LocationWriter(bool bigEndian)
+        : m_out(bigEndian)
+    {
+    }
+
+    /// Throws Failure if the section would grow beyond 4 GiB.
+    /// @param pieces of a Location that is a List. Those with expressions of more than 65,535 bytes, an empty range, or
+    ///        an address below `base` are left out.
+    /// @return the offset of the list in the section.
+    u32 Write(const std::vector<LocationPiece>& pieces, u32 base);
+
+    const ByteWriter& Section() const { return m_out; }
+    ByteWriter& Section() { return m_out; }
+
+private:
+    ByteWriter m_out;
+    std::unordered_multimap<u64, u32> m_written; ///< by hash of the list's bytes
+};
+
+} // namespace convert

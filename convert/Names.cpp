@@ -1,0 +1,349 @@
+// Qualified names, and types as text.
+#include "convert/Names.h"
+
+#include <cstdlib>
+
+namespace convert {
+
+namespace {
+
+constexpr u32 kMaxDepth = 64;            ///< of scopes, of declarations, of types in types
+constexpr std::size_t kMaxText = 16'384; ///< of a name that is put together
+
+constexpr std::string_view kAnonymousNamespace = "(anonymous namespace)";
+
+/// A name for which the arguments of a template have to be added: the producer leaves them out on demand.
+bool LacksArguments(std::string_view name)
+{
+    return !name.empty() && name.back() != '>';
+}
+
+} // namespace
+
+bool IsClass(u32 tag)
+{
+    return tag == DW_TAG_class_type || tag == DW_TAG_structure_type || tag == DW_TAG_union_type ||
+           tag == DW_TAG_interface_type;
+}
+
+bool IsNamingScope(u32 tag)
+{
+    return tag == DW_TAG_namespace || tag == DW_TAG_module || IsClass(tag);
+}
+
+std::string_view ScopeName(u32 tag, std::string_view name)
+{
+    return name.empty() && tag == DW_TAG_namespace ? kAnonymousNamespace : name;
+}
+
+std::string_view Names::Own(u32 node)
+{
+    u32 at = node;
+    for (u32 depth = 0; depth < kMaxDepth && at != kNoNode; ++depth) {
+        if (const std::string_view name = m_unit.Text(at, DW_AT_name); !name.empty()) {
+            if (!m_unit.HasNamespaces() || !LacksArguments(name)) {
+                return name;
+            }
+            const auto known = m_own.find(at);
+            if (known != m_own.end()) {
+                return known->second;
+            }
+            bool isTemplate = false;
+            m_unit.ForEachChild(at, [&](u32 child) {
+                const u32 tag = m_unit.Tag(child);
+                isTemplate = isTemplate || tag == DW_TAG_template_type_parameter ||
+                             tag == DW_TAG_template_value_parameter || tag == DW_TAG_GNU_template_parameter_pack ||
+                             tag == DW_TAG_GNU_template_template_param;
+            });
+            if (!isTemplate) {
+                return name;
+            }
+            m_own[at] = name; // what an argument that leads back here finds
+            return m_own[at] = WithArguments(at, name);
+        }
+        at = m_unit.DeclarationOf(at);
+    }
+    for (const u32 attribute : {DW_AT_specification, DW_AT_abstract_origin, DW_AT_signature}) {
+        Reference reference = m_unit.Refer(node, attribute);
+        if (reference.foreign) {
+            Dwarf_Attribute found;
+            const char* const name = dwarf_formstring(dwarf_attr_integrate(&*reference.foreign, DW_AT_name, &found));
+            return name == nullptr ? std::string_view() : std::string_view(name);
+        }
+    }
+    return {};
+}
+
+std::string Names::WithArguments(u32 node, std::string_view name)
+{
+    std::string text(name);
+    text += '<';
+    bool first = true;
+    const auto add = [&](const std::string& argument) {
+        text += first ? "" : ", ";
+        text += argument;
+        first = false;
+    };
+    const auto take = [&](u32 child) {
+        switch (m_unit.Tag(child)) {
+        case DW_TAG_template_type_parameter:
+            add(TypeText(m_unit.Refer(child, DW_AT_type)));
+            break;
+        case DW_TAG_template_value_parameter:
+            if (const std::optional<i64> value = m_unit.Signed(child, DW_AT_const_value)) {
+                const std::string type = TypeText(m_unit.Refer(child, DW_AT_type));
+                add(type == "bool" ? std::string(*value != 0 ? "true" : "false") : std::to_string(*value));
+            } else {
+                add("...");
+            }
+            break;
+        case DW_TAG_GNU_template_template_param:
+            add(std::string(m_unit.Text(child, DW_AT_GNU_template_name)));
+            break;
+        default:
+            break;
+        }
+    };
+    m_unit.ForEachChild(node, [&](u32 child) {
+        if (m_unit.Tag(child) == DW_TAG_GNU_template_parameter_pack) {
+            m_unit.ForEachChild(child, take);
+        } else {
+            take(child);
+        }
+    });
+    text += text.back() == '>' ? " >" : ">";
+    if (text.size() > kMaxText) {
+        text.resize(kMaxText);
+    }
+    return text;
+}
+
+/// The scopes around an entry, each followed by "::".
+std::string Names::Prefix(u32 node)
+{
+    u32 at = node;
+    for (u32 depth = 0; depth < kMaxDepth; ++depth) { // the declaration says where it belongs
+        const u32 declaration = m_unit.DeclarationOf(at);
+        if (declaration == kNoNode) {
+            break;
+        }
+        at = declaration;
+    }
+    for (const u32 attribute : {DW_AT_specification, DW_AT_abstract_origin}) {
+        if (const Reference reference = m_unit.Refer(at, attribute); reference.foreign) {
+            const std::string whole = QualifiedName(*reference.foreign);
+            const std::string_view own = Own(at);
+            return whole.size() > own.size() ? whole.substr(0, whole.size() - own.size()) : std::string();
+        }
+    }
+    u32 scope = m_unit.Parent(at);
+    while (scope != kNoNode && scope != 0 && !IsNamingScope(m_unit.Tag(scope))) {
+        scope = m_unit.Parent(scope);
+    }
+    if (scope == kNoNode || scope == 0) {
+        return {};
+    }
+    const std::string_view qualified = Qualified(scope);
+    if (!qualified.empty()) {
+        return std::string(qualified) + "::";
+    }
+    return Prefix(scope); // a class without a name: its own scopes are what is left
+}
+
+std::string_view Names::Qualified(u32 node)
+{
+    const auto known = m_qualified.find(node);
+    if (known != m_qualified.end()) {
+        return known->second;
+    }
+    const std::string_view own = ScopeName(m_unit.Tag(node), Own(node));
+    if (own.empty()) {
+        return {};
+    }
+    m_qualified[node] = {}; // what a circle of declarations finds
+    std::string prefix = Prefix(node);
+    if (prefix.empty()) {
+        m_qualified.erase(node);
+        return own;
+    }
+    prefix += own;
+    if (prefix.size() > kMaxText) {
+        prefix.resize(kMaxText);
+    }
+    return m_qualified[node] = std::move(prefix);
+}
+
+std::string_view Names::Linkage(u32 node) const
+{
+    for (u32 depth = 0; depth < kMaxDepth && node != kNoNode; ++depth) {
+        for (const u32 attribute : {DW_AT_linkage_name, DW_AT_MIPS_linkage_name}) {
+            if (const std::string_view name = m_unit.Text(node, attribute); !name.empty()) {
+                return name;
+            }
+        }
+        node = m_unit.DeclarationOf(node);
+    }
+    return {};
+}
+
+std::string Names::Parameters(u32 subroutine, bool method, u32 depth)
+{
+    std::string text;
+    bool first = true;
+    m_unit.ForEachChild(subroutine, [&](u32 child) {
+        const u32 tag = m_unit.Tag(child);
+        if (tag != DW_TAG_formal_parameter && tag != DW_TAG_unspecified_parameters) {
+            return;
+        }
+        const bool hidden = method && m_unit.Flag(child, DW_AT_artificial);
+        if (hidden || text.size() > kMaxText) {
+            return;
+        }
+        text += first ? "" : ", ";
+        first = false;
+        if (tag == DW_TAG_unspecified_parameters) {
+            text += "...";
+            return;
+        }
+        std::string before;
+        std::string after;
+        Declare(m_unit.Refer(child, DW_AT_type), before, after, depth);
+        text += before + after;
+    });
+    return text;
+}
+
+/// Builds a declarator around nothing: `before` and `after` are what stands on its two sides.
+void Names::Declare(Reference type, std::string& before, std::string& after, u32 depth)
+{
+    if (depth > kMaxDepth || before.size() + after.size() > kMaxText) {
+        before += "...";
+        return;
+    }
+    if (!type) {
+        before += "void";
+        return;
+    }
+    if (!type.IsLocal()) {
+        before += QualifiedName(*type.foreign);
+        return;
+    }
+    const u32 node = type.node;
+    const Reference target = m_unit.Refer(node, DW_AT_type);
+    const auto targetTag = [&] { return target.IsLocal() ? m_unit.Tag(target.node) : 0; };
+    const auto pointer = [&](const std::string& sign) {
+        const bool inBrackets = targetTag() == DW_TAG_subroutine_type || targetTag() == DW_TAG_array_type;
+        std::string inner;
+        std::string outer;
+        Declare(target, inner, outer, depth + 1);
+        before += inner + (inBrackets ? " (" : " ") + sign;
+        after = (inBrackets ? ")" : "") + outer + after;
+    };
+    switch (m_unit.Tag(node)) {
+    case DW_TAG_pointer_type:
+        return pointer("*");
+    case DW_TAG_reference_type:
+        return pointer("&");
+    case DW_TAG_rvalue_reference_type:
+        return pointer("&&");
+    case DW_TAG_ptr_to_member_type: {
+        std::string inner;
+        std::string outer;
+        Reference containing = m_unit.Refer(node, DW_AT_containing_type);
+        std::string name;
+        std::string ignored;
+        Declare(containing, name, ignored, depth + 1);
+        if (targetTag() == DW_TAG_subroutine_type) {
+            Declare(m_unit.Refer(target.node, DW_AT_type), inner, outer, depth + 1);
+            before += inner + " (" + name + "::*";
+            after = ")(" + Parameters(target.node, true, depth + 1) + ")" + outer + after;
+        } else {
+            Declare(target, inner, outer, depth + 1);
+            before += inner + " " + name + "::*";
+            after = outer + after;
+        }
+        return;
+    }
+    case DW_TAG_const_type:
+    case DW_TAG_volatile_type: {
+        const std::string word = m_unit.Tag(node) == DW_TAG_const_type ? "const" : "volatile";
+        const bool behind = targetTag() == DW_TAG_pointer_type || targetTag() == DW_TAG_ptr_to_member_type;
+        std::string inner;
+        Declare(target, inner, after, depth + 1);
+        before += behind ? inner + " " + word : word + " " + inner;
+        return;
+    }
+    case DW_TAG_restrict_type:
+    case DW_TAG_atomic_type:
+        return Declare(target, before, after, depth + 1);
+    case DW_TAG_array_type: {
+        std::string inner;
+        Declare(target, inner, after, depth + 1);
+        before += inner;
+        std::string bounds;
+        m_unit.ForEachChild(node, [&](u32 child) {
+            if (m_unit.Tag(child) == DW_TAG_subrange_type && bounds.size() < kMaxText) {
+                const std::optional<u64> upper = m_unit.Number(child, DW_AT_upper_bound);
+                const std::optional<u64> count = upper ? std::optional(*upper + 1) : m_unit.Number(child, DW_AT_count);
+                bounds += '[' + (count ? std::to_string(*count) : std::string()) + ']';
+            }
+        });
+        after = bounds + after;
+        return;
+    }
+    case DW_TAG_subroutine_type: {
+        std::string inner;
+        Declare(target, inner, after, depth + 1);
+        before += inner;
+        after = "(" + Parameters(node, false, depth + 1) + ")" + after;
+        return;
+    }
+    default: {
+        const std::string_view name = Qualified(node);
+        before += name.empty() ? std::string_view("{...}") : name;
+    }
+    }
+}
+
+std::string Names::TypeText(Reference type)
+{
+    std::string before;
+    std::string after;
+    Declare(type, before, after, 0);
+    return before + after;
+}
+
+std::string QualifiedName(Dwarf_Die die)
+{
+    Dwarf_Attribute found;
+    const char* const own = dwarf_formstring(dwarf_attr_integrate(&die, DW_AT_name, &found));
+    Dwarf_Die declaration = die;
+    for (u32 depth = 0; depth < kMaxDepth; ++depth) {
+        Dwarf_Attribute reference;
+        Dwarf_Die next;
+        if ((dwarf_attr(&declaration, DW_AT_specification, &reference) == nullptr &&
+             dwarf_attr(&declaration, DW_AT_abstract_origin, &reference) == nullptr) ||
+            dwarf_formref_die(&reference, &next) == nullptr) {
+            break;
+        }
+        declaration = next;
+    }
+    std::string text = own == nullptr ? "" : own;
+    if (text.empty()) {
+        return text;
+    }
+    Dwarf_Die* scopes = nullptr;
+    const int count = dwarf_getscopes_die(&declaration, &scopes);
+    for (int i = 1; i < count && text.size() < kMaxText; ++i) {
+        const u32 tag = static_cast<u32>(dwarf_tag(&scopes[i]));
+        const char* const name = IsNamingScope(tag) ? dwarf_diename(&scopes[i]) : nullptr;
+        const std::string_view scope = ScopeName(tag, name == nullptr ? "" : name);
+        if (IsNamingScope(tag) && !scope.empty()) {
+            text = std::string(scope) + "::" + text;
+        }
+    }
+    std::free(scopes); // NOLINT: libdw's
+    return text;
+}
+
+} // namespace convert

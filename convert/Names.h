@@ -1,0 +1,56 @@
+// Names as a person says them: scopes and template arguments included.
+#pragma once
+
+#include "convert/Unit.h"
+#include "interfaces/Types.h"
+
+#include <elfutils/libdw.h>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+namespace convert {
+
+/// True for namespaces, classes and whatever else gives its name to what is in it.
+bool IsNamingScope(u32 tag);
+bool IsClass(u32 tag); ///< structures, unions and interfaces too
+
+/// The name of a namespace or class as a prefix of others: a namespace without a name is "(anonymous namespace)".
+std::string_view ScopeName(u32 tag, std::string_view name);
+
+/// Names of the entries of one unit.
+class Names {
+public:
+    /// @param unit outlives this.
+    explicit Names(const Unit& unit)
+        : m_unit(unit)
+    {
+    }
+
+    /// The entry's own name, or that of its declaration or origin; with its template arguments, also if the producer
+    /// left them to their entries. Empty if it has none. Good for as long as this and the unit live.
+    std::string_view Own(u32 node);
+    /// The own name behind the names of all scopes around it or, if it has one, around its declaration. Functions give
+    /// no scope. Empty if it has no name.
+    std::string_view Qualified(u32 node);
+    /// AT_linkage_name in any spelling, its own or its declaration's; empty if there is none.
+    std::string_view Linkage(u32 node) const;
+    /// A type as C++ writes it: "const ns::K *", "int (ns::K::*)(int)". Depths and lengths are bounded, what lies
+    /// behind is "...".
+    std::string TypeText(Reference type);
+
+private:
+    std::string Prefix(u32 node);
+    std::string WithArguments(u32 node, std::string_view name);
+    void Declare(Reference type, std::string& before, std::string& after, u32 depth);
+    std::string Parameters(u32 subroutine, bool method, u32 depth);
+
+    const Unit& m_unit;
+    std::unordered_map<u32, std::string> m_own;       ///< that are made of parts
+    std::unordered_map<u32, std::string> m_qualified; ///< likewise
+};
+
+/// The qualified name of an entry of another unit.
+std::string QualifiedName(Dwarf_Die die);
+
+} // namespace convert

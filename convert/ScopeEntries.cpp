@@ -1,0 +1,424 @@
+// The entries of functions, of what is in them, and of variables.
+//
+// DWARF 2.0 gives each scope one range of addresses. A function or block of several becomes one for each of them, with
+// the variables that have a place there.
+#include "convert/UnitConverter.h"
+
+#include <algorithm>
+
+namespace convert {
+
+namespace {
+
+constexpr u32 kMaxNesting = 512; ///< of blocks in blocks
+
+bool IsBlock(u32 tag)
+{
+    return tag == DW_TAG_lexical_block || tag == DW_TAG_inlined_subroutine || tag == DW_TAG_try_block ||
+           tag == DW_TAG_catch_block;
+}
+
+} // namespace
+
+AddressRanges UnitConverter::RangesOf(u32 node) const
+{
+    AddressRanges ranges;
+    const bool hasRange =
+        m_unit.Has(node, DW_AT_ranges) || (m_unit.Has(node, DW_AT_low_pc) && m_unit.Has(node, DW_AT_high_pc));
+    if (!hasRange) {
+        return ranges;
+    }
+    constexpr u64 kMaxAddress = 0xFFFFFFFF;
+    Dwarf_Die die = m_unit.Die(node);
+    Dwarf_Addr base = 0;
+    Dwarf_Addr begin = 0;
+    Dwarf_Addr end = 0;
+    for (std::ptrdiff_t at = 0; (at = dwarf_ranges(&die, at, &base, &begin, &end)) > 0;) {
+        if (begin < end && begin <= kMaxAddress) {
+            ranges.push_back({static_cast<u32>(begin), static_cast<u32>(std::min<u64>(end, kMaxAddress))});
+        }
+    }
+    return ranges;
+}
+
+void UnitConverter::NameAndType(u32 node, std::string_view name, bool hasType)
+{
+    m_tree.Text(DW_AT_name, name);
+    Coordinates(node);
+    if (hasType) {
+        TypeAttribute(node);
+    }
+}
+
+/// AT_abstract_origin, where what it leads to stands in this unit and states its name.
+bool UnitConverter::AddOrigin(u32 node)
+{
+    u32 origin = node;
+    for (u32 steps = 0; steps < kMaxNesting; ++steps) {
+        origin = m_unit.Refer(origin, DW_AT_abstract_origin).node;
+        if (origin == kNoNode) {
+            return false;
+        }
+        const bool isMember = m_unit.Tag(origin) == DW_TAG_subprogram && IsClass(m_unit.Tag(m_unit.Parent(origin)));
+        if (!isMember && m_tree.EntryOf(origin) != kNoEntry && !m_names.Own(origin).empty()) {
+            m_tree.ToNode(DW_AT_abstract_origin, origin);
+            return true;
+        }
+    }
+    return false;
+}
+
+/// A function is called by its whole name; only one that refers to its declaration in a class goes without that part,
+/// which comes from there.
+void UnitConverter::FunctionAttributes(u32 node, bool hasCode)
+{
+    u32 declaration = node;
+    for (u32 steps = 0; steps < kMaxNesting; ++steps) {
+        const u32 next = m_unit.Refer(declaration, DW_AT_specification).node;
+        if (next == kNoNode || next == declaration) {
+            break;
+        }
+        declaration = next;
+    }
+    const u32 scope = m_unit.Parent(declaration);
+    const bool isMember = hasCode && m_unit.Tag(scope) != DW_TAG_union_type && IsClass(m_unit.Tag(scope)) &&
+                          m_tree.EntryOf(declaration) != kNoEntry && !m_names.Own(scope).empty();
+    std::string_view name = isMember ? m_names.Own(node) : m_names.Qualified(node);
+    if (name.empty()) {
+        name = m_names.Linkage(node);
+    }
+    m_tree.Text(DW_AT_name, name);
+    if (isMember) {
+        m_tree.ToNode(DW_AT_specification, declaration);
+    } else if (hasCode) {
+        AddOrigin(node);
+    }
+    Coordinates(node);
+    TypeAttribute(node);
+    bool isExternal = false;
+    bool isPrototyped = false;
+    for (u32 at = node, steps = 0; at != kNoNode && steps < kMaxNesting; at = m_unit.DeclarationOf(at), ++steps) {
+        isExternal = isExternal || m_unit.Flag(at, DW_AT_external);
+        isPrototyped = isPrototyped || m_unit.Flag(at, DW_AT_prototyped);
+    }
+    if (isExternal) {
+        m_tree.Flag(DW_AT_external);
+    }
+    if (isPrototyped) {
+        m_tree.Flag(DW_AT_prototyped);
+    }
+    if (m_unit.Flag(node, DW_AT_artificial)) {
+        m_tree.Flag(DW_AT_artificial);
+    }
+    if (const std::optional<u64> convention = m_unit.Number(node, DW_AT_calling_convention)) {
+        m_tree.Number(DW_AT_calling_convention, *convention);
+    }
+}
+
+/// A declaration, or what the instances of an inline function have in common.
+void UnitConverter::AddCodelessFunction(u32 node)
+{
+    const u32 entry = m_tree.AddFor(0, DW_TAG_subprogram, node);
+    FunctionAttributes(node, false);
+    if (m_unit.Flag(node, DW_AT_declaration)) {
+        m_tree.Flag(DW_AT_declaration);
+    }
+    if (const std::optional<u64> kind = m_unit.Number(node, DW_AT_inline)) {
+        m_tree.Number(DW_AT_inline, *kind);
+    }
+    AddLocalTypes(node, entry);
+    AddChildren(node, entry, std::nullopt, true, 0);
+}
+
+void UnitConverter::AddFunction(const Function& function)
+{
+    const u32 node = function.node;
+    m_currentFunction = m_functionOf[node];
+    m_locationOf.clear();
+    Location frameBase;
+    if (std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_frame_base)) {
+        frameBase = m_shared.locations.Read(*attribute, function.ranges);
+        MakeFrameBase(frameBase);
+    }
+    const bool isInClass = IsClass(m_unit.Tag(m_unit.Parent(node)));
+    bool first = true;
+    for (const AddressRange& range : function.ranges) {
+        const u32 entry = isInClass ? m_tree.Add(0, DW_TAG_subprogram) : m_tree.AddFor(0, DW_TAG_subprogram, node);
+        FunctionAttributes(node, true);
+        m_tree.Address(DW_AT_low_pc, range.begin);
+        m_tree.Address(DW_AT_high_pc, range.end);
+        LocationAttribute(DW_AT_frame_base, frameBase, range);
+        if (first) {
+            AddLocalTypes(node, entry);
+        }
+        AddChildren(node, entry, range, first, 0);
+        std::string_view name = m_names.Qualified(node);
+        if (name.empty()) {
+            name = m_names.Linkage(node);
+        }
+        if (!name.empty()) {
+            m_public.emplace_back(name, entry);
+        }
+        first = false;
+    }
+    m_currentFunction = kNoNode;
+}
+
+void UnitConverter::AddLocalTypes(u32 function, u32 entry)
+{
+    const auto found = m_localTypes.find(function);
+    if (found == m_localTypes.end()) {
+        return;
+    }
+    const auto isTypedef = [&](u32 node) { return m_unit.Tag(node) == DW_TAG_typedef; };
+    for (const bool typedefs : {true, false}) {
+        for (const u32 node : found->second) {
+            if (isTypedef(node) == typedefs) {
+                AddType(node, entry);
+            }
+        }
+    }
+}
+
+/// @param range the addresses of `parent`; none where there is no code. @param first false where the same children have
+///        been given to another stretch of the function.
+void UnitConverter::AddChildren(u32 node, u32 parent, std::optional<AddressRange> range, bool first, u32 depth)
+{
+    if (depth > kMaxNesting) {
+        LeaveOut("blocks", "nested too deep");
+        return;
+    }
+    m_unit.ForEachChild(node, [&](u32 child) {
+        switch (m_unit.Tag(child)) {
+        case DW_TAG_lexical_block:
+        case DW_TAG_inlined_subroutine:
+        case DW_TAG_try_block:
+        case DW_TAG_catch_block:
+            AddBlock(child, parent, range, first, depth);
+            break;
+        case DW_TAG_variable:
+        case DW_TAG_formal_parameter:
+            AddVariable(child, parent, range, first);
+            break;
+        case DW_TAG_GNU_formal_parameter_pack:
+            m_unit.ForEachChild(child, [&](u32 parameter) { AddVariable(parameter, parent, range, first); });
+            break;
+        case DW_TAG_label:
+            AddLabel(child, parent, range);
+            break;
+        case DW_TAG_unspecified_parameters:
+            m_tree.Add(parent, DW_TAG_unspecified_parameters);
+            break;
+        case DW_TAG_template_type_parameter:
+        case DW_TAG_template_value_parameter:
+        case DW_TAG_GNU_template_parameter_pack:
+            AddTemplateParameter(child, parent);
+            break;
+        default: // types and functions stand elsewhere; call sites and imports say nothing in DWARF 2.0
+            break;
+        }
+    });
+}
+
+void UnitConverter::AddBlock(u32 node, u32 parent, std::optional<AddressRange> range, bool first, u32 depth)
+{
+    const bool isInlined = m_unit.Tag(node) == DW_TAG_inlined_subroutine;
+    const AddressRanges ranges = RangesOf(node);
+    if (ranges.empty() || !range) {
+        if (!isInlined) { // what a block holds that has no code belongs to the one around
+            if (range) {
+                AddChildren(node, parent, range, first, depth + 1);
+            } else {
+                const u32 entry = m_tree.AddFor(parent, DW_TAG_lexical_block, node);
+                AddChildren(node, entry, range, first, depth + 1);
+                m_tree.DropLastIfChildless(entry);
+            }
+        }
+        return;
+    }
+    for (std::size_t i = 0; i < ranges.size(); ++i) {
+        const u32 begin = std::max(ranges[i].begin, range->begin);
+        const u32 end = std::min(ranges[i].end, range->end);
+        if (begin >= end) {
+            continue;
+        }
+        const u32 entry = m_tree.Add(parent, isInlined ? DW_TAG_inlined_subroutine : DW_TAG_lexical_block);
+        if (isInlined && !AddOrigin(node)) {
+            const std::string_view name = m_names.Qualified(node);
+            m_tree.Text(DW_AT_name, name.empty() ? m_names.Linkage(node) : name);
+        }
+        m_tree.Address(DW_AT_low_pc, begin);
+        m_tree.Address(DW_AT_high_pc, end);
+        AddChildren(node, entry, AddressRange{begin, end}, first && i == 0, depth + 1);
+        if (!m_tree.HasChildren(entry)) {
+            if (isInlined) {
+                m_tree.Add(entry, DW_TAG_lexical_block); // says nothing; readers of blocks want children
+            } else {
+                m_tree.DropLastIfChildless(entry);
+            }
+        }
+    }
+}
+
+const Location& UnitConverter::LocationOf(u32 node)
+{
+    const auto [found, added] = m_locationOf.try_emplace(node);
+    if (added) {
+        if (std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_location)) {
+            found->second = m_shared.locations.Read(*attribute, m_functions[m_currentFunction].ranges);
+            if (found->second.kind == Location::Kind::Whole && m_shared.locations.IsAddress() &&
+                !m_shared.program.IsLoaded(m_shared.locations.Address(), 0)) {
+                found->second = {}; // the linker dropped it
+            }
+        }
+    }
+    return found->second;
+}
+
+void UnitConverter::AddVariable(u32 node, u32 parent, std::optional<AddressRange> range, bool first)
+{
+    const bool isParameter = m_unit.Tag(node) == DW_TAG_formal_parameter;
+    const u32 tag = isParameter ? DW_TAG_formal_parameter : DW_TAG_variable;
+    const Location location = range ? Within(LocationOf(node), *range) : Location();
+    const bool hasPlace = location.kind != Location::Kind::None;
+    if (!first && !hasPlace && !m_unit.Has(node, DW_AT_const_value)) {
+        return;
+    }
+    const u32 entry = m_tree.AddFor(parent, tag, node);
+    if (!range || !AddOrigin(node)) {
+        NameAndType(node, m_names.Own(node), true);
+        if (m_unit.Flag(node, DW_AT_artificial)) {
+            m_tree.Flag(DW_AT_artificial);
+        }
+    }
+    if (m_unit.Flag(node, DW_AT_external)) {
+        m_tree.Flag(DW_AT_external);
+    }
+    if (m_unit.Flag(node, DW_AT_declaration)) {
+        m_tree.Flag(DW_AT_declaration);
+    }
+    const bool written = range && LocationAttribute(DW_AT_location, location, range);
+    if (!written) {
+        ConstantAttribute(node);
+    } else if (location.kind == Location::Kind::Whole && location.expression.size() == 5 &&
+               location.expression.front() == DW_OP_addr) {
+        m_publicLocals.emplace_back(m_names.Own(node), entry);
+    }
+}
+
+void UnitConverter::AddLabel(u32 node, u32 parent, std::optional<AddressRange> range)
+{
+    const std::optional<u32> address = m_unit.Address(node, DW_AT_low_pc);
+    if (range && (!address || *address < range->begin || *address >= range->end)) {
+        return;
+    }
+    m_tree.AddFor(parent, DW_TAG_label, node);
+    if (!range || !AddOrigin(node)) {
+        NameAndType(node, m_names.Own(node), false);
+    }
+    if (range) {
+        m_tree.Address(DW_AT_low_pc, *address);
+    }
+}
+
+void UnitConverter::AddFileVariable(u32 node)
+{
+    Location location;
+    if (std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_location)) {
+        location = m_shared.locations.Read(*attribute, {});
+        if (location.kind == Location::Kind::Whole && m_shared.locations.IsAddress()) {
+            const u32 begin = m_shared.locations.Address();
+            const u64 size = SizeOf(TypeOf(node)).value_or(1);
+            const u32 end = static_cast<u32>(std::min<u64>(u64{begin} + size, 0xFFFFFFFF));
+            if (!StandsAt(node, begin, std::max(begin, end))) {
+                return; // the linker dropped it
+            }
+        }
+    }
+    const u32 entry = m_tree.AddFor(0, DW_TAG_variable, node);
+    std::string_view name = m_names.Qualified(node);
+    if (name.empty()) {
+        name = m_names.Linkage(node);
+    }
+    NameAndType(node, name, true);
+    bool isExternal = m_unit.Flag(node, DW_AT_external);
+    for (u32 at = m_unit.DeclarationOf(node), steps = 0; at != kNoNode && steps < kMaxNesting && !isExternal;
+         at = m_unit.DeclarationOf(at), ++steps) {
+        isExternal = m_unit.Flag(at, DW_AT_external);
+    }
+    if (isExternal) {
+        m_tree.Flag(DW_AT_external);
+    }
+    if (m_unit.Flag(node, DW_AT_declaration)) {
+        m_tree.Flag(DW_AT_declaration);
+    }
+    if (m_unit.Flag(node, DW_AT_artificial)) {
+        m_tree.Flag(DW_AT_artificial);
+    }
+    if (LocationAttribute(DW_AT_location, location, std::nullopt)) {
+        if (!name.empty()) {
+            m_public.emplace_back(name, entry);
+        }
+    } else {
+        ConstantAttribute(node);
+    }
+}
+
+/// @return true if the attribute says a place.
+bool UnitConverter::LocationAttribute(u32 name, const Location& location, std::optional<AddressRange> range)
+{
+    const Location within = range ? Within(location, *range) : location;
+    switch (within.kind) {
+    case Location::Kind::None:
+        return false;
+    case Location::Kind::Whole:
+        m_tree.Block(name, {within.expression.data(), within.expression.size()});
+        return true;
+    case Location::Kind::Constant:
+        if (name == DW_AT_location) {
+            if (within.expression.empty()) {
+                m_tree.Signed(DW_AT_const_value, within.value);
+            } else {
+                m_tree.Block(DW_AT_const_value, {within.expression.data(), within.expression.size()});
+            }
+        }
+        return false;
+    case Location::Kind::List:
+        break;
+    }
+    if (within.pieces.size() == 1 && range && within.pieces[0].begin <= range->begin &&
+        within.pieces[0].end >= range->end) {
+        const std::vector<u8>& expression = within.pieces[0].expression;
+        m_tree.Block(name, {expression.data(), expression.size()});
+        return true;
+    }
+    if (m_low >= m_high) {
+        return false; // a list without code around it
+    }
+    m_tree.Offset(name, m_shared.lists.Write(within.pieces, m_low));
+    return true;
+}
+
+void UnitConverter::ConstantAttribute(u32 node)
+{
+    std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_const_value);
+    if (!attribute) {
+        return;
+    }
+    if (const std::optional<i64> value = m_unit.Signed(node, DW_AT_const_value)) {
+        if (*value < 0 && attribute->form != DW_FORM_udata && attribute->form != DW_FORM_data8) {
+            m_tree.Signed(DW_AT_const_value, *value);
+        } else {
+            m_tree.Number(DW_AT_const_value, static_cast<u64>(*value));
+        }
+        return;
+    }
+    Dwarf_Block block;
+    if (const std::string_view text = m_unit.Text(node, DW_AT_const_value); !text.empty()) {
+        m_tree.Text(DW_AT_const_value, text);
+    } else if (dwarf_formblock(&*attribute, &block) == 0) {
+        m_tree.Block(DW_AT_const_value, {block.data, static_cast<std::size_t>(block.length)});
+    }
+}
+
+} // namespace convert

@@ -1,0 +1,613 @@
+// The entries of types.
+#include "convert/UnitConverter.h"
+
+#include <algorithm>
+
+namespace convert {
+
+namespace {
+
+constexpr u32 kPointerSize = 4;
+constexpr u32 kMaxCopies = 100'000; ///< of types in one unit
+
+/// The encodings of DWARF 2.0, for those that came later the one that is most like it.
+u64 Dwarf2Encoding(u64 encoding)
+{
+    switch (encoding) {
+    case DW_ATE_imaginary_float:
+    case DW_ATE_decimal_float:
+        return DW_ATE_float;
+    case DW_ATE_signed_fixed:
+    case DW_ATE_packed_decimal:
+    case DW_ATE_numeric_string:
+    case DW_ATE_edited:
+        return DW_ATE_signed;
+    case DW_ATE_unsigned_fixed:
+    case DW_ATE_UTF:
+    case 0x11: // DW_ATE_UCS
+        return DW_ATE_unsigned;
+    case 0x12: // DW_ATE_ASCII
+        return DW_ATE_unsigned_char;
+    default:
+        return encoding;
+    }
+}
+
+/// How many typedefs lie one behind the other: the outer one has to come first.
+template <typename Next>
+u32 DepthOf(u32 node, Next next)
+{
+    constexpr u32 kMaxDepth = 64;
+    u32 depth = 0;
+    while (depth < kMaxDepth && node != kNoNode) {
+        ++depth;
+        node = next(node);
+    }
+    return depth;
+}
+
+} // namespace
+
+void UnitConverter::AddTypes()
+{
+    const auto next = [&](u32 node) {
+        const u32 target = Final(Next(node));
+        return target != kNoNode && m_unit.Tag(target) == DW_TAG_typedef ? target : kNoNode;
+    };
+    std::vector<std::pair<u32, u32>> typedefs; // by depth
+    for (const u32 node : m_typeNodes) {
+        const u32 tag = m_unit.Tag(node);
+        if (tag == DW_TAG_typedef || tag == DW_TAG_template_alias) {
+            typedefs.emplace_back(DepthOf(node, next), node);
+        }
+    }
+    std::stable_sort(typedefs.begin(), typedefs.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
+    for (const auto& [depth, node] : typedefs) {
+        AddTypedef(node, 0);
+    }
+    for (const u32 node : m_typeNodes) {
+        const u32 tag = m_unit.Tag(node);
+        if (tag != DW_TAG_typedef && tag != DW_TAG_template_alias) {
+            AddType(node, 0);
+        }
+    }
+    AddCopies();
+}
+
+void UnitConverter::AddType(u32 node, u32 parent)
+{
+    switch (m_unit.Tag(node)) {
+    case DW_TAG_class_type:
+    case DW_TAG_structure_type:
+    case DW_TAG_union_type:
+    case DW_TAG_interface_type:
+        if (!LinkOf(node)) {
+            AddClass(node, parent);
+        }
+        return;
+    case DW_TAG_enumeration_type:
+        if (!LinkOf(node)) {
+            AddEnumeration(node, parent);
+        }
+        return;
+    case DW_TAG_typedef:
+    case DW_TAG_template_alias:
+        return AddTypedef(node, parent);
+    case DW_TAG_array_type:
+        return AddArray(node, parent);
+    case DW_TAG_base_type:
+        return AddBaseType(node, parent);
+    case DW_TAG_ptr_to_member_type:
+        return AddPointerToMember(node, parent);
+    case DW_TAG_pointer_type:
+    case DW_TAG_reference_type:
+    case DW_TAG_rvalue_reference_type: {
+        const bool isPointer = m_unit.Tag(node) == DW_TAG_pointer_type;
+        m_tree.AddFor(parent, isPointer ? DW_TAG_pointer_type : DW_TAG_reference_type, node);
+        m_tree.Number(DW_AT_byte_size, kPointerSize);
+        return TypeAttribute(node);
+    }
+    case DW_TAG_unspecified_type:
+        if (Resolve(Reference{node, std::nullopt}).kind == Target::Kind::Node) {
+            m_tree.AddFor(parent, DW_TAG_pointer_type, node);
+            m_tree.Number(DW_AT_byte_size, kPointerSize);
+        }
+        return;
+    case DW_TAG_const_type:
+    case DW_TAG_volatile_type: {
+        // Where it leads to nothing nobody refers to it.
+        const Target target = Resolve(TypeOf(node));
+        if (target.kind != Target::Kind::Void) {
+            m_tree.AddFor(parent, m_unit.Tag(node), node);
+            TypeAttribute(target);
+        }
+        return;
+    }
+    case DW_TAG_subroutine_type: {
+        const u32 entry = m_tree.AddFor(parent, DW_TAG_subroutine_type, node);
+        if (m_unit.Flag(node, DW_AT_prototyped)) {
+            m_tree.Flag(DW_AT_prototyped);
+        }
+        TypeAttribute(node);
+        return AddSignature(node, entry);
+    }
+    default:
+        return;
+    }
+}
+
+void UnitConverter::TypeAttribute(Target target)
+{
+    switch (target.kind) {
+    case Target::Kind::Void:
+        return;
+    case Target::Kind::Node:
+        return m_tree.ToNode(DW_AT_type, target.node);
+    case Target::Kind::Foreign:
+        return m_tree.ToForeign(DW_AT_type, target.key);
+    }
+}
+
+void UnitConverter::SizedType(u32 node, Target target)
+{
+    const u32 final = target.kind == Target::Kind::Node ? Final(target.node) : kNoNode;
+    if (final == kNoNode || !m_graph->InOneLoop(node, final)) {
+        return TypeAttribute(target);
+    }
+    // A reader that loads the target first meets this entry on the way, when the size isn't known yet.
+    m_copies.emplace_back(m_tree.Count() - 1, target.node);
+    m_tree.ToEntry(DW_AT_type, kNoEntry);
+}
+
+void UnitConverter::AddCopies()
+{
+    for (u32 made = 0; !m_copies.empty(); ++made) {
+        const auto [entry, node] = m_copies.back();
+        m_copies.pop_back();
+        if (made < kMaxCopies) {
+            m_tree.Set(entry, DW_AT_type, AddCopy(node));
+        } else {
+            m_tree.Set(entry, DW_AT_type, m_tree.EntryOf(node));
+        }
+    }
+}
+
+/// An entry that says the same as that of `node`, and to which one other entry refers.
+u32 UnitConverter::AddCopy(u32 node)
+{
+    const u32 entry = m_tree.Count();
+    switch (const u32 tag = m_unit.Tag(node)) {
+    case DW_TAG_const_type:
+    case DW_TAG_volatile_type: {
+        m_tree.Add(0, tag);
+        const Target target = Resolve(TypeOf(node));
+        if (target.kind == Target::Kind::Node) {
+            m_copies.emplace_back(entry, target.node);
+            m_tree.ToEntry(DW_AT_type, kNoEntry);
+        } else {
+            TypeAttribute(target);
+        }
+        return entry;
+    }
+    case DW_TAG_class_type:
+    case DW_TAG_structure_type:
+    case DW_TAG_union_type:
+    case DW_TAG_interface_type:
+        m_tree.Add(0, tag == DW_TAG_interface_type ? u32{DW_TAG_class_type} : tag);
+        m_tree.Text(DW_AT_name, m_names.Qualified(node));
+        if (const std::optional<u64> size = m_unit.Number(node, DW_AT_byte_size)) {
+            m_tree.Number(DW_AT_byte_size, *size);
+        }
+        if (!m_names.Own(node).empty()) {
+            m_tree.Flag(
+                DW_AT_declaration); // readers that look for the definition find the one with the member functions
+        }
+        AddMembers(node, entry, true);
+        return entry;
+    case DW_TAG_enumeration_type:
+    case DW_TAG_base_type:
+    case DW_TAG_ptr_to_member_type:
+    case DW_TAG_subroutine_type:
+    case DW_TAG_unspecified_type:
+        return m_tree.EntryOf(node);
+    default:
+        AddType(node, 0);
+        return entry;
+    }
+}
+
+void UnitConverter::AddTypedef(u32 node, u32 parent)
+{
+    m_tree.AddFor(parent, DW_TAG_typedef, node);
+    m_tree.Text(DW_AT_name, m_names.Qualified(node));
+    Coordinates(node);
+    SizedType(node, Resolve(TypeOf(node)));
+}
+
+void UnitConverter::AddBaseType(u32 node, u32 parent)
+{
+    m_tree.AddFor(parent, DW_TAG_base_type, node);
+    m_tree.Text(DW_AT_name, m_names.Qualified(node));
+    if (const std::optional<u64> size = m_unit.Number(node, DW_AT_byte_size)) {
+        m_tree.Number(DW_AT_byte_size, *size);
+    }
+    if (const std::optional<u64> encoding = m_unit.Number(node, DW_AT_encoding)) {
+        m_tree.Number(DW_AT_encoding, Dwarf2Encoding(*encoding));
+    }
+}
+
+void UnitConverter::AddEnumeration(u32 node, u32 parent)
+{
+    const u32 entry = m_tree.AddFor(parent, DW_TAG_enumeration_type, node);
+    m_tree.Text(DW_AT_name, m_names.Qualified(node));
+    if (const std::optional<u64> size = SizeOf(Reference{node, std::nullopt})) {
+        m_tree.Number(DW_AT_byte_size, *size);
+    }
+    Coordinates(node);
+    if (m_unit.Flag(node, DW_AT_declaration)) {
+        m_tree.Flag(DW_AT_declaration);
+    }
+    m_unit.ForEachChild(node, [&](u32 child) {
+        if (m_unit.Tag(child) == DW_TAG_enumerator) {
+            m_tree.Add(entry, DW_TAG_enumerator);
+            m_tree.Text(DW_AT_name, m_unit.Text(child, DW_AT_name));
+            ConstantAttribute(child);
+        }
+    });
+}
+
+void UnitConverter::AddClass(u32 node, u32 parent)
+{
+    const u32 tag = m_unit.Tag(node);
+    const u32 entry = m_tree.AddFor(parent, tag == DW_TAG_interface_type ? u32{DW_TAG_class_type} : tag, node);
+    m_tree.Text(DW_AT_name, m_names.Qualified(node));
+    if (const std::optional<u64> size = m_unit.Number(node, DW_AT_byte_size)) {
+        m_tree.Number(DW_AT_byte_size, *size);
+    }
+    Coordinates(node);
+    if (m_unit.Flag(node, DW_AT_declaration)) {
+        m_tree.Flag(DW_AT_declaration);
+    }
+    const Target base = Resolve(m_unit.Refer(node, DW_AT_containing_type));
+    if (base.kind == Target::Kind::Node) {
+        m_tree.ToNode(DW_AT_containing_type, base.node);
+    } else if (base.kind == Target::Kind::Foreign) {
+        m_tree.ToForeign(DW_AT_containing_type, base.key);
+    }
+    AddMembers(node, entry, false);
+}
+
+void UnitConverter::AddMembers(u32 node, u32 entry, bool dataOnly)
+{
+    m_unit.ForEachChild(node, [&](u32 child) {
+        switch (m_unit.Tag(child)) {
+        case DW_TAG_member:
+            if (m_unit.Flag(child, DW_AT_external) || m_unit.Flag(child, DW_AT_declaration)) {
+                AddStaticMember(child, dataOnly ? kNoEntry : entry);
+            } else {
+                AddMember(child, entry, node);
+            }
+            break;
+        case DW_TAG_inheritance:
+            AddInheritance(child, entry);
+            break;
+        case DW_TAG_variable:
+            AddStaticMember(child, dataOnly ? kNoEntry : entry);
+            break;
+        case DW_TAG_subprogram:
+            if (!dataOnly) {
+                AddMethod(child, entry);
+            }
+            break;
+        case DW_TAG_template_type_parameter:
+        case DW_TAG_template_value_parameter:
+        case DW_TAG_GNU_template_parameter_pack:
+            if (!dataOnly) {
+                AddTemplateParameter(child, entry);
+            }
+            break;
+        case DW_TAG_variant_part:
+            LeaveOut("members", "they depend on another member");
+            break;
+        default: // types stand elsewhere
+            break;
+        }
+    });
+}
+
+void UnitConverter::Accessibility(u32 node, u32 parentNode, bool always)
+{
+    const bool isBase = m_unit.Tag(node) == DW_TAG_inheritance;
+    const bool isClass = m_unit.Tag(parentNode) == DW_TAG_class_type;
+    const bool isOld = m_unit.Version() < 3; // where members are public and bases private
+    const u64 usual = (isOld ? isBase : isClass) ? DW_ACCESS_private : DW_ACCESS_public;
+    const u64 accessibility = m_unit.Number(node, DW_AT_accessibility).value_or(usual);
+    if (always || accessibility != DW_ACCESS_public) {
+        m_tree.Number(DW_AT_accessibility, accessibility);
+    }
+}
+
+/// AT_data_member_location: a number becomes the expression that adds it.
+void UnitConverter::DataLocation(u32 node)
+{
+    std::vector<u8> expression;
+    std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_data_member_location);
+    if (const std::optional<u64> offset = m_unit.Number(node, DW_AT_data_member_location); offset || !attribute) {
+        ByteWriter writer(false);
+        writer.U8(DW_OP_plus_uconst);
+        writer.Uleb(offset.value_or(0));
+        return m_tree.Block(DW_AT_data_member_location, writer.View());
+    }
+    const Location location = m_shared.locations.Read(*attribute, {});
+    if (location.kind == Location::Kind::Whole) {
+        m_tree.Block(DW_AT_data_member_location, {location.expression.data(), location.expression.size()});
+    }
+}
+
+void UnitConverter::AddMember(u32 node, u32 parent, u32 classNode)
+{
+    m_tree.Add(parent, DW_TAG_member);
+    m_tree.Text(DW_AT_name, m_unit.Text(node, DW_AT_name));
+    Coordinates(node);
+    const Target target = Resolve(TypeOf(node));
+    TypeAttribute(target);
+    if (m_unit.Has(node, DW_AT_bit_size)) {
+        AddBitField(node, classNode);
+    } else {
+        const u32 final = target.kind == Target::Kind::Node ? Final(target.node) : kNoNode;
+        if (final != kNoNode && m_graph->InOneLoop(classNode, final)) {
+            // The size of the type isn't known yet when it leads back to a class that is being read.
+            if (const std::optional<u64> size = SizeOf(TypeOf(node))) {
+                m_tree.Number(DW_AT_byte_size, *size);
+            }
+        }
+        DataLocation(node);
+    }
+    Accessibility(node, classNode, true);
+    if (m_unit.Flag(node, DW_AT_artificial)) {
+        m_tree.Flag(DW_AT_artificial);
+    }
+}
+
+/// The bits of a field are counted from the most significant bit of a storage unit, whatever the byte order.
+void UnitConverter::AddBitField(u32 node, u32 classNode)
+{
+    const u64 bits = m_unit.Number(node, DW_AT_bit_size).value_or(0);
+    const u64 typeSize = SizeOf(TypeOf(node)).value_or(kPointerSize);
+    std::optional<u64> fromStart = m_unit.Number(node, DW_AT_data_bit_offset);
+    if (!fromStart && m_unit.Has(node, DW_AT_bit_offset)) {
+        const u64 size = m_unit.Number(node, DW_AT_byte_size).value_or(typeSize);
+        m_tree.Number(DW_AT_byte_size, size);
+        m_tree.Number(DW_AT_bit_offset, m_unit.Number(node, DW_AT_bit_offset).value_or(0));
+        m_tree.Number(DW_AT_bit_size, bits);
+        return DataLocation(node);
+    }
+    if (!fromStart && m_unit.Tag(classNode) != DW_TAG_union_type) {
+        fromStart = m_unit.Number(node, DW_AT_data_member_location).value_or(0) * 8;
+    }
+    const u64 start = fromStart.value_or(0);
+    // The storage unit that the type says, where the field lies in one; else the smallest that holds it.
+    u64 size = typeSize == 0 ? 1 : typeSize;
+    u64 unit = start / (8 * size) * size;
+    if (start + bits > 8 * (unit + size)) {
+        unit = start / 8;
+        size = 1;
+        while (8 * size < start % 8 + bits) {
+            size *= 2;
+        }
+    }
+    const u64 within = start - 8 * unit;
+    m_tree.Number(DW_AT_byte_size, size);
+    m_tree.Number(DW_AT_bit_offset, m_shared.program.BigEndian() ? within : 8 * size - within - bits);
+    m_tree.Number(DW_AT_bit_size, bits);
+    ByteWriter writer(false);
+    writer.U8(DW_OP_plus_uconst);
+    writer.Uleb(unit);
+    m_tree.Block(DW_AT_data_member_location, writer.View());
+}
+
+/// A static member is a variable that is defined elsewhere.
+void UnitConverter::AddStaticMember(u32 node, u32 parent)
+{
+    if (parent == kNoEntry) {
+        return;
+    }
+    m_tree.AddFor(parent, DW_TAG_variable, node);
+    m_tree.Text(DW_AT_name, m_unit.Text(node, DW_AT_name));
+    Coordinates(node);
+    TypeAttribute(node);
+    m_tree.Flag(DW_AT_external);
+    m_tree.Flag(DW_AT_declaration);
+    Accessibility(node, m_unit.Parent(node), true);
+    ConstantAttribute(node);
+}
+
+void UnitConverter::AddInheritance(u32 node, u32 parent)
+{
+    m_tree.Add(parent, DW_TAG_inheritance);
+    TypeAttribute(node);
+    DataLocation(node);
+    Accessibility(node, m_unit.Parent(node), true);
+    if (const std::optional<u64> virtuality = m_unit.Number(node, DW_AT_virtuality); virtuality.value_or(0) != 0) {
+        m_tree.Number(DW_AT_virtuality, *virtuality);
+    }
+}
+
+void UnitConverter::AddMethod(u32 node, u32 parent)
+{
+    const u32 entry = m_tree.AddFor(parent, DW_TAG_subprogram, node);
+    m_tree.Text(DW_AT_name, m_names.Own(node));
+    if (m_names.Own(node).empty()) {
+        m_tree.Text(DW_AT_name, m_names.Linkage(node));
+    }
+    Coordinates(node);
+    TypeAttribute(node);
+    if (m_unit.Flag(node, DW_AT_external)) {
+        m_tree.Flag(DW_AT_external);
+    }
+    m_tree.Flag(DW_AT_declaration);
+    if (m_unit.Flag(node, DW_AT_prototyped)) {
+        m_tree.Flag(DW_AT_prototyped);
+    }
+    if (m_unit.Flag(node, DW_AT_artificial)) {
+        m_tree.Flag(DW_AT_artificial);
+    }
+    Accessibility(node, m_unit.Parent(node), false);
+    if (const std::optional<u64> virtuality = m_unit.Number(node, DW_AT_virtuality); virtuality.value_or(0) != 0) {
+        m_tree.Number(DW_AT_virtuality, *virtuality);
+        if (std::optional<Dwarf_Attribute> slot = m_unit.Get(node, DW_AT_vtable_elem_location)) {
+            const Location location = m_shared.locations.Read(*slot, {});
+            if (location.kind == Location::Kind::Whole) {
+                m_tree.Block(DW_AT_vtable_elem_location, {location.expression.data(), location.expression.size()});
+            }
+        }
+        const Target base = Resolve(m_unit.Refer(node, DW_AT_containing_type));
+        if (base.kind == Target::Kind::Node) {
+            m_tree.ToNode(DW_AT_containing_type, base.node);
+        } else if (base.kind == Target::Kind::Foreign) {
+            m_tree.ToForeign(DW_AT_containing_type, base.key);
+        }
+    }
+    AddSignature(node, entry);
+}
+
+void UnitConverter::AddSignature(u32 node, u32 entry)
+{
+    m_unit.ForEachChild(node, [&](u32 child) {
+        switch (m_unit.Tag(child)) {
+        case DW_TAG_formal_parameter:
+            m_tree.AddFor(entry, DW_TAG_formal_parameter, child);
+            m_tree.Text(DW_AT_name, m_names.Own(child));
+            TypeAttribute(child);
+            if (m_unit.Flag(child, DW_AT_artificial)) {
+                m_tree.Flag(DW_AT_artificial);
+            }
+            break;
+        case DW_TAG_unspecified_parameters:
+            m_tree.Add(entry, DW_TAG_unspecified_parameters);
+            break;
+        case DW_TAG_template_type_parameter:
+        case DW_TAG_template_value_parameter:
+        case DW_TAG_GNU_template_parameter_pack:
+            AddTemplateParameter(child, entry);
+            break;
+        default:
+            break;
+        }
+    });
+}
+
+void UnitConverter::AddTemplateParameter(u32 node, u32 parent)
+{
+    switch (m_unit.Tag(node)) {
+    case DW_TAG_template_type_parameter:
+        m_tree.Add(parent, DW_TAG_template_type_parameter);
+        m_tree.Text(DW_AT_name, m_unit.Text(node, DW_AT_name));
+        return TypeAttribute(node);
+    case DW_TAG_template_value_parameter:
+        m_tree.Add(parent, DW_TAG_template_value_parameter);
+        m_tree.Text(DW_AT_name, m_unit.Text(node, DW_AT_name));
+        TypeAttribute(node);
+        return ConstantAttribute(node);
+    default:
+        m_unit.ForEachChild(node, [&](u32 child) {
+            if (m_unit.Tag(child) == DW_TAG_template_type_parameter ||
+                m_unit.Tag(child) == DW_TAG_template_value_parameter) {
+                AddTemplateParameter(child, parent);
+            }
+        });
+    }
+}
+
+/// An array has one dimension: those of more are arrays of arrays.
+void UnitConverter::AddArray(u32 node, u32 parent)
+{
+    const std::vector<Dimension> dimensions = DimensionsOf(node);
+    std::vector<std::optional<u64>> sizes(dimensions.size() + 1); // of what each dimension is an array of
+    sizes.back() = SizeOf(TypeOf(node));
+    for (std::size_t i = dimensions.size(); i-- != 0;) {
+        const bool known = sizes[i + 1] && dimensions[i].count;
+        sizes[i] = known ? std::optional(*sizes[i + 1] * *dimensions[i].count) : std::nullopt;
+    }
+    for (std::size_t i = 0; i < dimensions.size(); ++i) {
+        const u32 entry =
+            i == 0 ? m_tree.AddFor(parent, DW_TAG_array_type, node) : m_tree.Add(parent, DW_TAG_array_type);
+        if (sizes[i]) {
+            m_tree.Number(DW_AT_byte_size, *sizes[i]);
+        }
+        if (i + 1 == dimensions.size()) {
+            SizedType(node, Resolve(TypeOf(node)));
+        } else {
+            m_tree.ToEntry(DW_AT_type, entry + 2); // behind this one and its subrange
+        }
+        m_tree.Add(entry, DW_TAG_subrange_type);
+        const Dimension& dimension = dimensions[i];
+        if (dimension.lower > 0) {
+            m_tree.Number(DW_AT_lower_bound, static_cast<u64>(dimension.lower));
+        } else if (dimension.lower < 0) {
+            m_tree.Signed(DW_AT_lower_bound, dimension.lower);
+        }
+        if (dimension.count && *dimension.count == 0) {
+            m_tree.Number(DW_AT_count, 0);
+        } else if (dimension.count) {
+            const i64 upper = dimension.lower + static_cast<i64>(*dimension.count) - 1;
+            if (upper < 0) {
+                m_tree.Signed(DW_AT_upper_bound, upper);
+            } else {
+                m_tree.Number(DW_AT_upper_bound, static_cast<u64>(upper));
+            }
+        } else if (dimension.isDynamic) {
+            LeaveOut("bounds of arrays", "known at run time only");
+        }
+    }
+    if (m_unit.Has(node, DW_AT_byte_stride) || m_unit.Has(node, DW_AT_bit_stride)) {
+        LeaveOut("strides of arrays", "counted differently");
+    }
+}
+
+/// What the ABI passes: an offset, or an address and an adjustment.
+void UnitConverter::AddPointerToMember(u32 node, u32 parent)
+{
+    const std::string name = m_names.TypeText(Reference{node, std::nullopt});
+    const u32 function = Final(Next(node));
+    if (function == kNoNode || m_unit.Tag(function) != DW_TAG_subroutine_type) {
+        m_tree.AddFor(parent, DW_TAG_base_type, node);
+        m_tree.OwnText(DW_AT_name, name);
+        m_tree.Number(DW_AT_byte_size, kPointerSize);
+        m_tree.Number(DW_AT_encoding, DW_ATE_signed);
+        return;
+    }
+    const u32 intType = IntType();
+    const u32 pointer = m_tree.Add(parent, DW_TAG_pointer_type);
+    m_tree.Number(DW_AT_byte_size, kPointerSize);
+    TypeAttribute(Resolve(m_unit.Refer(node, DW_AT_type)));
+    const u32 entry = m_tree.AddFor(parent, DW_TAG_structure_type, node);
+    m_tree.OwnText(DW_AT_name, name);
+    m_tree.Number(DW_AT_byte_size, 2 * kPointerSize);
+    const auto member = [&](const char* memberName, u32 type, u32 offset) {
+        m_tree.Add(entry, DW_TAG_member);
+        m_tree.Text(DW_AT_name, memberName);
+        m_tree.ToEntry(DW_AT_type, type);
+        m_tree.Number(DW_AT_byte_size, kPointerSize);
+        ByteWriter writer(false);
+        writer.U8(DW_OP_plus_uconst);
+        writer.Uleb(offset);
+        m_tree.Block(DW_AT_data_member_location, writer.View());
+        m_tree.Number(DW_AT_accessibility, DW_ACCESS_public);
+    };
+    member("__pfn", pointer, 0);
+    member("__delta", intType, kPointerSize);
+}
+
+u32 UnitConverter::IntType()
+{
+    if (m_intType == kNoEntry) {
+        m_intType = m_tree.Add(0, DW_TAG_base_type);
+        m_tree.Text(DW_AT_name, "int");
+        m_tree.Number(DW_AT_byte_size, kPointerSize);
+        m_tree.Number(DW_AT_encoding, DW_ATE_signed);
+    }
+    return m_intType;
+}
+
+} // namespace convert

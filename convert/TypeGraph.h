@@ -1,0 +1,27 @@
+// Which types lead back to themselves.
+#pragma once
+
+#include "interfaces/Types.h"
+
+#include <functional>
+#include <vector>
+
+namespace convert {
+
+/// The loops among the nodes of a graph: strongly connected components of more than one node, or of one that leads to
+/// itself.
+class TypeGraph {
+public:
+    using Visit = std::function<void(u32 target)>;
+
+    /// @param count of nodes. @param forEachTarget calls its second argument for each node that the first leads to.
+    TypeGraph(u32 count, const std::function<void(u32 node, const Visit& visit)>& forEachTarget);
+
+    /// True if each of the two nodes is reached from the other.
+    bool InOneLoop(u32 a, u32 b) const { return m_loop[a] != 0 && m_loop[a] == m_loop[b]; }
+
+private:
+    std::vector<u32> m_loop; ///< number of the loop, 0 for none
+};
+
+} // namespace convert

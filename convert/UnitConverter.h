@@ -1,0 +1,176 @@
+// Makes of one unit of the input one of DWARF 2.0.
+//
+// The unit's tree is written in this order: typedefs, the other types, functions without code (declarations and what
+// others are instances of), then variables and functions with code in the order of the input. What follows refers to
+// what stands ahead, and a typedef gets its size from what it names when a reader meets it first.
+#pragma once
+
+#include "convert/Definitions.h"
+#include "convert/Entries.h"
+#include "convert/InfoWriter.h"
+#include "convert/LineTables.h"
+#include "convert/LocationWriter.h"
+#include "convert/Locations.h"
+#include "convert/Macros.h"
+#include "convert/Names.h"
+#include "convert/Program.h"
+#include "convert/Report.h"
+#include "convert/TypeGraph.h"
+#include "convert/Unit.h"
+
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace convert {
+
+/// What all units of a conversion share.
+struct Shared {
+    const Program& program;
+    Dwarf* dwarf;
+    const std::vector<InputUnit>& units;
+    const Definitions& definitions;
+    LineSections lineSections;
+    LocationReader& locations;
+    InfoWriter& info;
+    LineWriter& lines;
+    LocationWriter& lists;
+    MacroWriter& macros;
+    ByteWriter& publicNames;
+    ByteWriter& ranges; ///< `.debug_aranges`
+    Report& report;
+    std::optional<AddressRanges> functions;             ///< of all units, near address 0; found when first needed
+    std::unordered_map<std::string, u32> tablesOfFiles; ///< written line tables without rows, by their input
+};
+
+class UnitConverter {
+public:
+    UnitConverter(Shared& shared, const Unit& unit);
+
+    /// Writes the unit and whatever it needs in other sections.
+    void Convert();
+
+private:
+    /// Where a type leads once what DWARF 2.0 can't say is left out.
+    struct Target {
+        enum class Kind : u8 { Void, Node, Foreign };
+        Kind kind = Kind::Void;
+        u32 node = kNoNode;
+        EntryKey key;
+    };
+
+    struct Dimension {
+        i64 lower = 0;
+        std::optional<u64> count;
+        bool isDynamic = false; ///< known at run time only
+    };
+
+    /// A function with code, and which stretches of it stand in the program.
+    struct Function {
+        u32 node;
+        AddressRanges ranges;
+    };
+
+    // UnitConverter.cpp
+    void Classify();
+    void ClassifyFunction(u32 node);
+    void ReadLines();
+    bool SequenceStands(const LineSequence& sequence);
+    const AddressRanges& FunctionsNearZero();
+    void FindExtent();
+    void AddUnitEntry();
+    void WriteTables(const PlacedUnit& placed);
+    void WritePublicNames(const PlacedUnit& placed);
+    void WriteRanges(const PlacedUnit& placed);
+    u32 LineOffset();
+
+    // TypeTargets.cpp
+    Target Resolve(Reference type);
+    Target ResolveForeign(Dwarf_Die die);
+    u32 DefinitionIn(u32 node); ///< of a declared class: the definition in this unit, else kNoNode
+    std::optional<Target> LinkOf(u32 node);
+    Reference TypeOf(u32 node) const; ///< AT_type, the entry's own or its declaration's
+    u32 Final(u32 node) const;        ///< behind const and volatile
+    u32 Next(u32 node) const;         ///< the node that AT_type leads to in this unit, else kNoNode
+    std::optional<u64> SizeOf(Reference type, u32 depth = 0) const;
+    std::vector<Dimension> DimensionsOf(u32 node) const;
+    void BuildGraph();
+
+    // TypeEntries.cpp
+    void AddTypes();
+    void AddType(u32 node, u32 parent);
+    void AddTypedef(u32 node, u32 parent);
+    void AddClass(u32 node, u32 parent);
+    void AddMembers(u32 node, u32 entry, bool dataOnly);
+    void AddMember(u32 node, u32 parent, u32 classNode);
+    void AddBitField(u32 node, u32 classNode);
+    void AddStaticMember(u32 node, u32 parent);
+    void AddInheritance(u32 node, u32 parent);
+    void AddMethod(u32 node, u32 parent);
+    void AddEnumeration(u32 node, u32 parent);
+    void AddArray(u32 node, u32 parent);
+    void AddBaseType(u32 node, u32 parent);
+    void AddPointerToMember(u32 node, u32 parent);
+    void AddTemplateParameter(u32 node, u32 parent);
+    void AddSignature(u32 node, u32 entry); ///< parameters of a subroutine type or declaration
+    u32 IntType();
+    void Accessibility(u32 node, u32 parentNode, bool always);
+    void DataLocation(u32 node);
+    /// AT_type of an entry whose size comes from its type: where that leads back to it, it gets a copy of its own.
+    void SizedType(u32 node, Target target);
+    void AddCopies();
+    u32 AddCopy(u32 node);
+    void TypeAttribute(Target target);
+    void TypeAttribute(u32 node) { TypeAttribute(Resolve(TypeOf(node))); }
+
+    // ScopeEntries.cpp
+    void AddCodelessFunction(u32 node);
+    void AddFunction(const Function& function);
+    void FunctionAttributes(u32 node, bool hasCode);
+    void AddChildren(u32 node, u32 parent, std::optional<AddressRange> range, bool first, u32 depth);
+    void AddBlock(u32 node, u32 parent, std::optional<AddressRange> range, bool first, u32 depth);
+    void AddVariable(u32 node, u32 parent, std::optional<AddressRange> range, bool first);
+    void AddLabel(u32 node, u32 parent, std::optional<AddressRange> range);
+    void AddFileVariable(u32 node);
+    void AddLocalTypes(u32 function, u32 entry);
+    bool AddOrigin(u32 node);
+    void NameAndType(u32 node, std::string_view name, bool hasType);
+    bool LocationAttribute(u32 name, const Location& location, std::optional<AddressRange> range);
+    void ConstantAttribute(u32 node);
+    AddressRanges RangesOf(u32 node) const;
+    const Location& LocationOf(u32 node);
+    bool StandsAt(u32 node, u32 begin, u32 end);
+
+    void Coordinates(u32 node); ///< AT_decl_file, AT_decl_line, AT_decl_column
+    void LeaveOut(const char* kind, const char* reason) { m_shared.report.LeaveOut(kind, reason); }
+
+    Shared& m_shared;
+    const Unit& m_unit;
+    Names m_names;
+    EntryTree m_tree;
+    LineTable m_lineTable;
+    std::vector<const LineSequence*> m_sequences; ///< those that stand
+    std::optional<u64> m_lineOffset;              ///< in the input
+    u32 m_low = kNone;                            ///< lowest address of the unit's code
+    u32 m_high = 0;
+    std::vector<u32> m_typeNodes;
+    std::vector<u32> m_codelessFunctions;
+    std::vector<Function> m_functions;   ///< with code that stands, in the order of the input
+    std::vector<u32> m_functionOf;       ///< by node: index in m_functions, or kNoNode
+    std::vector<AddressRange> m_dropped; ///< code of functions that don't stand
+    std::vector<u32> m_fileVariables;
+    std::unordered_map<u32, std::vector<u32>> m_localTypes; ///< by function
+    std::unordered_map<u32, u32> m_definitionOf;            ///< by declaration of a class
+    std::unordered_map<std::string_view, u32> m_definitionByName;
+    std::optional<TypeGraph> m_graph;
+    std::vector<std::pair<u32, u32>> m_copies; ///< an entry whose AT_type is to lead to a copy of a node
+    u32 m_intType = kNoEntry;
+    u32 m_currentFunction = kNoNode;                   ///< index in m_functions
+    std::unordered_map<u32, Location> m_locationOf;    ///< of the current function's variables
+    std::vector<std::pair<std::string, u32>> m_public; ///< names and entries
+    std::vector<std::pair<std::string, u32>> m_publicLocals;
+};
+
+} // namespace convert
