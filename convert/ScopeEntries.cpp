@@ -12,12 +12,6 @@ namespace {
 
 constexpr u32 kMaxNesting = 512; ///< of blocks in blocks
 
-bool IsBlock(u32 tag)
-{
-    return tag == DW_TAG_lexical_block || tag == DW_TAG_inlined_subroutine || tag == DW_TAG_try_block ||
-           tag == DW_TAG_catch_block;
-}
-
 } // namespace
 
 AddressRanges UnitConverter::RangesOf(u32 node) const
@@ -127,7 +121,7 @@ void UnitConverter::AddCodelessFunction(u32 node)
         m_tree.Number(DW_AT_inline, *kind);
     }
     AddLocalTypes(node, entry);
-    AddChildren(node, entry, std::nullopt, true, 0);
+    AddChildren(node, entry, std::nullopt, 0);
 }
 
 void UnitConverter::AddFunction(const Function& function)
@@ -151,7 +145,7 @@ void UnitConverter::AddFunction(const Function& function)
         if (first) {
             AddLocalTypes(node, entry);
         }
-        AddChildren(node, entry, range, first, 0);
+        AddChildren(node, entry, range, 0);
         std::string_view name = m_names.Qualified(node);
         if (name.empty()) {
             name = m_names.Linkage(node);
@@ -180,9 +174,8 @@ void UnitConverter::AddLocalTypes(u32 function, u32 entry)
     }
 }
 
-/// @param range the addresses of `parent`; none where there is no code. @param first false where the same children have
-///        been given to another stretch of the function.
-void UnitConverter::AddChildren(u32 node, u32 parent, std::optional<AddressRange> range, bool first, u32 depth)
+/// @param range the addresses of `parent`; none where there is no code.
+void UnitConverter::AddChildren(u32 node, u32 parent, std::optional<AddressRange> range, u32 depth)
 {
     if (depth > kMaxNesting) {
         LeaveOut("blocks", "nested too deep");
@@ -194,14 +187,14 @@ void UnitConverter::AddChildren(u32 node, u32 parent, std::optional<AddressRange
         case DW_TAG_inlined_subroutine:
         case DW_TAG_try_block:
         case DW_TAG_catch_block:
-            AddBlock(child, parent, range, first, depth);
+            AddBlock(child, parent, range, depth);
             break;
         case DW_TAG_variable:
         case DW_TAG_formal_parameter:
-            AddVariable(child, parent, range, first);
+            AddVariable(child, parent, range);
             break;
         case DW_TAG_GNU_formal_parameter_pack:
-            m_unit.ForEachChild(child, [&](u32 parameter) { AddVariable(parameter, parent, range, first); });
+            m_unit.ForEachChild(child, [&](u32 parameter) { AddVariable(parameter, parent, range); });
             break;
         case DW_TAG_label:
             AddLabel(child, parent, range);
@@ -220,25 +213,25 @@ void UnitConverter::AddChildren(u32 node, u32 parent, std::optional<AddressRange
     });
 }
 
-void UnitConverter::AddBlock(u32 node, u32 parent, std::optional<AddressRange> range, bool first, u32 depth)
+void UnitConverter::AddBlock(u32 node, u32 parent, std::optional<AddressRange> range, u32 depth)
 {
     const bool isInlined = m_unit.Tag(node) == DW_TAG_inlined_subroutine;
     const AddressRanges ranges = RangesOf(node);
     if (ranges.empty() || !range) {
         if (!isInlined) { // what a block holds that has no code belongs to the one around
             if (range) {
-                AddChildren(node, parent, range, first, depth + 1);
+                AddChildren(node, parent, range, depth + 1);
             } else {
-                const u32 entry = m_tree.AddFor(parent, DW_TAG_lexical_block, node);
-                AddChildren(node, entry, range, first, depth + 1);
+                const u32 entry = m_tree.Add(parent, DW_TAG_lexical_block);
+                AddChildren(node, entry, range, depth + 1);
                 m_tree.DropLastIfChildless(entry);
             }
         }
         return;
     }
-    for (std::size_t i = 0; i < ranges.size(); ++i) {
-        const u32 begin = std::max(ranges[i].begin, range->begin);
-        const u32 end = std::min(ranges[i].end, range->end);
+    for (const AddressRange& own : ranges) {
+        const u32 begin = std::max(own.begin, range->begin);
+        const u32 end = std::min(own.end, range->end);
         if (begin >= end) {
             continue;
         }
@@ -249,7 +242,7 @@ void UnitConverter::AddBlock(u32 node, u32 parent, std::optional<AddressRange> r
         }
         m_tree.Address(DW_AT_low_pc, begin);
         m_tree.Address(DW_AT_high_pc, end);
-        AddChildren(node, entry, AddressRange{begin, end}, first && i == 0, depth + 1);
+        AddChildren(node, entry, AddressRange{begin, end}, depth + 1);
         if (!m_tree.HasChildren(entry)) {
             if (isInlined) {
                 m_tree.Add(entry, DW_TAG_lexical_block); // says nothing; readers of blocks want children
@@ -267,7 +260,7 @@ const Location& UnitConverter::LocationOf(u32 node)
         if (std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_location)) {
             found->second = m_shared.locations.Read(*attribute, m_functions[m_currentFunction].ranges);
             if (found->second.kind == Location::Kind::Whole && m_shared.locations.IsAddress() &&
-                !m_shared.program.IsLoaded(m_shared.locations.Address(), 0)) {
+                !m_shared.program.IsLoaded(m_shared.locations.Address(), m_shared.locations.Address())) {
                 found->second = {}; // the linker dropped it
             }
         }
@@ -275,15 +268,11 @@ const Location& UnitConverter::LocationOf(u32 node)
     return found->second;
 }
 
-void UnitConverter::AddVariable(u32 node, u32 parent, std::optional<AddressRange> range, bool first)
+void UnitConverter::AddVariable(u32 node, u32 parent, std::optional<AddressRange> range)
 {
     const bool isParameter = m_unit.Tag(node) == DW_TAG_formal_parameter;
     const u32 tag = isParameter ? DW_TAG_formal_parameter : DW_TAG_variable;
     const Location location = range ? Within(LocationOf(node), *range) : Location();
-    const bool hasPlace = location.kind != Location::Kind::None;
-    if (!first && !hasPlace && !m_unit.Has(node, DW_AT_const_value)) {
-        return;
-    }
     const u32 entry = m_tree.AddFor(parent, tag, node);
     if (!range || !AddOrigin(node)) {
         NameAndType(node, m_names.Own(node), true);

@@ -189,21 +189,6 @@ u32 UnitConverter::AddCopy(u32 node)
         }
         return entry;
     }
-    case DW_TAG_class_type:
-    case DW_TAG_structure_type:
-    case DW_TAG_union_type:
-    case DW_TAG_interface_type:
-        m_tree.Add(0, tag == DW_TAG_interface_type ? u32{DW_TAG_class_type} : tag);
-        m_tree.Text(DW_AT_name, m_names.Qualified(node));
-        if (const std::optional<u64> size = m_unit.Number(node, DW_AT_byte_size)) {
-            m_tree.Number(DW_AT_byte_size, *size);
-        }
-        if (!m_names.Own(node).empty()) {
-            m_tree.Flag(
-                DW_AT_declaration); // readers that look for the definition find the one with the member functions
-        }
-        AddMembers(node, entry, true);
-        return entry;
     case DW_TAG_enumeration_type:
     case DW_TAG_base_type:
     case DW_TAG_ptr_to_member_type:
@@ -274,16 +259,16 @@ void UnitConverter::AddClass(u32 node, u32 parent)
     } else if (base.kind == Target::Kind::Foreign) {
         m_tree.ToForeign(DW_AT_containing_type, base.key);
     }
-    AddMembers(node, entry, false);
+    AddMembers(node, entry);
 }
 
-void UnitConverter::AddMembers(u32 node, u32 entry, bool dataOnly)
+void UnitConverter::AddMembers(u32 node, u32 entry)
 {
     m_unit.ForEachChild(node, [&](u32 child) {
         switch (m_unit.Tag(child)) {
         case DW_TAG_member:
             if (m_unit.Flag(child, DW_AT_external) || m_unit.Flag(child, DW_AT_declaration)) {
-                AddStaticMember(child, dataOnly ? kNoEntry : entry);
+                AddStaticMember(child, entry);
             } else {
                 AddMember(child, entry, node);
             }
@@ -292,19 +277,15 @@ void UnitConverter::AddMembers(u32 node, u32 entry, bool dataOnly)
             AddInheritance(child, entry);
             break;
         case DW_TAG_variable:
-            AddStaticMember(child, dataOnly ? kNoEntry : entry);
+            AddStaticMember(child, entry);
             break;
         case DW_TAG_subprogram:
-            if (!dataOnly) {
-                AddMethod(child, entry);
-            }
+            AddMethod(child, entry);
             break;
         case DW_TAG_template_type_parameter:
         case DW_TAG_template_value_parameter:
         case DW_TAG_GNU_template_parameter_pack:
-            if (!dataOnly) {
-                AddTemplateParameter(child, entry);
-            }
+            AddTemplateParameter(child, entry);
             break;
         case DW_TAG_variant_part:
             LeaveOut("members", "they depend on another member");
@@ -409,9 +390,6 @@ void UnitConverter::AddBitField(u32 node, u32 classNode)
 /// A static member is a variable that is defined elsewhere.
 void UnitConverter::AddStaticMember(u32 node, u32 parent)
 {
-    if (parent == kNoEntry) {
-        return;
-    }
     m_tree.AddFor(parent, DW_TAG_variable, node);
     m_tree.Text(DW_AT_name, m_unit.Text(node, DW_AT_name));
     Coordinates(node);

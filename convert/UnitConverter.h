@@ -103,7 +103,7 @@ private:
     void AddType(u32 node, u32 parent);
     void AddTypedef(u32 node, u32 parent);
     void AddClass(u32 node, u32 parent);
-    void AddMembers(u32 node, u32 entry, bool dataOnly);
+    void AddMembers(u32 node, u32 entry);
     void AddMember(u32 node, u32 parent, u32 classNode);
     void AddBitField(u32 node, u32 classNode);
     void AddStaticMember(u32 node, u32 parent);
@@ -129,9 +129,9 @@ private:
     void AddCodelessFunction(u32 node);
     void AddFunction(const Function& function);
     void FunctionAttributes(u32 node, bool hasCode);
-    void AddChildren(u32 node, u32 parent, std::optional<AddressRange> range, bool first, u32 depth);
-    void AddBlock(u32 node, u32 parent, std::optional<AddressRange> range, bool first, u32 depth);
-    void AddVariable(u32 node, u32 parent, std::optional<AddressRange> range, bool first);
+    void AddChildren(u32 node, u32 parent, std::optional<AddressRange> range, u32 depth);
+    void AddBlock(u32 node, u32 parent, std::optional<AddressRange> range, u32 depth);
+    void AddVariable(u32 node, u32 parent, std::optional<AddressRange> range);
     void AddLabel(u32 node, u32 parent, std::optional<AddressRange> range);
     void AddFileVariable(u32 node);
     void AddLocalTypes(u32 function, u32 entry);

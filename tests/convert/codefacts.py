@@ -26,6 +26,13 @@ class Scope:
 
     __slots__ = ("die", "text", "ranges", "variables", "scopes")
 
+    def with_variables(self, variables):
+        """The same with other variables."""
+        scope = Scope()
+        scope.die, scope.text, scope.ranges, scope.scopes, scope.variables = (
+            self.die, self.text, self.ranges, self.scopes, variables)
+        return scope
+
     def covers(self, pc):
         return any(begin <= pc < end for begin, end in self.ranges)
 
@@ -271,14 +278,17 @@ class CodeFacts:
         variable.die, variable.name = die, self.types.plain_name(die)
         if variable.name is None:
             return
-        kind = "parameter" if die.tag == TAG.formal_parameter else "variable"
-        variable.text = f"{kind} {variable.name}: {self.types.type_of(die)}"
+        variable.text = self.variable_text(die)
         variable.constant = self.constant(die)
         variable.entries = self.locations(die, AT.location, function.parts)
         source = self.types.inherited(die, AT.declaration)
         variable.is_declaration = bool(source and source.flag(AT.declaration)) and not variable.entries
         if not variable.is_declaration:
             scope.variables.append(variable)
+
+    def variable_text(self, die):
+        kind = "parameter" if die.tag == TAG.formal_parameter else "variable"
+        return f"{kind} {self.types.plain_name(die)}: {self.types.type_of(die)}"
 
     def locations(self, die, attribute, parts):
         """A location attribute as [(begin, end, expression)]; both ends are None where it holds everywhere. The parts

@@ -12,7 +12,7 @@ import argparse
 import collections
 import sys
 
-from codefacts import CodeFacts, rows_in_effect
+from codefacts import VARIABLES, CodeFacts, rows_in_effect
 from dwarf import AT, TAG, Program
 from expressions import Unsayable, show
 from lines import join, normal
@@ -34,6 +34,8 @@ class Comparison:
         self.old = CodeFacts(original, self.old_types, True)
         self.new = CodeFacts(converted, self.new_types, any_version)
         self.any_version = any_version
+        self.placeless = set()
+        self.descriptions = {}
 
     @staticmethod
     def ambiguous_names(types):
@@ -49,6 +51,9 @@ class Comparison:
         self.compare_functions()
         self.compare_lines()
         self.compare_macros()
+        if self.placeless:
+            self.report.note(f"{len(self.placeless)} variables of inlined functions that have no place in a part of the "
+                             "code stand there in the function's description alone")
         return self.report.print(self.counts)
 
     # -- units
@@ -263,34 +268,67 @@ class Comparison:
             self.report.add("inlined functions", f"0x{pc:x}: {' > '.join(texts)} {mine[-1].die}; CONVERTED: "
                             f"{' > '.join(other_texts)} {others[-1].die}", (mine[-1].die.key, others[-1].die.key))
             return
-        mine, others = (self.with_variables(chain) for chain in (mine, others))
-        if [names_in(scope) for scope in mine] != [names_in(scope) for scope in others]:
-            self.compare_names(pc, mine, others)
-            return
-        for scope, other in zip(mine, others):
+        left, right = with_variables(mine), with_variables(others)
+        if list(map(names_in, left)) != list(map(names_in, right)):
+            mine = self.without_placeless(pc, old, mine, others)
+            left = with_variables(mine)
+            if list(map(names_in, left)) != list(map(names_in, right)):
+                self.compare_names(pc, mine, others)
+                return
+        for scope, other in zip(left, right):
             self.compare_variables(pc, old, new, scope, other)
 
+    def without_placeless(self, pc, old, mine, others):
+        """The original's chain without the variables that have neither place nor value at an address and stand, in the
+        converted file, in the description of the inlined function alone: that is where a reader finds them."""
+        result = []
+        for frame, other in zip(frames_of(mine), frames_of(others)):
+            there = collections.Counter(variable.name for scope in other for variable in scope.variables)
+            described = self.described(other[0])
+            for scope in frame:
+                kept = []
+                for variable in scope.variables:
+                    there[variable.name] -= 1
+                    if there[variable.name] >= 0 or not self.is_placeless(pc, old, variable) or not any(
+                            same_type(variable.text, text) for text in described):
+                        kept.append(variable)
+                    else:
+                        self.placeless.add(variable.die.key)
+                result.append(scope.with_variables(kept))
+        return result
+
+    def described(self, scope):
+        """Texts of the variables in the description of an inlined function; nothing for others."""
+        origin = scope.die.refer(AT.abstract_origin) if scope.die.tag == TAG.inlined_subroutine else None
+        if origin is None:
+            return set()
+        if origin.key not in self.descriptions:
+            self.descriptions[origin.key] = {self.new.variable_text(die) for die in origin.walk()
+                                             if die.tag in VARIABLES}
+        return self.descriptions[origin.key]
+
     @staticmethod
-    def with_variables(chain):
-        return [scope for scope in chain if scope.variables]
+    def is_placeless(pc, old, variable):
+        return variable.constant is None and all(isinstance(place, Unsayable) for place in old.places(variable, pc))
 
     def compare_names(self, pc, mine, others):
-        """Says what differs if the variables of two chains don't have the same names."""
-        old = collections.Counter(variable.name for scope in mine for variable in scope.variables)
-        new = collections.Counter(variable.name for scope in others for variable in scope.variables)
-        if old == new:
-            self.report.add("blocks", f"0x{pc:x}: {nesting(mine)}\nCONVERTED: {nesting(others)}",
-                            (mine[-1].die.key, others[-1].die.key))
-        for scope in mine:
-            for variable in scope.variables:
+        """Says what differs if the variables of two chains don't have the same names: function by function from the
+        outermost, inlined ones with the blocks in them."""
+        for left, right in zip(frames_of(mine), frames_of(others)):
+            old = collections.Counter(variable.name for scope in left for variable in scope.variables)
+            new = collections.Counter(variable.name for scope in right for variable in scope.variables)
+            left_nesting, right_nesting = nesting(left), nesting(right)
+            if old == new and [names_in(scope) for scope in left] != [names_in(scope) for scope in right]:
+                self.report.add("blocks", f"0x{pc:x}: {left_nesting}\nCONVERTED: {right_nesting}",
+                                (left[-1].die.key, right[-1].die.key))
+            for variable in (variable for scope in left for variable in scope.variables):
                 if old[variable.name] > new[variable.name]:
-                    self.report.add("variables missing", f"0x{pc:x} {variable.die} {variable.text} in {scope.die} "
-                                    f"{scope.text or 'block'}; CONVERTED: {nesting(others)}", variable.die.key)
-        for scope in others:
-            for variable in scope.variables:
+                    self.report.add("variables missing", f"0x{pc:x} {variable.die} {variable.text} in {left_nesting}"
+                                    f"\nCONVERTED: {right_nesting}", variable.die.key)
+            for variable in (variable for scope in right for variable in scope.variables):
                 if new[variable.name] > old[variable.name]:
                     self.report.add("variables that aren't in ORIGINAL", f"0x{pc:x} {variable.die} {variable.text} in "
-                                    f"{scope.die} {scope.text or 'block'}; ORIGINAL: {nesting(mine)}", variable.die.key)
+                                    f"{right_nesting}\nORIGINAL: {left_nesting}", variable.die.key)
 
     def compare_variables(self, pc, old, new, scope, other):
         rest = list(other.variables)
@@ -420,6 +458,21 @@ def active_functions(functions, bounds):
 
 def names_in(scope):
     return sorted(variable.name for variable in scope.variables)
+
+
+def with_variables(chain):
+    return [scope for scope in chain if scope.variables]
+
+
+def frames_of(chain):
+    """A chain as one list for each function: it and the blocks in it that have variables."""
+    frames = []
+    for scope in chain:
+        if scope.text is not None:
+            frames.append([scope])
+        elif scope.variables:
+            frames[-1].append(scope)
+    return [[frame[0], *(scope for scope in frame[1:] if scope.variables)] for frame in frames]
 
 
 def nesting(chain):

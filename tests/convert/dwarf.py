@@ -20,6 +20,7 @@ TAG_NAMES = {code: name[3:] for name, code in enums.ENUM_DW_TAG.items() if isins
 STRX, ADDRX, REF_SUP4, STRP_SUP, DATA16, LINE_STRP, REF_SIG8, IMPLICIT_CONST, LOCLISTX, RNGLISTX, REF_SUP8 = (
     0x1A, 0x1B, 0x1C, 0x1D, 0x1E, 0x1F, 0x20, 0x21, 0x22, 0x23, 0x24)
 GNU_ADDR_INDEX, GNU_STR_INDEX, GNU_REF_ALT, GNU_STRP_ALT = 0x1F01, 0x1F02, 0x1F20, 0x1F21
+LLVM_ADDRX_OFFSET = 0x2001
 GNU_ADDR_BASE = 0x2133
 STRX_FORMS = {STRX, 0x25, 0x26, 0x27, 0x28, GNU_STR_INDEX}
 ADDRX_FORMS = {ADDRX, 0x29, 0x2A, 0x2B, 0x2C, GNU_ADDR_INDEX}
@@ -72,12 +73,17 @@ def _string(data, at, order):
     return data[at:end], end + 1
 
 
+def _index_and_offset(data, at, order):
+    index, at = uleb(data, at)
+    return (index, struct.unpack_from(order + "I", data, at)[0]), at + 4
+
+
 def _three(data, at, order):
     return int.from_bytes(data[at:at + 3], "big" if order == ">" else "little"), at + 3
 
 
 VARIABLE = {BLOCK1: _counted("B"), BLOCK2: _counted("H"), BLOCK4: _counted("I"), BLOCK: _leb_block,
-            EXPRLOC: _leb_block, STRING: _string, 0x27: _three, 0x2B: _three}
+            EXPRLOC: _leb_block, STRING: _string, 0x27: _three, 0x2B: _three, LLVM_ADDRX_OFFSET: _index_and_offset}
 VARIABLE.update({form: lambda data, at, order: uleb(data, at) for form in (
     UDATA, REF_UDATA, STRX, ADDRX, LOCLISTX, RNGLISTX, GNU_ADDR_INDEX, GNU_STR_INDEX, INDIRECT)})
 VARIABLE[SDATA] = lambda data, at, order: sleb(data, at)
@@ -213,6 +219,9 @@ class Die:
         form = self.form(attribute)
         if form == ADDR:
             return self.raw(attribute)
+        if form == LLVM_ADDRX_OFFSET:
+            index, offset = self.raw(attribute)
+            return self.unit.indexed_address(index) + offset
         return self.unit.indexed_address(self.raw(attribute)) if form in ADDRX_FORMS else None
 
     def refer(self, attribute):

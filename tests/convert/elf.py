@@ -4,6 +4,7 @@ files, and what of a program's code and data the linker dropped."""
 import bisect
 import re
 import struct
+import subprocess
 import zlib
 
 SHT_SYMTAB, SHT_STRTAB, SHT_RELA, SHT_NOBITS, SHT_REL = 2, 3, 4, 8, 9
@@ -99,9 +100,7 @@ class Elf:
         data = self.raw(section)
         if section.flags & SHF_COMPRESSED:
             kind = struct.unpack_from(self.order + "I", data)[0]
-            if kind != ELFCOMPRESS_ZLIB:
-                raise ValueError(f"{self.path}: {name} is compressed in a way (ch_type {kind}) that this can't unpack")
-            data = zlib.decompress(data[12:])
+            data = zlib.decompress(data[12:]) if kind == ELFCOMPRESS_ZLIB else unpack_zstd(data[12:])
         return data
 
     @property
@@ -135,6 +134,11 @@ class Elf:
         if 0 < symbol.section < len(self.sections):
             return self.sections[symbol.section].name
         return symbol.section
+
+
+def unpack_zstd(data):
+    """Python has no reader of its own for it."""
+    return subprocess.run(["zstd", "-dc"], input=data, stdout=subprocess.PIPE, check=True).stdout
 
 
 def text_at(data, offset):
