@@ -69,6 +69,8 @@ public:
                    m_publicNames,
                    m_ranges,
                    report,
+                   0,
+                   {},
                    std::nullopt,
                    {}}
     {
@@ -80,6 +82,7 @@ public:
             throw Failure("No debug information");
         }
         ReportUnits(m_units, m_report);
+        FindCommonWords();
         for (std::size_t i = 0; i < m_units.size(); ++i) {
             const Unit unit(m_units[i].die, m_units[i].end, m_program.BigEndian());
             if (unit.IsDamaged()) {
@@ -115,6 +118,23 @@ public:
     }
 
 private:
+    /// Partial units and skeletons leave to others what they have in common.
+    void FindCommonWords()
+    {
+        for (InputUnit unit : m_units) {
+            Dwarf_Attribute attribute;
+            Dwarf_Word language = 0;
+            const char* const producer = dwarf_formstring(dwarf_attr(&unit.die, DW_AT_producer, &attribute));
+            if (producer != nullptr &&
+                dwarf_formudata(dwarf_attr(&unit.die, DW_AT_language, &attribute), &language) == 0 &&
+                language != DW_LANG_Mips_Assembler) {
+                m_shared.producer = producer;
+                m_shared.language = static_cast<u32>(language);
+                return;
+            }
+        }
+    }
+
     const Program& m_program;
     std::vector<InputUnit> m_units;
     Definitions m_definitions;

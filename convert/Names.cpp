@@ -143,11 +143,9 @@ std::string Names::Prefix(u32 node)
     if (scope == kNoNode || scope == 0) {
         return {};
     }
+    // What is in a class without a name goes by its own, as debuggers have it.
     const std::string_view qualified = Qualified(scope);
-    if (!qualified.empty()) {
-        return std::string(qualified) + "::";
-    }
-    return Prefix(scope); // a class without a name: its own scopes are what is left
+    return qualified.empty() ? std::string() : std::string(qualified) + "::";
 }
 
 std::string_view Names::Qualified(u32 node)
@@ -338,7 +336,10 @@ std::string QualifiedName(Dwarf_Die die)
         const u32 tag = static_cast<u32>(dwarf_tag(&scopes[i]));
         const char* const name = IsNamingScope(tag) ? dwarf_diename(&scopes[i]) : nullptr;
         const std::string_view scope = ScopeName(tag, name == nullptr ? "" : name);
-        if (IsNamingScope(tag) && !scope.empty()) {
+        if (IsNamingScope(tag) && scope.empty()) {
+            break;
+        }
+        if (IsNamingScope(tag)) {
             text = std::string(scope) + "::" + text;
         }
     }

@@ -44,22 +44,70 @@ void UnitConverter::NameAndType(u32 node, std::string_view name, bool hasType)
     }
 }
 
-/// AT_abstract_origin, where what it leads to stands in this unit and states its name.
-bool UnitConverter::AddOrigin(u32 node)
+/// What AT_abstract_origin leads to, where that stands in this unit and states its whole name; else kNoNode.
+u32 UnitConverter::OriginOf(u32 node)
 {
     u32 origin = node;
     for (u32 steps = 0; steps < kMaxNesting; ++steps) {
         origin = m_unit.Refer(origin, DW_AT_abstract_origin).node;
         if (origin == kNoNode) {
-            return false;
+            break;
         }
         const bool isMember = m_unit.Tag(origin) == DW_TAG_subprogram && IsClass(m_unit.Tag(m_unit.Parent(origin)));
         if (!isMember && m_tree.EntryOf(origin) != kNoEntry && !m_names.Own(origin).empty()) {
-            m_tree.ToNode(DW_AT_abstract_origin, origin);
+            return origin;
+        }
+    }
+    return kNoNode;
+}
+
+bool UnitConverter::AddOrigin(u32 node)
+{
+    const u32 origin = OriginOf(node);
+    if (origin == kNoNode) {
+        return false;
+    }
+    m_tree.ToNode(DW_AT_abstract_origin, origin);
+    return true;
+}
+
+bool UnitConverter::FlagOf(u32 node, u32 name) const
+{
+    for (u32 at = node, steps = 0; at != kNoNode && steps < kMaxNesting; at = m_unit.DeclarationOf(at), ++steps) {
+        if (m_unit.Flag(at, name)) {
             return true;
+        }
+        for (const u32 link : {DW_AT_specification, DW_AT_abstract_origin}) {
+            if (Reference origin = m_unit.Refer(at, link); origin.foreign) {
+                Dwarf_Attribute attribute;
+                bool value = false;
+                return dwarf_attr_integrate(&*origin.foreign, name, &attribute) != nullptr &&
+                       dwarf_formflag(&attribute, &value) == 0 && value;
+            }
         }
     }
     return false;
+}
+
+/// An entry for the inline function whose instance `node` is: for those whose own entry is another unit's, or that of a
+/// member in its class, which doesn't state the whole name. One for each name; none if AddOrigin has one.
+u32 UnitConverter::OriginByName(u32 node)
+{
+    if (OriginOf(node) != kNoNode) {
+        return kNoEntry;
+    }
+    std::string name(m_names.Qualified(node));
+    if (name.empty()) {
+        name = m_names.Linkage(node);
+    }
+    const auto [found, added] = m_originByName.try_emplace(name.empty() ? "<unnamed>" : name, kNoEntry);
+    if (added) {
+        found->second = m_tree.Add(0, DW_TAG_subprogram);
+        m_tree.OwnText(DW_AT_name, found->first);
+        TypeAttribute(node);
+        m_tree.Number(DW_AT_inline, DW_INL_inlined);
+    }
+    return found->second;
 }
 
 /// A function is called by its whole name; only one that refers to its declaration in a class goes without that part,
@@ -89,17 +137,10 @@ void UnitConverter::FunctionAttributes(u32 node, bool hasCode)
     }
     Coordinates(node);
     TypeAttribute(node);
-    bool isExternal = false;
-    bool isPrototyped = false;
-    for (u32 at = node, steps = 0; at != kNoNode && steps < kMaxNesting; at = m_unit.DeclarationOf(at), ++steps) {
-        isExternal = isExternal || m_unit.Flag(at, DW_AT_external);
-        isPrototyped = isPrototyped || m_unit.Flag(at, DW_AT_prototyped);
-    }
-    if (isExternal) {
-        m_tree.Flag(DW_AT_external);
-    }
-    if (isPrototyped) {
-        m_tree.Flag(DW_AT_prototyped);
+    for (const u32 flag : {DW_AT_external, DW_AT_prototyped}) {
+        if (FlagOf(node, flag)) {
+            m_tree.Flag(flag);
+        }
     }
     if (m_unit.Flag(node, DW_AT_artificial)) {
         m_tree.Flag(DW_AT_artificial);
@@ -121,6 +162,7 @@ void UnitConverter::AddCodelessFunction(u32 node)
         m_tree.Number(DW_AT_inline, *kind);
     }
     AddLocalTypes(node, entry);
+    m_locationOf.clear();
     AddChildren(node, entry, std::nullopt, 0);
 }
 
@@ -218,14 +260,16 @@ void UnitConverter::AddBlock(u32 node, u32 parent, std::optional<AddressRange> r
     const bool isInlined = m_unit.Tag(node) == DW_TAG_inlined_subroutine;
     const AddressRanges ranges = RangesOf(node);
     if (ranges.empty() || !range) {
-        if (!isInlined) { // what a block holds that has no code belongs to the one around
-            if (range) {
-                AddChildren(node, parent, range, depth + 1);
-            } else {
-                const u32 entry = m_tree.Add(parent, DW_TAG_lexical_block);
-                AddChildren(node, entry, range, depth + 1);
-                m_tree.DropLastIfChildless(entry);
-            }
+        if (!isInlined && !range) {
+            const u32 entry = m_tree.Add(parent, DW_TAG_lexical_block);
+            AddChildren(node, entry, range, depth + 1);
+            m_tree.DropLastIfChildless(entry);
+        } else if (!isInlined) { // of a block that lost its code the static variables are left
+            m_unit.ForEachChild(node, [&](u32 child) {
+                if (m_unit.Tag(child) == DW_TAG_variable && m_unit.Has(child, DW_AT_location)) {
+                    AddVariable(child, parent, range);
+                }
+            });
         }
         return;
     }
@@ -235,17 +279,19 @@ void UnitConverter::AddBlock(u32 node, u32 parent, std::optional<AddressRange> r
         if (begin >= end) {
             continue;
         }
+        if (isInlined) {
+            OriginByName(node);
+        }
         const u32 entry = m_tree.Add(parent, isInlined ? DW_TAG_inlined_subroutine : DW_TAG_lexical_block);
         if (isInlined && !AddOrigin(node)) {
-            const std::string_view name = m_names.Qualified(node);
-            m_tree.Text(DW_AT_name, name.empty() ? m_names.Linkage(node) : name);
+            m_tree.ToEntry(DW_AT_abstract_origin, OriginByName(node));
         }
         m_tree.Address(DW_AT_low_pc, begin);
         m_tree.Address(DW_AT_high_pc, end);
         AddChildren(node, entry, AddressRange{begin, end}, depth + 1);
         if (!m_tree.HasChildren(entry)) {
             if (isInlined) {
-                m_tree.Add(entry, DW_TAG_lexical_block); // says nothing; readers of blocks want children
+                m_tree.Add(entry, DW_TAG_label); // says nothing: readers of blocks want children
             } else {
                 m_tree.DropLastIfChildless(entry);
             }
@@ -258,7 +304,12 @@ const Location& UnitConverter::LocationOf(u32 node)
     const auto [found, added] = m_locationOf.try_emplace(node);
     if (added) {
         if (std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_location)) {
-            found->second = m_shared.locations.Read(*attribute, m_functions[m_currentFunction].ranges);
+            const bool inCode = m_currentFunction != kNoNode;
+            found->second =
+                m_shared.locations.Read(*attribute, inCode ? m_functions[m_currentFunction].ranges : AddressRanges());
+            if (!inCode && !m_shared.locations.IsAddress()) {
+                found->second = {};
+            }
             if (found->second.kind == Location::Kind::Whole && m_shared.locations.IsAddress() &&
                 !m_shared.program.IsLoaded(m_shared.locations.Address(), m_shared.locations.Address())) {
                 found->second = {}; // the linker dropped it
@@ -272,7 +323,8 @@ void UnitConverter::AddVariable(u32 node, u32 parent, std::optional<AddressRange
 {
     const bool isParameter = m_unit.Tag(node) == DW_TAG_formal_parameter;
     const u32 tag = isParameter ? DW_TAG_formal_parameter : DW_TAG_variable;
-    const Location location = range ? Within(LocationOf(node), *range) : Location();
+    // A static variable of an inline function has its place, whatever became of the function.
+    const Location location = range ? Within(LocationOf(node), *range) : LocationOf(node);
     const u32 entry = m_tree.AddFor(parent, tag, node);
     if (!range || !AddOrigin(node)) {
         NameAndType(node, m_names.Own(node), true);
@@ -286,7 +338,7 @@ void UnitConverter::AddVariable(u32 node, u32 parent, std::optional<AddressRange
     if (m_unit.Flag(node, DW_AT_declaration)) {
         m_tree.Flag(DW_AT_declaration);
     }
-    const bool written = range && LocationAttribute(DW_AT_location, location, range);
+    const bool written = LocationAttribute(DW_AT_location, location, range);
     if (!written) {
         ConstantAttribute(node);
     } else if (location.kind == Location::Kind::Whole && location.expression.size() == 5 &&
@@ -324,18 +376,17 @@ void UnitConverter::AddFileVariable(u32 node)
             }
         }
     }
-    const u32 entry = m_tree.AddFor(0, DW_TAG_variable, node);
     std::string_view name = m_names.Qualified(node);
     if (name.empty()) {
         name = m_names.Linkage(node);
     }
-    NameAndType(node, name, true);
-    bool isExternal = m_unit.Flag(node, DW_AT_external);
-    for (u32 at = m_unit.DeclarationOf(node), steps = 0; at != kNoNode && steps < kMaxNesting && !isExternal;
-         at = m_unit.DeclarationOf(at), ++steps) {
-        isExternal = m_unit.Flag(at, DW_AT_external);
+    if (name.empty()) { // a text of the program, to which some compilers give an entry
+        LeaveOut("variables", "without a name");
+        return;
     }
-    if (isExternal) {
+    const u32 entry = m_tree.AddFor(0, DW_TAG_variable, node);
+    NameAndType(node, name, true);
+    if (FlagOf(node, DW_AT_external)) {
         m_tree.Flag(DW_AT_external);
     }
     if (m_unit.Flag(node, DW_AT_declaration)) {
@@ -345,9 +396,7 @@ void UnitConverter::AddFileVariable(u32 node)
         m_tree.Flag(DW_AT_artificial);
     }
     if (LocationAttribute(DW_AT_location, location, std::nullopt)) {
-        if (!name.empty()) {
-            m_public.emplace_back(name, entry);
-        }
+        m_public.emplace_back(name, entry);
     } else {
         ConstantAttribute(node);
     }

@@ -46,6 +46,26 @@ u32 DepthOf(u32 node, Next next)
     return depth;
 }
 
+/// What an expression adds to the address that it finds, if that is all it does: DW_OP_plus_uconst, or a small number
+/// and DW_OP_plus.
+std::optional<u64> AddedConstant(ByteView expression)
+{
+    ByteReader reader(expression, false);
+    const u8 first = reader.U8();
+    std::optional<u64> added;
+    if (first == DW_OP_plus_uconst) {
+        added = reader.Uleb();
+    } else if (first >= DW_OP_lit0 && first <= DW_OP_lit31 && reader.U8() == DW_OP_plus) {
+        added = first - DW_OP_lit0;
+    } else if (first == DW_OP_constu) {
+        added = reader.Uleb();
+        if (reader.U8() != DW_OP_plus) {
+            return std::nullopt;
+        }
+    }
+    return reader.AtEnd() && !reader.Failed() ? added : std::nullopt;
+}
+
 } // namespace
 
 void UnitConverter::AddTypes()
@@ -320,9 +340,28 @@ void UnitConverter::DataLocation(u32 node)
         return m_tree.Block(DW_AT_data_member_location, writer.View());
     }
     const Location location = m_shared.locations.Read(*attribute, {});
-    if (location.kind == Location::Kind::Whole) {
-        m_tree.Block(DW_AT_data_member_location, {location.expression.data(), location.expression.size()});
+    if (location.kind != Location::Kind::Whole) {
+        return;
     }
+    const ByteView bytes{location.expression.data(), location.expression.size()};
+    if (const std::optional<u64> added = AddedConstant(bytes)) {
+        ByteWriter writer(false);
+        writer.U8(DW_OP_plus_uconst);
+        writer.Uleb(*added);
+        return m_tree.Block(DW_AT_data_member_location, writer.View());
+    }
+    m_tree.Block(DW_AT_data_member_location, bytes);
+}
+
+/// The offset that an expression adds, if it does nothing else; else 0.
+u64 UnitConverter::ConstantLocation(u32 node)
+{
+    std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_data_member_location);
+    Dwarf_Block block;
+    if (!attribute || dwarf_formblock(&*attribute, &block) != 0) {
+        return 0;
+    }
+    return AddedConstant({block.data, static_cast<std::size_t>(block.length)}).value_or(0);
 }
 
 void UnitConverter::AddMember(u32 node, u32 parent, u32 classNode)
@@ -333,7 +372,7 @@ void UnitConverter::AddMember(u32 node, u32 parent, u32 classNode)
     const Target target = Resolve(TypeOf(node));
     TypeAttribute(target);
     if (m_unit.Has(node, DW_AT_bit_size)) {
-        AddBitField(node, classNode);
+        AddBitField(node);
     } else {
         const u32 final = target.kind == Target::Kind::Node ? Final(target.node) : kNoNode;
         if (final != kNoNode && m_graph->InOneLoop(classNode, final)) {
@@ -351,22 +390,20 @@ void UnitConverter::AddMember(u32 node, u32 parent, u32 classNode)
 }
 
 /// The bits of a field are counted from the most significant bit of a storage unit, whatever the byte order.
-void UnitConverter::AddBitField(u32 node, u32 classNode)
+void UnitConverter::AddBitField(u32 node)
 {
     const u64 bits = m_unit.Number(node, DW_AT_bit_size).value_or(0);
     const u64 typeSize = SizeOf(TypeOf(node)).value_or(kPointerSize);
     std::optional<u64> fromStart = m_unit.Number(node, DW_AT_data_bit_offset);
-    if (!fromStart && m_unit.Has(node, DW_AT_bit_offset)) {
-        const u64 size = m_unit.Number(node, DW_AT_byte_size).value_or(typeSize);
-        m_tree.Number(DW_AT_byte_size, size);
-        m_tree.Number(DW_AT_bit_offset, m_unit.Number(node, DW_AT_bit_offset).value_or(0));
-        m_tree.Number(DW_AT_bit_size, bits);
-        return DataLocation(node);
+    const u64 location = m_unit.Number(node, DW_AT_data_member_location).value_or(ConstantLocation(node));
+    if (const std::optional<i64> inUnit = m_unit.Signed(node, DW_AT_bit_offset); !fromStart && inUnit) {
+        const u64 unitBits = 8 * m_unit.Number(node, DW_AT_byte_size).value_or(typeSize);
+        // Modulo 2^64: a field that reaches beyond its unit begins at a negative bit of it.
+        const u64 first =
+            m_shared.program.BigEndian() ? static_cast<u64>(*inUnit) : unitBits - static_cast<u64>(*inUnit) - bits;
+        fromStart = 8 * location + first;
     }
-    if (!fromStart && m_unit.Tag(classNode) != DW_TAG_union_type) {
-        fromStart = m_unit.Number(node, DW_AT_data_member_location).value_or(0) * 8;
-    }
-    const u64 start = fromStart.value_or(0);
+    const u64 start = fromStart.value_or(8 * location);
     // The storage unit that the type says, where the field lies in one; else the smallest that holds it.
     u64 size = typeSize == 0 ? 1 : typeSize;
     u64 unit = start / (8 * size) * size;

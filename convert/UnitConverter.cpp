@@ -290,14 +290,19 @@ void UnitConverter::FindExtent()
 void UnitConverter::AddUnitEntry()
 {
     m_tree.Add(kNoEntry, DW_TAG_compile_unit);
-    m_tree.Text(DW_AT_name, m_unit.Text(0, DW_AT_name));
-    if (m_unit.Text(0, DW_AT_name).empty()) {
-        m_tree.OwnText(DW_AT_name, m_unit.IsType() ? "<types>" : "<unnamed>");
+    if (const std::string_view name = m_unit.Text(0, DW_AT_name); !name.empty()) {
+        m_tree.Text(DW_AT_name, name);
+    } else if (m_unit.IsType() || m_unit.Tag(0) == DW_TAG_partial_unit) {
+        m_tree.Text(DW_AT_name, "<types>");
+    } else { // a skeleton: its first file is the one that was compiled
+        m_tree.OwnText(DW_AT_name, m_lineTable.files.empty() ? "<unnamed>" : m_lineTable.files.front());
     }
     m_tree.Text(DW_AT_comp_dir, m_unit.Text(0, DW_AT_comp_dir));
-    m_tree.Text(DW_AT_producer, m_unit.Text(0, DW_AT_producer));
-    if (m_unit.Language() != 0) {
-        m_tree.Number(DW_AT_language, Dwarf2Language(m_unit.Language()));
+    const std::string_view producer = m_unit.Text(0, DW_AT_producer);
+    m_tree.Text(DW_AT_producer, producer.empty() ? m_shared.producer : producer);
+    const u32 language = m_unit.Language() != 0 ? m_unit.Language() : m_shared.language;
+    if (language != 0) {
+        m_tree.Number(DW_AT_language, Dwarf2Language(language));
     }
     if (m_lineOffset) {
         m_tree.Offset(DW_AT_stmt_list, LineOffset());

@@ -41,6 +41,8 @@ struct Shared {
     ByteWriter& publicNames;
     ByteWriter& ranges; ///< `.debug_aranges`
     Report& report;
+    u32 language;                                       ///< for units that don't state theirs
+    std::string producer;                               ///< likewise
     std::optional<AddressRanges> functions;             ///< of all units, near address 0; found when first needed
     std::unordered_map<std::string, u32> tablesOfFiles; ///< written line tables without rows, by their input
 };
@@ -105,7 +107,7 @@ private:
     void AddClass(u32 node, u32 parent);
     void AddMembers(u32 node, u32 entry);
     void AddMember(u32 node, u32 parent, u32 classNode);
-    void AddBitField(u32 node, u32 classNode);
+    void AddBitField(u32 node);
     void AddStaticMember(u32 node, u32 parent);
     void AddInheritance(u32 node, u32 parent);
     void AddMethod(u32 node, u32 parent);
@@ -118,6 +120,7 @@ private:
     u32 IntType();
     void Accessibility(u32 node, u32 parentNode, bool always);
     void DataLocation(u32 node);
+    u64 ConstantLocation(u32 node);
     /// AT_type of an entry whose size comes from its type: where that leads back to it, it gets a copy of its own.
     void SizedType(u32 node, Target target);
     void AddCopies();
@@ -135,7 +138,10 @@ private:
     void AddLabel(u32 node, u32 parent, std::optional<AddressRange> range);
     void AddFileVariable(u32 node);
     void AddLocalTypes(u32 function, u32 entry);
-    bool AddOrigin(u32 node);
+    u32 OriginOf(u32 node);
+    u32 OriginByName(u32 node);
+    bool AddOrigin(u32 node);              ///< @return false if there is none
+    bool FlagOf(u32 node, u32 name) const; ///< a flag of its own, or of its declaration or origin
     void NameAndType(u32 node, std::string_view name, bool hasType);
     bool LocationAttribute(u32 name, const Location& location, std::optional<AddressRange> range);
     void ConstantAttribute(u32 node);
@@ -167,6 +173,7 @@ private:
     std::optional<TypeGraph> m_graph;
     std::vector<std::pair<u32, u32>> m_copies; ///< an entry whose AT_type is to lead to a copy of a node
     u32 m_intType = kNoEntry;
+    std::unordered_map<std::string, u32> m_originByName;
     u32 m_currentFunction = kNoNode;                   ///< index in m_functions
     std::unordered_map<u32, Location> m_locationOf;    ///< of the current function's variables
     std::vector<std::pair<std::string, u32>> m_public; ///< names and entries
