@@ -264,7 +264,9 @@ void UnitConverter::AddBlock(u32 node, u32 parent, std::optional<AddressRange> r
             const u32 entry = m_tree.Add(parent, DW_TAG_lexical_block);
             AddChildren(node, entry, range, depth + 1);
             m_tree.DropLastIfChildless(entry);
-        } else if (!isInlined) { // of a block that lost its code the static variables are left
+        } else if (!isInlined && !m_unit.Has(node, DW_AT_low_pc) && !m_unit.Has(node, DW_AT_ranges)) {
+            AddChildren(node, parent, range, depth + 1); // as wide as the scope around it
+        } else if (!isInlined) {                         // of a block that lost its code the static variables are left
             m_unit.ForEachChild(node, [&](u32 child) {
                 if (m_unit.Tag(child) == DW_TAG_variable && m_unit.Has(child, DW_AT_location)) {
                     AddVariable(child, parent, range);

@@ -178,10 +178,12 @@ void UnitConverter::ClassifyFunction(u32 node)
     }
     Function function{node, {}};
     for (const AddressRange& range : ranges) {
-        if (StandsAt(node, range.begin, range.end)) {
+        const bool stands = StandsAt(node, range.begin, range.end);
+        if (stands) {
             function.ranges.push_back(range);
-        } else {
-            m_dropped.push_back(range);
+        }
+        if (m_shared.program.NearZero(range.begin)) {
+            m_codeNearZero.emplace_back(range, stands);
         }
     }
     if (!function.ranges.empty()) {
@@ -223,19 +225,36 @@ bool UnitConverter::SequenceStands(const LineSequence& sequence)
     if (!program.NearZero(sequence.begin)) {
         return true;
     }
-    const auto begins = [&](const AddressRange& range) { return (range.begin & ~1U) == sequence.begin; };
-    const auto overlaps = [&](const AddressRange& range) { return range.Overlaps(sequence.begin, sequence.end); };
-    bool overlapped = false;
-    for (const Function& function : m_functions) {
-        if (std::any_of(function.ranges.begin(), function.ranges.end(), begins)) {
-            return true;
-        }
-        overlapped = overlapped || std::any_of(function.ranges.begin(), function.ranges.end(), overlaps);
+    // Where functions of the unit were dropped, several sequences begin at one address. Compilers write functions and
+    // sequences in one order, so that of those with the same range the first belongs to the first.
+    const auto isSequence = [&](const AddressRange& range) {
+        return (range.begin & ~1U) == sequence.begin && range.end == sequence.end;
+    };
+    const auto exact = [&](const std::pair<AddressRange, bool>& code) { return isSequence(code.first); };
+    const auto match = std::find_if(m_codeNearZero.begin(), m_codeNearZero.end(), exact);
+    if (match != m_codeNearZero.end()) {
+        const bool stands = match->second;
+        m_codeNearZero.erase(match);
+        return stands;
     }
-    if (std::any_of(m_dropped.begin(), m_dropped.end(), begins)) {
+    bool begun = false;
+    bool overlapped = false;
+    for (const auto& [range, stands] : m_codeNearZero) {
+        if (stands) {
+            begun = begun || (range.begin & ~1U) == sequence.begin;
+            overlapped = overlapped || range.Overlaps(sequence.begin, sequence.end);
+        }
+    }
+    const auto droppedHere = [&](const std::pair<AddressRange, bool>& code) {
+        return !code.second && (code.first.begin & ~1U) == sequence.begin;
+    };
+    if (begun) {
+        return true;
+    }
+    if (std::any_of(m_codeNearZero.begin(), m_codeNearZero.end(), droppedHere)) {
         return false;
     }
-    if (overlapped || !m_dropped.empty()) {
+    if (!m_codeNearZero.empty()) {
         return overlapped;
     }
     // No function tells (the unit is an assembler's): what other units' functions cover isn't this one's.
@@ -290,14 +309,23 @@ void UnitConverter::FindExtent()
 void UnitConverter::AddUnitEntry()
 {
     m_tree.Add(kNoEntry, DW_TAG_compile_unit);
-    if (const std::string_view name = m_unit.Text(0, DW_AT_name); !name.empty()) {
-        m_tree.Text(DW_AT_name, name);
-    } else if (m_unit.IsType() || m_unit.Tag(0) == DW_TAG_partial_unit) {
+    const std::string_view name = m_unit.Text(0, DW_AT_name);
+    const std::string_view directory = m_unit.Text(0, DW_AT_comp_dir);
+    // A directory that is relative itself goes into the names: readers would put it ahead of the files' paths once
+    // more.
+    const bool isWhole = directory.empty() || JoinPath("/", directory) == directory;
+    if (name.empty() && (m_unit.IsType() || m_unit.Tag(0) == DW_TAG_partial_unit)) {
         m_tree.Text(DW_AT_name, "<types>");
-    } else { // a skeleton: its first file is the one that was compiled
+    } else if (name.empty()) { // a skeleton: its first file is the one that was compiled
         m_tree.OwnText(DW_AT_name, m_lineTable.files.empty() ? "<unnamed>" : m_lineTable.files.front());
+    } else if (isWhole) {
+        m_tree.Text(DW_AT_name, name);
+    } else {
+        m_tree.OwnText(DW_AT_name, JoinPath(directory, name));
     }
-    m_tree.Text(DW_AT_comp_dir, m_unit.Text(0, DW_AT_comp_dir));
+    if (isWhole) {
+        m_tree.Text(DW_AT_comp_dir, directory);
+    }
     const std::string_view producer = m_unit.Text(0, DW_AT_producer);
     m_tree.Text(DW_AT_producer, producer.empty() ? m_shared.producer : producer);
     const u32 language = m_unit.Language() != 0 ? m_unit.Language() : m_shared.language;
@@ -376,7 +404,9 @@ void UnitConverter::WriteRanges(const PlacedUnit& placed)
 {
     AddressRanges ranges;
     for (const Function& function : m_functions) {
-        ranges.insert(ranges.end(), function.ranges.begin(), function.ranges.end());
+        for (const AddressRange& range : function.ranges) {
+            ranges.push_back({range.begin & ~1U, range.end}); // assemblers leave the Thumb bit
+        }
     }
     for (const LineSequence* sequence : m_sequences) {
         ranges.push_back({sequence->begin, sequence->end});

@@ -163,9 +163,10 @@ private:
     u32 m_high = 0;
     std::vector<u32> m_typeNodes;
     std::vector<u32> m_codelessFunctions;
-    std::vector<Function> m_functions;   ///< with code that stands, in the order of the input
-    std::vector<u32> m_functionOf;       ///< by node: index in m_functions, or kNoNode
-    std::vector<AddressRange> m_dropped; ///< code of functions that don't stand
+    std::vector<Function> m_functions; ///< with code that stands, in the order of the input
+    std::vector<u32> m_functionOf;     ///< by node: index in m_functions, or kNoNode
+    /// Code of functions near address 0, in the order of the input, and whether it stands there.
+    std::vector<std::pair<AddressRange, bool>> m_codeNearZero;
     std::vector<u32> m_fileVariables;
     std::unordered_map<u32, std::vector<u32>> m_localTypes; ///< by function
     std::unordered_map<u32, u32> m_definitionOf;            ///< by declaration of a class
