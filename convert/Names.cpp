@@ -2,6 +2,7 @@
 #include "convert/Names.h"
 
 #include <cstdlib>
+#include <utility>
 
 namespace convert {
 
@@ -76,6 +77,7 @@ std::string_view Names::Own(u32 node)
 
 std::string Names::WithArguments(u32 node, std::string_view name)
 {
+    const bool before = std::exchange(m_demangled, true);
     std::string text(name);
     text += '<';
     bool first = true;
@@ -111,6 +113,7 @@ std::string Names::WithArguments(u32 node, std::string_view name)
             take(child);
         }
     });
+    m_demangled = before;
     text += text.back() == '>' ? " >" : ">";
     if (text.size() > kMaxText) {
         text.resize(kMaxText);
@@ -234,7 +237,7 @@ void Names::Declare(Reference type, std::string& before, std::string& after, u32
         std::string inner;
         std::string outer;
         Declare(target, inner, outer, depth + 1);
-        before += inner + (inBrackets ? " (" : " ") + sign;
+        before += inner + (inBrackets ? " (" : m_demangled ? "" : " ") + sign;
         after = (inBrackets ? ")" : "") + outer + after;
     };
     switch (m_unit.Tag(node)) {
@@ -265,7 +268,8 @@ void Names::Declare(Reference type, std::string& before, std::string& after, u32
     case DW_TAG_const_type:
     case DW_TAG_volatile_type: {
         const std::string word = m_unit.Tag(node) == DW_TAG_const_type ? "const" : "volatile";
-        const bool behind = targetTag() == DW_TAG_pointer_type || targetTag() == DW_TAG_ptr_to_member_type;
+        const bool behind =
+            m_demangled || targetTag() == DW_TAG_pointer_type || targetTag() == DW_TAG_ptr_to_member_type;
         std::string inner;
         Declare(target, inner, after, depth + 1);
         before += behind ? inner + " " + word : word + " " + inner;
@@ -293,7 +297,7 @@ void Names::Declare(Reference type, std::string& before, std::string& after, u32
         std::string inner;
         Declare(target, inner, after, depth + 1);
         before += inner;
-        after = "(" + Parameters(node, false, depth + 1) + ")" + after;
+        after = (m_demangled && before.back() != '(' ? " (" : "(") + Parameters(node, false, depth + 1) + ")" + after;
         return;
     }
     default: {

@@ -46,6 +46,7 @@ private:
     std::string Parameters(u32 subroutine, bool method, u32 depth);
 
     const Unit& m_unit;
+    bool m_demangled = false;                         ///< types as names of template instances have them: "char const*"
     std::unordered_map<u32, std::string> m_own;       ///< that are made of parts
     std::unordered_map<u32, std::string> m_qualified; ///< likewise
 };

@@ -12,6 +12,28 @@ namespace {
 
 constexpr u32 kMaxNesting = 512; ///< of blocks in blocks
 
+/// A place that is the same all the time.
+bool IsAddress(const Location& location)
+{
+    return location.kind == Location::Kind::Whole && location.expression.size() == 5 &&
+           location.expression.front() == DW_OP_addr;
+}
+
+/// Takes away what is said relative to a frame base: there is none.
+void DropFrameBound(Location& location)
+{
+    const auto isBound = [](const std::vector<u8>& expression) {
+        return !expression.empty() && expression.front() == DW_OP_fbreg;
+    };
+    if (location.kind == Location::Kind::Whole && isBound(location.expression)) {
+        location = {};
+    }
+    std::erase_if(location.pieces, [&](const LocationPiece& piece) { return isBound(piece.expression); });
+    if (location.kind == Location::Kind::List && location.pieces.empty()) {
+        location = {};
+    }
+}
+
 } // namespace
 
 AddressRanges UnitConverter::RangesOf(u32 node) const
@@ -176,6 +198,7 @@ void UnitConverter::AddFunction(const Function& function)
         frameBase = m_shared.locations.Read(*attribute, function.ranges);
         MakeFrameBase(frameBase);
     }
+    m_hasFrameBase = frameBase.kind == Location::Kind::Whole || frameBase.kind == Location::Kind::List;
     const bool isInClass = IsClass(m_unit.Tag(m_unit.Parent(node)));
     bool first = true;
     for (const AddressRange& range : function.ranges) {
@@ -268,7 +291,7 @@ void UnitConverter::AddBlock(u32 node, u32 parent, std::optional<AddressRange> r
             AddChildren(node, parent, range, depth + 1); // as wide as the scope around it
         } else if (!isInlined) {                         // of a block that lost its code the static variables are left
             m_unit.ForEachChild(node, [&](u32 child) {
-                if (m_unit.Tag(child) == DW_TAG_variable && m_unit.Has(child, DW_AT_location)) {
+                if (m_unit.Tag(child) == DW_TAG_variable && IsAddress(LocationOf(child))) {
                     AddVariable(child, parent, range);
                 }
             });
@@ -312,13 +335,21 @@ const Location& UnitConverter::LocationOf(u32 node)
             if (!inCode && !m_shared.locations.IsAddress()) {
                 found->second = {};
             }
-            if (found->second.kind == Location::Kind::Whole && m_shared.locations.IsAddress() &&
-                !m_shared.program.IsLoaded(m_shared.locations.Address(), m_shared.locations.Address())) {
+            if (m_shared.locations.IsAddress() && !VariableStands(node, m_shared.locations.Address())) {
                 found->second = {}; // the linker dropped it
+            }
+            if (!m_hasFrameBase) {
+                DropFrameBound(found->second);
             }
         }
     }
     return found->second;
+}
+
+bool UnitConverter::VariableStands(u32 node, u32 address)
+{
+    const u64 end = u64{address} + SizeOf(TypeOf(node)).value_or(1);
+    return StandsAt(node, address, static_cast<u32>(std::min<u64>(end, 0xFFFFFFFF)));
 }
 
 void UnitConverter::AddVariable(u32 node, u32 parent, std::optional<AddressRange> range)
@@ -343,8 +374,7 @@ void UnitConverter::AddVariable(u32 node, u32 parent, std::optional<AddressRange
     const bool written = LocationAttribute(DW_AT_location, location, range);
     if (!written) {
         ConstantAttribute(node);
-    } else if (location.kind == Location::Kind::Whole && location.expression.size() == 5 &&
-               location.expression.front() == DW_OP_addr) {
+    } else if (IsAddress(location)) {
         m_publicLocals.emplace_back(m_names.Own(node), entry);
     }
 }
@@ -369,13 +399,8 @@ void UnitConverter::AddFileVariable(u32 node)
     Location location;
     if (std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_location)) {
         location = m_shared.locations.Read(*attribute, {});
-        if (location.kind == Location::Kind::Whole && m_shared.locations.IsAddress()) {
-            const u32 begin = m_shared.locations.Address();
-            const u64 size = SizeOf(TypeOf(node)).value_or(1);
-            const u32 end = static_cast<u32>(std::min<u64>(u64{begin} + size, 0xFFFFFFFF));
-            if (!StandsAt(node, begin, std::max(begin, end))) {
-                return; // the linker dropped it
-            }
+        if (m_shared.locations.IsAddress() && !VariableStands(node, m_shared.locations.Address())) {
+            return; // the linker dropped it
         }
     }
     std::string_view name = m_names.Qualified(node);

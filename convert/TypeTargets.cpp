@@ -86,6 +86,12 @@ Reference UnitConverter::TypeOf(u32 node) const
     return {};
 }
 
+/// A class whose members are elsewhere: in a type unit, if it says nothing else.
+bool UnitConverter::IsDeclaration(u32 node) const
+{
+    return m_unit.Flag(node, DW_AT_declaration) || m_unit.Has(node, DW_AT_signature);
+}
+
 u32 UnitConverter::DefinitionIn(u32 node)
 {
     if (const auto found = m_definitionOf.find(node); found != m_definitionOf.end()) {
@@ -107,7 +113,7 @@ u32 UnitConverter::DefinitionIn(u32 node)
 /// What a declaration of a class or enumeration stands for; nothing if it is none or stands for itself.
 std::optional<UnitConverter::Target> UnitConverter::LinkOf(u32 node)
 {
-    if (!m_unit.Flag(node, DW_AT_declaration)) {
+    if (!IsDeclaration(node)) {
         return std::nullopt;
     }
     if (const u32 definition = DefinitionIn(node); definition != kNoNode) {
@@ -165,7 +171,7 @@ UnitConverter::Target UnitConverter::Resolve(Reference type)
 }
 
 /// The same for an entry of another unit, which is converted by the same rules.
-UnitConverter::Target UnitConverter::ResolveForeign(Dwarf_Die die)
+UnitConverter::Target UnitConverter::ResolveForeign(Dwarf_Die die) const
 {
     std::optional<EntryKey> modifier;
     const auto arrive = [&](EntryKey key) {
@@ -187,15 +193,15 @@ UnitConverter::Target UnitConverter::ResolveForeign(Dwarf_Die die)
             continue;
         }
         if (role == Role::Declared) {
-            bool declaration = false;
-            if (dwarf_attr(&die, DW_AT_declaration, &attribute) == nullptr ||
-                dwarf_formflag(&attribute, &declaration) != 0 || !declaration) {
-                return arrive(KeyOf(&die));
-            }
             Dwarf_Die whole;
             if (dwarf_attr(&die, DW_AT_signature, &attribute) != nullptr &&
                 dwarf_formref_die(&attribute, &whole) != nullptr) {
                 return arrive(KeyOf(&whole));
+            }
+            bool declaration = false;
+            if (dwarf_attr(&die, DW_AT_declaration, &attribute) == nullptr ||
+                dwarf_formflag(&attribute, &declaration) != 0 || !declaration) {
+                return arrive(KeyOf(&die));
             }
             const std::string name = QualifiedName(die);
             const auto found = m_shared.definitions.Find(static_cast<u32>(dwarf_tag(&die)), name);
@@ -234,11 +240,20 @@ std::optional<u64> UnitConverter::SizeOf(Reference type, u32 depth) const
             return std::nullopt;
         }
         if (!type.IsLocal()) {
-            Dwarf_Die die = *type.foreign;
+            // Through a declaration to the definition.
+            const Target target = ResolveForeign(*type.foreign);
+            Dwarf_Die die;
             Dwarf_Word size = 0;
-            return dwarf_aggregate_size(&die, &size) == 0 ? std::optional<u64>(size) : std::nullopt;
+            const bool found = target.kind == Target::Kind::Foreign &&
+                               (target.key.inTypes ? dwarf_offdie_types(m_shared.dwarf, target.key.offset, &die)
+                                                   : dwarf_offdie(m_shared.dwarf, target.key.offset, &die)) != nullptr;
+            return found && dwarf_aggregate_size(&die, &size) == 0 ? std::optional<u64>(size) : std::nullopt;
         }
         const u32 node = type.node;
+        if (Reference whole = m_unit.Refer(node, DW_AT_signature); whole.foreign) {
+            type = whole;
+            continue;
+        }
         if (const std::optional<u64> size = m_unit.Number(node, DW_AT_byte_size)) {
             return size;
         }

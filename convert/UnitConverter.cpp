@@ -127,7 +127,7 @@ void UnitConverter::Classify()
         } else if (IsType(tag)) {
             m_typeNodes.push_back(node);
             if (IsClass(tag) || tag == DW_TAG_enumeration_type) {
-                if (m_unit.Flag(node, DW_AT_declaration)) {
+                if (IsDeclaration(node)) {
                     continue;
                 }
                 if (const Reference declaration = m_unit.Refer(node, DW_AT_specification); declaration.IsLocal()) {
@@ -165,13 +165,28 @@ void UnitConverter::Classify()
     m_typeNodes.swap(rest);
 }
 
+/// An instance of which no code is left may still have static variables.
+bool UnitConverter::HoldsPlaces(u32 node) const
+{
+    for (u32 below = node + 1; below < m_unit.End(node); ++below) {
+        if (m_unit.Tag(below) == DW_TAG_variable && m_unit.Has(below, DW_AT_location)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 void UnitConverter::ClassifyFunction(u32 node)
 {
     const AddressRanges ranges = RangesOf(node);
     const bool isMember = IsClass(m_unit.Tag(m_unit.Parent(node)));
     if (ranges.empty()) {
-        const bool isInstance = m_unit.Has(node, DW_AT_abstract_origin); // of which no code is left
-        if (!isMember && !isInstance) {
+        const std::optional<u32> low = m_unit.Address(node, DW_AT_low_pc);
+        if (low && m_unit.Has(node, DW_AT_high_pc)) { // the linker made both ends the same
+            m_codeNearZero.push_back({{*low, *low}, false});
+            return;
+        }
+        if (!isMember && (!m_unit.Has(node, DW_AT_abstract_origin) || HoldsPlaces(node))) {
             m_codelessFunctions.push_back(node);
         }
         return;
@@ -209,6 +224,7 @@ void UnitConverter::ReadLines()
     if (m_unit.IsType() || m_unit.Tag(0) == DW_TAG_partial_unit) {
         return; // the code is another unit's
     }
+    m_hasCodeNearZero = !m_codeNearZero.empty();
     for (const LineSequence& sequence : m_lineTable.sequences) {
         if (SequenceStands(sequence)) {
             m_sequences.push_back(&sequence);
@@ -241,7 +257,7 @@ bool UnitConverter::SequenceStands(const LineSequence& sequence)
     bool overlapped = false;
     for (const auto& [range, stands] : m_codeNearZero) {
         if (stands) {
-            begun = begun || (range.begin & ~1U) == sequence.begin;
+            begun = begun || ((range.begin & ~1U) == sequence.begin && range.end <= sequence.end);
             overlapped = overlapped || range.Overlaps(sequence.begin, sequence.end);
         }
     }
@@ -254,7 +270,7 @@ bool UnitConverter::SequenceStands(const LineSequence& sequence)
     if (std::any_of(m_codeNearZero.begin(), m_codeNearZero.end(), droppedHere)) {
         return false;
     }
-    if (!m_codeNearZero.empty()) {
+    if (m_hasCodeNearZero) {
         return overlapped;
     }
     // No function tells (the unit is an assembler's): what other units' functions cover isn't this one's.

@@ -78,6 +78,7 @@ private:
     // UnitConverter.cpp
     void Classify();
     void ClassifyFunction(u32 node);
+    bool HoldsPlaces(u32 node) const;
     void ReadLines();
     bool SequenceStands(const LineSequence& sequence);
     const AddressRanges& FunctionsNearZero();
@@ -90,7 +91,8 @@ private:
 
     // TypeTargets.cpp
     Target Resolve(Reference type);
-    Target ResolveForeign(Dwarf_Die die);
+    Target ResolveForeign(Dwarf_Die die) const;
+    bool IsDeclaration(u32 node) const;
     u32 DefinitionIn(u32 node); ///< of a declared class: the definition in this unit, else kNoNode
     std::optional<Target> LinkOf(u32 node);
     Reference TypeOf(u32 node) const; ///< AT_type, the entry's own or its declaration's
@@ -148,6 +150,7 @@ private:
     AddressRanges RangesOf(u32 node) const;
     const Location& LocationOf(u32 node);
     bool StandsAt(u32 node, u32 begin, u32 end);
+    bool VariableStands(u32 node, u32 address);
 
     void Coordinates(u32 node); ///< AT_decl_file, AT_decl_line, AT_decl_column
     void LeaveOut(const char* kind, const char* reason) { m_shared.report.LeaveOut(kind, reason); }
@@ -167,6 +170,7 @@ private:
     std::vector<u32> m_functionOf;     ///< by node: index in m_functions, or kNoNode
     /// Code of functions near address 0, in the order of the input, and whether it stands there.
     std::vector<std::pair<AddressRange, bool>> m_codeNearZero;
+    bool m_hasCodeNearZero = false;
     std::vector<u32> m_fileVariables;
     std::unordered_map<u32, std::vector<u32>> m_localTypes; ///< by function
     std::unordered_map<u32, u32> m_definitionOf;            ///< by declaration of a class
@@ -176,6 +180,7 @@ private:
     u32 m_intType = kNoEntry;
     std::unordered_map<std::string, u32> m_originByName;
     u32 m_currentFunction = kNoNode;                   ///< index in m_functions
+    bool m_hasFrameBase = true;                        ///< that function
     std::unordered_map<u32, Location> m_locationOf;    ///< of the current function's variables
     std::vector<std::pair<std::string, u32>> m_public; ///< names and entries
     std::vector<std::pair<std::string, u32>> m_publicLocals;
