@@ -258,39 +258,42 @@ void InfoWriter::WriteValue(const EntryTree& tree, const OutAttribute& attribute
     }
 }
 
+/// True if just this text stands at an offset of the table.
+bool InfoWriter::IsAt(u32 offset, std::string_view text) const
+{
+    const std::size_t rest = m_texts.Size() - offset;
+    const char* const there = reinterpret_cast<const char*>(m_texts.Bytes().data()) + offset;
+    return rest > text.size() && there[text.size()] == 0 && std::memcmp(there, text.data(), text.size()) == 0;
+}
+
 u32 InfoWriter::OffsetOfText(std::string_view text)
 {
-    const auto known = m_textOf.find(text.data());
-    if (known != m_textOf.end()) {
-        const u8* const at = m_texts.Bytes().data() + known->second;
-        if (text == std::string_view(reinterpret_cast<const char*>(at), text.size()) && at[text.size()] == 0) {
-            return known->second;
-        }
+    const auto isText = [&](u32 offset) { return IsAt(offset, text); };
+    const u64 place = reinterpret_cast<std::uintptr_t>(text.data());
+    u32 offset = m_textOf.Find(place, isText);
+    if (offset != kNone) {
+        return offset;
     }
     const u64 hash = std::hash<std::string_view>{}(text);
-    const auto [first, last] = m_textOffsets.equal_range(hash);
-    for (auto at = first; at != last; ++at) {
-        const u32 offset = at->second;
-        const std::size_t rest = m_texts.Size() - offset;
-        const char* const there = reinterpret_cast<const char*>(m_texts.Bytes().data()) + offset;
-        if (rest > text.size() && there[text.size()] == 0 && text == std::string_view(there, text.size())) {
-            m_textOf[text.data()] = offset;
-            return offset;
+    offset = m_textOffsets.Find(hash, isText);
+    if (offset == kNone) {
+        if (u64{m_texts.Size()} + text.size() > kMaxSection) {
+            throw Failure("The converted .debug_str would be larger than 4 GiB");
         }
+        offset = m_texts.Size();
+        m_texts.Text(text);
+        m_textOffsets.Add(hash, offset);
     }
-    if (u64{m_texts.Size()} + text.size() > kMaxSection) {
-        throw Failure("The converted .debug_str would be larger than 4 GiB");
-    }
-    const u32 offset = m_texts.Size();
-    m_texts.Text(text);
-    m_textOffsets.emplace(hash, offset);
-    m_textOf[text.data()] = offset;
+    m_textOf.Add(place, offset);
     return offset;
 }
 
 void InfoWriter::Finish()
 {
     m_abbreviations.U8(0);
+    if (m_fixups.empty()) {
+        return;
+    }
     std::sort(m_placed.begin(), m_placed.end());
     for (const Fixup& fixup : m_fixups) {
         const auto found = std::lower_bound(m_placed.begin(), m_placed.end(), std::pair(fixup.key, u32{0}));

@@ -3,6 +3,7 @@
 
 #include "convert/Bytes.h"
 #include "convert/Entries.h"
+#include "convert/FlatTable.h"
 #include "interfaces/Types.h"
 
 #include <string>
@@ -50,15 +51,16 @@ private:
     void WriteEntry(const EntryTree& tree, u32 entry, const PlacedUnit& placed);
     void WriteValue(const EntryTree& tree, const OutAttribute& attribute, const PlacedUnit& placed);
     u32 OffsetOfText(std::string_view text);
+    bool IsAt(u32 offset, std::string_view text) const;
 
     ByteWriter m_info;
     ByteWriter m_abbreviations;
     ByteWriter m_texts;
-    std::unordered_map<std::string, u32> m_codes;    ///< of abbreviations, by tag, children, and pairs
-    std::vector<u32> m_codeOf;                       ///< by entry of the tree that is being written
-    std::vector<u32> m_behind;                       ///< likewise: where what follows its children begins
-    std::unordered_multimap<u64, u32> m_textOffsets; ///< by hash
-    std::unordered_map<const char*, u32> m_textOf;   ///< of texts that lie in a section of the input
+    std::unordered_map<std::string, u32> m_codes; ///< of abbreviations, by tag, children, and pairs
+    std::vector<u32> m_codeOf;                    ///< by entry of the tree that is being written
+    std::vector<u32> m_behind;                    ///< likewise: where what follows its children begins
+    FlatTable m_textOffsets;                      ///< by hash
+    FlatTable m_textOf; ///< by place of the text in memory, which is no promise of what it says
     std::vector<Fixup> m_fixups;
     std::vector<std::pair<EntryKey, u32>> m_placed;
 };

@@ -11,6 +11,8 @@ namespace {
 constexpr u32 kMaxDepth = 64;            ///< of scopes, of declarations, of types in types
 constexpr std::size_t kMaxText = 16'384; ///< of a name that is put together
 
+constexpr std::string_view kNone = ""; ///< a name that has been looked for
+
 constexpr std::string_view kAnonymousNamespace = "(anonymous namespace)";
 
 /// A name for which the arguments of a template have to be added: the producer leaves them out on demand.
@@ -39,15 +41,24 @@ std::string_view ScopeName(u32 tag, std::string_view name)
 
 std::string_view Names::Own(u32 node)
 {
+    if (m_ownOf[node].data() == nullptr) {
+        m_ownOf[node] = kNone; // what a circle of references finds
+        const std::string_view name = FindOwn(node);
+        m_ownOf[node] = name.empty() ? kNone : name;
+    }
+    return m_ownOf[node];
+}
+
+std::string_view Names::FindOwn(u32 node)
+{
     u32 at = node;
     for (u32 depth = 0; depth < kMaxDepth && at != kNoNode; ++depth) {
         if (const std::string_view name = m_unit.Text(at, DW_AT_name); !name.empty()) {
             if (!m_unit.HasNamespaces() || !LacksArguments(name)) {
                 return name;
             }
-            const auto known = m_own.find(at);
-            if (known != m_own.end()) {
-                return known->second;
+            if (at != node) {
+                return Own(at);
             }
             bool isTemplate = false;
             m_unit.ForEachChild(at, [&](u32 child) {
@@ -59,8 +70,8 @@ std::string_view Names::Own(u32 node)
             if (!isTemplate) {
                 return name;
             }
-            m_own[at] = name; // what an argument that leads back here finds
-            return m_own[at] = WithArguments(at, name);
+            m_ownOf[at] = name; // what an argument that leads back here finds
+            return m_made.emplace_back(WithArguments(at, name));
         }
         at = m_unit.DeclarationOf(at);
     }
@@ -153,25 +164,29 @@ std::string Names::Prefix(u32 node)
 
 std::string_view Names::Qualified(u32 node)
 {
-    const auto known = m_qualified.find(node);
-    if (known != m_qualified.end()) {
-        return known->second;
+    if (m_qualifiedOf[node].data() == nullptr) {
+        m_qualifiedOf[node] = kNone; // what a circle of declarations finds
+        const std::string_view name = FindQualified(node);
+        m_qualifiedOf[node] = name.empty() ? kNone : name;
     }
+    return m_qualifiedOf[node];
+}
+
+std::string_view Names::FindQualified(u32 node)
+{
     const std::string_view own = ScopeName(m_unit.Tag(node), Own(node));
     if (own.empty()) {
         return {};
     }
-    m_qualified[node] = {}; // what a circle of declarations finds
-    std::string prefix = Prefix(node);
-    if (prefix.empty()) {
-        m_qualified.erase(node);
+    std::string whole = Prefix(node);
+    if (whole.empty()) {
         return own;
     }
-    prefix += own;
-    if (prefix.size() > kMaxText) {
-        prefix.resize(kMaxText);
+    whole += own;
+    if (whole.size() > kMaxText) {
+        whole.resize(kMaxText);
     }
-    return m_qualified[node] = std::move(prefix);
+    return m_made.emplace_back(std::move(whole));
 }
 
 std::string_view Names::Linkage(u32 node) const

@@ -4,10 +4,11 @@
 #include "convert/Unit.h"
 #include "interfaces/Types.h"
 
+#include <deque>
 #include <elfutils/libdw.h>
 #include <string>
 #include <string_view>
-#include <unordered_map>
+#include <vector>
 
 namespace convert {
 
@@ -24,6 +25,8 @@ public:
     /// @param unit outlives this.
     explicit Names(const Unit& unit)
         : m_unit(unit)
+        , m_ownOf(unit.Count())
+        , m_qualifiedOf(unit.Count())
     {
     }
 
@@ -40,15 +43,18 @@ public:
     std::string TypeText(Reference type);
 
 private:
+    std::string_view FindOwn(u32 node);
+    std::string_view FindQualified(u32 node);
     std::string Prefix(u32 node);
     std::string WithArguments(u32 node, std::string_view name);
     void Declare(Reference type, std::string& before, std::string& after, u32 depth);
     std::string Parameters(u32 subroutine, bool method, u32 depth);
 
     const Unit& m_unit;
-    bool m_demangled = false;                         ///< types as names of template instances have them: "char const*"
-    std::unordered_map<u32, std::string> m_own;       ///< that are made of parts
-    std::unordered_map<u32, std::string> m_qualified; ///< likewise
+    bool m_demangled = false;                    ///< types as names of template instances have them: "char const*"
+    std::deque<std::string> m_made;              ///< names that are made of parts
+    std::vector<std::string_view> m_ownOf;       ///< by node, where it has been asked for
+    std::vector<std::string_view> m_qualifiedOf; ///< likewise
 };
 
 /// The qualified name of an entry of another unit.

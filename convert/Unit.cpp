@@ -7,6 +7,8 @@ namespace convert {
 
 namespace {
 
+constexpr u32 kBlockBits = 6;
+
 /// The section of an entry isn't told by libdw, but its units are: type units of version 4 stand in `.debug_types`.
 bool StandsInTypes(Dwarf_CU* cu)
 {
@@ -79,6 +81,7 @@ Unit::Unit(Dwarf_Die die, u64 end, bool bigEndian)
         m_nodes.push_back({static_cast<u32>(offset), kNoNode, 1, 0, DW_TAG_compile_unit, 0});
         m_damaged = true;
     }
+    IndexOffsets();
     m_language = static_cast<u32>(Number(0, DW_AT_language).value_or(0));
 }
 
@@ -354,9 +357,28 @@ Reference Unit::Refer(u32 node, u32 attribute) const
 
 u32 Unit::NodeAt(u64 offset) const
 {
-    const auto found = std::lower_bound(m_nodes.begin(), m_nodes.end(), offset,
-                                        [](const Node& node, u64 wanted) { return node.offset < wanted; });
-    return found == m_nodes.end() || found->offset != offset ? kNoNode : static_cast<u32>(found - m_nodes.begin());
+    const u64 first = m_nodes.front().offset;
+    const u64 block = (offset - first) >> kBlockBits;
+    if (offset < first || block >= m_blocks.size()) {
+        return kNoNode;
+    }
+    u32 node = m_blocks[static_cast<std::size_t>(block)];
+    while (node < Count() && m_nodes[node].offset < offset) {
+        ++node;
+    }
+    return node < Count() && m_nodes[node].offset == offset ? node : kNoNode;
+}
+
+/// For each piece of the section the first entry in or behind it.
+void Unit::IndexOffsets()
+{
+    const u64 first = m_nodes.front().offset;
+    for (u32 node = 0; node < Count(); ++node) {
+        const u64 block = (m_nodes[node].offset - first) >> kBlockBits;
+        while (m_blocks.size() <= block) {
+            m_blocks.push_back(node);
+        }
+    }
 }
 
 u32 Unit::DeclarationOf(u32 node) const

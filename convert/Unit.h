@@ -110,12 +110,14 @@ private:
     const Attribute* Find(u32 node, u32 attribute) const;
     Dwarf_Attribute Public(const Attribute& attribute) const;
     void Read(u8* begin, const u8* end);
+    void IndexOffsets();
     u8* ReadEntry(u8* at, const u8* end, u32 parent, bool& hasChildren);
     static int TakeAttribute(Dwarf_Attribute* attribute, void* unit);
     u8* ValueEnd(Attribute& attribute, const u8* end) const;
 
     std::vector<Node> m_nodes;
     std::vector<Attribute> m_attributes;
+    std::vector<u32> m_blocks; ///< nodes, by pieces of the section
     Dwarf_CU* m_cu = nullptr;
     u8* m_section = nullptr; ///< where offset 0 of the section lies
     u64 m_offset = 0;        ///< of the unit in its section

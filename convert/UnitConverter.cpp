@@ -104,7 +104,8 @@ void UnitConverter::Convert()
     AddCopies();
     const PlacedUnit placed = m_shared.info.Write(m_tree);
     for (u32 node = 0; node < m_unit.Count(); ++node) {
-        if (const u32 entry = m_tree.EntryOf(node); entry != kNoEntry) {
+        // Nothing else is referred to from other units.
+        if (const u32 entry = m_tree.EntryOf(node); entry != kNoEntry && IsType(m_unit.Tag(node))) {
             m_shared.info.Place(m_unit.Key(node), placed.offsets[entry]);
         }
     }
