@@ -147,7 +147,12 @@ void Dwarf2File::DumpDIE(u32 offset, bool withChildren)
         m_dumpIndent = 0;
         FillAllowance();
         // Behind the section's end a code reads 0, which closes a level.
-        while (DumpOneDIE(*unit) && withChildren && m_dumpIndent != 0) {
+        bool goesOn = true;
+        do {
+            goesOn = DumpOneDIE(*unit);
+        } while (goesOn && withChildren && m_dumpIndent != 0);
+        if (!goesOn) {
+            PutText(*m_dumpStream, kDumpEnded);
         }
     } else {
         PutText(*m_dumpStream, "Invalid .debug_info offset: ") << hex8(offset);

@@ -22,6 +22,7 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -98,10 +99,10 @@ void Dwarf2File::DumpWholeFile()
     Seek(m_debug_info, 0);
     FillAllowance();
     const std::unique_ptr<ProgressIndicator> indicator = OpenDumpProgress(m_elf.GetPath(), m_debug_info.Size());
-    const char* ending = nullptr;
-    while (!AtEnd(m_debug_info) && ending == nullptr) {
+    std::string_view ending;
+    while (!AtEnd(m_debug_info) && ending.empty()) {
         if (!DumpUnit()) {
-            ending = "\nDump ended: the file repeats too much of its text";
+            ending = kDumpEnded;
         }
         if (indicator != nullptr) {
             indicator->SetPosition(m_debug_info.Pos());
@@ -110,7 +111,7 @@ void Dwarf2File::DumpWholeFile()
             }
         }
     }
-    if (ending != nullptr && m_dumpStream != nullptr) {
+    if (!ending.empty() && m_dumpStream != nullptr) {
         PutText(*m_dumpStream, ending) << LineEnd;
     }
 }
