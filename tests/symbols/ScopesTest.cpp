@@ -53,6 +53,16 @@ TEST_P(Scopes, AFunctionWithoutNameIsCalledAfterItsFile)
     EXPECT_EQ(Functions(), (std::vector<std::string>{"a.c", "no_name"}));
 }
 
+TEST_P(Scopes, ALongPathNeverNamesAFunctionAfterAFolder)
+{
+    const std::string folder(300, 'd');
+    dwarf.Unit().Name(folder + "/a.c").Children([&] { Definition(dwarf); });
+    Index(dwarf);
+    Probe::m_copying(File()).SetLimit(0);
+    LoadUnit();
+    EXPECT_EQ(Functions(), std::vector<std::string>{"a.c"});
+}
+
 TEST_P(Scopes, WithoutBothAddressesThereIsNoScopeButTheFrameBaseStays)
 {
     dwarf.Unit().Name("a.c").Children([&] {

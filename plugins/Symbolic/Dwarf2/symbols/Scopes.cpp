@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr std::size_t kLongPath = 256; ///< from here on a path's reading is charged
+constexpr std::size_t kLongPath = 256; ///< the reading of longer ones is charged
 
 } // namespace
 
@@ -120,10 +120,10 @@ const char* Dwarf2File::FunctionName(const DbgSymContext& context, const char* n
         if (srcFile == nullptr) {
             return "no_name";
         }
-        // A long path costs as much for each function without a name.
-        std::string cut;
+        // A long path costs as much for each function without a name. Its tail holds the name, or the tail of that.
         const std::string& path = srcFile->GetPath();
-        VFKFile::GetFilename(path.size() < kLongPath ? path : CopyableText(path.c_str(), cut), buffer, true, false);
+        const bool whole = path.size() <= kLongPath || m_copying.Take(path.size());
+        VFKFile::GetFilename(whole ? path : path.substr(path.size() - kLongPath), buffer, true, false);
         return buffer.c_str();
     }
     DIEInfo* row = FindDieInfo(resolved);
