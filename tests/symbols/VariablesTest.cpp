@@ -165,3 +165,22 @@ TEST_P(Variables, FrameBasesCannotSwellALocation)
     EXPECT_EQ(prepared.substr(60'000, 4), Bytes({0x11, 0x00, 0x22, 0x96})); // the first ones are exact
     EXPECT_EQ(prepared.substr(prepared.size() - 2), Bytes({0x91, 0x00}));
 }
+
+TEST_P(Variables, AListEntryThatOutgrowsItsLengthStaysUnprepared)
+{
+    const auto locationWithBaseOf = [&](u32 size) {
+        Restart();
+        const u32 list = dwarf.LocationList({{1, 2, {0x91, 0x08}}, {2, 3, {0x50}}});
+        dwarf.Unit().Name("a.c").Children([&] {
+            Function(dwarf.Label("f"), "f");
+            dwarf.Attr(AT_frame_base, FORM_block2, ByteSection(GetParam()).Fill(size, 0x96)).Sibling();
+            dwarf.Children([&] { dwarf.Die(TAG_variable).Name("v").Attr(AT_location, FORM_data4, list); });
+        });
+        return Locations().at(0);
+    };
+    const std::string rest = Word(2) + Word(3) + Half(1) + Bytes({0x50}) + Word(0) + Word(0);
+    // The operators around the frame base take three bytes.
+    EXPECT_EQ(locationWithBaseOf(0xFFFC),
+              "\xEC" + Word(1) + Word(2) + Half(0xFFFF) + std::string(0xFFFC, '\x96') + Bytes({0x11, 8, 0x22}) + rest);
+    EXPECT_EQ(locationWithBaseOf(0xFFFD), "\xEC" + Word(1) + Word(2) + Half(2) + Bytes({0x91, 8}) + rest);
+}

@@ -123,7 +123,7 @@ private:
         m_expr.Get32_SLEB128(&m_pos, 4, nullptr);
         std::string list;
         const std::optional<std::string_view> base = m_file.FrameBase(m_unit, m_die, m_expr, list);
-        if (base && MayGrow(base->size())) {
+        if (base && MayGrow(base->size() + 1)) {
             CopyUpToOperator();
             m_result += *base;
             m_result += static_cast<char>(OP_consts);
@@ -201,6 +201,7 @@ bool Dwarf2File::BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* d
     const SavedCursor loc(m_debug_loc);
     Seek(m_debug_loc, listOffset);
     constexpr u32 kEntryHead = 10; // begin, end and length
+    constexpr u32 kLongestEntry = 0xFFFF;
     u32 pos = expr->Put8(0, OP_locationList);
     while (!AtEnd(m_debug_loc)) {
         const u32 begin = m_debug_loc.Get32();
@@ -219,6 +220,9 @@ bool Dwarf2File::BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* d
         pos = expr->Put32(pos, end);
         VFKDataString entry(expr->Reserved(), expr->LittleEndian(), block, size);
         PrepareExpression(unit, die, &entry);
+        if (entry.Size() > kLongestEntry) {
+            entry.bytes.assign(reinterpret_cast<const char*>(block), size); // the length has 16 bits
+        }
         pos = expr->Put16(pos, static_cast<u16>(entry.Size()));
         pos = expr->Put(pos, entry.bytes.data(), entry.Size());
     }
