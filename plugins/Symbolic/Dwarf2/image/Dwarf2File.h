@@ -180,8 +180,9 @@ private:
     /// Takes the next attribute pair at the cursor of m_debug_abbrev. Always true.
     bool ReadAttrSpec(u32& attribute, u32& form, bool dump);
     /// Decodes the value at the cursor of m_debug_info (DWARF 2.0, 7.5.4), or steps over it.
-    /// @param out gets the value as a whole or not at all; null drops it.
-    /// @return false if nothing could be read.
+    /// @param out gets the value, which is AttrValue's start values if the form gives none; a form of 0 leaves it
+    /// untouched. Null drops the value.
+    /// @return false if nothing could be read: then the value means nothing.
     bool ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump, AttrValue* out, bool makeAbsolute,
                        bool parenthesise);
     void SkipLEB128();
