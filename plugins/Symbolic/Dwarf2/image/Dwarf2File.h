@@ -40,6 +40,7 @@ class DbgUserDefinedVarType;
 class VFKDataString;
 class VFKStringParser;
 enum DbgVariableUserDefinedType : u32;
+enum class FormLayout : u8;
 struct Bounds;
 struct DbgAddrRange;
 struct DbgAddress;
@@ -195,6 +196,7 @@ private:
     bool DecodeValue(const CompileUnitInfo* unit, u32 form, bool wanted, bool makeAbsolute, AttrValue& value,
                      std::ostream* stream);
     static void PrintDigits(std::ostream& stream, u32 value, u32 digits);
+    u32 ReadBlockLength(FormLayout layout);
     void ReadBlock(u32 length, bool wanted, AttrValue& value, std::ostream* stream);
     void ReadString(AttrValue& value, std::ostream* stream);
     void ReadStrp(AttrValue& value, std::ostream* stream);
