@@ -41,11 +41,6 @@ bool HoldsLocation(u32 attribute)
            attribute == AT_vtable_elem_location;
 }
 
-bool LiesIn(const VFKDataBuf& section, const u8* data)
-{
-    return data >= section.Begin() && data < section.End();
-}
-
 std::unique_ptr<ProgressIndicator> OpenDumpProgress(const std::string& path, u32 size)
 {
     auto* engine = static_cast<DbgUserInterface*>(DbgEngineInterface::GetInterface(DbgEngineInterface::kUserInterface));
@@ -124,7 +119,7 @@ bool Dwarf2File::DumpUnit()
     const u32 start = m_debug_info.Pos();
     const u32 end = unit.End();
     bool goesOn = true;
-    while (goesOn && m_debug_info.Pos() < end && !AtEnd(m_debug_info)) {
+    while (goesOn && HasEntry(unit)) {
         goesOn = DumpEntry(unit);
     }
     // What was read behind the unit's end is read again as the next unit.

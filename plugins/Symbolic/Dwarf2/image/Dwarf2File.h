@@ -17,7 +17,6 @@
 
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
-#include <fstream>
 #include <iosfwd>
 #include <map>
 #include <optional>
@@ -206,11 +205,16 @@ private:
     /// not read is stepped over. Afterwards m_debug_info stands behind the last attribute.
     template <typename Handle>
     void ForEachAttribute(const CompileUnitInfo* unit, bool dump, Handle&& handle);
+    /// The same for a reader that keeps a row: AT_sibling goes there, and so does where the attributes end.
+    template <typename Handle>
+    void ReadEntry(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump, Handle&& handle);
 
     // index/DieRows.cpp
     DIEInfo* GetDieInfo(u32 offset) { return m_dieInfoMap.GetOrAdd(offset); }
     DIEInfo* FindDieInfo(u32 offset) { return m_dieInfoMap.Find(offset); }
-    /// True if a non-null DIE starts at the cursor of m_debug_info.
+    /// True if an entry of the unit, a null entry too, starts at the cursor of m_debug_info.
+    bool HasEntry(const CompileUnitInfo& unit) const;
+    /// True if it is no null entry; of whichever unit.
     bool HasNextEntry() const;
     /// Notes in the row where its children, or its sibling, begin: at the cursor.
     void FinishDieAttributes(const AbbrevDecl* decl, DIEInfo* row);
@@ -274,7 +278,7 @@ private:
 
     // symbols/CompileUnitScope.cpp
     /// Like all builders below: starts with the cursors at the DIE's first value and first attribute pair, marks
-    /// the row built, and returns the offset behind what it read. Without `decl`, `type` or `member` it reads nothing.
+    /// the row built, and returns the offset behind what it read.
     u32 BuildCompileUnitScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump);
     struct UnitAttributes;
     void ReadUnitAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, UnitAttributes& attributes);
@@ -315,7 +319,8 @@ private:
     /// What was walked of the row's unit no longer stands.
     void ForgetWalk(const DIEInfo& row);
     struct ScopeAttributes;
-    void ReadScopeAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, ScopeAttributes& attributes);
+    void ReadScopeAttributes(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
+                             ScopeAttributes& scope);
     void FileFrameBase(u32 dieOffset, const AttrValue& frameBase);
 
     // symbols/Locations.cpp
@@ -335,7 +340,8 @@ private:
     void EvaluateMemberOffset(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& location,
                               MemberRecord* member);
     struct VariableAttributes;
-    void ReadVariableAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, VariableAttributes& variable);
+    void ReadVariableAttributes(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
+                                VariableAttributes& variable);
     void ReadLocation(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& value, VFKDataString& location);
     void TakeLocationBytes(const AttrValue& value, VFKDataString& bytes);
     void TakeFromOrigin(VariableAttributes& variable);

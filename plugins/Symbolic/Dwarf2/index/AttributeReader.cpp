@@ -273,9 +273,7 @@ void Dwarf2File::SkipLEB128()
 std::string_view Dwarf2File::BlockBytes(const AttrValue& block) const
 {
     // A form that delivers text gives a block as well, in the section that holds the text.
-    const VFKDataBuf& section =
-        block.data >= m_debug_str.Begin() && block.data <= m_debug_str.End() && m_debug_str.Size() != 0 ? m_debug_str
-                                                                                                        : m_debug_info;
+    const VFKDataBuf& section = LiesIn(m_debug_str, block.data) ? m_debug_str : m_debug_info;
     const u32 left = static_cast<u32>(section.End() - block.data);
     return {block.Text(), std::min(block.value, left)};
 }

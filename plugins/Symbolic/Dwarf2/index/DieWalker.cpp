@@ -179,12 +179,7 @@ void Dwarf2File::PassBy(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevD
         Seek(m_debug_info, row->sibling);
         return;
     }
-    ForEachAttribute(unit, DumpFlag(), [&](u32 attribute, AttrReader& read) {
-        if (attribute == AT_sibling) {
-            read.To(row->sibling);
-        }
-    });
-    FinishDieAttributes(decl, row);
+    ReadEntry(unit, row, decl, DumpFlag(), [](u32, AttrReader&) {});
 }
 
 u32 Dwarf2File::ReadNullEntry(const CompileUnitInfo* unit, DIEInfo* row, std::vector<u32>* parents)
@@ -200,7 +195,7 @@ u32 Dwarf2File::ReadNullEntry(const CompileUnitInfo* unit, DIEInfo* row, std::ve
     if (parents->empty()) {
         return kNone;
     }
-    if (HasNextEntry() && m_debug_info.Pos() < unit->End()) {
+    if (HasNextEntry() && HasEntry(*unit)) {
         DIEInfo* parent = FindDieInfo(parents->back());
         if (parent != nullptr && parent->sibling == kNone) {
             parent->sibling = m_debug_info.Pos();
@@ -227,11 +222,10 @@ void Dwarf2File::WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* pare
         return;
     }
     // Nesting is kept in `parents` alone: each level opened below the first is one element more.
-    const u32 unitEnd = unit->End();
     const std::size_t firstLevel = parents->size();
     std::size_t level = firstLevel;
     u32 topEntry = kNone; // the entry of the first level that is being read
-    while (!AtEnd(m_debug_info) && m_debug_info.Pos() < unitEnd) {
+    while (HasEntry(*unit)) {
         // What one walk reads rises strictly, so that nothing in the file can close it to a loop.
         const u32 entry = m_debug_info.Pos();
         if (last != kNone && entry <= last) {

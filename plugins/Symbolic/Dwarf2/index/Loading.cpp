@@ -48,7 +48,7 @@ private:
 
 u32 Dwarf2File::LoadDieAtCursor(const CompileUnitInfo* unit, std::vector<u32>* parents, bool alone)
 {
-    if (unit == nullptr || AtEnd(m_debug_info) || m_debug_info.Pos() >= unit->End()) {
+    if (unit == nullptr || !HasEntry(*unit)) {
         return kNone;
     }
     const u32 entry = m_debug_info.Pos();
@@ -164,7 +164,7 @@ void Dwarf2File::LoadFunctionScopes(const DbgSymContext* ctx)
 
 DIEInfo* Dwarf2File::LoadParentOf(DIEInfo* row)
 {
-    const CompileUnitInfo* unit = row == nullptr ? nullptr : FindCompileUnit(row->infoOffset);
+    const CompileUnitInfo* unit = FindCompileUnit(row->infoOffset);
     if (unit == nullptr || m_loadDepth >= kMaxLoadDepth) {
         return nullptr;
     }

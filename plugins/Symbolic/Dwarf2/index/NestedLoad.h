@@ -2,10 +2,25 @@
 #pragma once
 
 #include "image/Dwarf2File.h"
-#include "index/Cursor.h"
 #include "index/StackSegment.h"
 
 #include <type_traits>
+
+/// Counts a nested operation for the length of a scope.
+class DepthGuard {
+public:
+    explicit DepthGuard(u32& depth)
+        : m_depth(depth)
+    {
+        ++m_depth;
+    }
+    ~DepthGuard() { --m_depth; }
+    DepthGuard(const DepthGuard&) = delete;
+    DepthGuard& operator=(const DepthGuard&) = delete;
+
+private:
+    u32& m_depth;
+};
 
 template <typename Body>
 void Dwarf2File::Nest(Body&& body)

@@ -13,24 +13,20 @@
 u32 Dwarf2File::BuildClass(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                            DbgUserDefinedVarType* type)
 {
-    if (type != nullptr && decl != nullptr && decl->tag == TAG_class_type) {
-        BuildAggregate(unit, row, decl, dump, type, kUdtClass);
-    }
+    BuildAggregate(unit, row, decl, dump, type, kUdtClass);
     return m_debug_info.Pos();
 }
 
 u32 Dwarf2File::BuildStruct(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                             DbgUserDefinedVarType* type)
 {
-    if (type != nullptr && decl != nullptr && decl->tag == TAG_structure_type) {
-        BuildAggregate(unit, row, decl, dump, type, kUdtStruct);
-        if (decl->hasChildren == 0) {
-            // An incomplete structure is a type of its own, of size 1.
-            if (type->GetByteSize() == 0) {
-                type->m_byteSize = 1;
-            }
-            type->SetType(kUdtStruct);
+    BuildAggregate(unit, row, decl, dump, type, kUdtStruct);
+    if (decl->hasChildren == 0) {
+        // An incomplete structure is a type of its own, of size 1.
+        if (type->GetByteSize() == 0) {
+            type->m_byteSize = 1;
         }
+        type->SetType(kUdtStruct);
     }
     return m_debug_info.Pos();
 }
@@ -38,20 +34,15 @@ u32 Dwarf2File::BuildStruct(const CompileUnitInfo* unit, DIEInfo* row, const Abb
 u32 Dwarf2File::BuildUnion(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                            DbgUserDefinedVarType* type)
 {
-    if (type != nullptr && decl != nullptr && decl->tag == TAG_union_type) {
-        BuildAggregate(unit, row, decl, dump, type, kUdtUnion);
-    }
+    BuildAggregate(unit, row, decl, dump, type, kUdtUnion);
     return m_debug_info.Pos();
 }
 
 void Dwarf2File::ReadTypeHead(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                               DbgUserDefinedVarType* type)
 {
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
-        case AT_sibling:
-            read.To(row->sibling);
-            break;
         case AT_name:
             if (const AttrValue* got = read()) {
                 type->SetTypeName(got->Text());
@@ -64,7 +55,6 @@ void Dwarf2File::ReadTypeHead(const CompileUnitInfo* unit, DIEInfo* row, const A
             break;
         }
     });
-    FinishDieAttributes(decl, row);
 }
 
 void Dwarf2File::BuildAggregate(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,

@@ -18,9 +18,6 @@ struct Dwarf2File::UnitAttributes {
 
 u32 Dwarf2File::BuildCompileUnitScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump)
 {
-    if (decl == nullptr) {
-        return m_debug_info.Pos();
-    }
     die->flags |= DIEInfo::kDieBuilt;
     Seek(m_debug_abbrev, decl->offset + decl->headerSize);
     UnitAttributes attributes;

@@ -18,9 +18,6 @@ struct Bounds {
 
 u32 Dwarf2File::BuildType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump)
 {
-    if (decl == nullptr) {
-        return m_debug_info.Pos();
-    }
     // Only a file that was added anew, with the same store, meets such types.
     if (m_symFile->HasUserDefinedType(row->infoOffset)) {
         Seek(m_debug_info, row->sibling);
@@ -69,21 +66,15 @@ u32 Dwarf2File::BuildType(const CompileUnitInfo* unit, DIEInfo* row, const Abbre
 u32 Dwarf2File::BuildPointer(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                              DbgUserDefinedVarType* type)
 {
-    if (type == nullptr || decl == nullptr || (decl->tag != TAG_pointer_type && decl->tag != TAG_reference_type)) {
-        return m_debug_info.Pos();
-    }
     row->flags |= DIEInfo::kDieBuilt;
     TypeRef target;
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
-        if (attribute == AT_sibling) {
-            read.To(row->sibling);
-        } else if (attribute == AT_type) {
+    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
+        if (attribute == AT_type) {
             if (const AttrValue* got = read()) {
                 ResolveType(got->value, &target);
             }
         }
     });
-    FinishDieAttributes(decl, row);
     type->SetTypeInfo(new (std::nothrow) DbgUDTInfoPointer(m_symFile, "", target.byteSize, target.baseType,
                                                            target.qualifiers, target.udtId));
     type->m_byteSize = unit->addressSize;
@@ -93,17 +84,9 @@ u32 Dwarf2File::BuildPointer(const CompileUnitInfo* unit, DIEInfo* row, const Ab
 u32 Dwarf2File::BuildSubroutineType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                                     DbgUserDefinedVarType* type)
 {
-    if (decl == nullptr || type == nullptr) {
-        return m_debug_info.Pos();
-    }
     row->flags |= DIEInfo::kDieBuilt;
     type->m_byteSize = unit->addressSize;
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
-        if (attribute == AT_sibling) {
-            read.To(row->sibling);
-        }
-    });
-    FinishDieAttributes(decl, row);
+    ReadEntry(unit, row, decl, dump, [](u32, AttrReader&) {});
     type->SetTypeName("(*function)");
     type->SetTypeInfo(new (std::nothrow) DbgUDTInfoTypedef(m_symFile, kBaseInt, 0, kNone));
     m_typeRefMap[row->infoOffset] = {0, 0};
@@ -115,10 +98,6 @@ u32 Dwarf2File::BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const Ab
     if (m_symFile->HasUserDefinedType(row->infoOffset)) {
         return m_debug_info.Pos();
     }
-    if (decl == nullptr || decl->tag != TAG_typedef) {
-        row->flags |= DIEInfo::kDieBuilt;
-        return m_debug_info.Pos();
-    }
     const auto type = DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
     if (!type) {
         row->flags |= DIEInfo::kDieUnread; // no memory: the next request builds it
@@ -127,11 +106,8 @@ u32 Dwarf2File::BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const Ab
     }
     row->flags |= DIEInfo::kDieBuilt;
     TypeRef target;
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
-        case AT_sibling:
-            read.To(row->sibling);
-            break;
         case AT_name:
             if (const AttrValue* got = read()) {
                 type->SetTypeName(got->Text());
@@ -146,7 +122,6 @@ u32 Dwarf2File::BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const Ab
             break;
         }
     });
-    FinishDieAttributes(decl, row);
     if (target.udtId == row->infoOffset) {
         // The typedef reaches itself.
         target.baseType = kBaseVoid;
@@ -165,9 +140,6 @@ u32 Dwarf2File::BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const Ab
 
 u32 Dwarf2File::BuildTypeModifier(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump)
 {
-    if (decl == nullptr) {
-        return kNone;
-    }
     // The row stays unbuilt, and its end isn't noted here: each visit reads the DIE again.
     ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
         if (attribute == AT_sibling) {
@@ -189,18 +161,12 @@ u32 Dwarf2File::BuildTypeModifier(const CompileUnitInfo* unit, DIEInfo* row, con
 u32 Dwarf2File::BuildArray(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                            DbgUserDefinedVarType* type)
 {
-    if (decl == nullptr) {
-        return m_debug_info.Pos();
-    }
     row->flags |= DIEInfo::kDieBuilt | DIEInfo::kDieChildrenRead;
     TypeRef element;
     u32 byteSize = 0;
     u32 stride = 0;
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
-        case AT_sibling:
-            read.To(row->sibling);
-            break;
         case AT_byte_size:
             read.To(byteSize);
             break;
@@ -216,7 +182,6 @@ u32 Dwarf2File::BuildArray(const CompileUnitInfo* unit, DIEInfo* row, const Abbr
             break;
         }
     });
-    FinishDieAttributes(decl, row);
     // Also for an array without children: the entries behind it are then taken for them.
     Bounds bounds;
     ReadSubranges(unit, &bounds);
@@ -237,9 +202,6 @@ u32 Dwarf2File::BuildArray(const CompileUnitInfo* unit, DIEInfo* row, const Abbr
 
 void Dwarf2File::ReadSubranges(const CompileUnitInfo* unit, Bounds* bounds)
 {
-    if (bounds == nullptr) {
-        return;
-    }
     while (!EndIfReadingIsSpent() && !AtEnd(m_debug_info)) {
         DIEInfo local;
         local.infoOffset = m_debug_info.Pos();
@@ -264,17 +226,11 @@ u32 Dwarf2File::BuildLoneSubrange(const CompileUnitInfo* unit, DIEInfo* row, con
 u32 Dwarf2File::BuildSubrange(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                               Bounds* bounds)
 {
-    if (decl == nullptr) {
-        return m_debug_info.Pos();
-    }
     row->flags |= DIEInfo::kDieBuilt;
     Bounds dropped;
     Bounds& target = bounds != nullptr ? *bounds : dropped;
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
-        case AT_sibling:
-            read.To(row->sibling);
-            break;
         case AT_lower_bound:
             read.To(target.lower);
             break;
@@ -290,6 +246,5 @@ u32 Dwarf2File::BuildSubrange(const CompileUnitInfo* unit, DIEInfo* row, const A
             break;
         }
     });
-    FinishDieAttributes(decl, row);
     return m_debug_info.Pos();
 }

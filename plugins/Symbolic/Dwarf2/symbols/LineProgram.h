@@ -111,7 +111,7 @@ private:
     void ReadTables();
     LineFileEntry ReadFileEntry(std::string_view name);
     std::string_view ReadText();
-    bool InUnit() const { return !m_section.AtEnd() && m_section.Pos() < m_header.unitEnd; }
+    bool InUnit() const { return !AtEnd(m_section) && m_section.Pos() < m_header.unitEnd; }
     /// Puts the registers to their initial values.
     void ResetState();
 

@@ -6,6 +6,7 @@
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"
+#include "index/NestedLoad.h"
 #include "interfaces/DbgAddress.h"
 #include "interfaces/DbgExpression.h"
 #include "interfaces/VFKDataString.h"

@@ -27,12 +27,9 @@ struct Dwarf2File::ScopeAttributes {
 
 u32 Dwarf2File::BuildScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump)
 {
-    if (decl == nullptr) {
-        return m_debug_info.Pos();
-    }
     die->flags |= DIEInfo::kDieBuilt;
     ScopeAttributes scope;
-    ReadScopeAttributes(unit, die, dump, scope);
+    ReadScopeAttributes(unit, die, decl, dump, scope);
     u32 resolved = die->infoOffset;
     if (scope.origin != 0) {
         resolved = ReadDeclInfo(scope.origin, &scope.name, nullptr, nullptr);
@@ -40,7 +37,6 @@ u32 Dwarf2File::BuildScope(const CompileUnitInfo* unit, DIEInfo* die, const Abbr
     if (scope.specification != 0) {
         resolved = ReadDeclInfo(scope.specification, &scope.name, nullptr, nullptr);
     }
-    FinishDieAttributes(decl, die);
     // Without both addresses there is no code: a declaration, or an abstract instance.
     if (!scope.hasHigh || !scope.hasLow) {
         return m_debug_info.Pos();
@@ -62,13 +58,11 @@ u32 Dwarf2File::BuildScope(const CompileUnitInfo* unit, DIEInfo* die, const Abbr
     return m_debug_info.Pos();
 }
 
-void Dwarf2File::ReadScopeAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, ScopeAttributes& scope)
+void Dwarf2File::ReadScopeAttributes(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
+                                     ScopeAttributes& scope)
 {
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+    ReadEntry(unit, die, decl, dump, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
-        case AT_sibling:
-            read.To(die->sibling);
-            break;
         case AT_name:
             if (const AttrValue* got = read()) {
                 scope.name = got->Text();

@@ -1,6 +1,7 @@
 // From the value of an AT_type to what the engine needs to know of the type, loading it in the
 // middle of the running walk if it isn't there yet.
 #include "image/Dwarf2File.h"
+#include "index/Cursor.h"
 #include "index/NestedLoad.h"
 #include "interfaces/DbgSymSymFile.h"
 #include "symbols/TypeRef.h"
