@@ -337,6 +337,35 @@ void FunctionsWithoutNames(DwarfBuilder& dwarf, u32 size)
     }
 }
 
+/// Each link of one chain is the beginning of another reference.
+void ChainOfSpecifications(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    dwarf.Declare(2, TAG_subprogram, false,
+                  {{AT_specification, FORM_ref_addr}, {AT_low_pc, FORM_data1}, {AT_high_pc, FORM_data1}});
+    for (u32 i = 0; i < size / 7; ++i) {
+        const u32 next = dwarf.info.Size() + 7;
+        dwarf.Entry(2).info.U32(next).Raw({1, 2});
+    }
+}
+
+template <bool Closed>
+void ChainOfModifiers(DwarfBuilder& dwarf, u32 size)
+{
+    Unit(dwarf);
+    dwarf.Declare(2, TAG_const_type, false, {{AT_type, FORM_ref_addr}});
+    dwarf.Declare(3, TAG_variable, false,
+                  {{AT_name, FORM_string}, {AT_location, FORM_block1}, {AT_type, FORM_ref_addr}});
+    const u32 first = dwarf.info.Size();
+    const u32 count = size / 14;
+    for (u32 i = 0; i < count; ++i) {
+        dwarf.Entry(2).info.U32(first + (Closed ? (i + 1) % count : i + 1) * 5);
+    }
+    for (u32 i = 0; i < count; ++i) {
+        dwarf.Entry(3).info.Text("v").Raw({1, 0x50}).U32(first + i * 5);
+    }
+}
+
 constexpr Hostile kFiles[] = {
     {"OverlappingEnumerations", OverlappingEnumerations},
     {"OverlappingBlocks", OverlappingBlocks},
@@ -365,6 +394,9 @@ constexpr Hostile kFiles[] = {
     {"PaddedCodes", PaddedCodes},
     {"ProgrammesThatReadOn", ProgrammesThatReadOn},
     {"UnitsReadAgain", UnitsReadAgain},
+    {"ChainOfSpecifications", ChainOfSpecifications},
+    {"ChainOfModifiers", ChainOfModifiers<false>},
+    {"ClosedChainOfModifiers", ChainOfModifiers<true>},
 };
 
 /// The first of them fill the listings.

@@ -22,7 +22,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -238,11 +237,11 @@ private:
     void PrintBadAbbrev(u32 code);
     /// Reads entries from the cursor to the end of the level, children included.
     /// @param last the entry read before, which all that follow must lie behind; kNone for none.
-    /// @param walked what has been walked of the level before; null if that isn't noted.
+    /// @param walked CompileUnitInfo::walked of the level; null if that isn't noted.
     void WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren, u32 last = kNone,
-                     WalkedLevel* walked = nullptr);
+                     u32* walked = nullptr);
     /// Notes that `entry` has been walked, or hops over what has been walked behind it.
-    void PassWalkedEntries(const CompileUnitInfo& unit, WalkedLevel& walked, u32 unitDie, u32 entry);
+    void PassWalkedEntries(const CompileUnitInfo& unit, u32& walked, u32 unitDie, u32 entry);
     /// True if reading the row's DIE once more, in a walk over its unit, changes nothing.
     bool IsSettled(const CompileUnitInfo& unit, const DIEInfo& row);
 
@@ -257,7 +256,6 @@ private:
     /// True if the running request has read too much to go on behind the DIEs that it loads.
     bool RequestIsSpent(const CompileUnitInfo& unit) const;
     void LoadPendingDies();
-    WalkedLevel& StartUnitWalk(const DIEInfo& row);
     /// The row of a DIE's parent, after loading the DIE's unit; null if there is none.
     DIEInfo* LoadParentOf(DIEInfo* row);
 
@@ -307,13 +305,13 @@ private:
     /// @param buffer holds the name unless that stands in the file's bytes.
     const char* FunctionName(const DbgSymContext& context, const char* name, u32 resolved, std::string& buffer);
     const char* ClassName(const DIEInfo& row);
-    /// Reads one DIE of a chain into `result`. Puts both cursors back.
+    /// Reads one DIE of a chain. Puts both cursors back.
     /// @return the next DIE of the chain, or 0.
-    u32 ReadDecl(u32 offset, DeclInfo& result);
-    DeclInfo ReadDeclChain(u32 offset);
-    /// What the row's tag says. False if a climb ends with it.
-    bool ReadScopeWords(const DIEInfo& row, ScopeWords& scopes);
-    void MarkClimb(u32 offset, u32 count);
+    u32 ReadDecl(u32 offset, const char** nameOut, u32* typeOut, bool* artificialOut);
+    /// The scopes around the children of `parent`.
+    ScopeWords ScopesOf(u32 parent);
+    /// Turns the scopes around a DIE into those around its children.
+    void EnterScope(const DIEInfo& row, ScopeWords& scopes);
     void SetParent(DIEInfo* row, u32 parent);
     void SetSibling(DIEInfo* row, u32 sibling);
     /// What was walked of the row's unit no longer stands.
@@ -358,10 +356,9 @@ private:
     void LoadMissingType(u32 offset, TypeRef* ref);
     bool LookupTypeRef(u32 offset, TypeRef* ref);
     bool LookupStoredType(u32 offset, TypeRef* ref); ///< if false, `ref` still has the offset
-    ModifierEnd FindModifier(u32 offset) const;      ///< what a const or volatile refers to
-    void KeepModifierEnd(ModifierLinks::const_iterator first, ModifierLinks::const_iterator last, u32 end);
-    void KeepClosedChain(u32 entry, const ModifierLinks& links);
-    void ForgetModifierEnds(u32 offset); ///< the DIE is about to be something else than it was
+    /// Adds a const's or volatile's qualifier.
+    /// @return what it refers to; kNone if the DIE isn't known as one.
+    u32 LookupTypeModifier(u32 offset, TypeRef* ref) const;
 
     // symbols/Aggregates.cpp
     u32 BuildClass(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
@@ -495,12 +492,9 @@ private:
     /// to the queue, and a class's name to the plain one: the depth is the file's, the stack isn't.
     u32 m_loadDepth = 0;
     static constexpr u32 kMaxLoadDepth = 65536;
-    /// Sums kept of long chains and of deep climbs, by where they begin.
-    OffsetMap<ModifierEnd> m_modifierEnds;
-    OffsetMap<DeclInfo> m_longChains;
-    OffsetMap<ScopeWords> m_deepScopes;
-    std::unordered_map<u32, WalkedLevel> m_walkedUnits; ///< by the unit's DIE
-    u32 m_lastGeneration = 0;
+    /// What a step along a chain, or from a DIE to its parent, costs of m_reading.
+    static constexpr u32 kLinkCost = 64;
+    OffsetMap<ScopeWords> m_scopes; ///< around the children of a DIE
     /// The table that FindAbbrevDecl answered from last.
     u32 m_lastAbbrevOffset = kNone;
     const AbbrevList* m_lastAbbrevList = nullptr;

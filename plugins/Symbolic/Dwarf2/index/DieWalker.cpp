@@ -216,7 +216,7 @@ void Dwarf2File::PrintBadAbbrev(u32 code)
 }
 
 void Dwarf2File::WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren, u32 last,
-                             WalkedLevel* walked)
+                             u32* walked)
 {
     if (unit == nullptr) {
         return;
@@ -260,20 +260,17 @@ void Dwarf2File::WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* pare
     }
 }
 
-void Dwarf2File::PassWalkedEntries(const CompileUnitInfo& unit, WalkedLevel& walked, u32 unitDie, u32 entry)
+void Dwarf2File::PassWalkedEntries(const CompileUnitInfo& unit, u32& walked, u32 unitDie, u32 entry)
 {
     const u32 next = m_debug_info.Pos();
-    DIEInfo* row = FindDieInfo(entry);
-    if (walked.generation == 0 || row == nullptr || row->sibling != next || next <= entry) {
+    if (next < walked) {
+        Seek(m_debug_info, walked); // a load within this walk has been there
         return;
     }
-    if (row->Generation() == walked.generation) {
-        if (next < walked.end) {
-            Seek(m_debug_info, walked.end);
-        }
-    } else if (entry == walked.end && row->parent == unitDie && IsSettled(unit, *row)) {
-        row->SetGeneration(walked.generation);
-        walked.end = next;
+    const DIEInfo* row = FindDieInfo(entry);
+    if (entry == walked && next > entry && row != nullptr && row->sibling == next && row->parent == unitDie &&
+        IsSettled(unit, *row)) {
+        walked = next;
     }
 }
 

@@ -121,27 +121,19 @@ void Dwarf2File::LoadCompileUnitSymbols(u32 cuDieOffset)
     const RequestScope request(*this);
     const SavedSelection selection(m_flags);
     m_pendingDies.reserve(64);
-    if (const DIEInfo* row = FindDieInfo(cuDieOffset)) {
+    CompileUnitInfo* unit = FindCompileUnit(cuDieOffset);
+    const DIEInfo* row = FindDieInfo(cuDieOffset);
+    if (unit != nullptr && row != nullptr) {
         m_flags = (m_flags & ~kLoadBlocks) | kUnitSelection;
         std::vector<u32> parents{cuDieOffset};
-        WalkedLevel& walked = StartUnitWalk(*row);
-        Seek(m_debug_info, walked.end);
-        WalkEntries(FindCompileUnit(row->infoOffset), &parents, true, kNone, &walked);
+        const bool whole = unit->FirstDie() == cuDieOffset;
+        if (whole && unit->walked == 0) {
+            unit->walked = row->child;
+        }
+        Seek(m_debug_info, whole ? unit->walked : row->child);
+        WalkEntries(unit, &parents, true, kNone, whole ? &unit->walked : nullptr);
     }
     LoadPendingDies();
-}
-
-WalkedLevel& Dwarf2File::StartUnitWalk(const DIEInfo& row)
-{
-    WalkedLevel& walked = m_walkedUnits[row.infoOffset];
-    if (walked.generation == 0) {
-        // Generations have room for 24 bits in a row. A file that uses them up is walked in full.
-        if (m_lastGeneration < DIEInfo::kMaxGeneration) {
-            walked.generation = ++m_lastGeneration;
-        }
-        walked.end = row.child;
-    }
-    return walked;
 }
 
 void Dwarf2File::LoadFunctionScopes(const DbgSymContext* ctx)
@@ -168,6 +160,6 @@ DIEInfo* Dwarf2File::LoadParentOf(DIEInfo* row)
     if (unit == nullptr || m_loadDepth >= kMaxLoadDepth) {
         return nullptr;
     }
-    Nest([&] { LoadCompileUnitSymbols(unit->offset + CompileUnitInfo::kHeaderSize); });
+    Nest([&] { LoadCompileUnitSymbols(unit->FirstDie()); });
     return FindDieInfo(row->parent);
 }

@@ -58,7 +58,6 @@ u32 Dwarf2File::BuildType(const CompileUnitInfo* unit, DIEInfo* row, const Abbre
     default:
         break;
     }
-    ForgetModifierEnds(row->infoOffset);
     m_symFile->AddUserDefinedType(type);
     return m_debug_info.Pos();
 }
@@ -133,7 +132,6 @@ u32 Dwarf2File::BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const Ab
     type->SetTypeInfo(new (std::nothrow)
                           DbgUDTInfoTypedef(m_symFile, target.baseType, target.qualifiers, target.udtId));
     type->m_byteSize = target.byteSize;
-    ForgetModifierEnds(row->infoOffset);
     m_symFile->AddUserDefinedType(type);
     return m_debug_info.Pos();
 }
@@ -147,11 +145,7 @@ u32 Dwarf2File::BuildTypeModifier(const CompileUnitInfo* unit, DIEInfo* row, con
         } else if (attribute == AT_type) {
             if (const AttrValue* got = read()) {
                 OffsetMap<u32>& modifiers = decl->tag == TAG_const_type ? m_constTypeMap : m_volatileTypeMap;
-                const u32* known = modifiers.Find(row->infoOffset);
-                if (known == nullptr || *known != got->value) {
-                    ForgetModifierEnds(row->infoOffset);
-                    modifiers[row->infoOffset] = got->value;
-                }
+                modifiers[row->infoOffset] = got->value;
             }
         }
     });
