@@ -475,7 +475,6 @@ private:
     std::ostream* m_dumpStream = nullptr; ///< where dump text goes; null is silent
     i32 m_dumpIndent = 0;                 ///< nesting level of the DIE dump, never below 0
     u64 m_dumpAllowance = ~u64{0};        ///< characters that a dump may still print for repeated bytes
-    u32 m_nextSection = 0;                ///< header that LoadAllSections goes on from
     u32 m_sectionId = kNone;              ///< engine section against which addresses are held
     u32 m_frameBaseDepth = 0;             ///< 1 while the location list of a frame base is being built
     /// Bounds on bytes that are read again and again (see SetAllowances).

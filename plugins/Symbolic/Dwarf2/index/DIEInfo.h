@@ -16,11 +16,5 @@ struct DIEInfo {
     /// The builder has read the children itself; no walk descends.
     static constexpr u32 kDieChildrenRead = 0x2;
     /// A walk has put the DIE into the queue.
-    static constexpr u32 kDieQueued = 0x8;
-    /// The row counts as not visited: memory has run out when it was read for the first time, or
-    /// for its type.
-    static constexpr u32 kDieUnread = 0x10;
-    /// A walk through the children has ended for want of memory: the next one goes through them again,
-    /// though the DIE itself is built.
-    static constexpr u32 kDieHalfWalked = 0x20;
+    static constexpr u32 kDieQueued = 0x4;
 };

@@ -12,19 +12,6 @@
 #include <array>
 #include <ostream>
 
-namespace {
-
-void MarkHalfWalked(DieInfoMap& rows, const std::vector<u32>& parents)
-{
-    for (const u32 parent : parents) {
-        if (DIEInfo* row = rows.Find(parent)) {
-            row->flags |= DIEInfo::kDieHalfWalked;
-        }
-    }
-}
-
-} // namespace
-
 /// When a tag is built, and by whom.
 struct Dwarf2File::TagRule {
     using Builder = u32 (Dwarf2File::*)(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool);
@@ -79,8 +66,6 @@ const Dwarf2File::TagRule* Dwarf2File::FindTagRule(u32 tag)
 
 bool Dwarf2File::BuildByTag(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, MemberRecord* member)
 {
-    const u32 unread = row->flags & DIEInfo::kDieUnread;
-    row->flags &= ~DIEInfo::kDieUnread;
     const TagRule* rule = FindTagRule(decl->tag);
     if (rule == nullptr) {
         return false;
@@ -92,20 +77,13 @@ bool Dwarf2File::BuildByTag(const CompileUnitInfo* unit, DIEInfo* row, const Abb
         return false;
     }
     if (selected && (unbuilt || !rule->unbuiltOnly)) {
-        try {
-            if (rule->build != nullptr) {
-                (this->*rule->build)(unit, row, decl, DumpFlag());
-                return true;
-            }
-            if (member != nullptr) {
-                (this->*rule->member)(unit, row, decl, DumpFlag(), member);
-                return true;
-            }
-        } catch (...) {
-            // Nothing came of it: the next request builds it.
-            row->flags &= ~(DIEInfo::kDieBuilt | DIEInfo::kDieChildrenRead);
-            row->flags |= unread;
-            throw;
+        if (rule->build != nullptr) {
+            (this->*rule->build)(unit, row, decl, DumpFlag());
+            return true;
+        }
+        if (member != nullptr) {
+            (this->*rule->member)(unit, row, decl, DumpFlag(), member);
+            return true;
         }
     }
     if (rule->queued && unbuilt && (m_flags & kLoadTypes) == 0) {
@@ -131,7 +109,6 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
     const u32 entry = m_debug_info.Pos();
     DIEInfo* row = GetDieInfo(entry);
     ++m_entriesRead;
-    const bool isNew = row->abbrIndex == 0;
     row->abbrIndex = ReadCode();
     if (row->abbrIndex == 0) {
         return ReadNullEntry(unit, row, parents);
@@ -148,18 +125,13 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
     if (DumpFlag()) {
         PrintDIEHead(entry, decl);
     }
-    if (isNew) {
-        row->flags |= DIEInfo::kDieUnread;
-    }
     if (!BuildByTag(unit, row, decl, member)) {
         PassBy(unit, row, decl);
     }
     const bool descends = decl->hasChildren != 0 && (row->flags & DIEInfo::kDieChildrenRead) == 0;
     if (descends) {
         if ((!skipKnownChildren || row->sibling == kNone) && HasNextEntry()) {
-            row->flags |= DIEInfo::kDieHalfWalked; // stays if push_back throws: the next walk reads the children
             parents->push_back(row->infoOffset);
-            row->flags &= ~DIEInfo::kDieHalfWalked;
         }
     } else if (row->sibling == kNone) {
         row->sibling = m_debug_info.Pos();
@@ -169,11 +141,6 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
 
 void Dwarf2File::PassBy(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl)
 {
-    if ((row->flags & DIEInfo::kDieHalfWalked) != 0 && row->child != kNone) {
-        row->flags &= ~DIEInfo::kDieHalfWalked;
-        Seek(m_debug_info, row->child);
-        return;
-    }
     // A DIE that names itself as its sibling goes on behind its attributes at every visit.
     if (row->sibling != kNone && row->sibling != row->infoOffset) {
         Seek(m_debug_info, row->sibling);
@@ -236,13 +203,7 @@ void Dwarf2File::WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* pare
         if (level == firstLevel) {
             topEntry = entry;
         }
-        u32 next = kNone;
-        try {
-            next = ReadDie(unit, parents, skipKnownChildren, nullptr);
-        } catch (...) {
-            MarkHalfWalked(m_dieInfoMap, *parents);
-            throw;
-        }
+        const u32 next = ReadDie(unit, parents, skipKnownChildren, nullptr);
         if (parents->size() < level) {
             if (level == firstLevel) {
                 return;

@@ -70,11 +70,10 @@ bool Dwarf2File::LoadDieAtOffset(u32 offset)
     std::vector<u32> parents;
     // A DIE that a walk has met becomes its own parent, and the walk goes on through the entries
     // behind it to the end of their level.
-    const bool met = row != nullptr && (row->flags & DIEInfo::kDieUnread) == 0;
-    if (met) {
+    if (row != nullptr) {
         parents.push_back(row->infoOffset);
     }
-    LoadDieAtCursor(unit, &parents, met && unit != nullptr && RequestIsSpent(*unit));
+    LoadDieAtCursor(unit, &parents, row != nullptr && unit != nullptr && RequestIsSpent(*unit));
     return true;
 }
 

@@ -25,7 +25,8 @@ private:
 template <typename Body>
 void Dwarf2File::Nest(Body&& body)
 {
-    // 256 levels take less than half of a stack of 1 MiB, what an engine needs on top of them included.
+    // 256 levels take less than half of a stack of 1 MiB, what an engine needs on top of them included,
+    // also in a build without optimisation.
     constexpr u32 kLevelsOfStack = 256;
     const DepthGuard depth(m_loadDepth);
     if (m_loadDepth % kLevelsOfStack != 0) {

@@ -25,7 +25,6 @@ u32 Dwarf2File::BuildType(const CompileUnitInfo* unit, DIEInfo* row, const Abbre
     }
     const auto type = DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
     if (!type) {
-        row->flags |= DIEInfo::kDieUnread; // no memory: the next request builds it
         PassBy(unit, row, decl);
         return m_debug_info.Pos();
     }
@@ -99,7 +98,6 @@ u32 Dwarf2File::BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const Ab
     }
     const auto type = DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
     if (!type) {
-        row->flags |= DIEInfo::kDieUnread; // no memory: the next request builds it
         PassBy(unit, row, decl);
         return m_debug_info.Pos();
     }
