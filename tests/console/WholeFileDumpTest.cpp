@@ -52,7 +52,7 @@ TEST_P(WholeFileDump, AnEntryWithoutProportionSaysSoToo)
     dwarf.str.Text(std::string(1000, 's'));
     dwarf.Unit().Name("a.c").Children();
     dwarf.Declare(2, TAG_label, false, {{AT_name, FORM_strp}});
-    for (u32 i = 0; i < 2000; ++i) {
+    for (u32 i = 0; i < 12000; ++i) {
         dwarf.Entry(2).Value(FORM_strp, 0);
     }
     Index(dwarf);

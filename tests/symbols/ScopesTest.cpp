@@ -58,7 +58,7 @@ TEST_P(Scopes, ALongPathNeverNamesAFunctionAfterAFolder)
     const std::string folder(300, 'd');
     dwarf.Unit().Name(folder + "/a.c").Children([&] { Definition(dwarf); });
     Index(dwarf);
-    Probe::m_copying(File()).SetLimit(0);
+    Probe::m_budget(File()).Fill(500);
     LoadUnit();
     EXPECT_EQ(Functions(), std::vector<std::string>{"a.c"});
 }

@@ -145,7 +145,7 @@ void Dwarf2File::DumpDIE(u32 offset, bool withChildren)
     if (const CompileUnitInfo* unit = FindCompileUnit(offset)) {
         Seek(m_debug_info, offset);
         m_dumpIndent = 0;
-        FillAllowance();
+        const OtherBudget budget(m_budget, CapitalOfDump());
         // Behind the section's end a code reads 0, which closes a level.
         bool goesOn = true;
         do {

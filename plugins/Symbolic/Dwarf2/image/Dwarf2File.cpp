@@ -27,7 +27,7 @@ Dwarf2File::Dwarf2File(DbgSymSymFile* symFile)
     read(".debug_loc", m_debug_loc);
     read(".debug_str", m_debug_str);
     m_dieInfoMap.SetSectionSize(m_debug_info.Size());
-    SetAllowances();
+    FillBudget();
 }
 
 Dwarf2File::~Dwarf2File() = default;

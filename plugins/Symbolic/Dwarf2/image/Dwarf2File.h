@@ -3,7 +3,7 @@
 // heading above an operation names the file that defines it.
 #pragma once
 
-#include "image/Allowance.h"
+#include "image/Budget.h"
 #include "index/AbbrevDecl.h"
 #include "index/AttrValue.h"
 #include "index/CompileUnitInfo.h"
@@ -132,10 +132,11 @@ private:
     bool DumpFlag() const { return (m_flags & kDump) != 0; }
     bool LittleEndian() const { return m_elf.m_byteOrder != kElfDataMsb; }
 
-    // image/Allowance.cpp
-    void SetAllowances();
-    /// If no more may be read, true, with the cursor of m_debug_info at its end.
-    bool EndIfReadingIsSpent();
+    // image/Budget.cpp
+    void FillBudget();
+    u64 CapitalOfDump() const;
+    /// If the budget is spent, true, with the cursor of m_debug_info at its end.
+    bool EndIfSpent();
     void SpendOnAttributes(u32 pairs, u32 values); ///< bytes read of either section
     u32 ReadCode();                                ///< the abbreviation code at the cursor
     /// `text`, or its beginning in `cut` if it is very long and no more may be copied.
@@ -428,14 +429,12 @@ private:
 
     // console/WholeFileDump.cpp
     void DumpWholeFile();
-    /// From here on false means that the dump's allowance is spent, and the dump ends.
+    /// From here on false means that the dump's budget is spent, and the dump ends.
     bool DumpUnit();
     bool DumpEntry(const CompileUnitInfo& unit);
     /// @param die whose locations are shown as well; null shows none.
     bool DumpAttributes(const CompileUnitInfo& unit, const DIEInfo* die);
     void PrintLocation(const CompileUnitInfo& unit, const DIEInfo& die, const AttrValue& value, u32 bytesRead);
-    void FillAllowance();
-    bool SpendAllowance(u64 text);
     bool SpendOnExpression(u32 size, std::size_t printed);
     void OpenLevel();
     void CloseLevel();
@@ -474,15 +473,9 @@ private:
     u32 m_pubInfoLength = 0;
     std::ostream* m_dumpStream = nullptr; ///< where dump text goes; null is silent
     i32 m_dumpIndent = 0;                 ///< nesting level of the DIE dump, never below 0
-    u64 m_dumpAllowance = ~u64{0};        ///< characters that a dump may still print for repeated bytes
     u32 m_sectionId = kNone;              ///< engine section against which addresses are held
     u32 m_frameBaseDepth = 0;             ///< 1 while the location list of a frame base is being built
-    /// Bounds on bytes that are read again and again (see SetAllowances).
-    Allowance m_reading;     ///< attribute pairs, bytes of values, steps along chains
-    Allowance m_copying;     ///< bytes of locations and long texts
-    Allowance m_listing;     ///< members and enumerators
-    Allowance m_lineReading; ///< bytes of line number programmes
-    Allowance m_fileScopes;  ///< file scopes given to the engine
+    Budget m_budget;                      ///< for all that is loaded of the file; a dump has one of its own
     /// The running request: how many loads are nested in it, what it has read, and the rows there
     /// were when it began.
     u32 m_requestDepth = 0;
@@ -491,8 +484,6 @@ private:
     /// to the queue, and a class's name to the plain one: the depth is the file's, the stack isn't.
     u32 m_loadDepth = 0;
     static constexpr u32 kMaxLoadDepth = 65536;
-    /// What a step along a chain, or from a DIE to its parent, costs of m_reading.
-    static constexpr u32 kLinkCost = 64;
     OffsetMap<ScopeWords> m_scopes; ///< around the children of a DIE
     /// The table that FindAbbrevDecl answered from last.
     u32 m_lastAbbrevOffset = kNone;

@@ -54,7 +54,7 @@ private:
 template <typename Handle>
 void Dwarf2File::ForEachAttribute(const CompileUnitInfo* unit, bool dump, Handle&& handle)
 {
-    if (EndIfReadingIsSpent()) {
+    if (EndIfSpent()) {
         return;
     }
     const u32 start = m_debug_info.Pos();

@@ -103,7 +103,7 @@ void Dwarf2File::QueueDie(DIEInfo& row)
 u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren,
                         MemberRecord* member)
 {
-    if (EndIfReadingIsSpent()) {
+    if (EndIfSpent()) {
         return kNone;
     }
     const u32 entry = m_debug_info.Pos();

@@ -16,8 +16,7 @@ public:
         : m_file(file)
     {
         if (m_file.m_requestDepth++ == 0) {
-            constexpr u64 kPerRequest = 4096; // a long session asks for what is loaded, again and again
-            m_file.m_reading.Add(kPerRequest);
+            m_file.m_budget.Renew();
             m_file.m_entriesRead = 0;
         }
     }

@@ -86,7 +86,7 @@ void Dwarf2File::ReadMembers(const CompileUnitInfo* unit, u32 dieOffset, DbgUser
     MemberRecord member;
     std::vector<u32> parents{dieOffset};
     constexpr std::size_t kLevel = 1;
-    while (m_listing.Left() != 0 && !AtEnd(m_debug_info)) {
+    while (!AtEnd(m_debug_info)) {
         const u32 entry = m_debug_info.Pos();
         const u32 next = ReadDie(unit, &parents, true, &member);
         if (parents.size() > kLevel) {
@@ -96,7 +96,7 @@ void Dwarf2File::ReadMembers(const CompileUnitInfo* unit, u32 dieOffset, DbgUser
             break;
         }
         Seek(m_debug_info, next > entry ? next : kNone); // a sibling that leads back ends the loop
-        if (member.offsetValid && m_listing.Take(1)) {
+        if (member.offsetValid && m_budget.Spend(1, Budget::kMember)) {
             if (member.bitOffset != 0 || member.bitSize != 0) {
                 type->SetType(kUdtBitFields);
             }

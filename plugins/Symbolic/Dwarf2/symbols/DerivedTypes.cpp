@@ -194,7 +194,7 @@ u32 Dwarf2File::BuildArray(const CompileUnitInfo* unit, DIEInfo* row, const Abbr
 
 void Dwarf2File::ReadSubranges(const CompileUnitInfo* unit, Bounds* bounds)
 {
-    while (!EndIfReadingIsSpent() && !AtEnd(m_debug_info)) {
+    while (!EndIfSpent() && !AtEnd(m_debug_info)) {
         DIEInfo local;
         local.infoOffset = m_debug_info.Pos();
         local.abbrIndex = ReadCode();

@@ -24,7 +24,7 @@ u32 Dwarf2File::BuildEnumeration(const CompileUnitInfo* unit, DIEInfo* row, cons
 void Dwarf2File::ReadEnumerators(const CompileUnitInfo* unit, DbgUDTInfoEnum32* info)
 {
     DIEInfo local;
-    while (m_listing.Left() != 0 && !EndIfReadingIsSpent() && !AtEnd(m_debug_info)) {
+    while (!EndIfSpent() && !AtEnd(m_debug_info)) {
         local.infoOffset = m_debug_info.Pos();
         local.abbrIndex = ReadCode();
         if (local.abbrIndex == 0) {
@@ -63,7 +63,7 @@ u32 Dwarf2File::BuildEnumerator(const CompileUnitInfo* unit, DIEInfo* row, const
             break;
         }
     });
-    if (name != nullptr && haveValue && m_listing.Take(1)) {
+    if (name != nullptr && haveValue && m_budget.Spend(1, Budget::kMember)) {
         info->AddEnumValue(static_cast<i32>(value), name); // a signed word of 32 bits
     }
     return m_debug_info.Pos();

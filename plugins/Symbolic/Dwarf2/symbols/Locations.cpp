@@ -95,7 +95,7 @@ private:
     bool MayGrow(std::size_t growth)
     {
         const std::size_t size = m_result.size() + m_expr.bytes.size() - m_copied;
-        return size + growth <= m_limit && m_file.m_copying.Take(growth);
+        return size + growth <= m_limit && m_file.m_budget.Spend(growth, Budget::kByteCopied);
     }
 
     /// DW_OP_breg9 n becomes the constant n plus the value of the static-base expression.
@@ -214,7 +214,7 @@ bool Dwarf2File::BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* d
         const u16 length = m_debug_loc.Get16();
         const u8* block = m_debug_loc.GetDataBlock(length);
         const u32 size = static_cast<u32>(m_debug_loc.Cursor() - block);
-        if (!m_copying.Take(size + kEntryHead)) {
+        if (!m_budget.Spend(size + kEntryHead, Budget::kByteCopied)) {
             break; // ahead of the entry: half of one would make the whole list malformed
         }
         pos = expr->Put32(pos, begin);

@@ -119,7 +119,7 @@ const char* Dwarf2File::FunctionName(const DbgSymContext& context, const char* n
         }
         // A long path costs as much for each function without a name. Its tail holds the name, or the tail of that.
         const std::string& path = srcFile->GetPath();
-        const bool whole = path.size() <= kLongPath || m_copying.Take(path.size());
+        const bool whole = path.size() <= kLongPath || m_budget.Spend(path.size(), Budget::kByteCopied);
         VFKFile::GetFilename(whole ? path : path.substr(path.size() - kLongPath), buffer, true, false);
         return buffer.c_str();
     }
@@ -160,7 +160,7 @@ u32 Dwarf2File::ReadDeclInfo(u32 offset, const char** nameOut, u32* typeOut, boo
     // one said.
     u32 end = offset;
     ChainGuard seen;
-    for (u32 link = offset; link != 0 && seen.Add(link) && m_reading.Spend(kLinkCost);) {
+    for (u32 link = offset; link != 0 && seen.Add(link) && m_budget.Spend(1, Budget::kLink);) {
         end = link;
         link = ReadDecl(link, nameOut, typeOut, artificialOut);
     }
@@ -238,7 +238,7 @@ ScopeWords Dwarf2File::ScopesOf(u32 parent)
             break;
         }
         const DIEInfo* row = FindDieInfo(offset);
-        if (row == nullptr || !m_reading.Spend(kLinkCost)) {
+        if (row == nullptr || !m_budget.Spend(1, Budget::kLink)) {
             break;
         }
         climbed.push_back(row);

@@ -80,7 +80,7 @@ void Dwarf2File::ResolveType(u32 offset, TypeRef* ref)
             LoadMissingType(offset, ref);
             return;
         }
-        if (!m_reading.Spend(kLinkCost)) {
+        if (!m_budget.Spend(1, Budget::kLink)) {
             return;
         }
         offset = next;

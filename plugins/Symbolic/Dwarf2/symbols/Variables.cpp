@@ -138,7 +138,7 @@ void Dwarf2File::TakeLocationBytes(const AttrValue& value, VFKDataString& bytes)
 {
     // A form that delivers text reaches far behind its own bytes, and so may that of every DIE.
     const std::string_view block = BlockBytes(value);
-    if (m_copying.Take(block.size())) {
+    if (m_budget.Spend(block.size(), Budget::kByteCopied)) {
         bytes.bytes = block;
     }
 }
