@@ -13,7 +13,7 @@ public:
     enum Price : u32 {
         kByteRead = 1,
         kBytePrinted = 4, ///< that no byte of the section has paid for by being read for the first time
-        kByteCopied = 16, ///< of a location, a frame base, a list or a long text
+        kByteCopied = 4,  ///< of a location, a frame base, a list or a long text
         kLineByte = 64,   ///< of a line number programme
         kLink = 64,       ///< of a chain of references, or from a DIE to its parent
         kMember = 1280,   ///< or an enumerator
