@@ -33,7 +33,7 @@ TEST_P(Variables, WhatLacksALocationOrANameIsNoneAndFiltersDropTheRest)
         dwarf.Die(TAG_variable).Attr(AT_location, FORM_block1, {0x50}).Ref(AT_specification, "declared");
         Variable(dwarf, "__hidden");
         Variable(dwarf, "tmp");
-        Variable(dwarf, "a__b");
+        Variable(dwarf, "a__b").Attr(AT_artificial, FORM_flag, 0);
         Variable(dwarf, "this").Attr(AT_artificial, FORM_flag, 1);
         dwarf.Label("artificial").Die(TAG_variable).Name("tmp2").Attr(AT_artificial, FORM_flag, 1);
         dwarf.Label("origin").Die(TAG_variable).Name("tmp3").Ref(AT_type, "int");
@@ -164,6 +164,22 @@ TEST_P(Variables, FrameBasesCannotSwellALocation)
     EXPECT_LT(prepared.size(), 8'000'000u);
     EXPECT_EQ(prepared.substr(60'000, 4), Bytes({0x11, 0x00, 0x22, 0x96})); // the first ones are exact
     EXPECT_EQ(prepared.substr(prepared.size() - 2), Bytes({0x91, 0x00}));
+}
+
+TEST_P(Variables, AnExpressionGrowsToItsLimitAndNoFurther)
+{
+    // Each operator grows by the frame base and one byte more: sixteen of them by 61,681 bytes are just below the
+    // limit of a mebibyte, and the next one would come to one byte above it.
+    ByteSection location(GetParam());
+    for (u32 i = 0; i < 17; ++i) {
+        location.Raw({0x91, 0x00});
+    }
+    dwarf.Unit().Name("a.c").Children([&] {
+        Function(dwarf.Label("f"), "f");
+        dwarf.Attr(AT_frame_base, FORM_block2, ByteSection(GetParam()).Fill(61'680, 0x96)).Sibling();
+        dwarf.Children([&] { dwarf.Die(TAG_variable).Name("v").Attr(AT_location, FORM_block1, location); });
+    });
+    EXPECT_EQ(Locations().at(0).size(), 34u + 16 * 61'681);
 }
 
 TEST_P(Variables, AListEntryThatOutgrowsItsLengthStaysUnprepared)
