@@ -1,4 +1,4 @@
-// What a file may cause, in proportion to its size, by having the same bytes read again and again.
+// Limits the work that a file can cause, in proportion to its size.
 #include "image/Budget.h"
 
 #include "image/Dwarf2File.h"

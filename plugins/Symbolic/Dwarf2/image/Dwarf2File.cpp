@@ -1,4 +1,4 @@
-// How a file's object comes up and goes down, and the sections that are read late.
+// Construction of a file's object, and the sections that are read late.
 #include "image/Dwarf2File.h"
 
 #include "interfaces/DbgSymSymFile.h"

@@ -50,8 +50,8 @@ struct TypeRef;
 
 class Dwarf2File {
 public:
-    /// Opens the ELF file that `symFile` names and reads the five early debug sections. A file that
-    /// is no valid ELF file gives a complete, empty object. `symFile` is borrowed and outlives it.
+    /// Opens the ELF file that `symFile` names and reads the five early debug sections. An invalid ELF file gives a
+    /// complete but empty object. `symFile` is borrowed and outlives it.
     explicit Dwarf2File(DbgSymSymFile* symFile);
     ~Dwarf2File();
     Dwarf2File(const Dwarf2File&) = delete;
@@ -161,7 +161,7 @@ private:
     // index/AbbrevTables.cpp
     void ReadAbbrevTables();
     void SkipAttributePairs();
-    /// Null if there is no such table or no such code in it. Takes it that codes rise by one.
+    /// Null if there is no such table or no such code in it. Assumes consecutive codes.
     const AbbrevDecl* FindAbbrevDecl(u32 tableOffset, u32 code);
 
     // index/CompileUnits.cpp
@@ -241,7 +241,7 @@ private:
     /// @param walked CompileUnitInfo::walked of the level; null if that isn't noted.
     void WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren, u32 last = kNone,
                      u32* walked = nullptr);
-    /// Notes that `entry` has been walked, or hops over what has been walked behind it.
+    /// Notes that `entry` has been walked, or skips what has been walked behind it.
     void PassWalkedEntries(const CompileUnitInfo& unit, u32& walked, u32 unitDie, u32 entry);
     /// True if reading the row's DIE once more, in a walk over its unit, changes nothing.
     bool IsSettled(const CompileUnitInfo& unit, const DIEInfo& row);
@@ -476,12 +476,11 @@ private:
     u32 m_sectionId = kNone;              ///< engine section against which addresses are held
     u32 m_frameBaseDepth = 0;             ///< 1 while the location list of a frame base is being built
     Budget m_budget;                      ///< for all that is loaded of the file; a dump has one of its own
-    /// The running request: how many loads are nested in it, what it has read, and the rows there
-    /// were when it began.
+    /// The running request: how many loads are nested in it, and how many entries it has read.
     u32 m_requestDepth = 0;
     u64 m_entriesRead = 0;
-    /// Loads and member loops that are nested in the running walk. Beyond the bound a type is left
-    /// to the queue, and a class's name to the plain one: the depth is the file's, the stack isn't.
+    /// Loads and member loops that are nested in the running walk. Beyond the bound a type waits in the queue, and a
+    /// function keeps its plain name: the file decides how deep loads nest.
     u32 m_loadDepth = 0;
     static constexpr u32 kMaxLoadDepth = 65536;
     OffsetMap<ScopeWords> m_scopes; ///< around the children of a DIE

@@ -141,7 +141,7 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
 
 void Dwarf2File::PassBy(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl)
 {
-    // A DIE that names itself as its sibling goes on behind its attributes at every visit.
+    // A DIE that names itself as its sibling is read at every visit, and the walk goes on behind its attributes.
     if (row->sibling != kNone && row->sibling != row->infoOffset) {
         Seek(m_debug_info, row->sibling);
         return;
@@ -193,7 +193,7 @@ void Dwarf2File::WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* pare
     std::size_t level = firstLevel;
     u32 topEntry = kNone; // the entry of the first level that is being read
     while (HasEntry(*unit)) {
-        // What one walk reads rises strictly, so that nothing in the file can close it to a loop.
+        // Offsets rise strictly within one walk, so nothing in the file can make it loop.
         const u32 entry = m_debug_info.Pos();
         if (last != kNone && entry <= last) {
             Seek(m_debug_info, kNone);

@@ -7,8 +7,7 @@
 #include <array>
 #include <unordered_set>
 
-/// Tells whether a chain has come to an offset before. Short chains, which is nearly all, cost no
-/// allocation.
+/// Tells whether a chain has come to an offset before. Short chains, nearly all of them, cost no allocation.
 class ChainGuard {
 public:
     /// False if the chain has been at `offset` already.

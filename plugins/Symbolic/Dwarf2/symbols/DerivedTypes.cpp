@@ -18,7 +18,7 @@ struct Bounds {
 
 u32 Dwarf2File::BuildType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump)
 {
-    // Only a file that was added anew, with the same store, meets such types.
+    // Happens only when a file is added again with the same store.
     if (m_symFile->HasUserDefinedType(row->infoOffset)) {
         Seek(m_debug_info, row->sibling);
         return m_debug_info.Pos();
@@ -174,7 +174,7 @@ u32 Dwarf2File::BuildArray(const CompileUnitInfo* unit, DIEInfo* row, const Abbr
             break;
         }
     });
-    // Also for an array without children: the entries behind it are then taken for them.
+    // Also for an array without children: then the entries behind it are read as its children.
     Bounds bounds;
     ReadSubranges(unit, &bounds);
     if (row->sibling == kNone) {
@@ -201,7 +201,7 @@ void Dwarf2File::ReadSubranges(const CompileUnitInfo* unit, Bounds* bounds)
         if (local.abbrIndex == 0) {
             return;
         }
-        // Of any other entry nothing more is read: its bytes are taken for further codes.
+        // Nothing more is read of any other entry: its bytes are read as further codes.
         const AbbrevDecl* decl = FindAbbrevDecl(unit->abbrevOffset, local.abbrIndex);
         if (decl != nullptr && decl->tag == TAG_subrange_type) {
             Seek(m_debug_abbrev, decl->offset + decl->headerSize);

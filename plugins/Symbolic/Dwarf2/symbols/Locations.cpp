@@ -91,7 +91,7 @@ private:
 
     std::string_view Operand() const { return std::string_view(m_expr.bytes).substr(m_start + 1, m_pos - m_start - 1); }
 
-    /// Takes `growth` bytes off what this expression, and all of them, may still grow by.
+    /// Charges `growth` bytes to this expression's limit and to the file's budget.
     bool MayGrow(std::size_t growth)
     {
         const std::size_t size = m_result.size() + m_expr.bytes.size() - m_copied;

@@ -136,7 +136,7 @@ void Dwarf2File::ReadLocation(const CompileUnitInfo* unit, const DIEInfo* die, c
 
 void Dwarf2File::TakeLocationBytes(const AttrValue& value, VFKDataString& bytes)
 {
-    // A form that delivers text reaches far behind its own bytes, and so may that of every DIE.
+    // A text form reaches far behind its own bytes, and every DIE may have one.
     const std::string_view block = BlockBytes(value);
     if (m_budget.Spend(block.size(), Budget::kByteCopied)) {
         bytes.bytes = block;
@@ -205,7 +205,7 @@ void Dwarf2File::ReadMemberAttribute(u32 attribute, AttrReader& read, MemberReco
         }
         break;
     case AT_byte_size:
-        // Writes what AT_type writes as well: the later of the two stands.
+        // AT_type writes this too: the later of the two wins.
         read.To(member.type.byteSize);
         break;
     case AT_bit_offset:
