@@ -27,6 +27,7 @@ void Dwarf2File::Nest(Body&& body)
 {
     // 256 levels take less than half of a stack of 1 MiB, what an engine needs on top of them included,
     // also in a build without optimisation.
+    // One segment for all levels would count in full where the system doesn't overcommit memory.
     constexpr u32 kLevelsOfStack = 256;
     const DepthGuard depth(m_loadDepth);
     if (m_loadDepth % kLevelsOfStack != 0) {
