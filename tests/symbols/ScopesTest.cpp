@@ -136,6 +136,28 @@ TEST_P(Scopes, AChainOfSpecificationsIsFollowedToItsEndAndMayClose)
     EXPECT_STREQ(name, "b"); // nothing found: left alone
 }
 
+TEST_P(Scopes, TheOutermostFunctionAndTheInnermostBlockStandInAContext)
+{
+    const auto block = [&](const char* label) -> DwarfBuilder& {
+        return dwarf.Label(label).Die(TAG_lexical_block).Range(0x8000, 0x8004);
+    };
+    LoadUnitOf([&] {
+        Function(dwarf.Label("outer"), "outer").Sibling().Children([&] {
+            block("block").Children([&] {
+                Function(dwarf.Label("inner"), "inner").Children([&] {
+                    block("nested").Children([&] { Variable(dwarf, "v"); });
+                });
+            });
+        });
+    });
+    LoadFunction("outer");
+    ASSERT_EQ(Store().VariableCount(), 1u);
+    const DbgSymContext& context = Store().VariableAt(0).context;
+    EXPECT_EQ(context.fileScope, kUnitDie);
+    EXPECT_EQ(context.funcScope, dwarf.Offset("outer"));
+    EXPECT_EQ(context.subScope, dwarf.Offset("nested"));
+}
+
 TEST_P(Scopes, AnOriginInNoUnitLeavesThePlainName)
 {
     LoadUnitOf([&] { Function(dwarf, "f").Attr(AT_abstract_origin, FORM_ref4, 0x7FFFFFF0); });

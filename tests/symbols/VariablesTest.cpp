@@ -57,6 +57,25 @@ TEST_P(Variables, WhatLacksALocationOrANameIsNoneAndFiltersDropTheRest)
     EXPECT_EQ(LoadTest::Variables(), (std::vector<std::string>{"__hidden", "tmp", "a__b", "this", "tmp2", "tmp3"}));
 }
 
+TEST_P(Variables, TheirScopeFollowsFromTheirPlaceAndTag)
+{
+    dwarf.Unit().Name("a.c").Children([&] {
+        Variable(dwarf, "static");
+        Variable(dwarf, "external").Attr(AT_external, FORM_flag, 1);
+        Variable(dwarf, "not external").Attr(AT_external, FORM_flag, 0);
+        Function(dwarf.Label("f"), "f").Sibling().Children([&] {
+            dwarf.Die(TAG_formal_parameter).Name("parameter").Attr(AT_location, FORM_block1, {0x50});
+            Variable(dwarf, "local").Attr(AT_external, FORM_flag, 1);
+        });
+    });
+    Locations();
+    std::vector<DbgVariableScope> scopes;
+    for (std::size_t i = 0; i < Store().VariableCount(); ++i) {
+        scopes.push_back(Store().VariableAt(i).scope);
+    }
+    EXPECT_EQ(scopes, (std::vector{kScopeFileStatic, kScopeExternal, kScopeFileStatic, kScopeParameter, kScopeLocal}));
+}
+
 TEST_P(Variables, FrameBasesAreReplacedAndOtherOperatorsSteppedOver)
 {
     const auto local = [&](std::initializer_list<u8> location) {
