@@ -362,9 +362,6 @@ private:
     u32 LookupTypeModifier(u32 offset, TypeRef* ref) const;
 
     // symbols/Aggregates.cpp
-    u32 BuildClass(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
-    u32 BuildStruct(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
-    u32 BuildUnion(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
     /// Reads sibling, name and size of an aggregate or an enumeration.
     void ReadTypeHead(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
     void BuildAggregate(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type,

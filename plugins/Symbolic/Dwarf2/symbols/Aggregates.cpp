@@ -7,36 +7,9 @@
 #include "interfaces/DbgSymSymFile.h"
 #include "symbols/MemberRecord.h"
 
+#include <algorithm>
 #include <new>
 #include <vector>
-
-u32 Dwarf2File::BuildClass(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                           DbgUserDefinedVarType* type)
-{
-    BuildAggregate(unit, row, decl, dump, type, kUdtClass);
-    return m_debug_info.Pos();
-}
-
-u32 Dwarf2File::BuildStruct(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                            DbgUserDefinedVarType* type)
-{
-    BuildAggregate(unit, row, decl, dump, type, kUdtStruct);
-    if (decl->hasChildren == 0) {
-        // An incomplete structure is a type of its own, of size 1.
-        if (type->GetByteSize() == 0) {
-            type->m_byteSize = 1;
-        }
-        type->SetType(kUdtStruct);
-    }
-    return m_debug_info.Pos();
-}
-
-u32 Dwarf2File::BuildUnion(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                           DbgUserDefinedVarType* type)
-{
-    BuildAggregate(unit, row, decl, dump, type, kUdtUnion);
-    return m_debug_info.Pos();
-}
 
 void Dwarf2File::ReadTypeHead(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                               DbgUserDefinedVarType* type)
@@ -63,6 +36,11 @@ void Dwarf2File::BuildAggregate(const CompileUnitInfo* unit, DIEInfo* row, const
     row->flags |= DIEInfo::kDieBuilt;
     ReadTypeHead(unit, row, decl, dump, type);
     if (decl->hasChildren == 0) {
+        if (kind == kUdtStruct) {
+            // An incomplete structure is a type of its own, of size 1.
+            type->SetType(kUdtStruct);
+            type->m_byteSize = std::max(type->m_byteSize, 1u);
+        }
         return;
     }
     row->flags |= DIEInfo::kDieChildrenRead;

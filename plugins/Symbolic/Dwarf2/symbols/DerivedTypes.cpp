@@ -33,7 +33,7 @@ u32 Dwarf2File::BuildType(const CompileUnitInfo* unit, DIEInfo* row, const Abbre
         BuildArray(unit, row, decl, dump, type.get());
         break;
     case TAG_class_type:
-        BuildClass(unit, row, decl, dump, type.get());
+        BuildAggregate(unit, row, decl, dump, type.get(), kUdtClass);
         break;
     case TAG_enumeration_type:
         BuildEnumeration(unit, row, decl, dump, type.get());
@@ -43,13 +43,13 @@ u32 Dwarf2File::BuildType(const CompileUnitInfo* unit, DIEInfo* row, const Abbre
         BuildPointer(unit, row, decl, dump, type.get());
         break;
     case TAG_structure_type:
-        BuildStruct(unit, row, decl, dump, type.get());
+        BuildAggregate(unit, row, decl, dump, type.get(), kUdtStruct);
         break;
     case TAG_subroutine_type:
         BuildSubroutineType(unit, row, decl, dump, type.get());
         break;
     case TAG_union_type:
-        BuildUnion(unit, row, decl, dump, type.get());
+        BuildAggregate(unit, row, decl, dump, type.get(), kUdtUnion);
         break;
     case TAG_base_type:
         BuildBaseType(unit, row, decl, dump, type.get());
