@@ -73,8 +73,8 @@ TEST(Completion, BehindARedirectionStandFilesAndFolders)
     const std::filesystem::path folder =
         std::filesystem::temp_directory_path() / ("completion." + std::to_string(getpid()));
     std::filesystem::create_directories(folder / "sub");
-    std::ofstream(folder / "some file.txt");
-    std::ofstream(folder / ".hidden");
+    std::ofstream(folder / "some file.txt") << "text";
+    std::ofstream(folder / ".hidden") << "text";
     const std::string base = folder.string() + "/";
     EXPECT_EQ(Complete("dump > " + base), (Words{base + "some file.txt", base + "sub/"}));
     EXPECT_EQ(Complete("dump >" + base + "some f"), Words{base + "some file.txt"});
