@@ -87,6 +87,16 @@ private:
 } // namespace
 
 struct DbgSymSymFile::Contents {
+    Contents() = default;
+    ~Contents()
+    {
+        if (engine::g_typeNames == &typeNames) {
+            engine::g_typeNames = nullptr;
+        }
+    }
+    Contents(const Contents&) = delete;
+    Contents& operator=(const Contents&) = delete;
+
     using TypePointer = boost::shared_ptr<DbgUserDefinedVarType>;
 
     boost::shared_ptr<Kept> kept{new Kept};
@@ -104,6 +114,14 @@ struct DbgSymSymFile::Contents {
 
     std::vector<TypePointer, engine::PageAllocator<TypePointer>> types;
     engine::IdIndex typeIds;
+    engine::TextAllowance typeNames = engine::TextAllowance::ForReading();
+
+    /// Index of a type in `types`, or kNone. The names of the types that come next count for this store.
+    u32 FindType(unsigned long id)
+    {
+        engine::g_typeNames = &typeNames;
+        return typeIds.Find(static_cast<u32>(id));
+    }
 };
 
 DbgSymSymFile::DbgSymSymFile(std::string path, u32 id)
@@ -192,12 +210,12 @@ boost::shared_ptr<DbgVariable> DbgSymSymFile::AddVariable(const DbgSymContext& c
 
 bool DbgSymSymFile::HasUserDefinedType(unsigned long id)
 {
-    return m_contents->typeIds.Find(static_cast<u32>(id)) != kNone;
+    return m_contents->FindType(id) != kNone;
 }
 
 boost::shared_ptr<DbgUserDefinedVarType> DbgSymSymFile::GetUserDefinedType(unsigned long id)
 {
-    const u32 index = m_contents->typeIds.Find(static_cast<u32>(id));
+    const u32 index = m_contents->FindType(id);
     return index == kNone ? boost::shared_ptr<DbgUserDefinedVarType>() : m_contents->types[index];
 }
 
@@ -208,6 +226,7 @@ void DbgSymSymFile::AddUserDefinedType(boost::shared_ptr<DbgUserDefinedVarType> 
     }
     Contents& contents = *m_contents;
     const u32 id = type->GetId();
+    engine::g_typeNames = &contents.typeNames;
     contents.typeIds.MakeRoom();
     contents.typeIds.Prefetch(id);
     // Many types have the same name: from here on the store keeps it.

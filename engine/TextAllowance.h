@@ -55,4 +55,8 @@ private:
     u64 m_left;
 };
 
+/// What the names of types take that no store has yet: they count for the store that was last asked for a
+/// type or given one, since who builds a type asks for it first. Null: for none.
+inline TextAllowance* g_typeNames = nullptr;
+
 } // namespace engine

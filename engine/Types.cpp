@@ -103,9 +103,8 @@ void DbgUserDefinedVarType::SetTypeName(const char* name)
         m_ownName.reset();
         return;
     }
-    // A type doesn't know its store yet, so one allowance for the process bounds what long names cost;
-    // it grows again with each name.
-    static engine::TextAllowance reading = engine::TextAllowance::ForReading();
+    static engine::TextAllowance ofNoStore = engine::TextAllowance::ForReading();
+    engine::TextAllowance& reading = engine::g_typeNames == nullptr ? ofNoStore : *engine::g_typeNames;
     const std::size_t limit = reading.Next();
     std::size_t size = strnlen(name, limit);
     reading.Spend(size);

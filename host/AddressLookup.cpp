@@ -31,6 +31,15 @@ bool AddressLookup::IsStray(u32 unit, const DbgSymLineTable& table, u32 row) con
            range.value + range.size == own.value + own.size;
 }
 
+/// A row that the next one doesn't advance from has no code, whatever size the table gives it: that would reach
+/// into the next row, or behind the end of the unit.
+bool AddressLookup::HasCode(const DbgSymLineTable& table, u32 row)
+{
+    const DbgSymLineEntry* next = table.GetLineEntryByIdx(row + 1);
+    const DbgAddrRange& range = table.GetLineEntryByIdx(row)->range;
+    return next == nullptr || next->range.value != range.value || next->range.section != range.section;
+}
+
 ExtentIndex& AddressLookup::RowsOf(u32 unit)
 {
     const auto [found, added] = m_rows.try_emplace(unit);
@@ -42,7 +51,7 @@ ExtentIndex& AddressLookup::RowsOf(u32 unit)
     const DbgSymLineTable* table = source.GetLineTableMember();
     for (u32 row = 0; table != nullptr && row < table->Count(); ++row) {
         const DbgAddrRange& range = table->GetLineEntryByIdx(row)->range;
-        if (range.section == m_section && !IsStray(unit, *table, row)) {
+        if (range.section == m_section && HasCode(*table, row) && !IsStray(unit, *table, row)) {
             found->second.Add(range.value, range.size, row);
         }
     }
@@ -110,7 +119,7 @@ void AddressLookup::AddRuns(u32 unit)
     };
     for (u32 row = 0; table != nullptr && row < table->Count(); ++row) {
         const DbgAddrRange& range = table->GetLineEntryByIdx(row)->range;
-        if (range.section != m_section || IsStray(unit, *table, row)) {
+        if (range.section != m_section || !HasCode(*table, row) || IsStray(unit, *table, row)) {
             continue;
         }
         if (range.value < begin || range.value > end) {

@@ -44,6 +44,7 @@ private:
     bool LoadNextGroup();
     void AddRuns(u32 unit);
     ExtentIndex& RowsOf(u32 unit);
+    static bool HasCode(const DbgSymLineTable& table, u32 row);
     bool IsStray(u32 unit, const DbgSymLineTable& table, u32 row) const;
     ExtentIndex& FunctionsOf(u32 unitId);
 

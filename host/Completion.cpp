@@ -11,13 +11,6 @@
 
 namespace {
 
-/// In ascending order.
-const std::vector<std::string> kCommands = {
-    "DIE",     "abbr",  "clear",    "debug_macinfo", "die",       "dieinfo", "dump", "elf",     "elffind",
-    "elfhdr",  "elfph", "elfsect",  "elfsh",         "elfsymtab", "help",    "line", "loclist", "m_debug_pubnames",
-    "macinfo", "mem",   "orloinfo", "pubnames",
-};
-
 bool StartsWith(std::string_view text, std::string_view prefix)
 {
     return text.substr(0, prefix.size()) == prefix;
@@ -35,6 +28,18 @@ void SortUnique(std::vector<std::string>& names)
 {
     std::sort(names.begin(), names.end());
     names.erase(std::unique(names.begin(), names.end()), names.end());
+}
+
+/// The words that the console knows, but for "?", in ascending order.
+std::vector<std::string> CommandNames()
+{
+    std::vector<std::string> names = {
+#define COMMAND(name, operation) name,
+#include "console/ConsoleCommands.def"
+    };
+    names.erase(std::find(names.begin(), names.end(), "?"));
+    SortUnique(names);
+    return names;
 }
 
 /// Paths that begin with `prefix`; a folder has a '/' at its end. Hidden files only if asked for.
@@ -90,7 +95,7 @@ Completer::Result Completer::Complete(std::string_view line)
     const std::size_t commandStart = std::min(line.find_first_not_of(kBlanks), line.size());
     const std::size_t commandEnd = line.find_first_of(kBlanks, commandStart);
     if (commandEnd == std::string_view::npos) {
-        return {commandStart, WithPrefix(kCommands, line.substr(commandStart)), false};
+        return {commandStart, WithPrefix(CommandNames(), line.substr(commandStart)), false};
     }
     const std::string_view command = line.substr(commandStart, commandEnd - commandStart);
     const std::size_t start = std::min(line.find_first_not_of(kBlanks, commandEnd), line.size());

@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """Checks that image/Dwarf2File.h tells the truth: each operation and nested class is defined in the
 file that the heading above it names, and the header has no more than its limit of lines. And that
-docs/layout.md names every source file."""
+docs/layout.md names every source file, those around the module by what their first comment says.
+
+    check_layout.py [--write]    --write puts that part of docs/layout.md in order"""
 
 import pathlib
 import re
@@ -51,6 +53,37 @@ def unnamed_sources():
                 yield str(path.relative_to(ROOT))
 
 
+def first_sentence(path):
+    """What a file's first comment says, up to the end of its first sentence."""
+    comment = re.match(r"(?://.*\n)+", path.read_text())
+    text = " ".join(line[2:].strip() for line in comment.group(0).splitlines()) if comment else ""
+    return re.split(r"[.;](?: |$)", text)[0]
+
+
+def files_around():
+    """The lines of docs/layout.md between the two marks: a file each, a header and its source as one."""
+    for folder in ("foundation", "engine", "host", "convert"):
+        yield f"\n`{folder}/`"
+        paths = {path.name: path for path in (ROOT / folder).iterdir() if path.suffix in (".h", ".cpp")}
+        for name, path in sorted(paths.items()):
+            if path.suffix == ".cpp" and path.with_suffix(".h").name in paths:
+                continue
+            shown = name + "+" if path.with_suffix(".cpp").name in paths and path.suffix == ".h" else name
+            yield f"- `{shown}` {first_sentence(path)}"
+
+
+def check_files_around(faults):
+    start, end = "<!-- by tools/check_layout.py --write -->\n", "\n<!-- end -->"
+    page = ROOT / "docs/layout.md"
+    before, _, rest = page.read_text().partition(start)
+    old, _, after = rest.partition(end)
+    new = "\n".join(files_around()) + "\n"
+    if "--write" in sys.argv[1:]:
+        page.write_text(before + start + new + end + after)
+    elif old != new:
+        faults.append("docs/layout.md doesn't say what the files' first comments say: run tools/check_layout.py --write")
+
+
 def main():
     lines = HEADER.read_text().splitlines()
     faults = []
@@ -69,6 +102,7 @@ def main():
         found = re.findall("^(?:" + pattern.replace("{}", re.escape(name)) + ")", text, re.MULTILINE)
         if len(found) < len(overloads):
             faults.append(f"{name}: {len(found)} of {len(overloads)} definitions in {file}")
+    check_files_around(faults)
     faults += [f"docs/layout.md doesn't name {path}" for path in unnamed_sources()]
     for fault in faults:
         print(fault, file=sys.stderr)

@@ -47,4 +47,19 @@ TEST_P(WholeFileDump, ADumpWithoutProportionSaysSo)
     EXPECT_EQ(text.substr(text.rfind('\n', text.size() - 2)), "\nDump ended: the file repeats too much of its text\n");
 }
 
+TEST_P(WholeFileDump, AnEntryWithoutProportionSaysSoToo)
+{
+    dwarf.str.Text(std::string(1000, 's'));
+    dwarf.Unit().Name("a.c").Children();
+    dwarf.Declare(2, TAG_label, false, {{AT_name, FORM_strp}});
+    for (u32 i = 0; i < 12000; ++i) {
+        dwarf.Entry(2).Value(FORM_strp, 0);
+    }
+    Index(dwarf);
+    const std::string ending = "\nDump ended: the file repeats too much of its text\n\n";
+    const std::string text = Run("DIE 0xb");
+    EXPECT_EQ(text.substr(text.size() - ending.size()), ending);
+    EXPECT_EQ(Run("die 0xb").find("Dump ended"), std::string::npos);
+}
+
 } // namespace

@@ -1,6 +1,7 @@
 // Evaluation, compilation and text of expressions.
 #include "interfaces/DbgExpression.h"
 
+#include "interfaces/DbgAddress.h"
 #include "interfaces/DbgSection.h"
 #include "tests/support/ByteSection.h"
 
@@ -123,6 +124,17 @@ TEST_P(Expression, OperatorsWorkOnWordsOfTheTarget)
     for (const auto& [bytes, text] : texts) { // each needs a target
         EXPECT_EQ(Run(Of(bytes)), kFails) << text;
         EXPECT_EQ(Text(bytes), text);
+    }
+    // An entry of a list holds from its begin up to its end.
+    DbgExpression list =
+        Of(Bytes({0xEC}).U32(0x10).U32(0x20).U16(1).U8(0x35).U32(0x20).U32(0x30).U16(1).U8(0x36).U64(0));
+    for (const auto& [counter, value] : {std::pair(0x0Fu, 0u), {0x10u, 5u}, {0x1Fu, 5u}, {0x20u, 6u}, {0x30u, 0u}}) {
+        DbgAddress at;
+        at.value = counter;
+        u32 got = 0;
+        EXPECT_EQ(list.Evaluate(nullptr, &at, 0, kNone) == 0, value != 0) << counter;
+        EXPECT_EQ(list.Pop(got), value != 0);
+        EXPECT_EQ(got, value);
     }
     ByteSection nested = Bytes({0x31});
     for (u32 depth = 0; depth < 1000; ++depth) {

@@ -81,4 +81,5 @@ TEST_F(LineTable, ALineHasItsRowsInTheirOrder)
     EXPECT_EQ(table.FindByLine(8), std::vector<u32>{2});
     Add(7, 0x30, 4);
     EXPECT_EQ(table.FindByLine(7), (std::vector<u32>{0, 3}));
+    EXPECT_EQ(table.FindByLine(8), std::vector<u32>{2}) << "no longer the last one";
 }

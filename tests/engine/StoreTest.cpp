@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -55,6 +56,25 @@ TEST_F(Store, TheFirstOfAnIdIsFound)
     EXPECT_EQ(file.FindVariable(1), &file.VariableAt(0));
     AddVariable(file, "\x51"); // of the same id, behind a look-up
     EXPECT_EQ(file.FindVariable(1)->location, "\x50");
+}
+
+TEST_F(Store, LongNamesOfOneStoresTypesDontCutAnothers)
+{
+    const std::string name(1 << 20, 's');
+    const auto nameSize = [&](DbgSymSymFile& store, u32 id) {
+        EXPECT_FALSE(store.HasUserDefinedType(id)); // as a builder asks ahead of each type
+        const auto type = DbgUserDefinedVarType::CreateSharedPtr(id, name.c_str(), 1);
+        const std::size_t size = std::string_view(type->GetName()).size();
+        store.AddUserDefinedType(type);
+        return size;
+    };
+    DbgSymSymFile other("other.axf", 8);
+    for (u32 id = 0; id < 100; ++id) {
+        nameSize(file, id);
+    }
+    EXPECT_EQ(nameSize(file, 100), 256u);
+    EXPECT_EQ(nameSize(other, 100), name.size());
+    EXPECT_EQ(nameSize(file, 101), 256u);
 }
 
 TEST_F(Store, TextsWithoutEndAreCutBeforeTheySwellTheHost)

@@ -115,6 +115,20 @@ TEST_P(VFKElfFileTest, ATableThatCannotHoldItsRecordsIsNotThere)
     }
 }
 
+TEST_P(VFKElfFileTest, ASectionsSegmentIsTheOneThatHoldsIt)
+{
+    const auto segmentOf = [](const VFKElfFile& elf, u32 section) {
+        const elf32_phdr* segment = elf.GetProgramHeader(elf.GetSectionHeader(section));
+        return segment == nullptr ? kNone : segment->p_vaddr;
+    };
+    // A section without bytes lies in the memory of a segment, not in its part of the file.
+    EXPECT_EQ(segmentOf(Open([](ElfRecords& elf) { elf.segments[1].p_filesz = 0; }), 2), 0x9000u);
+    EXPECT_EQ(segmentOf(Open([](ElfRecords& elf) { elf.segments[1].p_memsz = 0xFF; }), 2), kNone);
+    EXPECT_EQ(segmentOf(Open([](ElfRecords& elf) { elf.segments[0].p_memsz = 0; }), 1), 0x8000u);
+    EXPECT_EQ(segmentOf(Open([](ElfRecords& elf) { elf.segments[0].p_filesz = 9; }), 1), kNone);
+    EXPECT_EQ(segmentOf(Open(), 3), kNone); // isn't loaded
+}
+
 TEST(VFKElfFile, OnlyARegular32BitElfFileIsRead)
 {
     const auto valid = [](std::size_t at, char value) {

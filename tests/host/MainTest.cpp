@@ -60,6 +60,17 @@ TEST(Main, OneLineAndAStatusForEachFailure)
     }
 }
 
+TEST(Main, TheConsoleLoadsAsDeepAsItIsTold)
+{
+    std::size_t last = 0;
+    for (const char* depth : {"none", "index", "symbols", "all"}) {
+        const Ran ran = RunHost({"console", Sample("station.axf"), "--load", depth, "-c", "dieinfo"});
+        const std::size_t rows = SplitLines(ran.out).size();
+        EXPECT_GT(rows, last) << depth;
+        last = rows;
+    }
+}
+
 TEST(Main, AnOutputThatTakesNoMoreIsTold)
 {
     const TempFile file("");

@@ -163,9 +163,25 @@ TEST_P(Loading, ClassesThatAUnitsWalkNeverMeetsCostOneWalk)
     EXPECT_LT(load(kMany), 10 * kMany);
 }
 
-TEST_P(Loading, ALongChainOfModifiersIsExactFromEachOfThem)
+TEST_P(Loading, AUnitWhoseParentsALoadHasChangedIsWalkedAnew)
 {
-    constexpr u32 kLinks = kMany;
+    LoadUnitOf([&] {
+        dwarf.Label("p").Die(TAG_ptr_to_member_type); // has no builder, so each reference reads it and its level
+        Function(dwarf.Label("f"), "f").Sibling().Children([&] { Variable(dwarf, "v").Ref(AT_type, "p"); });
+        Variable(dwarf.Label("g"), "g");
+    });
+    LoadFunction("f");
+    EXPECT_EQ(Row("p")->parent, dwarf.Offset("p"));
+    EXPECT_EQ(Row("f")->parent, dwarf.Offset("p"));
+    LoadUnit();
+    for (const char* label : {"p", "f", "g"}) {
+        EXPECT_EQ(Row(label)->parent, kUnitDie) << label;
+    }
+}
+
+TEST_P(Loading, AChainOfModifiersIsExactFromEachOfThem)
+{
+    constexpr u32 kLinks = 100;
     for (const bool closed : {false, true}) {
         Restart();
         LoadUnitOf([&] {

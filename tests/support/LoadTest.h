@@ -2,6 +2,7 @@
 // short ways to what they brought into the store.
 #pragma once
 
+#include "index/StackSegment.h"
 #include "interfaces/DbgUserDefinedVarType.h"
 #include "tests/support/DwarfTest.h"
 
@@ -84,14 +85,9 @@ protected:
 
     static void OnSmallStack(std::function<void()> body)
     {
-#if defined(__SANITIZE_ADDRESS__)
-        constexpr std::size_t kStack = std::size_t{8} << 20; // instrumented frames are larger
-#else
-        constexpr std::size_t kStack = std::size_t{1} << 20;
-#endif
         pthread_attr_t attributes;
         pthread_attr_init(&attributes);
-        pthread_attr_setstacksize(&attributes, kStack);
+        pthread_attr_setstacksize(&attributes, kStackSegmentSize);
         pthread_t thread;
         const auto run = [](void* argument) -> void* {
             (*static_cast<std::function<void()>*>(argument))();

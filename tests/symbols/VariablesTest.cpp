@@ -33,7 +33,7 @@ TEST_P(Variables, WhatLacksALocationOrANameIsNoneAndFiltersDropTheRest)
         dwarf.Die(TAG_variable).Attr(AT_location, FORM_block1, {0x50}).Ref(AT_specification, "declared");
         Variable(dwarf, "__hidden");
         Variable(dwarf, "tmp");
-        Variable(dwarf, "a__b");
+        Variable(dwarf, "a__b").Attr(AT_artificial, FORM_flag, 0);
         Variable(dwarf, "this").Attr(AT_artificial, FORM_flag, 1);
         dwarf.Label("artificial").Die(TAG_variable).Name("tmp2").Attr(AT_artificial, FORM_flag, 1);
         dwarf.Label("origin").Die(TAG_variable).Name("tmp3").Ref(AT_type, "int");
@@ -55,6 +55,25 @@ TEST_P(Variables, WhatLacksALocationOrANameIsNoneAndFiltersDropTheRest)
     Index(dwarf);
     LoadUnit();
     EXPECT_EQ(LoadTest::Variables(), (std::vector<std::string>{"__hidden", "tmp", "a__b", "this", "tmp2", "tmp3"}));
+}
+
+TEST_P(Variables, TheirScopeFollowsFromTheirPlaceAndTag)
+{
+    dwarf.Unit().Name("a.c").Children([&] {
+        Variable(dwarf, "static");
+        Variable(dwarf, "external").Attr(AT_external, FORM_flag, 1);
+        Variable(dwarf, "not external").Attr(AT_external, FORM_flag, 0);
+        Function(dwarf.Label("f"), "f").Sibling().Children([&] {
+            dwarf.Die(TAG_formal_parameter).Name("parameter").Attr(AT_location, FORM_block1, {0x50});
+            Variable(dwarf, "local").Attr(AT_external, FORM_flag, 1);
+        });
+    });
+    Locations();
+    std::vector<DbgVariableScope> scopes;
+    for (std::size_t i = 0; i < Store().VariableCount(); ++i) {
+        scopes.push_back(Store().VariableAt(i).scope);
+    }
+    EXPECT_EQ(scopes, (std::vector{kScopeFileStatic, kScopeExternal, kScopeFileStatic, kScopeParameter, kScopeLocal}));
 }
 
 TEST_P(Variables, FrameBasesAreReplacedAndOtherOperatorsSteppedOver)
@@ -164,4 +183,39 @@ TEST_P(Variables, FrameBasesCannotSwellALocation)
     EXPECT_LT(prepared.size(), 8'000'000u);
     EXPECT_EQ(prepared.substr(60'000, 4), Bytes({0x11, 0x00, 0x22, 0x96})); // the first ones are exact
     EXPECT_EQ(prepared.substr(prepared.size() - 2), Bytes({0x91, 0x00}));
+}
+
+TEST_P(Variables, AnExpressionGrowsToItsLimitAndNoFurther)
+{
+    // Each operator grows by the frame base and one byte more: sixteen of them by 61,681 bytes are just below the
+    // limit of a mebibyte, and the next one would come to one byte above it.
+    ByteSection location(GetParam());
+    for (u32 i = 0; i < 17; ++i) {
+        location.Raw({0x91, 0x00});
+    }
+    dwarf.Unit().Name("a.c").Children([&] {
+        Function(dwarf.Label("f"), "f");
+        dwarf.Attr(AT_frame_base, FORM_block2, ByteSection(GetParam()).Fill(61'680, 0x96)).Sibling();
+        dwarf.Children([&] { dwarf.Die(TAG_variable).Name("v").Attr(AT_location, FORM_block1, location); });
+    });
+    EXPECT_EQ(Locations().at(0).size(), 34u + 16 * 61'681);
+}
+
+TEST_P(Variables, AListEntryThatOutgrowsItsLengthStaysUnprepared)
+{
+    const auto locationWithBaseOf = [&](u32 size) {
+        Restart();
+        const u32 list = dwarf.LocationList({{1, 2, {0x91, 0x08}}, {2, 3, {0x50}}});
+        dwarf.Unit().Name("a.c").Children([&] {
+            Function(dwarf.Label("f"), "f");
+            dwarf.Attr(AT_frame_base, FORM_block2, ByteSection(GetParam()).Fill(size, 0x96)).Sibling();
+            dwarf.Children([&] { dwarf.Die(TAG_variable).Name("v").Attr(AT_location, FORM_data4, list); });
+        });
+        return Locations().at(0);
+    };
+    const std::string rest = Word(2) + Word(3) + Half(1) + Bytes({0x50}) + Word(0) + Word(0);
+    // The operators around the frame base take three bytes.
+    EXPECT_EQ(locationWithBaseOf(0xFFFC),
+              "\xEC" + Word(1) + Word(2) + Half(0xFFFF) + std::string(0xFFFC, '\x96') + Bytes({0x11, 8, 0x22}) + rest);
+    EXPECT_EQ(locationWithBaseOf(0xFFFD), "\xEC" + Word(1) + Word(2) + Half(2) + Bytes({0x91, 8}) + rest);
 }

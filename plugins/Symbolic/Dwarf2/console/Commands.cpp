@@ -109,20 +109,9 @@ private:
     std::string m_path;
 };
 
-/// In the order in which a token is tried. "?" stands for a line that begins with it.
 const Dwarf2File::CommandRun::Command Dwarf2File::CommandRun::kCommands[] = {
-    {"clear", &CommandRun::Clear},       {"dump", &CommandRun::Dump},
-    {"abbr", &CommandRun::Abbr},         {"dieinfo", &CommandRun::Dieinfo},
-    {"loclist", &CommandRun::Loclist},   {"line", &CommandRun::Line},
-    {"die", &CommandRun::Die},           {"DIE", &CommandRun::DieWithChildren},
-    {"elfhdr", &CommandRun::Elfhdr},     {"elfph", &CommandRun::Elfph},
-    {"elfsh", &CommandRun::Elfsh},       {"elfsymtab", &CommandRun::Elfsymtab},
-    {"elffind", &CommandRun::Elffind},   {"elfsect", &CommandRun::Elfsect},
-    {"elf", &CommandRun::Elf},           {"orloinfo", &CommandRun::Orloinfo},
-    {"macinfo", &CommandRun::Macinfo},   {"debug_macinfo", &CommandRun::Macinfo},
-    {"pubnames", &CommandRun::Pubnames}, {"m_debug_pubnames", &CommandRun::Pubnames},
-    {"mem", &CommandRun::Mem},           {"?", &CommandRun::Help},
-    {"help", &CommandRun::Help},
+#define COMMAND(name, operation) {name, &CommandRun::operation},
+#include "console/ConsoleCommands.def"
 };
 
 Dwarf2File::CommandRun::CommandRun(Dwarf2File& file, const std::string& line, DbgUIConsole& console)

@@ -32,7 +32,7 @@ constexpr DwarfName kAttributeNames[] = {
 
 constexpr DwarfName kFormNames[] = {
     {0, "0"},
-#define FORM(name, code) {code, "FORM_" #name},
+#define FORM(name, code, layout) {code, "FORM_" #name},
 #include "index/DwarfCodes.def"
 };
 

@@ -15,6 +15,9 @@
 #include <ostream>
 #include <string_view>
 
+/// The last line of a dump whose budget is spent.
+inline constexpr std::string_view kDumpEnded = "\nDump ended: the file repeats too much of its text";
+
 /// Writes text as an inserter does: a pending width pads it, a stream that has failed stays as it is.
 inline std::ostream& PutText(std::ostream& stream, std::string_view text)
 {

@@ -145,9 +145,14 @@ void Dwarf2File::DumpDIE(u32 offset, bool withChildren)
     if (const CompileUnitInfo* unit = FindCompileUnit(offset)) {
         Seek(m_debug_info, offset);
         m_dumpIndent = 0;
-        FillAllowance();
+        const OtherBudget budget(m_budget, CapitalOfDump());
         // Behind the section's end a code reads 0, which closes a level.
-        while (DumpOneDIE(*unit) && withChildren && m_dumpIndent != 0) {
+        bool goesOn = true;
+        do {
+            goesOn = DumpOneDIE(*unit);
+        } while (goesOn && withChildren && m_dumpIndent != 0);
+        if (!goesOn) {
+            PutText(*m_dumpStream, kDumpEnded);
         }
     } else {
         PutText(*m_dumpStream, "Invalid .debug_info offset: ") << hex8(offset);

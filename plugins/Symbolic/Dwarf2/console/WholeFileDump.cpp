@@ -5,8 +5,8 @@
 // Entries may name one string, or one location list, any number of times; an attribute may have a
 // form that takes no bytes; and an entry may reach behind the end of its unit, so that the next unit
 // reads the same bytes again. A crafted file could so print text by the square of its size. All text
-// that isn't paid for by new bytes of `.debug_info` is therefore taken off an allowance, by far more
-// than a compiler's output spends, and the dump ends when that is spent.
+// that isn't paid for by new bytes of `.debug_info` is therefore paid from a budget of the dump's own, and
+// the dump ends when that is spent.
 #include "console/Format.h"
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
@@ -22,13 +22,9 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 namespace {
-
-/// The allowance: so many characters for each byte of the sections that a dump shows, and some for
-/// every file.
-constexpr u64 kAllowanceFactor = 64;
-constexpr u64 kAllowanceBase = 1024 * 1024;
 
 /// What is charged for a line without bytes of its own or a byte that is read again.
 constexpr u64 kLineText = 64;
@@ -38,11 +34,6 @@ bool HoldsLocation(u32 attribute)
 {
     return attribute == AT_location || attribute == AT_data_member_location || attribute == AT_use_location ||
            attribute == AT_vtable_elem_location;
-}
-
-bool LiesIn(const VFKDataBuf& section, const u8* data)
-{
-    return data >= section.Begin() && data < section.End();
 }
 
 std::unique_ptr<ProgressIndicator> OpenDumpProgress(const std::string& path, u32 size)
@@ -58,22 +49,10 @@ std::unique_ptr<ProgressIndicator> OpenDumpProgress(const std::string& path, u32
 
 } // namespace
 
-void Dwarf2File::FillAllowance()
-{
-    m_dumpAllowance = kAllowanceBase + kAllowanceFactor * (u64{m_debug_info.Size()} + m_debug_abbrev.Size() +
-                                                           m_debug_str.Size() + m_debug_loc.Size());
-}
-
-bool Dwarf2File::SpendAllowance(u64 text)
-{
-    m_dumpAllowance -= std::min(text, m_dumpAllowance);
-    return m_dumpAllowance != 0;
-}
-
 bool Dwarf2File::SpendOnExpression(u32 size, std::size_t printed)
 {
     constexpr u32 kBytesOfCharacter = 16; // bytes are copied much faster than text is made
-    return SpendAllowance(printed + size / kBytesOfCharacter + kLineText);
+    return m_budget.Spend(printed + size / kBytesOfCharacter + kLineText, Budget::kBytePrinted);
 }
 
 void Dwarf2File::OpenLevel()
@@ -96,12 +75,12 @@ void Dwarf2File::DumpWholeFile()
         ReadAbbrevTables();
     }
     Seek(m_debug_info, 0);
-    FillAllowance();
+    const OtherBudget budget(m_budget, CapitalOfDump());
     const std::unique_ptr<ProgressIndicator> indicator = OpenDumpProgress(m_elf.GetPath(), m_debug_info.Size());
-    const char* ending = nullptr;
-    while (!AtEnd(m_debug_info) && ending == nullptr) {
+    std::string_view ending;
+    while (!AtEnd(m_debug_info) && ending.empty()) {
         if (!DumpUnit()) {
-            ending = "\nDump ended: the file repeats too much of its text";
+            ending = kDumpEnded;
         }
         if (indicator != nullptr) {
             indicator->SetPosition(m_debug_info.Pos());
@@ -110,7 +89,7 @@ void Dwarf2File::DumpWholeFile()
             }
         }
     }
-    if (ending != nullptr && m_dumpStream != nullptr) {
+    if (!ending.empty() && m_dumpStream != nullptr) {
         PutText(*m_dumpStream, ending) << LineEnd;
     }
 }
@@ -123,12 +102,12 @@ bool Dwarf2File::DumpUnit()
     const u32 start = m_debug_info.Pos();
     const u32 end = unit.End();
     bool goesOn = true;
-    while (goesOn && m_debug_info.Pos() < end && !AtEnd(m_debug_info)) {
+    while (goesOn && HasEntry(unit)) {
         goesOn = DumpEntry(unit);
     }
     // What was read behind the unit's end is read again as the next unit.
     if (const u32 behind = std::max(start, end); m_debug_info.Pos() > behind) {
-        goesOn = SpendAllowance(kLineText * (m_debug_info.Pos() - behind)) && goesOn;
+        goesOn = m_budget.Spend(kLineText * (m_debug_info.Pos() - behind), Budget::kBytePrinted) && goesOn;
     }
     Seek(m_debug_info, unit.EndWraps() ? kNone : end); // a sum that wraps would lead back
     return goesOn;
@@ -188,7 +167,7 @@ bool Dwarf2File::DumpAttributes(const CompileUnitInfo& unit, const DIEInfo* die)
         if (padding > kLongestPair) { // numbers of as many bytes as the file likes, read for each entry
             repeated += padding;
         }
-        if (!SpendAllowance(repeated)) {
+        if (!m_budget.Spend(repeated, Budget::kBytePrinted)) {
             return false;
         }
     } while (attribute != 0 && form != 0 && !AtEnd(m_debug_abbrev));

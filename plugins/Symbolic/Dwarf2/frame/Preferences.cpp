@@ -1,5 +1,5 @@
-// Reads the preferences at attach. A key that isn't there leaves its field as it is set here ahead of the
-// reading; a file of the ARM plug-in that isn't there, or without enable_sb, leaves the static base alone.
+// Reads the preferences at attach. A missing key leaves its field at the value that is set before the reading; if the
+// ARM plug-in's file is missing, or has no enable_sb, the static base stays as it is.
 #include "frame/Preferences.h"
 
 #include "interfaces/DbgPrefDataExtractor.h"
@@ -14,7 +14,7 @@ constexpr const char* kWhiteSpace = "\t \r\n";
 
 bool g_prefsLoaded = false;
 
-/// Entries stand between commas and are trimmed. A list of one entry is taken as it stands.
+/// Entries stand between commas and are trimmed. A list of one entry is used as it stands.
 void SplitList(const std::string& list, std::vector<std::string>& entries)
 {
     if (list.find(',') == std::string::npos) {

@@ -1,4 +1,4 @@
-// How a file's object comes up and goes down, and the sections that are read late.
+// Construction of a file's object, and the sections that are read late.
 #include "image/Dwarf2File.h"
 
 #include "interfaces/DbgSymSymFile.h"
@@ -27,7 +27,7 @@ Dwarf2File::Dwarf2File(DbgSymSymFile* symFile)
     read(".debug_loc", m_debug_loc);
     read(".debug_str", m_debug_str);
     m_dieInfoMap.SetSectionSize(m_debug_info.Size());
-    SetAllowances();
+    FillBudget();
 }
 
 Dwarf2File::~Dwarf2File() = default;

@@ -3,7 +3,7 @@
 // heading above an operation names the file that defines it.
 #pragma once
 
-#include "image/Allowance.h"
+#include "image/Budget.h"
 #include "index/AbbrevDecl.h"
 #include "index/AttrValue.h"
 #include "index/CompileUnitInfo.h"
@@ -17,13 +17,11 @@
 
 #include <boost/shared_ptr.hpp>
 #include <cstddef>
-#include <fstream>
 #include <iosfwd>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -40,6 +38,7 @@ class DbgUserDefinedVarType;
 class VFKDataString;
 class VFKStringParser;
 enum DbgVariableUserDefinedType : u32;
+enum class FormLayout : u8;
 struct Bounds;
 struct DbgAddrRange;
 struct DbgAddress;
@@ -51,8 +50,8 @@ struct TypeRef;
 
 class Dwarf2File {
 public:
-    /// Opens the ELF file that `symFile` names and reads the five early debug sections. A file that
-    /// is no valid ELF file gives a complete, empty object. `symFile` is borrowed and outlives it.
+    /// Opens the ELF file that `symFile` names and reads the five early debug sections. An invalid ELF file gives a
+    /// complete but empty object. `symFile` is borrowed and outlives it.
     explicit Dwarf2File(DbgSymSymFile* symFile);
     ~Dwarf2File();
     Dwarf2File(const Dwarf2File&) = delete;
@@ -133,10 +132,11 @@ private:
     bool DumpFlag() const { return (m_flags & kDump) != 0; }
     bool LittleEndian() const { return m_elf.m_byteOrder != kElfDataMsb; }
 
-    // image/Allowance.cpp
-    void SetAllowances();
-    /// If no more may be read, true, with the cursor of m_debug_info at its end.
-    bool EndIfReadingIsSpent();
+    // image/Budget.cpp
+    void FillBudget();
+    u64 CapitalOfDump() const;
+    /// If the budget is spent, true, with the cursor of m_debug_info at its end.
+    bool EndIfSpent();
     void SpendOnAttributes(u32 pairs, u32 values); ///< bytes read of either section
     u32 ReadCode();                                ///< the abbreviation code at the cursor
     /// `text`, or its beginning in `cut` if it is very long and no more may be copied.
@@ -161,7 +161,7 @@ private:
     // index/AbbrevTables.cpp
     void ReadAbbrevTables();
     void SkipAttributePairs();
-    /// Null if there is no such table or no such code in it. Takes it that codes rise by one.
+    /// Null if there is no such table or no such code in it. Assumes consecutive codes.
     const AbbrevDecl* FindAbbrevDecl(u32 tableOffset, u32 code);
 
     // index/CompileUnits.cpp
@@ -180,8 +180,9 @@ private:
     /// Takes the next attribute pair at the cursor of m_debug_abbrev. Always true.
     bool ReadAttrSpec(u32& attribute, u32& form, bool dump);
     /// Decodes the value at the cursor of m_debug_info (DWARF 2.0, 7.5.4), or steps over it.
-    /// @param out gets the value as a whole or not at all; null drops it.
-    /// @return false if nothing could be read.
+    /// @param out gets the value, which is AttrValue's start values if the form gives none; a form of 0 leaves it
+    /// untouched. Null drops the value.
+    /// @return false if nothing could be read: then the value means nothing.
     bool ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump, AttrValue* out, bool makeAbsolute,
                        bool parenthesise);
     void SkipLEB128();
@@ -194,6 +195,7 @@ private:
     bool DecodeValue(const CompileUnitInfo* unit, u32 form, bool wanted, bool makeAbsolute, AttrValue& value,
                      std::ostream* stream);
     static void PrintDigits(std::ostream& stream, u32 value, u32 digits);
+    u32 ReadBlockLength(FormLayout layout);
     void ReadBlock(u32 length, bool wanted, AttrValue& value, std::ostream* stream);
     void ReadString(AttrValue& value, std::ostream* stream);
     void ReadStrp(AttrValue& value, std::ostream* stream);
@@ -203,11 +205,16 @@ private:
     /// not read is stepped over. Afterwards m_debug_info stands behind the last attribute.
     template <typename Handle>
     void ForEachAttribute(const CompileUnitInfo* unit, bool dump, Handle&& handle);
+    /// The same for a reader that keeps a row: AT_sibling goes there, and so does where the attributes end.
+    template <typename Handle>
+    void ReadEntry(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump, Handle&& handle);
 
     // index/DieRows.cpp
     DIEInfo* GetDieInfo(u32 offset) { return m_dieInfoMap.GetOrAdd(offset); }
     DIEInfo* FindDieInfo(u32 offset) { return m_dieInfoMap.Find(offset); }
-    /// True if a non-null DIE starts at the cursor of m_debug_info.
+    /// True if an entry of the unit, a null entry too, starts at the cursor of m_debug_info.
+    bool HasEntry(const CompileUnitInfo& unit) const;
+    /// True if it is no null entry; of whichever unit.
     bool HasNextEntry() const;
     /// Notes in the row where its children, or its sibling, begin: at the cursor.
     void FinishDieAttributes(const AbbrevDecl* decl, DIEInfo* row);
@@ -231,11 +238,11 @@ private:
     void PrintBadAbbrev(u32 code);
     /// Reads entries from the cursor to the end of the level, children included.
     /// @param last the entry read before, which all that follow must lie behind; kNone for none.
-    /// @param walked what has been walked of the level before; null if that isn't noted.
+    /// @param walked CompileUnitInfo::walked of the level; null if that isn't noted.
     void WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren, u32 last = kNone,
-                     WalkedLevel* walked = nullptr);
-    /// Notes that `entry` has been walked, or hops over what has been walked behind it.
-    void PassWalkedEntries(const CompileUnitInfo& unit, WalkedLevel& walked, u32 unitDie, u32 entry);
+                     u32* walked = nullptr);
+    /// Notes that `entry` has been walked, or skips what has been walked behind it.
+    void PassWalkedEntries(const CompileUnitInfo& unit, u32& walked, u32 unitDie, u32 entry);
     /// True if reading the row's DIE once more, in a walk over its unit, changes nothing.
     bool IsSettled(const CompileUnitInfo& unit, const DIEInfo& row);
 
@@ -250,7 +257,6 @@ private:
     /// True if the running request has read too much to go on behind the DIEs that it loads.
     bool RequestIsSpent(const CompileUnitInfo& unit) const;
     void LoadPendingDies();
-    WalkedLevel& StartUnitWalk(const DIEInfo& row);
     /// The row of a DIE's parent, after loading the DIE's unit; null if there is none.
     DIEInfo* LoadParentOf(DIEInfo* row);
 
@@ -271,7 +277,7 @@ private:
 
     // symbols/CompileUnitScope.cpp
     /// Like all builders below: starts with the cursors at the DIE's first value and first attribute pair, marks
-    /// the row built, and returns the offset behind what it read. Without `decl`, `type` or `member` it reads nothing.
+    /// the row built, and returns the offset behind what it read.
     u32 BuildCompileUnitScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump);
     struct UnitAttributes;
     void ReadUnitAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, UnitAttributes& attributes);
@@ -300,19 +306,20 @@ private:
     /// @param buffer holds the name unless that stands in the file's bytes.
     const char* FunctionName(const DbgSymContext& context, const char* name, u32 resolved, std::string& buffer);
     const char* ClassName(const DIEInfo& row);
-    /// Reads one DIE of a chain into `result`. Puts both cursors back.
+    /// Reads one DIE of a chain. Puts both cursors back.
     /// @return the next DIE of the chain, or 0.
-    u32 ReadDecl(u32 offset, DeclInfo& result);
-    DeclInfo ReadDeclChain(u32 offset);
-    /// What the row's tag says. False if a climb ends with it.
-    bool ReadScopeWords(const DIEInfo& row, ScopeWords& scopes);
-    void MarkClimb(u32 offset, u32 count);
+    u32 ReadDecl(u32 offset, const char** nameOut, u32* typeOut, bool* artificialOut);
+    /// The scopes around the children of `parent`.
+    ScopeWords ScopesOf(u32 parent);
+    /// Turns the scopes around a DIE into those around its children.
+    void EnterScope(const DIEInfo& row, ScopeWords& scopes);
     void SetParent(DIEInfo* row, u32 parent);
     void SetSibling(DIEInfo* row, u32 sibling);
     /// What was walked of the row's unit no longer stands.
     void ForgetWalk(const DIEInfo& row);
     struct ScopeAttributes;
-    void ReadScopeAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, ScopeAttributes& attributes);
+    void ReadScopeAttributes(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
+                             ScopeAttributes& scope);
     void FileFrameBase(u32 dieOffset, const AttrValue& frameBase);
 
     // symbols/Locations.cpp
@@ -332,7 +339,8 @@ private:
     void EvaluateMemberOffset(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& location,
                               MemberRecord* member);
     struct VariableAttributes;
-    void ReadVariableAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, VariableAttributes& variable);
+    void ReadVariableAttributes(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
+                                VariableAttributes& variable);
     void ReadLocation(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& value, VFKDataString& location);
     void TakeLocationBytes(const AttrValue& value, VFKDataString& bytes);
     void TakeFromOrigin(VariableAttributes& variable);
@@ -349,15 +357,11 @@ private:
     void LoadMissingType(u32 offset, TypeRef* ref);
     bool LookupTypeRef(u32 offset, TypeRef* ref);
     bool LookupStoredType(u32 offset, TypeRef* ref); ///< if false, `ref` still has the offset
-    ModifierEnd FindModifier(u32 offset) const;      ///< what a const or volatile refers to
-    void KeepModifierEnd(ModifierLinks::const_iterator first, ModifierLinks::const_iterator last, u32 end);
-    void KeepClosedChain(u32 entry, const ModifierLinks& links);
-    void ForgetModifierEnds(u32 offset); ///< the DIE is about to be something else than it was
+    /// Adds a const's or volatile's qualifier.
+    /// @return what it refers to; kNone if the DIE isn't known as one.
+    u32 LookupTypeModifier(u32 offset, TypeRef* ref) const;
 
     // symbols/Aggregates.cpp
-    u32 BuildClass(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
-    u32 BuildStruct(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
-    u32 BuildUnion(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
     /// Reads sibling, name and size of an aggregate or an enumeration.
     void ReadTypeHead(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
     void BuildAggregate(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type,
@@ -422,14 +426,12 @@ private:
 
     // console/WholeFileDump.cpp
     void DumpWholeFile();
-    /// From here on false means that the dump's allowance is spent, and the dump ends.
+    /// From here on false means that the dump's budget is spent, and the dump ends.
     bool DumpUnit();
     bool DumpEntry(const CompileUnitInfo& unit);
     /// @param die whose locations are shown as well; null shows none.
     bool DumpAttributes(const CompileUnitInfo& unit, const DIEInfo* die);
     void PrintLocation(const CompileUnitInfo& unit, const DIEInfo& die, const AttrValue& value, u32 bytesRead);
-    void FillAllowance();
-    bool SpendAllowance(u64 text);
     bool SpendOnExpression(u32 size, std::size_t printed);
     void OpenLevel();
     void CloseLevel();
@@ -468,30 +470,17 @@ private:
     u32 m_pubInfoLength = 0;
     std::ostream* m_dumpStream = nullptr; ///< where dump text goes; null is silent
     i32 m_dumpIndent = 0;                 ///< nesting level of the DIE dump, never below 0
-    u64 m_dumpAllowance = ~u64{0};        ///< characters that a dump may still print for repeated bytes
-    u32 m_nextSection = 0;                ///< header that LoadAllSections goes on from
     u32 m_sectionId = kNone;              ///< engine section against which addresses are held
     u32 m_frameBaseDepth = 0;             ///< 1 while the location list of a frame base is being built
-    /// Bounds on bytes that are read again and again (see SetAllowances).
-    Allowance m_reading;     ///< attribute pairs, bytes of values, steps along chains
-    Allowance m_copying;     ///< bytes of locations and long texts
-    Allowance m_listing;     ///< members and enumerators
-    Allowance m_lineReading; ///< bytes of line number programmes
-    Allowance m_fileScopes;  ///< file scopes given to the engine
-    /// The running request: how many loads are nested in it, what it has read, and the rows there
-    /// were when it began.
+    Budget m_budget;                      ///< for all that is loaded of the file; a dump has one of its own
+    /// The running request: how many loads are nested in it, and how many entries it has read.
     u32 m_requestDepth = 0;
     u64 m_entriesRead = 0;
-    /// Loads and member loops that are nested in the running walk. Beyond the bound a type is left
-    /// to the queue, and a class's name to the plain one: the depth is the file's, the stack isn't.
+    /// Loads and member loops that are nested in the running walk. Beyond the bound a type waits in the queue, and a
+    /// function keeps its plain name: the file decides how deep loads nest.
     u32 m_loadDepth = 0;
     static constexpr u32 kMaxLoadDepth = 65536;
-    /// Sums kept of long chains and of deep climbs, by where they begin.
-    OffsetMap<ModifierEnd> m_modifierEnds;
-    OffsetMap<DeclInfo> m_longChains;
-    OffsetMap<ScopeWords> m_deepScopes;
-    std::unordered_map<u32, WalkedLevel> m_walkedUnits; ///< by the unit's DIE
-    u32 m_lastGeneration = 0;
+    OffsetMap<ScopeWords> m_scopes; ///< around the children of a DIE
     /// The table that FindAbbrevDecl answered from last.
     u32 m_lastAbbrevOffset = kNone;
     const AbbrevList* m_lastAbbrevList = nullptr;

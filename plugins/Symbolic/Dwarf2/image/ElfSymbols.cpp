@@ -115,7 +115,7 @@ void Dwarf2File::ScanMappingSymbols()
             m_mappingSymbols.emplace(symbol->st_value, name[1]); // the first one at an address stays
         }
     }
-    // Of the symbols that say the same one after the other the first will do; the very last one ends it all.
+    // Of consecutive symbols that say the same, the first is enough; the very last one ends the run.
     char letter = 0;
     for (auto it = m_mappingSymbols.begin(); it != m_mappingSymbols.end() && std::next(it) != m_mappingSymbols.end();) {
         const bool change = it->second != letter;

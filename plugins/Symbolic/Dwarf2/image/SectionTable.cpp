@@ -47,11 +47,10 @@ void Dwarf2File::LoadAllSections()
     if (m_symFile == nullptr || !m_elf.m_valid) {
         return;
     }
-    // Every second header, not every one. A request that had no memory is taken up where it ended.
-    for (; m_nextSection < m_elf.m_ehdr.e_shnum; m_nextSection += 2) {
-        AddHostSection(m_elf.GetSectionHeader(m_nextSection), nullptr, nullptr);
+    // Every second header, not every one.
+    for (u32 index = 0; index < m_elf.m_ehdr.e_shnum; index += 2) {
+        AddHostSection(m_elf.GetSectionHeader(index), nullptr, nullptr);
     }
-    m_nextSection = 0;
 }
 
 void Dwarf2File::CheckRelocation()

@@ -43,7 +43,7 @@ void Dwarf2File::ReadAbbrevTables()
         list->push_back(decl);
         SkipAttributePairs();
     }
-    // All tables or none: without memory the next who needs them reads them again.
+    // All tables or none: if memory runs out, whoever needs them next reads them again.
     m_abbrListMap = std::move(tables);
     m_lastAbbrevOffset = kNone;
     m_lastAbbrevList = nullptr;

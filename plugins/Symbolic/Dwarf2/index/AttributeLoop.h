@@ -4,6 +4,8 @@
 #include "image/Dwarf2File.h"
 #include "index/AttrValue.h"
 #include "index/Cursor.h"
+#include "index/DIEInfo.h"
+#include "index/DwarfCodes.h"
 #include "interfaces/Types.h"
 
 /// Reads the value of one attribute, at most once.
@@ -52,7 +54,7 @@ private:
 template <typename Handle>
 void Dwarf2File::ForEachAttribute(const CompileUnitInfo* unit, bool dump, Handle&& handle)
 {
-    if (EndIfReadingIsSpent()) {
+    if (EndIfSpent()) {
         return;
     }
     const u32 start = m_debug_info.Pos();
@@ -69,4 +71,18 @@ void Dwarf2File::ForEachAttribute(const CompileUnitInfo* unit, bool dump, Handle
         read.Finish();
     } while (form != 0 && !AtEnd(m_debug_abbrev));
     SpendOnAttributes(m_debug_abbrev.Pos() - pairs, m_debug_info.Pos() - start);
+}
+
+template <typename Handle>
+void Dwarf2File::ReadEntry(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
+                           Handle&& handle)
+{
+    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+        if (attribute == AT_sibling) {
+            read.To(row->sibling);
+        } else {
+            handle(attribute, read);
+        }
+    });
+    FinishDieAttributes(decl, row);
 }

@@ -77,69 +77,54 @@ bool Dwarf2File::ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump,
 bool Dwarf2File::DecodeValue(const CompileUnitInfo* unit, u32 form, bool wanted, bool makeAbsolute, AttrValue& value,
                              std::ostream* stream)
 {
-    u32 digits = 8; // 0: nothing is printed here
-    switch (form) {
-    case FORM_addr:
-    case FORM_ref_addr:
+    u32 digits = 0; // 0: nothing is printed here
+    switch (LayoutOf(form)) {
+    case FormLayout::Nothing:
+    case FormLayout::Indirect: // followed to its end by the caller
+        break;
+    case FormLayout::Address:
         if (unit->addressSize != 4) {
             m_debug_info.Skip(unit->addressSize);
             return false;
         }
         value.value = m_debug_info.Get32();
+        digits = 8;
         break;
-    case FORM_data1:
-    case FORM_flag:
-    case FORM_ref1:
+    case FormLayout::One:
         value.value = m_debug_info.Get8();
         digits = 2;
         break;
-    case FORM_data2:
-    case FORM_ref2:
+    case FormLayout::Two:
         value.value = m_debug_info.Get16();
         digits = 4;
         break;
-    case FORM_data4:
-    case FORM_ref4:
+    case FormLayout::Four:
         value.value = m_debug_info.Get32();
+        digits = 8;
         break;
-    case FORM_data8:
-    case FORM_ref8:
+    case FormLayout::Eight:
         value.value64 = m_debug_info.Get64();
-        digits = 0;
         break;
-    case FORM_sdata:
+    case FormLayout::Signed:
         value.value = static_cast<u32>(m_debug_info.Get32_SLEB128(4));
+        digits = 8;
         break;
-    case FORM_udata:
-    case FORM_ref_udata:
+    case FormLayout::Unsigned:
         value.value = m_debug_info.Get32_ULEB128(4);
+        digits = 8;
         break;
-    case FORM_block1:
-        ReadBlock(m_debug_info.Get8(), wanted, value, stream);
-        digits = 0;
+    case FormLayout::Block1:
+    case FormLayout::Block2:
+    case FormLayout::Block4:
+    case FormLayout::BlockLeb:
+        ReadBlock(ReadBlockLength(LayoutOf(form)), wanted, value, stream);
         break;
-    case FORM_block2:
-        ReadBlock(m_debug_info.Get16(), wanted, value, stream);
-        digits = 0;
-        break;
-    case FORM_block4:
-        ReadBlock(m_debug_info.Get32(), wanted, value, stream);
-        digits = 0;
-        break;
-    case FORM_block:
-        ReadBlock(m_debug_info.Get32_ULEB128(4), wanted, value, stream);
-        digits = 0;
-        break;
-    case FORM_string:
+    case FormLayout::Text:
         ReadString(value, stream);
-        digits = 0;
         break;
-    case FORM_strp:
+    case FormLayout::TextOffset:
         ReadStrp(value, stream);
         digits = value.data == nullptr ? 8 : 0;
-        break;
-    default:
-        digits = 0; // takes no room and leaves the start values
         break;
     }
     if (stream != nullptr && digits != 0) {
@@ -219,49 +204,39 @@ bool Dwarf2File::StepOverValue(const CompileUnitInfo* unit, u32 form, bool reads
     while (form == FORM_indirect) {
         form = m_debug_info.Get32_ULEB128(4);
     }
-    switch (form) {
-    case FORM_addr:
-    case FORM_ref_addr:
+    switch (LayoutOf(form)) {
+    case FormLayout::Nothing:
+    case FormLayout::Indirect:
+        break;
+    case FormLayout::Address:
         m_debug_info.Skip(unit->addressSize);
         return indirect || unit->addressSize == 4;
-    case FORM_data1:
-    case FORM_flag:
-    case FORM_ref1:
+    case FormLayout::One:
         m_debug_info.Skip(1);
         break;
-    case FORM_data2:
-    case FORM_ref2:
+    case FormLayout::Two:
         m_debug_info.Skip(2);
         break;
-    case FORM_data4:
-    case FORM_ref4:
+    case FormLayout::Four:
         m_debug_info.Skip(4);
         break;
-    case FORM_data8:
-    case FORM_ref8:
+    case FormLayout::Eight:
         m_debug_info.Skip(8);
         break;
-    case FORM_sdata:
-    case FORM_udata:
-    case FORM_ref_udata:
+    case FormLayout::Signed:
+    case FormLayout::Unsigned:
         SkipLEB128();
         break;
-    case FORM_block1:
-        m_debug_info.Skip(m_debug_info.Get8());
+    case FormLayout::Block1:
+    case FormLayout::Block2:
+    case FormLayout::Block4:
+    case FormLayout::BlockLeb:
+        m_debug_info.Skip(ReadBlockLength(LayoutOf(form)));
         break;
-    case FORM_block2:
-        m_debug_info.Skip(m_debug_info.Get16());
-        break;
-    case FORM_block4:
-        m_debug_info.Skip(m_debug_info.Get32());
-        break;
-    case FORM_block:
-        m_debug_info.Skip(m_debug_info.Get32_ULEB128(4));
-        break;
-    case FORM_string:
+    case FormLayout::Text:
         m_debug_info.GetCStr();
         break;
-    case FORM_strp:
+    case FormLayout::TextOffset:
         // A reader that would print takes an offset outside `.debug_str` for an inline string, also
         // while it is silent; one that never prints takes the four bytes.
         if (readsStrings) {
@@ -271,10 +246,22 @@ bool Dwarf2File::StepOverValue(const CompileUnitInfo* unit, u32 form, bool reads
             m_debug_info.Skip(4);
         }
         break;
-    default:
-        break;
     }
     return true;
+}
+
+u32 Dwarf2File::ReadBlockLength(FormLayout layout)
+{
+    switch (layout) {
+    case FormLayout::Block1:
+        return m_debug_info.Get8();
+    case FormLayout::Block2:
+        return m_debug_info.Get16();
+    case FormLayout::Block4:
+        return m_debug_info.Get32();
+    default:
+        return m_debug_info.Get32_ULEB128(4);
+    }
 }
 
 void Dwarf2File::SkipLEB128()
@@ -286,9 +273,7 @@ void Dwarf2File::SkipLEB128()
 std::string_view Dwarf2File::BlockBytes(const AttrValue& block) const
 {
     // A form that delivers text gives a block as well, in the section that holds the text.
-    const VFKDataBuf& section =
-        block.data >= m_debug_str.Begin() && block.data <= m_debug_str.End() && m_debug_str.Size() != 0 ? m_debug_str
-                                                                                                        : m_debug_info;
+    const VFKDataBuf& section = LiesIn(m_debug_str, block.data) ? m_debug_str : m_debug_info;
     const u32 left = static_cast<u32>(section.End() - block.data);
     return {block.Text(), std::min(block.value, left)};
 }

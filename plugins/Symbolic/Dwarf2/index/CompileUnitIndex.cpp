@@ -31,20 +31,12 @@ void Dwarf2File::BuildCompileUnitIndex()
     CheckRelocation();
     g_indexTicks = VFKTimer::GetTickCount();
     if ((m_flags & kIndexBuilt) == 0) {
-        // Set ahead of the work: a build that ends early isn't tried again. One that ends for want of
-        // memory is, and goes on with the unit that it was at.
-        m_flags |= kIndexBuilt;
-        try {
-            if (m_abbrListMap.empty()) {
-                ReadAbbrevTables();
-            }
-            m_debug_info.Init();
-            Seek(m_debug_info, m_cuHeaderMap.empty() ? 0 : m_cuHeaderMap.rbegin()->first);
-            while (!AtEnd(m_debug_info) && IndexCompileUnit()) {
-            }
-        } catch (...) {
-            m_flags &= ~kIndexBuilt;
-            throw;
+        m_flags |= kIndexBuilt; // ahead of the work: a build that ends early isn't tried again
+        if (m_abbrListMap.empty()) {
+            ReadAbbrevTables();
+        }
+        m_debug_info.Init();
+        while (!AtEnd(m_debug_info) && IndexCompileUnit()) {
         }
     }
     g_indexTicks = VFKTimer::GetTickCount() - g_indexTicks;

@@ -9,10 +9,15 @@ struct CompileUnitInfo {
     u32 unitLength = 0;   ///< bytes behind the length field
     u16 version = 0;      ///< stored and shown, never tested
     u8 addressSize = 0;
+    /// How far the unit's top level has been walked without a gap, leaving rows that another walk would only hop
+    /// over: the first entry that isn't covered; 0 if nothing stands. A class's name can send the walk over the
+    /// unit again for each function: it goes on here.
+    u32 walked = 0;
 
     /// Bytes of the header: the unit's DIE stands there.
     static constexpr u32 kHeaderSize = 11;
 
+    u32 FirstDie() const { return offset + kHeaderSize; }
     /// Offset behind the unit, where the next header stands. The sum wraps at 32 bits.
     u32 End() const { return offset + 4 + unitLength; }
     bool EndWraps() const { return u64{offset} + 4 + unitLength > kNone; }

@@ -9,9 +9,7 @@ void Dwarf2File::AddCompileUnit(const CompileUnitInfo& header)
     CompileUnitInfo& unit = m_cuHeaderMap[header.offset];
     unit = header;
     const u32 maxEnd = m_unitEnds.empty() ? 0 : m_unitEnds.back().maxEnd;
-    if (m_unitEnds.empty() || m_unitEnds.back().unit != &unit) { // a resumed scan brings the last one again
-        m_unitEnds.push_back({std::max(maxEnd, unit.End()), &unit});
-    }
+    m_unitEnds.push_back({std::max(maxEnd, unit.End()), &unit});
 }
 
 CompileUnitInfo* Dwarf2File::FindCompileUnit(u32 dieOffset)

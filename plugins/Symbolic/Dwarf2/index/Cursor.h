@@ -16,6 +16,12 @@ inline bool AtEnd(const VFKDataBuf& section)
     return section.AtEnd();
 }
 
+/// True if `data` points to a byte of the section.
+inline bool LiesIn(const VFKDataBuf& section, const u8* data)
+{
+    return data >= section.Begin() && data < section.End();
+}
+
 /// Notes a section's cursor and puts it back, by offset, at the scope's end.
 class SavedCursor {
 public:
@@ -31,20 +37,4 @@ public:
 private:
     VFKDataBuf& m_section;
     u32 m_offset;
-};
-
-/// Counts a nested operation for the length of a scope.
-class DepthGuard {
-public:
-    explicit DepthGuard(u32& depth)
-        : m_depth(depth)
-    {
-        ++m_depth;
-    }
-    ~DepthGuard() { --m_depth; }
-    DepthGuard(const DepthGuard&) = delete;
-    DepthGuard& operator=(const DepthGuard&) = delete;
-
-private:
-    u32& m_depth;
 };

@@ -15,8 +15,8 @@
 ///
 /// The section is cut into blocks of 64 offsets, and these into pages that are made when a row
 /// falls into them. A block has a bitmap of the offsets that have a row and, in offset order, the
-/// numbers of these rows. As long as a block's rows were added one after the other in rising order,
-/// as a walk does, the first number tells the others.
+/// numbers of these rows. While a block's rows are added in rising order, as a walk adds them, the first number
+/// determines the others.
 class DieInfoMap {
 public:
     /// Binds the map to a section. Called once, before the first row.
@@ -83,7 +83,7 @@ private:
 
     static u32 Rank(u64 used, u32 bit) { return CountBits(used & ((u64{1} << bit) - 1)); }
 
-    /// std::popcount is a call on a machine of the baseline: counted here in parallel fields.
+    /// On the baseline machine std::popcount is a call, so the bits are counted in parallel fields.
     static u32 CountBits(u64 bits)
     {
         bits -= bits >> 1 & 0x5555555555555555u;

@@ -3,6 +3,11 @@
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
 
+bool Dwarf2File::HasEntry(const CompileUnitInfo& unit) const
+{
+    return !AtEnd(m_debug_info) && m_debug_info.Pos() < unit.End();
+}
+
 bool Dwarf2File::HasNextEntry() const
 {
     return !AtEnd(m_debug_info) && *m_debug_info.Cursor() != 0;

@@ -12,19 +12,6 @@
 #include <array>
 #include <ostream>
 
-namespace {
-
-void MarkHalfWalked(DieInfoMap& rows, const std::vector<u32>& parents)
-{
-    for (const u32 parent : parents) {
-        if (DIEInfo* row = rows.Find(parent)) {
-            row->flags |= DIEInfo::kDieHalfWalked;
-        }
-    }
-}
-
-} // namespace
-
 /// When a tag is built, and by whom.
 struct Dwarf2File::TagRule {
     using Builder = u32 (Dwarf2File::*)(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool);
@@ -79,8 +66,6 @@ const Dwarf2File::TagRule* Dwarf2File::FindTagRule(u32 tag)
 
 bool Dwarf2File::BuildByTag(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, MemberRecord* member)
 {
-    const u32 unread = row->flags & DIEInfo::kDieUnread;
-    row->flags &= ~DIEInfo::kDieUnread;
     const TagRule* rule = FindTagRule(decl->tag);
     if (rule == nullptr) {
         return false;
@@ -92,20 +77,13 @@ bool Dwarf2File::BuildByTag(const CompileUnitInfo* unit, DIEInfo* row, const Abb
         return false;
     }
     if (selected && (unbuilt || !rule->unbuiltOnly)) {
-        try {
-            if (rule->build != nullptr) {
-                (this->*rule->build)(unit, row, decl, DumpFlag());
-                return true;
-            }
-            if (member != nullptr) {
-                (this->*rule->member)(unit, row, decl, DumpFlag(), member);
-                return true;
-            }
-        } catch (...) {
-            // Nothing came of it: the next request builds it.
-            row->flags &= ~(DIEInfo::kDieBuilt | DIEInfo::kDieChildrenRead);
-            row->flags |= unread;
-            throw;
+        if (rule->build != nullptr) {
+            (this->*rule->build)(unit, row, decl, DumpFlag());
+            return true;
+        }
+        if (member != nullptr) {
+            (this->*rule->member)(unit, row, decl, DumpFlag(), member);
+            return true;
         }
     }
     if (rule->queued && unbuilt && (m_flags & kLoadTypes) == 0) {
@@ -125,13 +103,12 @@ void Dwarf2File::QueueDie(DIEInfo& row)
 u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren,
                         MemberRecord* member)
 {
-    if (EndIfReadingIsSpent()) {
+    if (EndIfSpent()) {
         return kNone;
     }
     const u32 entry = m_debug_info.Pos();
     DIEInfo* row = GetDieInfo(entry);
     ++m_entriesRead;
-    const bool isNew = row->abbrIndex == 0;
     row->abbrIndex = ReadCode();
     if (row->abbrIndex == 0) {
         return ReadNullEntry(unit, row, parents);
@@ -148,18 +125,13 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
     if (DumpFlag()) {
         PrintDIEHead(entry, decl);
     }
-    if (isNew) {
-        row->flags |= DIEInfo::kDieUnread;
-    }
     if (!BuildByTag(unit, row, decl, member)) {
         PassBy(unit, row, decl);
     }
     const bool descends = decl->hasChildren != 0 && (row->flags & DIEInfo::kDieChildrenRead) == 0;
     if (descends) {
         if ((!skipKnownChildren || row->sibling == kNone) && HasNextEntry()) {
-            row->flags |= DIEInfo::kDieHalfWalked; // stays if push_back throws: the next walk reads the children
             parents->push_back(row->infoOffset);
-            row->flags &= ~DIEInfo::kDieHalfWalked;
         }
     } else if (row->sibling == kNone) {
         row->sibling = m_debug_info.Pos();
@@ -169,22 +141,12 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
 
 void Dwarf2File::PassBy(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl)
 {
-    if ((row->flags & DIEInfo::kDieHalfWalked) != 0 && row->child != kNone) {
-        row->flags &= ~DIEInfo::kDieHalfWalked;
-        Seek(m_debug_info, row->child);
-        return;
-    }
-    // A DIE that names itself as its sibling goes on behind its attributes at every visit.
+    // A DIE that names itself as its sibling is read at every visit, and the walk goes on behind its attributes.
     if (row->sibling != kNone && row->sibling != row->infoOffset) {
         Seek(m_debug_info, row->sibling);
         return;
     }
-    ForEachAttribute(unit, DumpFlag(), [&](u32 attribute, AttrReader& read) {
-        if (attribute == AT_sibling) {
-            read.To(row->sibling);
-        }
-    });
-    FinishDieAttributes(decl, row);
+    ReadEntry(unit, row, decl, DumpFlag(), [](u32, AttrReader&) {});
 }
 
 u32 Dwarf2File::ReadNullEntry(const CompileUnitInfo* unit, DIEInfo* row, std::vector<u32>* parents)
@@ -200,7 +162,7 @@ u32 Dwarf2File::ReadNullEntry(const CompileUnitInfo* unit, DIEInfo* row, std::ve
     if (parents->empty()) {
         return kNone;
     }
-    if (HasNextEntry() && m_debug_info.Pos() < unit->End()) {
+    if (HasNextEntry() && HasEntry(*unit)) {
         DIEInfo* parent = FindDieInfo(parents->back());
         if (parent != nullptr && parent->sibling == kNone) {
             parent->sibling = m_debug_info.Pos();
@@ -221,18 +183,17 @@ void Dwarf2File::PrintBadAbbrev(u32 code)
 }
 
 void Dwarf2File::WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren, u32 last,
-                             WalkedLevel* walked)
+                             u32* walked)
 {
     if (unit == nullptr) {
         return;
     }
     // Nesting is kept in `parents` alone: each level opened below the first is one element more.
-    const u32 unitEnd = unit->End();
     const std::size_t firstLevel = parents->size();
     std::size_t level = firstLevel;
     u32 topEntry = kNone; // the entry of the first level that is being read
-    while (!AtEnd(m_debug_info) && m_debug_info.Pos() < unitEnd) {
-        // What one walk reads rises strictly, so that nothing in the file can close it to a loop.
+    while (HasEntry(*unit)) {
+        // Offsets rise strictly within one walk, so nothing in the file can make it loop.
         const u32 entry = m_debug_info.Pos();
         if (last != kNone && entry <= last) {
             Seek(m_debug_info, kNone);
@@ -242,13 +203,7 @@ void Dwarf2File::WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* pare
         if (level == firstLevel) {
             topEntry = entry;
         }
-        u32 next = kNone;
-        try {
-            next = ReadDie(unit, parents, skipKnownChildren, nullptr);
-        } catch (...) {
-            MarkHalfWalked(m_dieInfoMap, *parents);
-            throw;
-        }
+        const u32 next = ReadDie(unit, parents, skipKnownChildren, nullptr);
         if (parents->size() < level) {
             if (level == firstLevel) {
                 return;
@@ -266,20 +221,17 @@ void Dwarf2File::WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* pare
     }
 }
 
-void Dwarf2File::PassWalkedEntries(const CompileUnitInfo& unit, WalkedLevel& walked, u32 unitDie, u32 entry)
+void Dwarf2File::PassWalkedEntries(const CompileUnitInfo& unit, u32& walked, u32 unitDie, u32 entry)
 {
     const u32 next = m_debug_info.Pos();
-    DIEInfo* row = FindDieInfo(entry);
-    if (walked.generation == 0 || row == nullptr || row->sibling != next || next <= entry) {
+    if (next < walked) {
+        Seek(m_debug_info, walked); // a load within this walk has been there
         return;
     }
-    if (row->Generation() == walked.generation) {
-        if (next < walked.end) {
-            Seek(m_debug_info, walked.end);
-        }
-    } else if (entry == walked.end && row->parent == unitDie && IsSettled(unit, *row)) {
-        row->SetGeneration(walked.generation);
-        walked.end = next;
+    const DIEInfo* row = FindDieInfo(entry);
+    if (entry == walked && next > entry && row != nullptr && row->sibling == next && row->parent == unitDie &&
+        IsSettled(unit, *row)) {
+        walked = next;
     }
 }
 

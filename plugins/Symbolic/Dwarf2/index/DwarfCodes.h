@@ -5,6 +5,8 @@
 
 #include "interfaces/Types.h"
 
+#include <array>
+
 enum DwarfTag : u32 {
 #define TAG(name, code) TAG_##name = code,
 #include "index/DwarfCodes.def"
@@ -16,9 +18,40 @@ enum DwarfAttribute : u32 {
 };
 
 enum DwarfForm : u32 {
-#define FORM(name, code) FORM_##name = code,
+#define FORM(name, code, layout) FORM_##name = code,
 #include "index/DwarfCodes.def"
 };
+
+/// How the value of a form lies in `.debug_info`.
+enum class FormLayout : u8 {
+    Nothing, ///< of a code that is no form: takes no bytes
+    Address, ///< as many bytes as the unit's addresses have
+    One,
+    Two,
+    Four,
+    Eight,
+    Signed, ///< SLEB128
+    Unsigned,
+    Block1, ///< a length of so many bytes, or in ULEB128, and the block
+    Block2,
+    Block4,
+    BlockLeb,
+    Text,
+    TextOffset, ///< of a text in `.debug_str`
+    Indirect,   ///< the real form in ULEB128, and its value
+};
+
+inline constexpr auto kFormLayouts = [] {
+    std::array<FormLayout, FORM_indirect + 1> layouts{};
+#define FORM(name, code, layout) layouts[code] = FormLayout::layout;
+#include "index/DwarfCodes.def"
+    return layouts;
+}();
+
+constexpr FormLayout LayoutOf(u32 form)
+{
+    return form < kFormLayouts.size() ? kFormLayouts[form] : FormLayout::Nothing;
+}
 
 /// Standard opcodes of a line number programme. DWARF 2.0 has 9.
 enum DwarfLineOpcode : u8 {

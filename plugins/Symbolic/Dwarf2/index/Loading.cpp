@@ -16,8 +16,7 @@ public:
         : m_file(file)
     {
         if (m_file.m_requestDepth++ == 0) {
-            constexpr u64 kPerRequest = 4096; // a long session asks for what is loaded, again and again
-            m_file.m_reading.Add(kPerRequest);
+            m_file.m_budget.Renew();
             m_file.m_entriesRead = 0;
         }
     }
@@ -48,7 +47,7 @@ private:
 
 u32 Dwarf2File::LoadDieAtCursor(const CompileUnitInfo* unit, std::vector<u32>* parents, bool alone)
 {
-    if (unit == nullptr || AtEnd(m_debug_info) || m_debug_info.Pos() >= unit->End()) {
+    if (unit == nullptr || !HasEntry(*unit)) {
         return kNone;
     }
     const u32 entry = m_debug_info.Pos();
@@ -70,11 +69,10 @@ bool Dwarf2File::LoadDieAtOffset(u32 offset)
     std::vector<u32> parents;
     // A DIE that a walk has met becomes its own parent, and the walk goes on through the entries
     // behind it to the end of their level.
-    const bool met = row != nullptr && (row->flags & DIEInfo::kDieUnread) == 0;
-    if (met) {
+    if (row != nullptr) {
         parents.push_back(row->infoOffset);
     }
-    LoadDieAtCursor(unit, &parents, met && unit != nullptr && RequestIsSpent(*unit));
+    LoadDieAtCursor(unit, &parents, row != nullptr && unit != nullptr && RequestIsSpent(*unit));
     return true;
 }
 
@@ -121,27 +119,19 @@ void Dwarf2File::LoadCompileUnitSymbols(u32 cuDieOffset)
     const RequestScope request(*this);
     const SavedSelection selection(m_flags);
     m_pendingDies.reserve(64);
-    if (const DIEInfo* row = FindDieInfo(cuDieOffset)) {
+    CompileUnitInfo* unit = FindCompileUnit(cuDieOffset);
+    const DIEInfo* row = FindDieInfo(cuDieOffset);
+    if (unit != nullptr && row != nullptr) {
         m_flags = (m_flags & ~kLoadBlocks) | kUnitSelection;
         std::vector<u32> parents{cuDieOffset};
-        WalkedLevel& walked = StartUnitWalk(*row);
-        Seek(m_debug_info, walked.end);
-        WalkEntries(FindCompileUnit(row->infoOffset), &parents, true, kNone, &walked);
+        const bool whole = unit->FirstDie() == cuDieOffset;
+        if (whole && unit->walked == 0) {
+            unit->walked = row->child;
+        }
+        Seek(m_debug_info, whole ? unit->walked : row->child);
+        WalkEntries(unit, &parents, true, kNone, whole ? &unit->walked : nullptr);
     }
     LoadPendingDies();
-}
-
-WalkedLevel& Dwarf2File::StartUnitWalk(const DIEInfo& row)
-{
-    WalkedLevel& walked = m_walkedUnits[row.infoOffset];
-    if (walked.generation == 0) {
-        // Generations have room for 24 bits in a row. A file that uses them up is walked in full.
-        if (m_lastGeneration < DIEInfo::kMaxGeneration) {
-            walked.generation = ++m_lastGeneration;
-        }
-        walked.end = row.child;
-    }
-    return walked;
 }
 
 void Dwarf2File::LoadFunctionScopes(const DbgSymContext* ctx)
@@ -164,10 +154,10 @@ void Dwarf2File::LoadFunctionScopes(const DbgSymContext* ctx)
 
 DIEInfo* Dwarf2File::LoadParentOf(DIEInfo* row)
 {
-    const CompileUnitInfo* unit = row == nullptr ? nullptr : FindCompileUnit(row->infoOffset);
+    const CompileUnitInfo* unit = FindCompileUnit(row->infoOffset);
     if (unit == nullptr || m_loadDepth >= kMaxLoadDepth) {
         return nullptr;
     }
-    Nest([&] { LoadCompileUnitSymbols(unit->offset + CompileUnitInfo::kHeaderSize); });
+    Nest([&] { LoadCompileUnitSymbols(unit->FirstDie()); });
     return FindDieInfo(row->parent);
 }

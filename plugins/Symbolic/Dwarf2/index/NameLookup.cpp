@@ -7,8 +7,8 @@
 
 namespace {
 
-/// Which entries a search has passed. Sets whose declared lengths are too short overlap: behind an
-/// entry that has been passed come no others than before. Nothing is noted before such a set comes.
+/// Which entries a search has passed. Sets whose declared lengths are too short overlap, and behind an entry that has
+/// been passed nothing new comes. Nothing is noted until such a set appears.
 class SearchedEntries {
 public:
     void StartNoting(u32 sectionSize) { m_passed.resize(sectionSize); }

@@ -2,15 +2,32 @@
 #pragma once
 
 #include "image/Dwarf2File.h"
-#include "index/Cursor.h"
 #include "index/StackSegment.h"
 
 #include <type_traits>
 
+/// Counts a nested operation for the length of a scope.
+class DepthGuard {
+public:
+    explicit DepthGuard(u32& depth)
+        : m_depth(depth)
+    {
+        ++m_depth;
+    }
+    ~DepthGuard() { --m_depth; }
+    DepthGuard(const DepthGuard&) = delete;
+    DepthGuard& operator=(const DepthGuard&) = delete;
+
+private:
+    u32& m_depth;
+};
+
 template <typename Body>
 void Dwarf2File::Nest(Body&& body)
 {
-    // 256 levels take less than half of a stack of 1 MiB, what an engine needs on top of them included.
+    // 256 levels take less than half of a stack of 1 MiB, what an engine needs on top of them included,
+    // also in a build without optimisation.
+    // One segment for all levels would count in full where the system doesn't overcommit memory.
     constexpr u32 kLevelsOfStack = 256;
     const DepthGuard depth(m_loadDepth);
     if (m_loadDepth % kLevelsOfStack != 0) {

@@ -12,7 +12,7 @@
 extern const u64 kOffsetMultiplier;
 
 /// Open addressing in one array: a look-up costs about one cache miss. Entries are never taken out,
-/// and a pointer to a value is good until the next one is added. kNone is no key.
+/// and a pointer to a value is good until the next one is added. kNone is no key: what is stored there is dropped.
 template <typename Value>
 class OffsetMap {
 public:
@@ -29,6 +29,9 @@ public:
     /// The value of `offset`, added if there is none.
     Value& operator[](u32 offset)
     {
+        if (offset == kNone) {
+            return m_dropped = Value{};
+        }
         if (m_slots.size() < 2 * (m_count + 1)) {
             Grow();
         }
@@ -79,4 +82,5 @@ private:
     std::vector<Slot> m_slots; ///< none, or a power of two
     int m_shift = 0;           ///< leaves as many upper bits of a product as number the slots
     std::size_t m_count = 0;
+    Value m_dropped{};
 };

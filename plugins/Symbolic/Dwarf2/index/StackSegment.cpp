@@ -1,7 +1,6 @@
 // Stack segments, switched by ucontext. AddressSanitizer is told of each switch.
 #include "index/StackSegment.h"
 
-#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <new>
@@ -20,31 +19,32 @@
 #include <sanitizer/common_interface_defs.h>
 #endif
 
+#ifdef DWARF2_ADDRESS_SANITIZER
+constexpr std::size_t kStackSegmentSize = std::size_t{8} << 20; // instrumented frames are larger
+#else
+constexpr std::size_t kStackSegmentSize = std::size_t{1} << 20;
+#endif
+
 namespace {
 
-#ifdef DWARF2_ADDRESS_SANITIZER
-constexpr std::size_t kSize = std::size_t{8} << 20; // instrumented frames are larger
-#else
-constexpr std::size_t kSize = std::size_t{1} << 20;
-#endif
 constexpr std::size_t kGuard = 64 * 1024; ///< a multiple of any page size
 
 /// Pages for a stack, the lowest of them out of bounds. Only those that are touched take memory.
 class Segment {
 public:
     Segment()
-        : m_pages(mmap(nullptr, kGuard + kSize, PROT_READ | PROT_WRITE,
+        : m_pages(mmap(nullptr, kGuard + kStackSegmentSize, PROT_READ | PROT_WRITE,
                        MAP_PRIVATE | MAP_ANONYMOUS | MAP_STACK | MAP_NORESERVE, -1, 0))
     {
         if (m_pages == MAP_FAILED) {
             throw std::bad_alloc();
         }
         if (mprotect(m_pages, kGuard, PROT_NONE) != 0) {
-            munmap(m_pages, kGuard + kSize);
+            munmap(m_pages, kGuard + kStackSegmentSize);
             throw std::bad_alloc();
         }
     }
-    ~Segment() { munmap(m_pages, kGuard + kSize); }
+    ~Segment() { munmap(m_pages, kGuard + kStackSegmentSize); }
     Segment(const Segment&) = delete;
     Segment& operator=(const Segment&) = delete;
 
@@ -103,13 +103,13 @@ void RunOnNewStack(void (*body)(void*), void* argument)
     Call call{.body = body, .argument = argument, .thrown = {}, .caller = {}, .callee = {}};
     getcontext(&call.callee);
     call.callee.uc_stack.ss_sp = segment.Bottom();
-    call.callee.uc_stack.ss_size = kSize;
+    call.callee.uc_stack.ss_size = kStackSegmentSize;
     call.callee.uc_link = nullptr; // Enter goes back by itself
     const std::uint64_t address = reinterpret_cast<std::uintptr_t>(&call);
     makecontext(&call.callee, reinterpret_cast<void (*)()>(Enter), 2, static_cast<unsigned>(address >> 32),
                 static_cast<unsigned>(address));
     void* fakeStack = nullptr;
-    StartSwitch(&fakeStack, segment.Bottom(), kSize);
+    StartSwitch(&fakeStack, segment.Bottom(), kStackSegmentSize);
     swapcontext(&call.caller, &call.callee);
     FinishSwitch(fakeStack, nullptr, nullptr);
     if (call.thrown) {

@@ -2,6 +2,11 @@
 // before, hundreds deep, and a debugger's thread may have a small stack.
 #pragma once
 
-/// Runs `body(argument)` on a stack segment of 1 MiB that lasts as long as the call. It is the caller's
+#include <cstddef>
+
+/// Bytes of a segment: 1 MiB, unless the build needs more for the same depth.
+extern const std::size_t kStackSegmentSize;
+
+/// Runs `body(argument)` on a stack segment that lasts as long as the call. It is the caller's
 /// thread that runs it. What it throws is thrown here; without memory for a segment, std::bad_alloc.
 void RunOnNewStack(void (*body)(void*), void* argument);

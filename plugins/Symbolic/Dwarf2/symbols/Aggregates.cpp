@@ -7,51 +7,15 @@
 #include "interfaces/DbgSymSymFile.h"
 #include "symbols/MemberRecord.h"
 
+#include <algorithm>
 #include <new>
 #include <vector>
-
-u32 Dwarf2File::BuildClass(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                           DbgUserDefinedVarType* type)
-{
-    if (type != nullptr && decl != nullptr && decl->tag == TAG_class_type) {
-        BuildAggregate(unit, row, decl, dump, type, kUdtClass);
-    }
-    return m_debug_info.Pos();
-}
-
-u32 Dwarf2File::BuildStruct(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                            DbgUserDefinedVarType* type)
-{
-    if (type != nullptr && decl != nullptr && decl->tag == TAG_structure_type) {
-        BuildAggregate(unit, row, decl, dump, type, kUdtStruct);
-        if (decl->hasChildren == 0) {
-            // An incomplete structure is a type of its own, of size 1.
-            if (type->GetByteSize() == 0) {
-                type->m_byteSize = 1;
-            }
-            type->SetType(kUdtStruct);
-        }
-    }
-    return m_debug_info.Pos();
-}
-
-u32 Dwarf2File::BuildUnion(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                           DbgUserDefinedVarType* type)
-{
-    if (type != nullptr && decl != nullptr && decl->tag == TAG_union_type) {
-        BuildAggregate(unit, row, decl, dump, type, kUdtUnion);
-    }
-    return m_debug_info.Pos();
-}
 
 void Dwarf2File::ReadTypeHead(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                               DbgUserDefinedVarType* type)
 {
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
-        case AT_sibling:
-            read.To(row->sibling);
-            break;
         case AT_name:
             if (const AttrValue* got = read()) {
                 type->SetTypeName(got->Text());
@@ -64,7 +28,6 @@ void Dwarf2File::ReadTypeHead(const CompileUnitInfo* unit, DIEInfo* row, const A
             break;
         }
     });
-    FinishDieAttributes(decl, row);
 }
 
 void Dwarf2File::BuildAggregate(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
@@ -73,6 +36,11 @@ void Dwarf2File::BuildAggregate(const CompileUnitInfo* unit, DIEInfo* row, const
     row->flags |= DIEInfo::kDieBuilt;
     ReadTypeHead(unit, row, decl, dump, type);
     if (decl->hasChildren == 0) {
+        if (kind == kUdtStruct) {
+            // An incomplete structure is a type of its own, of size 1.
+            type->SetType(kUdtStruct);
+            type->m_byteSize = std::max(type->m_byteSize, 1u);
+        }
         return;
     }
     row->flags |= DIEInfo::kDieChildrenRead;
@@ -96,7 +64,7 @@ void Dwarf2File::ReadMembers(const CompileUnitInfo* unit, u32 dieOffset, DbgUser
     MemberRecord member;
     std::vector<u32> parents{dieOffset};
     constexpr std::size_t kLevel = 1;
-    while (m_listing.Left() != 0 && !AtEnd(m_debug_info)) {
+    while (!AtEnd(m_debug_info)) {
         const u32 entry = m_debug_info.Pos();
         const u32 next = ReadDie(unit, &parents, true, &member);
         if (parents.size() > kLevel) {
@@ -106,7 +74,7 @@ void Dwarf2File::ReadMembers(const CompileUnitInfo* unit, u32 dieOffset, DbgUser
             break;
         }
         Seek(m_debug_info, next > entry ? next : kNone); // a sibling that leads back ends the loop
-        if (member.offsetValid && m_listing.Take(1)) {
+        if (member.offsetValid && m_budget.Spend(1, Budget::kMember)) {
             if (member.bitOffset != 0 || member.bitSize != 0) {
                 type->SetType(kUdtBitFields);
             }

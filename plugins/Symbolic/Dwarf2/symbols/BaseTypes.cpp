@@ -74,17 +74,11 @@ u32 Dwarf2File::LookupBaseTypeName(const char* name)
 u32 Dwarf2File::BuildBaseType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                               DbgUserDefinedVarType* type)
 {
-    if (decl == nullptr || type == nullptr) {
-        return m_debug_info.Pos();
-    }
     row->flags |= DIEInfo::kDieBuilt;
     u32 baseCode = 0;
     u32 size = 0;
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
-        case AT_sibling:
-            read.To(row->sibling);
-            break;
         case AT_name:
             if (const AttrValue* got = read()) {
                 // Replaces what an encoding in front said, even by 0.
@@ -112,7 +106,6 @@ u32 Dwarf2File::BuildBaseType(const CompileUnitInfo* unit, DIEInfo* row, const A
             break;
         }
     });
-    FinishDieAttributes(decl, row);
     type->SetTypeInfo(new (std::nothrow)
                           DbgUDTInfoTypedef(m_symFile, static_cast<DbgVariableBaseType>(baseCode), 0, kNone));
     m_typeRefMap[row->infoOffset] = {baseCode, size};

@@ -18,9 +18,6 @@ struct Dwarf2File::UnitAttributes {
 
 u32 Dwarf2File::BuildCompileUnitScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump)
 {
-    if (decl == nullptr) {
-        return m_debug_info.Pos();
-    }
     die->flags |= DIEInfo::kDieBuilt;
     Seek(m_debug_abbrev, decl->offset + decl->headerSize);
     UnitAttributes attributes;
@@ -39,7 +36,7 @@ void Dwarf2File::ReadUnitAttributes(const CompileUnitInfo* unit, DIEInfo* die, b
 {
     const u32 start = m_debug_info.Pos();
     const u32 pairs = m_debug_abbrev.Pos();
-    while (!EndIfReadingIsSpent() && !AtEnd(m_debug_info)) {
+    while (!EndIfSpent() && !AtEnd(m_debug_info)) {
         u32 attribute = 0;
         u32 form = 0;
         ReadAttrSpec(attribute, form, dump);
@@ -81,7 +78,7 @@ void Dwarf2File::ReadUnitAttributes(const CompileUnitInfo* unit, DIEInfo* die, b
 void Dwarf2File::AddFileScope(u32 dieOffset, const UnitAttributes& attributes)
 {
     // An entry that is read again adds its scope again.
-    if (attributes.name == nullptr || *attributes.name == 0 || !m_fileScopes.Take(1)) {
+    if (attributes.name == nullptr || *attributes.name == 0 || !m_budget.Spend(1, Budget::kFileScope)) {
         return;
     }
     VFKFile file;

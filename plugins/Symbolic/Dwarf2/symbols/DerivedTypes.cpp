@@ -18,17 +18,13 @@ struct Bounds {
 
 u32 Dwarf2File::BuildType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump)
 {
-    if (decl == nullptr) {
-        return m_debug_info.Pos();
-    }
-    // Only a file that was added anew, with the same store, meets such types.
+    // Happens only when a file is added again with the same store.
     if (m_symFile->HasUserDefinedType(row->infoOffset)) {
         Seek(m_debug_info, row->sibling);
         return m_debug_info.Pos();
     }
     const auto type = DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
     if (!type) {
-        row->flags |= DIEInfo::kDieUnread; // no memory: the next request builds it
         PassBy(unit, row, decl);
         return m_debug_info.Pos();
     }
@@ -37,7 +33,7 @@ u32 Dwarf2File::BuildType(const CompileUnitInfo* unit, DIEInfo* row, const Abbre
         BuildArray(unit, row, decl, dump, type.get());
         break;
     case TAG_class_type:
-        BuildClass(unit, row, decl, dump, type.get());
+        BuildAggregate(unit, row, decl, dump, type.get(), kUdtClass);
         break;
     case TAG_enumeration_type:
         BuildEnumeration(unit, row, decl, dump, type.get());
@@ -47,13 +43,13 @@ u32 Dwarf2File::BuildType(const CompileUnitInfo* unit, DIEInfo* row, const Abbre
         BuildPointer(unit, row, decl, dump, type.get());
         break;
     case TAG_structure_type:
-        BuildStruct(unit, row, decl, dump, type.get());
+        BuildAggregate(unit, row, decl, dump, type.get(), kUdtStruct);
         break;
     case TAG_subroutine_type:
         BuildSubroutineType(unit, row, decl, dump, type.get());
         break;
     case TAG_union_type:
-        BuildUnion(unit, row, decl, dump, type.get());
+        BuildAggregate(unit, row, decl, dump, type.get(), kUdtUnion);
         break;
     case TAG_base_type:
         BuildBaseType(unit, row, decl, dump, type.get());
@@ -61,7 +57,6 @@ u32 Dwarf2File::BuildType(const CompileUnitInfo* unit, DIEInfo* row, const Abbre
     default:
         break;
     }
-    ForgetModifierEnds(row->infoOffset);
     m_symFile->AddUserDefinedType(type);
     return m_debug_info.Pos();
 }
@@ -69,21 +64,15 @@ u32 Dwarf2File::BuildType(const CompileUnitInfo* unit, DIEInfo* row, const Abbre
 u32 Dwarf2File::BuildPointer(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                              DbgUserDefinedVarType* type)
 {
-    if (type == nullptr || decl == nullptr || (decl->tag != TAG_pointer_type && decl->tag != TAG_reference_type)) {
-        return m_debug_info.Pos();
-    }
     row->flags |= DIEInfo::kDieBuilt;
     TypeRef target;
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
-        if (attribute == AT_sibling) {
-            read.To(row->sibling);
-        } else if (attribute == AT_type) {
+    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
+        if (attribute == AT_type) {
             if (const AttrValue* got = read()) {
                 ResolveType(got->value, &target);
             }
         }
     });
-    FinishDieAttributes(decl, row);
     type->SetTypeInfo(new (std::nothrow) DbgUDTInfoPointer(m_symFile, "", target.byteSize, target.baseType,
                                                            target.qualifiers, target.udtId));
     type->m_byteSize = unit->addressSize;
@@ -93,17 +82,9 @@ u32 Dwarf2File::BuildPointer(const CompileUnitInfo* unit, DIEInfo* row, const Ab
 u32 Dwarf2File::BuildSubroutineType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                                     DbgUserDefinedVarType* type)
 {
-    if (decl == nullptr || type == nullptr) {
-        return m_debug_info.Pos();
-    }
     row->flags |= DIEInfo::kDieBuilt;
     type->m_byteSize = unit->addressSize;
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
-        if (attribute == AT_sibling) {
-            read.To(row->sibling);
-        }
-    });
-    FinishDieAttributes(decl, row);
+    ReadEntry(unit, row, decl, dump, [](u32, AttrReader&) {});
     type->SetTypeName("(*function)");
     type->SetTypeInfo(new (std::nothrow) DbgUDTInfoTypedef(m_symFile, kBaseInt, 0, kNone));
     m_typeRefMap[row->infoOffset] = {0, 0};
@@ -115,23 +96,15 @@ u32 Dwarf2File::BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const Ab
     if (m_symFile->HasUserDefinedType(row->infoOffset)) {
         return m_debug_info.Pos();
     }
-    if (decl == nullptr || decl->tag != TAG_typedef) {
-        row->flags |= DIEInfo::kDieBuilt;
-        return m_debug_info.Pos();
-    }
     const auto type = DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
     if (!type) {
-        row->flags |= DIEInfo::kDieUnread; // no memory: the next request builds it
         PassBy(unit, row, decl);
         return m_debug_info.Pos();
     }
     row->flags |= DIEInfo::kDieBuilt;
     TypeRef target;
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
-        case AT_sibling:
-            read.To(row->sibling);
-            break;
         case AT_name:
             if (const AttrValue* got = read()) {
                 type->SetTypeName(got->Text());
@@ -146,7 +119,6 @@ u32 Dwarf2File::BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const Ab
             break;
         }
     });
-    FinishDieAttributes(decl, row);
     if (target.udtId == row->infoOffset) {
         // The typedef reaches itself.
         target.baseType = kBaseVoid;
@@ -158,16 +130,12 @@ u32 Dwarf2File::BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const Ab
     type->SetTypeInfo(new (std::nothrow)
                           DbgUDTInfoTypedef(m_symFile, target.baseType, target.qualifiers, target.udtId));
     type->m_byteSize = target.byteSize;
-    ForgetModifierEnds(row->infoOffset);
     m_symFile->AddUserDefinedType(type);
     return m_debug_info.Pos();
 }
 
 u32 Dwarf2File::BuildTypeModifier(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump)
 {
-    if (decl == nullptr) {
-        return kNone;
-    }
     // The row stays unbuilt, and its end isn't noted here: each visit reads the DIE again.
     ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
         if (attribute == AT_sibling) {
@@ -175,11 +143,7 @@ u32 Dwarf2File::BuildTypeModifier(const CompileUnitInfo* unit, DIEInfo* row, con
         } else if (attribute == AT_type) {
             if (const AttrValue* got = read()) {
                 OffsetMap<u32>& modifiers = decl->tag == TAG_const_type ? m_constTypeMap : m_volatileTypeMap;
-                const u32* known = modifiers.Find(row->infoOffset);
-                if (known == nullptr || *known != got->value) {
-                    ForgetModifierEnds(row->infoOffset);
-                    modifiers[row->infoOffset] = got->value;
-                }
+                modifiers[row->infoOffset] = got->value;
             }
         }
     });
@@ -189,18 +153,12 @@ u32 Dwarf2File::BuildTypeModifier(const CompileUnitInfo* unit, DIEInfo* row, con
 u32 Dwarf2File::BuildArray(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                            DbgUserDefinedVarType* type)
 {
-    if (decl == nullptr) {
-        return m_debug_info.Pos();
-    }
     row->flags |= DIEInfo::kDieBuilt | DIEInfo::kDieChildrenRead;
     TypeRef element;
     u32 byteSize = 0;
     u32 stride = 0;
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
-        case AT_sibling:
-            read.To(row->sibling);
-            break;
         case AT_byte_size:
             read.To(byteSize);
             break;
@@ -216,8 +174,7 @@ u32 Dwarf2File::BuildArray(const CompileUnitInfo* unit, DIEInfo* row, const Abbr
             break;
         }
     });
-    FinishDieAttributes(decl, row);
-    // Also for an array without children: the entries behind it are then taken for them.
+    // Also for an array without children: then the entries behind it are read as its children.
     Bounds bounds;
     ReadSubranges(unit, &bounds);
     if (row->sibling == kNone) {
@@ -237,17 +194,14 @@ u32 Dwarf2File::BuildArray(const CompileUnitInfo* unit, DIEInfo* row, const Abbr
 
 void Dwarf2File::ReadSubranges(const CompileUnitInfo* unit, Bounds* bounds)
 {
-    if (bounds == nullptr) {
-        return;
-    }
-    while (!EndIfReadingIsSpent() && !AtEnd(m_debug_info)) {
+    while (!EndIfSpent() && !AtEnd(m_debug_info)) {
         DIEInfo local;
         local.infoOffset = m_debug_info.Pos();
         local.abbrIndex = ReadCode();
         if (local.abbrIndex == 0) {
             return;
         }
-        // Of any other entry nothing more is read: its bytes are taken for further codes.
+        // Nothing more is read of any other entry: its bytes are read as further codes.
         const AbbrevDecl* decl = FindAbbrevDecl(unit->abbrevOffset, local.abbrIndex);
         if (decl != nullptr && decl->tag == TAG_subrange_type) {
             Seek(m_debug_abbrev, decl->offset + decl->headerSize);
@@ -264,17 +218,11 @@ u32 Dwarf2File::BuildLoneSubrange(const CompileUnitInfo* unit, DIEInfo* row, con
 u32 Dwarf2File::BuildSubrange(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                               Bounds* bounds)
 {
-    if (decl == nullptr) {
-        return m_debug_info.Pos();
-    }
     row->flags |= DIEInfo::kDieBuilt;
     Bounds dropped;
     Bounds& target = bounds != nullptr ? *bounds : dropped;
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
-        case AT_sibling:
-            read.To(row->sibling);
-            break;
         case AT_lower_bound:
             read.To(target.lower);
             break;
@@ -290,6 +238,5 @@ u32 Dwarf2File::BuildSubrange(const CompileUnitInfo* unit, DIEInfo* row, const A
             break;
         }
     });
-    FinishDieAttributes(decl, row);
     return m_debug_info.Pos();
 }

@@ -10,16 +10,12 @@
 u32 Dwarf2File::BuildEnumeration(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                                  DbgUserDefinedVarType* type)
 {
-    if (type == nullptr || decl == nullptr || decl->tag != TAG_enumeration_type) {
-        return m_debug_info.Pos();
-    }
     row->flags |= DIEInfo::kDieBuilt;
     ReadTypeHead(unit, row, decl, dump, type);
     auto* info = new (std::nothrow) DbgUDTInfoEnum32(m_symFile);
     type->SetTypeInfo(info);
     if (decl->hasChildren != 0 && info != nullptr) {
         row->flags |= DIEInfo::kDieChildrenRead;
-        row->child = m_debug_info.Pos();
         ReadEnumerators(unit, info);
     }
     return m_debug_info.Pos();
@@ -27,11 +23,8 @@ u32 Dwarf2File::BuildEnumeration(const CompileUnitInfo* unit, DIEInfo* row, cons
 
 void Dwarf2File::ReadEnumerators(const CompileUnitInfo* unit, DbgUDTInfoEnum32* info)
 {
-    if (info == nullptr) {
-        return;
-    }
     DIEInfo local;
-    while (m_listing.Left() != 0 && !EndIfReadingIsSpent() && !AtEnd(m_debug_info)) {
+    while (!EndIfSpent() && !AtEnd(m_debug_info)) {
         local.infoOffset = m_debug_info.Pos();
         local.abbrIndex = ReadCode();
         if (local.abbrIndex == 0) {
@@ -49,18 +42,12 @@ void Dwarf2File::ReadEnumerators(const CompileUnitInfo* unit, DbgUDTInfoEnum32* 
 u32 Dwarf2File::BuildEnumerator(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
                                 DbgUDTInfoEnum32* info)
 {
-    if (decl == nullptr) {
-        return m_debug_info.Pos();
-    }
     row->flags |= DIEInfo::kDieBuilt;
     const char* name = nullptr;
     u32 value = 0;
     bool haveValue = false;
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
-        case AT_sibling:
-            read.To(row->sibling);
-            break;
         case AT_name:
             if (const AttrValue* got = read()) {
                 name = got->Text();
@@ -76,8 +63,7 @@ u32 Dwarf2File::BuildEnumerator(const CompileUnitInfo* unit, DIEInfo* row, const
             break;
         }
     });
-    FinishDieAttributes(decl, row);
-    if (info != nullptr && name != nullptr && haveValue && m_listing.Take(1)) {
+    if (name != nullptr && haveValue && m_budget.Spend(1, Budget::kMember)) {
         info->AddEnumValue(static_cast<i32>(value), name); // a signed word of 32 bits
     }
     return m_debug_info.Pos();

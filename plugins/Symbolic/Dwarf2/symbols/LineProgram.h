@@ -1,6 +1,6 @@
 // The line number programme of a compile unit (DWARF 2.0, 6.2): its header, its registers, and the
-// one interpreter that the load and the dump share. What a row or the end of a sequence comes to is
-// told by whoever runs it. All of this lives for one run; texts stay in the bytes of `.debug_line`.
+// one interpreter that the load and the dump share. Whoever runs it decides what becomes of a row or of the end of a
+// sequence. All of this lives for one run; texts stay in the bytes of `.debug_line`.
 #pragma once
 
 #include "image/Dwarf2File.h"
@@ -73,8 +73,8 @@ public:
     /// Reads the header of the programme at an offset of `.debug_line`. Afterwards the cursor
     /// stands on the first instruction. `section` outlives this object.
     ///
-    /// A unit end that wraps at 32 bits comes to lie at or before what has been read of the header
-    /// by then, so the tables and the programme are empty.
+    /// A unit end that wraps at 32 bits lies at or before what has been read of the header so far, so the tables and
+    /// the programme are empty.
     LineInterpreter(VFKDataBuf& section, u32 offset);
 
     /// The file table grows by DW_LNE_define_file.
@@ -111,7 +111,7 @@ private:
     void ReadTables();
     LineFileEntry ReadFileEntry(std::string_view name);
     std::string_view ReadText();
-    bool InUnit() const { return !m_section.AtEnd() && m_section.Pos() < m_header.unitEnd; }
+    bool InUnit() const { return !AtEnd(m_section) && m_section.Pos() < m_header.unitEnd; }
     /// Puts the registers to their initial values.
     void ResetState();
 
@@ -122,8 +122,8 @@ private:
         m_seen = true;
     }
 
-    /// Both halves of a special opcode's distance from opcode_base, which is an 8-bit value. A
-    /// line_range of 0 can't be divided by: then both are 0.
+    /// Both halves of a special opcode's distance from opcode_base, which is an 8-bit value. With a line_range of 0
+    /// both are 0.
     u32 Quotient(u8 distance) const { return m_header.lineRange == 0 ? 0u : distance / m_header.lineRange; }
     u32 Remainder(u8 distance) const { return m_header.lineRange == 0 ? 0u : distance % m_header.lineRange; }
     u8 Distance(u8 opcode) const { return static_cast<u8>(opcode - m_header.opcodeBase); }

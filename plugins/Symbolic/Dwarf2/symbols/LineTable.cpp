@@ -14,7 +14,7 @@ public:
         : m_table(table)
         , m_section(file.m_debug_line)
         , m_start(stmtOffset)
-        , m_lineReading(file.m_lineReading)
+        , m_budget(file.m_budget)
         , m_program(file.m_debug_line, stmtOffset)
         , m_files(m_program.Header(), table.GetOrigFileDesc())
     {
@@ -29,7 +29,7 @@ public:
     {
         m_program.Run(*this);
         // A text or a number can reach far behind the unit's end.
-        m_lineReading.Spend(std::max(m_program.Header().unitSize, m_section.Pos() - m_start));
+        m_budget.Spend(std::max(m_program.Header().unitSize, m_section.Pos() - m_start), Budget::kLineByte);
         return m_program.Seen();
     }
 
@@ -68,7 +68,7 @@ private:
     DbgSymLineTable& m_table;
     const VFKDataBuf& m_section;
     u32 m_start; ///< of the programme in the section
-    Allowance& m_lineReading;
+    Budget& m_budget;
     LineInterpreter m_program;
     LineFiles m_files;
     u32 m_base = 0; ///< address at which the relocation section is linked; 0 without one
@@ -85,7 +85,7 @@ bool Dwarf2File::BuildLineTable(DbgSymSrcFile* srcFile, DbgSymLineTable* lineTab
     }
     Seek(m_debug_line, stmtOffset);
     // A programme that very many units name runs for the first of them.
-    if (AtEnd(m_debug_line) || m_lineReading.IsSpent()) {
+    if (AtEnd(m_debug_line) || m_budget.IsSpent()) {
         return false;
     }
     if (!LineRun(*this, *lineTable, stmtOffset).Run()) {

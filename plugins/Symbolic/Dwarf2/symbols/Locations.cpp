@@ -6,6 +6,7 @@
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"
+#include "index/NestedLoad.h"
 #include "interfaces/DbgAddress.h"
 #include "interfaces/DbgExpression.h"
 #include "interfaces/VFKDataString.h"
@@ -90,11 +91,11 @@ private:
 
     std::string_view Operand() const { return std::string_view(m_expr.bytes).substr(m_start + 1, m_pos - m_start - 1); }
 
-    /// Takes `growth` bytes off what this expression, and all of them, may still grow by.
+    /// Charges `growth` bytes to this expression's limit and to the file's budget.
     bool MayGrow(std::size_t growth)
     {
         const std::size_t size = m_result.size() + m_expr.bytes.size() - m_copied;
-        return size + growth <= m_limit && m_file.m_copying.Take(growth);
+        return size + growth <= m_limit && m_file.m_budget.Spend(growth, Budget::kByteCopied);
     }
 
     /// DW_OP_breg9 n becomes the constant n plus the value of the static-base expression.
@@ -123,7 +124,7 @@ private:
         m_expr.Get32_SLEB128(&m_pos, 4, nullptr);
         std::string list;
         const std::optional<std::string_view> base = m_file.FrameBase(m_unit, m_die, m_expr, list);
-        if (base && MayGrow(base->size())) {
+        if (base && MayGrow(base->size() + 1)) {
             CopyUpToOperator();
             m_result += *base;
             m_result += static_cast<char>(OP_consts);
@@ -201,6 +202,7 @@ bool Dwarf2File::BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* d
     const SavedCursor loc(m_debug_loc);
     Seek(m_debug_loc, listOffset);
     constexpr u32 kEntryHead = 10; // begin, end and length
+    constexpr u32 kLongestEntry = 0xFFFF;
     u32 pos = expr->Put8(0, OP_locationList);
     while (!AtEnd(m_debug_loc)) {
         const u32 begin = m_debug_loc.Get32();
@@ -212,13 +214,16 @@ bool Dwarf2File::BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* d
         const u16 length = m_debug_loc.Get16();
         const u8* block = m_debug_loc.GetDataBlock(length);
         const u32 size = static_cast<u32>(m_debug_loc.Cursor() - block);
-        if (!m_copying.Take(size + kEntryHead)) {
+        if (!m_budget.Spend(size + kEntryHead, Budget::kByteCopied)) {
             break; // ahead of the entry: half of one would make the whole list malformed
         }
         pos = expr->Put32(pos, begin);
         pos = expr->Put32(pos, end);
         VFKDataString entry(expr->Reserved(), expr->LittleEndian(), block, size);
         PrepareExpression(unit, die, &entry);
+        if (entry.Size() > kLongestEntry) {
+            entry.bytes.assign(reinterpret_cast<const char*>(block), size); // the length has 16 bits
+        }
         pos = expr->Put16(pos, static_cast<u16>(entry.Size()));
         pos = expr->Put(pos, entry.bytes.data(), entry.Size());
     }

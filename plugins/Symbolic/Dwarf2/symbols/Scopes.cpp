@@ -8,9 +8,12 @@
 #include "interfaces/DbgSymSymFile.h"
 #include "interfaces/VFKFile.h"
 
+#include <utility>
+#include <vector>
+
 namespace {
 
-constexpr std::size_t kLongPath = 256; ///< from here on a path's reading is charged
+constexpr std::size_t kLongPath = 256; ///< the reading of longer ones is charged
 
 } // namespace
 
@@ -27,12 +30,9 @@ struct Dwarf2File::ScopeAttributes {
 
 u32 Dwarf2File::BuildScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump)
 {
-    if (decl == nullptr) {
-        return m_debug_info.Pos();
-    }
     die->flags |= DIEInfo::kDieBuilt;
     ScopeAttributes scope;
-    ReadScopeAttributes(unit, die, dump, scope);
+    ReadScopeAttributes(unit, die, decl, dump, scope);
     u32 resolved = die->infoOffset;
     if (scope.origin != 0) {
         resolved = ReadDeclInfo(scope.origin, &scope.name, nullptr, nullptr);
@@ -40,7 +40,6 @@ u32 Dwarf2File::BuildScope(const CompileUnitInfo* unit, DIEInfo* die, const Abbr
     if (scope.specification != 0) {
         resolved = ReadDeclInfo(scope.specification, &scope.name, nullptr, nullptr);
     }
-    FinishDieAttributes(decl, die);
     // Without both addresses there is no code: a declaration, or an abstract instance.
     if (!scope.hasHigh || !scope.hasLow) {
         return m_debug_info.Pos();
@@ -62,13 +61,11 @@ u32 Dwarf2File::BuildScope(const CompileUnitInfo* unit, DIEInfo* die, const Abbr
     return m_debug_info.Pos();
 }
 
-void Dwarf2File::ReadScopeAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, ScopeAttributes& scope)
+void Dwarf2File::ReadScopeAttributes(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
+                                     ScopeAttributes& scope)
 {
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+    ReadEntry(unit, die, decl, dump, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
-        case AT_sibling:
-            read.To(die->sibling);
-            break;
         case AT_name:
             if (const AttrValue* got = read()) {
                 scope.name = got->Text();
@@ -120,10 +117,10 @@ const char* Dwarf2File::FunctionName(const DbgSymContext& context, const char* n
         if (srcFile == nullptr) {
             return "no_name";
         }
-        // A long path costs as much for each function without a name.
-        std::string cut;
+        // A long path costs as much for each function without a name. Its tail holds the name, or the tail of that.
         const std::string& path = srcFile->GetPath();
-        VFKFile::GetFilename(path.size() < kLongPath ? path : CopyableText(path.c_str(), cut), buffer, true, false);
+        const bool whole = path.size() <= kLongPath || m_budget.Spend(path.size(), Budget::kByteCopied);
+        VFKFile::GetFilename(whole ? path : path.substr(path.size() - kLongPath), buffer, true, false);
         return buffer.c_str();
     }
     DIEInfo* row = FindDieInfo(resolved);
@@ -159,51 +156,19 @@ const char* Dwarf2File::ClassName(const DIEInfo& row)
 
 u32 Dwarf2File::ReadDeclInfo(u32 offset, const char** nameOut, u32* typeOut, bool* artificialOut)
 {
-    const DeclInfo result = ReadDeclChain(offset);
-    if (result.hasName) {
-        *nameOut = result.name;
-    }
-    if (typeOut != nullptr && result.hasType) {
-        *typeOut = result.type;
-    }
-    if (artificialOut != nullptr && result.hasArtificial) {
-        *artificialOut = result.artificial;
-    }
-    return result.end;
-}
-
-DeclInfo Dwarf2File::ReadDeclChain(u32 offset)
-{
-    // A chain of AT_specification is followed in a loop and ends at its first repetition; what a
-    // later DIE says replaces what an earlier one said.
-    DeclInfo result;
+    // A chain of AT_specification ends at its first repetition; what a later DIE says replaces what an earlier
+    // one said.
+    u32 end = offset;
     ChainGuard seen;
-    LongChain<DeclInfo> links;
-    for (u32 next = offset;;) {
-        if (const DeclInfo* known = m_longChains.Find(next)) {
-            links.SetRest(*known);
-            result.AddFurther(*known);
-            break;
-        }
-        if (!seen.Add(next)) {
-            return result;
-        }
-        const u32 link = next;
-        DeclInfo own;
-        next = ReadDecl(link, own);
-        result.AddFurther(own);
-        links.Add(link, own);
-        if (next == 0) {
-            break;
-        }
+    for (u32 link = offset; link != 0 && seen.Add(link) && m_budget.Spend(1, Budget::kLink);) {
+        end = link;
+        link = ReadDecl(link, nameOut, typeOut, artificialOut);
     }
-    links.Keep(m_longChains);
-    return result;
+    return end;
 }
 
-u32 Dwarf2File::ReadDecl(u32 offset, DeclInfo& result)
+u32 Dwarf2File::ReadDecl(u32 offset, const char** nameOut, u32* typeOut, bool* artificialOut)
 {
-    result.end = offset;
     const CompileUnitInfo* unit = FindCompileUnit(offset);
     if (unit == nullptr) {
         return 0;
@@ -228,23 +193,20 @@ u32 Dwarf2File::ReadDecl(u32 offset, DeclInfo& result)
             break;
         case AT_name:
             if (const AttrValue* got = read()) {
-                result.hasName = true;
-                result.name = got->Text();
+                *nameOut = got->Text();
             }
             break;
         case AT_artificial:
-            if (const AttrValue* got = read()) {
-                result.hasArtificial = true;
-                result.artificial = got->value != 0;
+            if (const AttrValue* got = artificialOut == nullptr ? nullptr : read()) {
+                *artificialOut = got->value != 0;
             }
             break;
         case AT_specification:
             read.To(next);
             break;
         case AT_type:
-            if (const AttrValue* got = read()) {
-                result.hasType = true;
-                result.type = got->value;
+            if (typeOut != nullptr) {
+                read.To(*typeOut);
             }
             break;
         default:
@@ -259,65 +221,46 @@ void Dwarf2File::FillContextFromDie(const DIEInfo* die, DbgSymContext* context)
 {
     context->Clear();
     context->symFile = m_symFile->GetId();
-    // The climb starts at the parent: the DIE's own tag doesn't count.
-    ScopeWords scopes;
-    ChainGuard seen;
-    LongChain<ScopeWords> links;
-    for (u32 offset = die->parent; DIEInfo* row = FindDieInfo(offset); offset = row->parent) {
-        if (const ScopeWords* known = m_deepScopes.Find(offset)) {
-            links.SetRest(*known);
-            scopes.AddFurther(*known);
-            break;
-        }
-        if (!seen.Add(offset)) {
-            break;
-        }
-        if (!m_reading.Spend(1)) {
-            break;
-        }
-        ScopeWords own;
-        const bool further = ReadScopeWords(*row, own);
-        scopes.AddFurther(own);
-        links.Add(offset, own);
-        if (!further || row->infoOffset == row->parent) {
-            break;
-        }
-    }
-    if (links.Keep(m_deepScopes)) {
-        MarkClimb(die->parent, seen.Count());
-    }
+    const ScopeWords scopes = ScopesOf(die->parent); // the DIE's own tag doesn't count
     context->subScope = scopes.block;
     context->funcScope = scopes.function;
     context->fileScope = scopes.file;
 }
 
-bool Dwarf2File::ReadScopeWords(const DIEInfo& row, ScopeWords& scopes)
+ScopeWords Dwarf2File::ScopesOf(u32 parent)
+{
+    // A walk reads rising offsets, so a parent lies below its child, or is the DIE itself: the climb ends.
+    ScopeWords scopes;
+    std::vector<const DIEInfo*> climbed;
+    for (u32 offset = parent, last = kNone; offset < last; last = std::exchange(offset, climbed.back()->parent)) {
+        if (const ScopeWords* known = m_scopes.Find(offset)) {
+            scopes = *known;
+            break;
+        }
+        const DIEInfo* row = FindDieInfo(offset);
+        if (row == nullptr || !m_budget.Spend(1, Budget::kLink)) {
+            break;
+        }
+        climbed.push_back(row);
+    }
+    for (; !climbed.empty(); climbed.pop_back()) {
+        EnterScope(*climbed.back(), scopes);
+        m_scopes[climbed.back()->infoOffset] = scopes;
+    }
+    return scopes;
+}
+
+void Dwarf2File::EnterScope(const DIEInfo& row, ScopeWords& scopes)
 {
     const CompileUnitInfo* unit = FindCompileUnit(row.infoOffset);
     const AbbrevDecl* decl = unit == nullptr ? nullptr : FindAbbrevDecl(unit->abbrevOffset, row.abbrIndex);
-    if (decl == nullptr) {
-        return true;
-    }
-    switch (decl->tag) {
-    case TAG_lexical_block:
+    const u32 tag = decl == nullptr ? u32{TAG_invalid} : decl->tag;
+    if (tag == TAG_lexical_block) {
         scopes.block = row.infoOffset;
-        return true;
-    case TAG_subprogram:
+    } else if (tag == TAG_subprogram && scopes.function == kNone) {
         scopes.function = row.infoOffset;
-        return true;
-    case TAG_compile_unit:
-        scopes.file = row.infoOffset;
-        return false;
-    default:
-        return true;
-    }
-}
-
-void Dwarf2File::MarkClimb(u32 offset, u32 count)
-{
-    // A change of a parent among the rows that lead up to what is kept makes that worthless.
-    for (DIEInfo* row = FindDieInfo(offset); row != nullptr && count != 0; row = FindDieInfo(row->parent), --count) {
-        row->flags |= DIEInfo::kDieInDeepClimb;
+    } else if (tag == TAG_compile_unit) {
+        scopes = {kNone, kNone, row.infoOffset};
     }
 }
 
@@ -326,8 +269,8 @@ void Dwarf2File::SetParent(DIEInfo* row, u32 parent)
     if (row->parent == parent) {
         return;
     }
-    if ((row->flags & DIEInfo::kDieInDeepClimb) != 0) {
-        m_deepScopes.Clear();
+    if (m_scopes.Find(row->infoOffset) != nullptr) {
+        m_scopes.Clear(); // what is known of the places below it
     }
     ForgetWalk(*row); // walking the unit anew would put the parent back
     row->parent = parent;
@@ -343,11 +286,11 @@ void Dwarf2File::SetSibling(DIEInfo* row, u32 sibling)
 
 void Dwarf2File::ForgetWalk(const DIEInfo& row)
 {
-    if (row.Generation() == 0) {
+    if (row.parent == kNone) {
         return;
     }
-    const auto walked = m_walkedUnits.find(row.parent);
-    if (walked != m_walkedUnits.end() && walked->second.generation == row.Generation()) {
-        walked->second.generation = 0;
+    CompileUnitInfo* unit = FindCompileUnit(row.parent);
+    if (unit != nullptr && unit->FirstDie() == row.parent && row.infoOffset < unit->walked) {
+        unit->walked = 0;
     }
 }

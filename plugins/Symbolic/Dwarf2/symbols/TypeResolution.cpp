@@ -1,18 +1,14 @@
 // From the value of an AT_type to what the engine needs to know of the type, loading it in the
 // middle of the running walk if it isn't there yet.
 #include "image/Dwarf2File.h"
+#include "index/Cursor.h"
 #include "index/NestedLoad.h"
 #include "interfaces/DbgSymSymFile.h"
 #include "symbols/TypeRef.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace {
-
-/// What a link of a long chain of const and volatile costs of the reading that a file may cause, where nothing
-/// can be kept of it.
-constexpr u32 kLinkCost = 16;
 
 /// Marks a type as being loaded for the length of a scope.
 class BeingLoaded {
@@ -55,97 +51,39 @@ bool Dwarf2File::LookupStoredType(u32 offset, TypeRef* ref)
     return static_cast<bool>(type);
 }
 
-ModifierEnd Dwarf2File::FindModifier(u32 offset) const
+u32 Dwarf2File::LookupTypeModifier(u32 offset, TypeRef* ref) const
 {
-    if (const u32* next = m_constTypeMap.Find(offset)) {
-        return {*next, kQualifierConst};
+    const u32* target = m_constTypeMap.Find(offset);
+    u16 qualifier = kQualifierConst;
+    if (target == nullptr) {
+        target = m_volatileTypeMap.Find(offset);
+        qualifier = kQualifierVolatile;
     }
-    if (const u32* next = m_volatileTypeMap.Find(offset)) {
-        return {*next, kQualifierVolatile};
+    if (target == nullptr) {
+        return kNone;
     }
-    return {};
+    ref->qualifiers |= qualifier;
+    ref->udtId = *target;
+    return *target;
 }
 
 void Dwarf2File::ResolveType(u32 offset, TypeRef* ref)
 {
     // A chain of const and volatile ends at its first repetition, with what was gathered.
-    constexpr u32 kShort = 16;
     ChainGuard seen;
-    ModifierLinks links; // behind the first few
-    for (bool ended = LookupTypeRef(offset, ref); !ended;) {
-        if (!seen.Add(offset)) {
-            if (!links.empty()) {
-                KeepClosedChain(offset, links);
-            }
+    while (!LookupTypeRef(offset, ref)) {
+        if (!seen.Add(offset) || LookupStoredType(offset, ref)) {
             return;
         }
-        if (LookupStoredType(offset, ref)) {
-            break;
-        }
-        const ModifierEnd* known = m_modifierEnds.Find(offset);
-        const ModifierEnd step = known != nullptr ? *known : FindModifier(offset);
-        if (step.qualifiers != 0) {
-            ref->qualifiers |= step.qualifiers;
-            ref->udtId = step.offset;
-        }
-        if (step.offset == kNone) {
-            m_reading.Spend(kLinkCost * links.size()); // all of it is walked again by who comes next
+        const u32 next = LookupTypeModifier(offset, ref);
+        if (next == kNone) {
             LoadMissingType(offset, ref);
             return;
         }
-        if (known != nullptr && step.offset == offset) {
-            break; // once around
+        if (!m_budget.Spend(1, Budget::kLink)) {
+            return;
         }
-        if (seen.Count() > kShort) {
-            links.emplace_back(offset, step.qualifiers);
-        }
-        offset = step.offset;
-        ended = LookupTypeRef(offset, ref);
-    }
-    KeepModifierEnd(links.begin(), links.end(), offset);
-}
-
-void Dwarf2File::KeepModifierEnd(ModifierLinks::const_iterator first, ModifierLinks::const_iterator last, u32 end)
-{
-    u16 qualifiers = 0;
-    while (last != first) {
-        --last;
-        qualifiers |= last->second;
-        m_modifierEnds[last->first] = {end, qualifiers};
-    }
-}
-
-void Dwarf2File::KeepClosedChain(u32 entry, const ModifierLinks& links)
-{
-    // Whoever comes to one of the chain goes once around, back to where he came in.
-    ModifierEnd around = FindModifier(entry);
-    while (around.offset != entry) {
-        const ModifierEnd step = FindModifier(around.offset);
-        around = {step.offset, static_cast<u16>(around.qualifiers | step.qualifiers)};
-    }
-    try {
-        for (u32 link = entry;;) {
-            m_modifierEnds[link] = {link, around.qualifiers};
-            link = FindModifier(link).offset;
-            if (link == entry) {
-                break;
-            }
-        }
-    } catch (...) {
-        m_modifierEnds.Clear(); // half of it would end at the wrong place
-        throw;
-    }
-    const auto isEntry = [entry](const auto& link) { return link.first == entry; };
-    const auto closed = std::find_if(links.begin(), links.end(), isEntry);
-    if (closed != links.end()) {
-        KeepModifierEnd(links.begin(), closed, entry);
-    }
-}
-
-void Dwarf2File::ForgetModifierEnds(u32 offset)
-{
-    if (m_constTypeMap.Find(offset) != nullptr || m_volatileTypeMap.Find(offset) != nullptr) {
-        m_modifierEnds.Clear();
+        offset = next;
     }
 }
 

@@ -58,16 +58,12 @@ struct Dwarf2File::VariableAttributes {
 
 u32 Dwarf2File::BuildVariable(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump)
 {
-    if (decl == nullptr) {
-        return m_debug_info.Pos();
-    }
     die->flags |= DIEInfo::kDieBuilt;
     VariableAttributes variable(LittleEndian());
-    ReadVariableAttributes(unit, die, dump, variable);
+    ReadVariableAttributes(unit, die, decl, dump, variable);
     if (variable.origin != 0) {
         TakeFromOrigin(variable);
     }
-    FinishDieAttributes(decl, die);
     if (!variable.keep || variable.location.Size() == 0 || variable.name == nullptr) {
         return m_debug_info.Pos();
     }
@@ -87,14 +83,11 @@ u32 Dwarf2File::BuildVariable(const CompileUnitInfo* unit, DIEInfo* die, const A
     return m_debug_info.Pos();
 }
 
-void Dwarf2File::ReadVariableAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump,
+void Dwarf2File::ReadVariableAttributes(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
                                         VariableAttributes& variable)
 {
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+    ReadEntry(unit, die, decl, dump, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
-        case AT_sibling:
-            read.To(die->sibling);
-            break;
         case AT_location:
             if (const AttrValue* got = read()) {
                 ReadLocation(unit, die, *got, variable.location);
@@ -143,9 +136,9 @@ void Dwarf2File::ReadLocation(const CompileUnitInfo* unit, const DIEInfo* die, c
 
 void Dwarf2File::TakeLocationBytes(const AttrValue& value, VFKDataString& bytes)
 {
-    // A form that delivers text reaches far behind its own bytes, and so may that of every DIE.
+    // A text form reaches far behind its own bytes, and every DIE may have one.
     const std::string_view block = BlockBytes(value);
-    if (m_copying.Take(block.size())) {
+    if (m_budget.Spend(block.size(), Budget::kByteCopied)) {
         bytes.bytes = block;
     }
 }
@@ -179,17 +172,10 @@ u32 Dwarf2File::BuildInheritance(const CompileUnitInfo* unit, DIEInfo* die, cons
 u32 Dwarf2File::BuildMemberOrBase(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
                                   MemberRecord* member, bool isMember)
 {
-    if (decl == nullptr || member == nullptr) {
-        return m_debug_info.Pos();
-    }
     die->flags |= DIEInfo::kDieBuilt;
-    Seek(m_debug_abbrev, decl->offset + decl->headerSize);
     member->offsetValid = false;
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+    ReadEntry(unit, die, decl, dump, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
-        case AT_sibling:
-            read.To(die->sibling);
-            break;
         case AT_data_member_location:
             if (const AttrValue* got = read()) {
                 EvaluateMemberOffset(unit, die, *got, member);
@@ -207,7 +193,6 @@ u32 Dwarf2File::BuildMemberOrBase(const CompileUnitInfo* unit, DIEInfo* die, con
             break;
         }
     });
-    FinishDieAttributes(decl, die);
     return m_debug_info.Pos();
 }
 
@@ -220,7 +205,7 @@ void Dwarf2File::ReadMemberAttribute(u32 attribute, AttrReader& read, MemberReco
         }
         break;
     case AT_byte_size:
-        // Writes what AT_type writes as well: the later of the two stands.
+        // AT_type writes this too: the later of the two wins.
         read.To(member.type.byteSize);
         break;
     case AT_bit_offset:

@@ -1,0 +1,66 @@
+// Limits the work that a file can cause, in proportion to its size.
+#include "image/Budget.h"
+
+#include "image/Dwarf2File.h"
+#include "index/Cursor.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr u64 kBase = u64{16} << 20;
+constexpr u64 kReadings = 256;
+
+} // namespace
+
+void Dwarf2File::FillBudget()
+{
+    // One reading of a section is as many steps as it has bytes, and at most as many pairs again. A
+    // request may read a unit many times over (see RequestIsSpent). Compilers' output mostly needs one to
+    // two readings in all; one unit with thousands of classes and pointers to their members needs
+    // hundreds, for which there is more up to a fixed amount.
+    constexpr u64 kMoreReadings = 2048;
+    constexpr u64 kMostMore = u64{1} << 30;
+    const u64 size = u64{m_debug_info.Size()} + m_debug_line.Size() + m_debug_loc.Size();
+    m_budget.Fill(kBase + kReadings * size + std::min(kMoreReadings * size, kMostMore));
+}
+
+u64 Dwarf2File::CapitalOfDump() const
+{
+    return kBase +
+           kReadings * (u64{m_debug_info.Size()} + m_debug_abbrev.Size() + m_debug_str.Size() + m_debug_loc.Size());
+}
+
+void Dwarf2File::SpendOnAttributes(u32 pairs, u32 values)
+{
+    m_budget.Spend(u64{pairs} / 2 + values); // a pair has two bytes, unless its numbers are padded
+}
+
+u32 Dwarf2File::ReadCode()
+{
+    const u32 start = m_debug_info.Pos();
+    const u32 code = m_debug_info.Get32_ULEB128(4);
+    m_budget.Spend(m_debug_info.Pos() - start);
+    return code;
+}
+
+bool Dwarf2File::EndIfSpent()
+{
+    if (!m_budget.IsSpent()) [[likely]] {
+        return false;
+    }
+    Seek(m_debug_info, kNone);
+    return true;
+}
+
+const char* Dwarf2File::CopyableText(const char* text, std::string& cut)
+{
+    constexpr std::size_t kAlways = 256;
+    if (strnlen(text, kAlways) < kAlways ||
+        m_budget.Spend(strnlen(text, m_budget.Left() / Budget::kByteCopied + 1), Budget::kByteCopied)) {
+        return text;
+    }
+    cut.assign(text, kAlways);
+    return cut.c_str();
+}

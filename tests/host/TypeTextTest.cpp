@@ -1,0 +1,134 @@
+// host/TypeText.cpp: names and layouts of types.
+#include "host/TypeText.h"
+
+#include "interfaces/DbgSymSymFile.h"
+
+#include <gtest/gtest.h>
+#include <string>
+
+namespace {
+
+class TypeTextTest : public testing::Test {
+protected:
+    static constexpr DbgTypeDescription kInt{kBaseInt, 0, kNone};
+    static constexpr DbgTypeDescription kChar{kBaseUnsignedChar, 0, kNone};
+
+    /// @param info null for a type without one.
+    template <typename Info>
+    DbgTypeDescription Add(u32 id, const char* name, u32 size, Info* info)
+    {
+        const auto type = DbgUserDefinedVarType::CreateSharedPtr(id, name, size);
+        type->SetTypeInfo(info);
+        store.AddUserDefinedType(type);
+        return {kBaseUserDefined, 0, id};
+    }
+    DbgTypeDescription Pointer(u32 id, DbgTypeDescription to)
+    {
+        return Add(id, nullptr, 4, new DbgUDTInfoPointer(&store, "", 0, to.baseType, to.qualifiers, to.udtId));
+    }
+    DbgTypeDescription Array(u32 id, DbgTypeDescription of, u32 lower, u32 upper)
+    {
+        return Add(id, nullptr, 0,
+                   new DbgUDTInfoArray(&store, of.baseType, of.qualifiers, of.udtId, lower, upper, 4, 0));
+    }
+    DbgTypeDescription Typedef(u32 id, const char* name, DbgTypeDescription of, u32 size = 4)
+    {
+        return Add(id, name, size, new DbgUDTInfoTypedef(&store, of.baseType, of.qualifiers, of.udtId));
+    }
+    static DbgTypeDescription With(DbgTypeDescription type, u16 qualifiers)
+    {
+        type.qualifiers = qualifiers;
+        return type;
+    }
+    std::string Layout(u32 id, bool bigEndian = false)
+    {
+        std::string text;
+        TypeText(store, bigEndian).WriteLayout(*store.GetUserDefinedType(id), [&](auto line) { text += line; });
+        return text;
+    }
+    std::string Name(DbgTypeDescription type) { return TypeText(store, false).NameOf(type); }
+
+    DbgSymSymFile store{"a.axf", 1};
+};
+
+TEST_F(TypeTextTest, QualifiersStandWhereTheyBind)
+{
+    constexpr u16 kBoth = kQualifierConst | kQualifierVolatile;
+    EXPECT_EQ(Name(With(kInt, kQualifierConst)), "const int");
+    EXPECT_EQ(Name(With(kInt, kBoth)), "const volatile int");
+    const DbgTypeDescription pointer = Pointer(1, With(kInt, kQualifierConst));
+    EXPECT_EQ(Name(pointer), "const int *");
+    EXPECT_EQ(Name(With(pointer, kQualifierVolatile)), "const int * volatile");
+    EXPECT_EQ(Name(Pointer(2, With(pointer, kQualifierConst))), "const int * const *");
+    EXPECT_EQ(Name(Pointer(3, pointer)), "const int **");
+    const DbgTypeDescription array = Array(4, kInt, 0, 3);
+    EXPECT_EQ(Name(array), "int [4]");
+    EXPECT_EQ(Name(With(array, kBoth)), "int [4] const volatile");
+    EXPECT_EQ(Name(Array(5, pointer, 2, 3)), "const int * [2]");
+    EXPECT_EQ(Name(With(Typedef(6, "word", kInt), kQualifierConst)), "const word");
+    EXPECT_EQ(Name({kBaseUserDefined, 0, 0x77}), "type 0x00000077");
+    EXPECT_EQ(Name({static_cast<DbgVariableBaseType>(0x99), 0, kNone}), "?");
+}
+
+TEST_F(TypeTextTest, AChainOfReferencesEnds)
+{
+    const DbgTypeDescription self = Pointer(1, {kBaseUserDefined, 0, 1});
+    const std::string name = Name(self);
+    EXPECT_EQ(name.substr(0, 5), "... *");
+    EXPECT_LT(name.size(), 100u);
+}
+
+TEST_F(TypeTextTest, AStructShowsItsBitsHolesAndPadding)
+{
+    auto* members = new DbgUDTInfoMembers;
+    const DbgTypeDescription inner = Add(0x20, nullptr, 4, new DbgUDTInfoEnum32(&store));
+    members->AddMember(&store, "last", 4, kInt.baseType, 0, 8, kNone, 0, 0);
+    members->AddMember(&store, "low", 4, kInt.baseType, 0, 0, kNone, 3, 29);
+    members->AddMember(&store, "high", 4, kInt.baseType, 0, 0, kNone, 5, 22);
+    members->AddMember(&store, nullptr, 0, kBaseUserDefined, 0, 12, inner.udtId, 0, 0);
+    const auto type = DbgUserDefinedVarType::CreateSharedPtr(0x10, "s", 20);
+    type->SetTypeInfo(members, kUdtStruct);
+    store.AddUserDefinedType(type);
+    EXPECT_EQ(Layout(0x10), "struct s  size 20  id 0x00000010\n"
+                            "  offset    size  bits    type                        name\n"
+                            "       0       4  0-2     int                         low\n"
+                            "       0       0  2 bits  <hole>\n"
+                            "       0       4  5-9     int                         high\n"
+                            "       1       0  54 bits <hole>\n"
+                            "       8       4          int                         last\n"
+                            "      12       4          enum 0x00000020             (anonymous)\n"
+                            "      16       4          <padding>\n");
+    // From the most significant bit on.
+    EXPECT_NE(Layout(0x10, true)
+                  .find("       0       0  22 bits <hole>\n"
+                        "       0       4  5-9     int "),
+              std::string::npos);
+}
+
+TEST_F(TypeTextTest, HeadsSayWhatATypeIs)
+{
+    EXPECT_EQ((Typedef(1, "int", kInt), Layout(1)), "base int  size 4  id 0x00000001\n");
+    EXPECT_EQ((Typedef(2, "word", {kBaseUserDefined, kQualifierConst, 1}), Layout(2)),
+              "typedef word = const int  size 4  id 0x00000002\n");
+    auto* values = new DbgUDTInfoEnum32(&store);
+    values->AddEnumValue(-1, "NONE");
+    values->AddEnumValue(7, "SEVEN");
+    Add(3, nullptr, 1, values);
+    EXPECT_EQ(Layout(3), "enum (no name)  size 1  id 0x00000003\n"
+                         "           -1  NONE\n"
+                         "            7  SEVEN\n");
+    EXPECT_TRUE(IsListed(*store.GetUserDefinedType(3)));
+    Pointer(4, kChar);
+    EXPECT_FALSE(IsListed(*store.GetUserDefinedType(4)));
+    EXPECT_EQ(Layout(4), "unsigned char *  size 4  id 0x00000004\n");
+    // Equal but for the id.
+    auto* same = new DbgUDTInfoEnum32(&store);
+    same->AddEnumValue(-1, "NONE");
+    same->AddEnumValue(7, "SEVEN");
+    Add(5, nullptr, 1, same);
+    const TypeText text(store, false);
+    EXPECT_EQ(text.LayoutHash(*store.GetUserDefinedType(3)), text.LayoutHash(*store.GetUserDefinedType(5)));
+    EXPECT_NE(text.LayoutHash(*store.GetUserDefinedType(3)), text.LayoutHash(*store.GetUserDefinedType(1)));
+}
+
+} // namespace
