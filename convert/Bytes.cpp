@@ -103,10 +103,12 @@ ByteView ByteReader::Block(u64 count)
 
 void ByteWriter::Number(u64 value, u32 width)
 {
+    u8 bytes[8];
     for (u32 i = 0; i < width; ++i) {
         const u32 shift = 8 * (m_bigEndian ? width - 1 - i : i);
-        m_bytes.push_back(static_cast<u8>(value >> shift));
+        bytes[i] = static_cast<u8>(value >> shift);
     }
+    m_bytes.insert(m_bytes.end(), bytes, bytes + width);
 }
 
 void ByteWriter::Uleb(u64 value)

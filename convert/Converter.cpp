@@ -48,7 +48,7 @@ public:
         , m_definitions(m_units)
         , m_frames(dwarf)
         , m_locations(dwarf, m_frames, program.BigEndian())
-        , m_info(program.BigEndian())
+        , m_info(program.BigEndian(), FindDebugSection(dwarf, ".debug_str").bytes)
         , m_lines(program.BigEndian())
         , m_lists(program.BigEndian())
         , m_macros(program.BigEndian())

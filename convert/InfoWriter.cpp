@@ -44,8 +44,9 @@ void AppendUleb(std::string& key, u32 value)
 
 } // namespace
 
-InfoWriter::InfoWriter(bool bigEndian)
-    : m_info(bigEndian)
+InfoWriter::InfoWriter(bool bigEndian, ByteView stableTexts)
+    : m_stableTexts(stableTexts)
+    , m_info(bigEndian)
     , m_abbreviations(bigEndian)
     , m_texts(bigEndian)
 {
@@ -269,10 +270,14 @@ bool InfoWriter::IsAt(u32 offset, std::string_view text) const
 u32 InfoWriter::OffsetOfText(std::string_view text)
 {
     const auto isText = [&](u32 offset) { return IsAt(offset, text); };
-    const u64 place = reinterpret_cast<std::uintptr_t>(text.data());
-    u32 offset = m_textOf.Find(place, isText);
-    if (offset != kNone) {
-        return offset;
+    const std::uintptr_t place = reinterpret_cast<std::uintptr_t>(text.data());
+    const bool isStable = place - reinterpret_cast<std::uintptr_t>(m_stableTexts.data) < m_stableTexts.size;
+    u32 offset = kNone;
+    if (isStable) {
+        offset = m_textOf.Find(place, [](u32) { return true; });
+        if (offset != kNone) {
+            return offset;
+        }
     }
     const u64 hash = std::hash<std::string_view>{}(text);
     offset = m_textOffsets.Find(hash, isText);
@@ -284,7 +289,9 @@ u32 InfoWriter::OffsetOfText(std::string_view text)
         m_texts.Text(text);
         m_textOffsets.Add(hash, offset);
     }
-    m_textOf.Add(place, offset);
+    if (isStable) {
+        m_textOf.Add(place, offset);
+    }
     return offset;
 }
 

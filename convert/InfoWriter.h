@@ -24,7 +24,8 @@ struct PlacedUnit {
 /// filled in at the end.
 class InfoWriter {
 public:
-    explicit InfoWriter(bool bigEndian);
+    /// @param stableTexts where texts stay as long as this lives, so that their place tells them apart.
+    InfoWriter(bool bigEndian, ByteView stableTexts);
 
     /// Writes a tree whose entry 0 is the unit's own. References to nodes without an entry throw Failure, as does a
     /// section beyond 4 GiB.
@@ -53,6 +54,7 @@ private:
     u32 OffsetOfText(std::string_view text);
     bool IsAt(u32 offset, std::string_view text) const;
 
+    ByteView m_stableTexts;
     ByteWriter m_info;
     ByteWriter m_abbreviations;
     ByteWriter m_texts;
@@ -60,7 +62,7 @@ private:
     std::vector<u32> m_codeOf;                    ///< by entry of the tree that is being written
     std::vector<u32> m_behind;                    ///< likewise: where what follows its children begins
     FlatTable m_textOffsets;                      ///< by hash
-    FlatTable m_textOf; ///< by place of the text in memory, which is no promise of what it says
+    FlatTable m_textOf;                           ///< by place of a stable text in memory
     std::vector<Fixup> m_fixups;
     std::vector<std::pair<EntryKey, u32>> m_placed;
 };

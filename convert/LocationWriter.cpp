@@ -38,19 +38,19 @@ u32 LocationWriter::Write(const std::vector<LocationPiece>& pieces, u32 base)
     const ByteWriter list = ListBytes(pieces, base, m_out.BigEndian());
     const ByteView bytes = list.View();
     const u64 hash = std::hash<std::string_view>()({reinterpret_cast<const char*>(bytes.data), bytes.size});
-    const auto [first, last] = m_written.equal_range(hash);
-    for (auto known = first; known != last; ++known) {
-        const ByteView there = m_out.View().From(known->second, bytes.size);
-        if (there.size == bytes.size && std::memcmp(there.data, bytes.data, bytes.size) == 0) {
-            return known->second;
-        }
+    const u32 known = m_written.Find(hash, [&](u32 offset) {
+        const ByteView there = m_out.View().From(offset, bytes.size);
+        return there.size == bytes.size && std::memcmp(there.data, bytes.data, bytes.size) == 0;
+    });
+    if (known != kNone) {
+        return known;
     }
     if (bytes.size > kMaxSection - m_out.Size()) {
         throw Failure("the location lists would be more than 4 GiB");
     }
     const u32 offset = m_out.Size();
     m_out.Append(bytes);
-    m_written.emplace(hash, offset);
+    m_written.Add(hash, offset);
     return offset;
 }
 

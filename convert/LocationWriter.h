@@ -2,10 +2,10 @@
 #pragma once
 
 #include "convert/Bytes.h"
+#include "convert/FlatTable.h"
 #include "convert/Locations.h"
 #include "interfaces/Types.h"
 
-#include <unordered_map>
 #include <vector>
 
 namespace convert {
@@ -29,7 +29,7 @@ public:
 
 private:
     ByteWriter m_out;
-    std::unordered_multimap<u64, u32> m_written; ///< by hash of the list's bytes
+    FlatTable m_written; ///< by hash of the list's bytes
 };
 
 } // namespace convert

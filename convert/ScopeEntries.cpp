@@ -357,7 +357,7 @@ void UnitConverter::AddVariable(u32 node, u32 parent, std::optional<AddressRange
     const bool isParameter = m_unit.Tag(node) == DW_TAG_formal_parameter;
     const u32 tag = isParameter ? DW_TAG_formal_parameter : DW_TAG_variable;
     // A static variable of an inline function has its place, whatever became of the function.
-    const Location location = range ? Within(LocationOf(node), *range) : LocationOf(node);
+    const Location& location = LocationOf(node);
     const u32 entry = m_tree.AddFor(parent, tag, node);
     if (!range || !AddOrigin(node)) {
         NameAndType(node, m_names.Own(node), true);
@@ -432,24 +432,27 @@ void UnitConverter::AddFileVariable(u32 node)
 /// @return true if the attribute says a place.
 bool UnitConverter::LocationAttribute(u32 name, const Location& location, std::optional<AddressRange> range)
 {
-    const Location within = range ? Within(location, *range) : location;
-    switch (within.kind) {
+    switch (location.kind) {
     case Location::Kind::None:
         return false;
     case Location::Kind::Whole:
-        m_tree.Block(name, {within.expression.data(), within.expression.size()});
+        m_tree.Block(name, {location.expression.data(), location.expression.size()});
         return true;
     case Location::Kind::Constant:
         if (name == DW_AT_location) {
-            if (within.expression.empty()) {
-                m_tree.Signed(DW_AT_const_value, within.value);
+            if (location.expression.empty()) {
+                m_tree.Signed(DW_AT_const_value, location.value);
             } else {
-                m_tree.Block(DW_AT_const_value, {within.expression.data(), within.expression.size()});
+                m_tree.Block(DW_AT_const_value, {location.expression.data(), location.expression.size()});
             }
         }
         return false;
     case Location::Kind::List:
         break;
+    }
+    const Location within = range ? Within(location, *range) : location;
+    if (within.kind != Location::Kind::List) {
+        return false;
     }
     if (within.pieces.size() == 1 && range && within.pieces[0].begin <= range->begin &&
         within.pieces[0].end >= range->end) {

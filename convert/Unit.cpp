@@ -272,9 +272,11 @@ std::optional<Dwarf_Attribute> Unit::Get(u32 node, u32 attribute) const
 
 bool Unit::Flag(u32 node, u32 attribute) const
 {
-    std::optional<Dwarf_Attribute> found = Get(node, attribute);
-    bool value = false;
-    return found && dwarf_formflag(&*found, &value) == 0 && value;
+    const Attribute* const found = Find(node, attribute);
+    if (found == nullptr) {
+        return false;
+    }
+    return found->form == DW_FORM_flag_present || (found->form == DW_FORM_flag && *found->value != 0);
 }
 
 std::string_view Unit::Text(u32 node, u32 attribute) const
@@ -286,12 +288,16 @@ std::string_view Unit::Text(u32 node, u32 attribute) const
 
 std::optional<u64> Unit::Number(u32 node, u32 attribute) const
 {
-    std::optional<Dwarf_Attribute> found = Get(node, attribute);
-    Dwarf_Word value = 0;
-    if (!found || dwarf_formudata(&*found, &value) != 0) {
+    const Attribute* const found = Find(node, attribute);
+    if (found == nullptr) {
         return std::nullopt;
     }
-    return value;
+    if (found->form == DW_FORM_data1) { // by far the most frequent
+        return *found->value;
+    }
+    Dwarf_Attribute shown = Public(*found);
+    Dwarf_Word value = 0;
+    return dwarf_formudata(&shown, &value) == 0 ? std::optional<u64>(value) : std::nullopt;
 }
 
 std::optional<i64> Unit::Signed(u32 node, u32 attribute) const
