@@ -1,7 +1,6 @@
 // Qualified names, and types as text.
 #include "convert/Names.h"
 
-#include <cstdlib>
 #include <utility>
 
 namespace convert {
@@ -19,6 +18,29 @@ constexpr std::string_view kAnonymousNamespace = "(anonymous namespace)";
 bool LacksArguments(std::string_view name)
 {
     return !name.empty() && name.back() != '>';
+}
+
+/// The entries around one, the unit's own first. (libdw's look-up of scopes passes over unions.)
+std::vector<Dwarf_Die> ScopesAround(Dwarf_Die die)
+{
+    std::vector<Dwarf_Die> scopes;
+    const Dwarf_Off wanted = dwarf_dieoffset(&die);
+    Dwarf_Die at;
+    if (dwarf_cu_die(die.cu, &at, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr) == nullptr) {
+        return scopes;
+    }
+    while (dwarf_dieoffset(&at) < wanted && scopes.size() < kMaxDepth) {
+        scopes.push_back(at);
+        Dwarf_Die child;
+        if (dwarf_child(&at, &child) != 0) {
+            break;
+        }
+        at = child; // the last child that doesn't begin behind the entry has it, or is it
+        while (dwarf_siblingof(&child, &child) == 0 && dwarf_dieoffset(&child) <= wanted) {
+            at = child;
+        }
+    }
+    return scopes;
 }
 
 } // namespace
@@ -349,20 +371,20 @@ std::string QualifiedName(Dwarf_Die die)
     if (text.empty()) {
         return text;
     }
-    Dwarf_Die* scopes = nullptr;
-    const int count = dwarf_getscopes_die(&declaration, &scopes);
-    for (int i = 1; i < count && text.size() < kMaxText; ++i) {
-        const u32 tag = static_cast<u32>(dwarf_tag(&scopes[i]));
-        const char* const name = IsNamingScope(tag) ? dwarf_diename(&scopes[i]) : nullptr;
-        const std::string_view scope = ScopeName(tag, name == nullptr ? "" : name);
-        if (IsNamingScope(tag) && scope.empty()) {
+    const std::vector<Dwarf_Die> scopes = ScopesAround(declaration);
+    for (auto at = scopes.rbegin(); at != scopes.rend() && text.size() < kMaxText; ++at) {
+        Dwarf_Die scope = *at;
+        const u32 tag = static_cast<u32>(dwarf_tag(&scope));
+        if (!IsNamingScope(tag)) {
+            continue;
+        }
+        const char* const word = dwarf_diename(&scope);
+        const std::string_view name = ScopeName(tag, word == nullptr ? "" : word);
+        if (name.empty()) {
             break;
         }
-        if (IsNamingScope(tag)) {
-            text = std::string(scope) + "::" + text;
-        }
+        text = std::string(name) + "::" + text;
     }
-    std::free(scopes); // NOLINT: libdw's
     return text;
 }
 
