@@ -20,4 +20,7 @@ struct AddressRange {
 /// Sorted, disjoint, none touching the next.
 using AddressRanges = std::vector<AddressRange>;
 
+/// Makes any ranges such ones, of the same addresses.
+AddressRanges Disjoint(AddressRanges ranges);
+
 } // namespace convert

@@ -10,7 +10,7 @@ namespace convert {
 
 namespace {
 
-constexpr u32 kMaxDepth = 64;
+constexpr u32 kMaxDepth = 64; ///< of scopes in scopes
 
 u64 HashOf(u32 tag, std::string_view name)
 {
@@ -82,7 +82,7 @@ void Definitions::Walk(Dwarf_Die scope, const std::string& prefix, u32 depth)
         if (tag != DW_TAG_enumeration_type) {
             Walk(child, name.empty() && !isNested ? prefix : qualified + "::", depth + 1);
         }
-    } while (dwarf_siblingof(&child, &child) == 0);
+    } while (NextSibling(child));
 }
 
 void Definitions::Take(Dwarf_Die die, std::string_view qualifiedName)

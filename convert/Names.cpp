@@ -8,6 +8,7 @@ namespace convert {
 namespace {
 
 constexpr u32 kMaxDepth = 64;            ///< of scopes, of declarations, of types in types
+constexpr u32 kMaxScopes = 256;          ///< around one entry; those further out go unnamed
 constexpr std::size_t kMaxText = 16'384; ///< of a name that is put together
 
 constexpr std::string_view kNone = ""; ///< a name that has been looked for
@@ -36,7 +37,7 @@ std::vector<Dwarf_Die> ScopesAround(Dwarf_Die die)
             break;
         }
         at = child; // the last child that doesn't begin behind the entry has it, or is it
-        while (dwarf_siblingof(&child, &child) == 0 && dwarf_dieoffset(&child) <= wanted) {
+        while (NextSibling(child) && dwarf_dieoffset(&child) <= wanted) {
             at = child;
         }
     }
@@ -54,6 +55,12 @@ bool IsClass(u32 tag)
 bool IsNamingScope(u32 tag)
 {
     return tag == DW_TAG_namespace || tag == DW_TAG_module || IsClass(tag);
+}
+
+bool NextSibling(Dwarf_Die& die)
+{
+    const Dwarf_Off before = dwarf_dieoffset(&die);
+    return dwarf_siblingof(&die, &die) == 0 && dwarf_dieoffset(&die) > before;
 }
 
 std::string_view ScopeName(u32 tag, std::string_view name)
@@ -179,8 +186,13 @@ std::string Names::Prefix(u32 node)
     if (scope == kNoNode || scope == 0) {
         return {};
     }
-    // What is in a class without a name goes by its own, as debuggers have it.
+    if (m_depth == kMaxScopes) {
+        return {};
+    }
+    ++m_depth;
     const std::string_view qualified = Qualified(scope);
+    --m_depth;
+    // What is in a class without a name goes by its own, as debuggers have it.
     return qualified.empty() ? std::string() : std::string(qualified) + "::";
 }
 

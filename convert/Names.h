@@ -16,6 +16,9 @@ namespace convert {
 bool IsNamingScope(u32 tag);
 bool IsClass(u32 tag); ///< structures, unions and interfaces too
 
+/// Goes to the next entry of the level. False at its end, and where a damaged AT_sibling leads back.
+bool NextSibling(Dwarf_Die& die);
+
 /// The name of a namespace or class as a prefix of others: a namespace without a name is "(anonymous namespace)".
 std::string_view ScopeName(u32 tag, std::string_view name);
 
@@ -51,6 +54,7 @@ private:
     std::string Parameters(u32 subroutine, bool method, u32 depth);
 
     const Unit& m_unit;
+    u32 m_depth = 0;                             ///< of scopes in scopes whose names are being put together
     bool m_demangled = false;                    ///< types as names of template instances have them: "char const*"
     std::deque<std::string> m_made;              ///< names that are made of parts
     std::vector<std::string_view> m_ownOf;       ///< by node, where it has been asked for

@@ -5,6 +5,7 @@
 #include "convert/UnitConverter.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace convert {
 
@@ -54,7 +55,7 @@ AddressRanges UnitConverter::RangesOf(u32 node) const
             ranges.push_back({static_cast<u32>(begin), static_cast<u32>(std::min<u64>(end, kMaxAddress))});
         }
     }
-    return ranges;
+    return Disjoint(std::move(ranges));
 }
 
 void UnitConverter::NameAndType(u32 node, std::string_view name, bool hasType)
@@ -242,8 +243,8 @@ void UnitConverter::AddLocalTypes(u32 function, u32 entry)
 /// @param range the addresses of `parent`; none where there is no code.
 void UnitConverter::AddChildren(u32 node, u32 parent, std::optional<AddressRange> range, u32 depth)
 {
-    if (depth > kMaxNesting) {
-        LeaveOut("blocks", "nested too deep");
+    if (depth > kMaxNesting || m_tree.Count() > m_maxEntries) {
+        LeaveOut("blocks", "nested too deep, or in too many pieces");
         return;
     }
     m_unit.ForEachChild(node, [&](u32 child) {

@@ -8,7 +8,6 @@ namespace convert {
 namespace {
 
 constexpr u32 kPointerSize = 4;
-constexpr u32 kMaxCopies = 100'000; ///< of types in one unit
 
 /// The encodings of DWARF 2.0, for those that came later the one that is most like it.
 u64 Dwarf2Encoding(u64 encoding)
@@ -181,10 +180,10 @@ void UnitConverter::SizedType(u32 node, Target target)
 
 void UnitConverter::AddCopies()
 {
-    for (u32 made = 0; !m_copies.empty(); ++made) {
+    while (!m_copies.empty()) {
         const auto [entry, node] = m_copies.back();
         m_copies.pop_back();
-        if (made < kMaxCopies) {
+        if (m_tree.Count() < m_maxEntries) {
             m_tree.Set(entry, DW_AT_type, AddCopy(node));
         } else {
             m_tree.Set(entry, DW_AT_type, m_tree.EntryOf(node));

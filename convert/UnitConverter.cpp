@@ -10,6 +10,10 @@ namespace convert {
 
 namespace {
 
+/// What a unit's entries may become at most: pieces and copies multiply them.
+constexpr u32 kEntriesPerNode = 32;
+constexpr u32 kFreeEntries = 100'000;
+
 bool IsType(u32 tag)
 {
     switch (tag) {
@@ -54,21 +58,6 @@ bool IsFileScope(u32 tag)
            tag == DW_TAG_partial_unit || tag == DW_TAG_type_unit || tag == DW_TAG_skeleton_unit;
 }
 
-void Join(AddressRanges& ranges)
-{
-    std::sort(ranges.begin(), ranges.end(),
-              [](const AddressRange& a, const AddressRange& b) { return a.begin < b.begin; });
-    AddressRanges joined;
-    for (const AddressRange& range : ranges) {
-        if (!joined.empty() && range.begin <= joined.back().end) {
-            joined.back().end = std::max(joined.back().end, range.end);
-        } else {
-            joined.push_back(range);
-        }
-    }
-    ranges.swap(joined);
-}
-
 } // namespace
 
 UnitConverter::UnitConverter(Shared& shared, const Unit& unit)
@@ -77,6 +66,7 @@ UnitConverter::UnitConverter(Shared& shared, const Unit& unit)
     , m_names(unit)
     , m_tree(unit.Count())
     , m_functionOf(unit.Count(), kNoNode)
+    , m_maxEntries(u64{kEntriesPerNode} * unit.Count() + kFreeEntries)
 {
 }
 
@@ -431,7 +421,7 @@ void UnitConverter::WriteRanges(const PlacedUnit& placed)
     if (ranges.empty()) {
         return;
     }
-    Join(ranges);
+    ranges = Disjoint(std::move(ranges));
     constexpr u32 kHeaderSize = 12;
     constexpr u32 kPairSize = 8;
     ByteWriter& out = m_shared.ranges;

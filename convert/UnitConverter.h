@@ -168,6 +168,7 @@ private:
     std::vector<u32> m_codelessFunctions;
     std::vector<Function> m_functions; ///< with code that stands, in the order of the input
     std::vector<u32> m_functionOf;     ///< by node: index in m_functions, or kNoNode
+    u64 m_maxEntries;                  ///< of the tree; beyond, nothing is said twice
     /// Code of functions near address 0, in the order of the input, and whether it stands there.
     std::vector<std::pair<AddressRange, bool>> m_codeNearZero;
     bool m_hasCodeNearZero = false;
