@@ -185,7 +185,6 @@ void UnitConverter::AddCodelessFunction(u32 node)
         m_tree.Number(DW_AT_inline, *kind);
     }
     AddLocalTypes(node, entry);
-    m_locationOf.clear();
     AddChildren(node, entry, std::nullopt, 0);
 }
 
@@ -330,12 +329,7 @@ const Location& UnitConverter::LocationOf(u32 node)
     const auto [found, added] = m_locationOf.try_emplace(node);
     if (added) {
         if (std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_location)) {
-            const bool inCode = m_currentFunction != kNoNode;
-            found->second =
-                m_shared.locations.Read(*attribute, inCode ? m_functions[m_currentFunction].ranges : AddressRanges());
-            if (!inCode && !m_shared.locations.IsAddress()) {
-                found->second = {};
-            }
+            found->second = m_shared.locations.Read(*attribute, m_functions[m_currentFunction].ranges);
             if (m_shared.locations.IsAddress() && !VariableStands(node, m_shared.locations.Address())) {
                 found->second = {}; // the linker dropped it
             }
@@ -357,7 +351,9 @@ void UnitConverter::AddVariable(u32 node, u32 parent, std::optional<AddressRange
 {
     const bool isParameter = m_unit.Tag(node) == DW_TAG_formal_parameter;
     const u32 tag = isParameter ? DW_TAG_formal_parameter : DW_TAG_variable;
-    // A static variable of an inline function has its place, whatever became of the function.
+    if (!range && m_unit.Has(node, DW_AT_location)) {
+        return; // a static variable of an inline function: it stands at the unit's level
+    }
     const Location& location = LocationOf(node);
     const u32 entry = m_tree.AddFor(parent, tag, node);
     if (!range || !AddOrigin(node)) {
@@ -404,7 +400,9 @@ void UnitConverter::AddFileVariable(u32 node)
             return; // the linker dropped it
         }
     }
-    std::string_view name = m_names.Qualified(node);
+    const u32 scope = m_unit.Tag(m_unit.Parent(node));
+    const bool isLocal = scope == DW_TAG_subprogram || scope == DW_TAG_lexical_block;
+    std::string_view name = isLocal ? m_names.Own(node) : m_names.Qualified(node);
     if (name.empty()) {
         name = m_names.Linkage(node);
     }

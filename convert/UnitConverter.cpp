@@ -112,7 +112,8 @@ void UnitConverter::Classify()
         if (tag == DW_TAG_subprogram) {
             ClassifyFunction(node);
         } else if (tag == DW_TAG_variable) {
-            if (IsFileScope(parentTag) || (IsClass(parentTag) && m_unit.Has(node, DW_AT_location))) {
+            const bool hasPlace = m_unit.Has(node, DW_AT_location);
+            if (IsFileScope(parentTag) || (hasPlace && (IsClass(parentTag) || StandsWithoutCode(node)))) {
                 m_fileVariables.push_back(node);
             }
         } else if (IsType(tag)) {
@@ -156,15 +157,19 @@ void UnitConverter::Classify()
     m_typeNodes.swap(rest);
 }
 
-/// An instance of which no code is left may still have static variables.
-bool UnitConverter::HoldsPlaces(u32 node) const
+/// True for the static variables of inline functions: they stand with what the instances have in common, or in an
+/// instance of which no code is left, where readers that look in code don't find them.
+bool UnitConverter::StandsWithoutCode(u32 node) const
 {
-    for (u32 below = node + 1; below < m_unit.End(node); ++below) {
-        if (m_unit.Tag(below) == DW_TAG_variable && m_unit.Has(below, DW_AT_location)) {
-            return true;
+    u32 scope = m_unit.Parent(node);
+    while (IsFunctionScope(m_unit.Tag(scope))) {
+        if (m_unit.Has(scope, DW_AT_low_pc) || m_unit.Has(scope, DW_AT_ranges)) {
+            return false;
         }
+        scope = m_unit.Parent(scope);
     }
-    return false;
+    return m_unit.Tag(scope) == DW_TAG_subprogram && !m_unit.Has(scope, DW_AT_low_pc) &&
+           !m_unit.Has(scope, DW_AT_ranges);
 }
 
 void UnitConverter::ClassifyFunction(u32 node)
@@ -177,7 +182,7 @@ void UnitConverter::ClassifyFunction(u32 node)
             m_codeNearZero.push_back({{*low, *low}, false});
             return;
         }
-        if (!isMember && (!m_unit.Has(node, DW_AT_abstract_origin) || HoldsPlaces(node))) {
+        if (!isMember && !m_unit.Has(node, DW_AT_abstract_origin)) {
             m_codelessFunctions.push_back(node);
         }
         return;

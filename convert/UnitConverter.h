@@ -78,7 +78,7 @@ private:
     // UnitConverter.cpp
     void Classify();
     void ClassifyFunction(u32 node);
-    bool HoldsPlaces(u32 node) const;
+    bool StandsWithoutCode(u32 node) const;
     void ReadLines();
     bool SequenceStands(const LineSequence& sequence);
     const AddressRanges& FunctionsNearZero();
