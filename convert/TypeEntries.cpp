@@ -155,15 +155,15 @@ void UnitConverter::AddType(u32 node, u32 parent)
     }
 }
 
-void UnitConverter::TypeAttribute(Target target)
+void UnitConverter::TypeAttribute(Target target, u32 name)
 {
     switch (target.kind) {
     case Target::Kind::Void:
         return;
     case Target::Kind::Node:
-        return m_tree.ToNode(DW_AT_type, target.node);
+        return m_tree.ToNode(name, target.node);
     case Target::Kind::Foreign:
-        return m_tree.ToForeign(DW_AT_type, target.key);
+        return m_tree.ToForeign(name, target.key);
     }
 }
 
@@ -272,12 +272,7 @@ void UnitConverter::AddClass(u32 node, u32 parent)
     if (m_unit.Flag(node, DW_AT_declaration)) {
         m_tree.Flag(DW_AT_declaration);
     }
-    const Target base = Resolve(m_unit.Refer(node, DW_AT_containing_type));
-    if (base.kind == Target::Kind::Node) {
-        m_tree.ToNode(DW_AT_containing_type, base.node);
-    } else if (base.kind == Target::Kind::Foreign) {
-        m_tree.ToForeign(DW_AT_containing_type, base.key);
-    }
+    TypeAttribute(Resolve(m_unit.Refer(node, DW_AT_containing_type)), DW_AT_containing_type);
     AddMembers(node, entry);
 }
 
@@ -475,12 +470,7 @@ void UnitConverter::AddMethod(u32 node, u32 parent)
                 m_tree.Block(DW_AT_vtable_elem_location, {location.expression.data(), location.expression.size()});
             }
         }
-        const Target base = Resolve(m_unit.Refer(node, DW_AT_containing_type));
-        if (base.kind == Target::Kind::Node) {
-            m_tree.ToNode(DW_AT_containing_type, base.node);
-        } else if (base.kind == Target::Kind::Foreign) {
-            m_tree.ToForeign(DW_AT_containing_type, base.key);
-        }
+        TypeAttribute(Resolve(m_unit.Refer(node, DW_AT_containing_type)), DW_AT_containing_type);
     }
     AddSignature(node, entry);
 }

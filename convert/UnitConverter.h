@@ -127,7 +127,7 @@ private:
     void SizedType(u32 node, Target target);
     void AddCopies();
     u32 AddCopy(u32 node);
-    void TypeAttribute(Target target);
+    void TypeAttribute(Target target, u32 name = DW_AT_type);
     void TypeAttribute(u32 node) { TypeAttribute(Resolve(TypeOf(node))); }
 
     // ScopeEntries.cpp

@@ -69,4 +69,74 @@ python3 static_base.py "$objects/library.o" 0x1000
 # only the ELF symbols are left.
 python3 drop_section_headers.py "$samples/library.axf" "$samples/library-bare.axf"
 arm-none-eabi-objcopy --strip-debug "$samples/station.axf" "$samples/symbols.axf"
+# Programs of later versions of DWARF, for the conversion. The runs of memcpy and memset are what
+# compilers call by themselves.
+modern=(-ffreestanding -fno-builtin -ffunction-sections -fdata-sections -fno-asynchronous-unwind-tables
+    -fno-unwind-tables)
+
+# gcc_modern OBJECT SOURCE OPTION...
+gcc_modern() {
+    local object=$1 source=$2
+    shift 2
+    case $source in *.cpp) set -- "${plusplus[@]}" "$@" ;; esac
+    arm-none-eabi-gcc "${modern[@]}" -mcpu=cortex-m3 -mthumb -fdebug-prefix-map="$PWD"=/build/samples "$@" \
+        -c "$source" -o "$objects/$object"
+}
+
+# gcc_shapes NAME OPTION...
+gcc_shapes() {
+    local name=$1
+    shift
+    gcc_modern shapes.o shapes.cpp "$@"
+    gcc_modern list.o list.c "$@"
+    link_shapes "$name" "$@"
+}
+
+# link_shapes NAME OPTION...: what nothing refers to is dropped
+link_shapes() {
+    local name=$1
+    shift
+    arm-none-eabi-gcc -mcpu=cortex-m3 -mthumb "$@" "${link[@]/#-z/-Wl,-z}" -Wl,--gc-sections -Wl,-T,program.ld \
+        -Wl,--build-id=none "$objects"/{shapes,list}.o -o "$samples/$name"
+}
+
+# clang_shapes NAME OPTION...
+clang_shapes() {
+    local name=$1 source
+    shift
+    for source in shapes.cpp list.c; do
+        local language=()
+        case $source in *.cpp) language=("${plusplus[@]}") ;; esac
+        "$clang" "${modern[@]}" "${language[@]}" --target=arm-none-eabi -mcpu=cortex-m3 -mthumb \
+            -fdebug-compilation-dir=/build/samples -fdebug-prefix-map="$PWD"=/build/samples "$@" \
+            -c "$source" -o "$objects/${source%.*}.o"
+    done
+    "$lld" "${link[@]}" --gc-sections -T program.ld "$objects"/{shapes,list}.o -o "$samples/$name"
+}
+
+gcc_shapes shapes-5.axf -g -O0
+gcc_shapes shapes-5-O2.axf -g -O2
+gcc_shapes shapes-4-types-be.axf -gdwarf-4 -fdebug-types-section -O1 -mbig-endian
+gcc_shapes shapes-2.axf -gdwarf-2 -O1
+clang_shapes shapes-clang-5-O2.axf -gdwarf-5 -O2
+clang_shapes shapes-clang-3.axf -gdwarf-3 -O0
+
+# Each unit of another version, and the sections compressed.
+mixed=(-mcpu=arm926ej-s -marm -O1)
+gcc_modern station.o station.c "${mixed[@]}" -gdwarf-2
+gcc_modern filter.o filter.c "${mixed[@]}" -gdwarf-3
+gcc_modern device.o device.cpp "${mixed[@]}" -gdwarf-4
+gcc_modern start.o start.c "${mixed[@]}" -gdwarf-5
+arm-none-eabi-gcc "${mixed[@]}" -gz "${link[@]/#-z/-Wl,-z}" -Wl,--gc-sections -Wl,-T,program.ld -Wl,--build-id=none \
+    "$objects"/{start,station,filter,device}.o -o "$samples/mixed-gz.axf"
+
+# Skeletons: what they leave out stands in files that aren't kept. Their names come from the path of
+# the object file.
+cp station.h shapes.cpp list.c program.ld "$objects"
+(
+    cd "$objects"
+    objects=.
+    gcc_shapes shapes-split.axf -gdwarf-5 -gsplit-dwarf -O1
+)
+
 chmod 644 "$samples"/*.axf

@@ -47,7 +47,7 @@ def wanted_definition(declaration):
 def unnamed_sources():
     """Files that docs/layout.md doesn't name: `X.h+` there is X.h and X.cpp."""
     page = (ROOT / "docs/layout.md").read_text()
-    for folder in ("plugins", "engine", "foundation", "host"):
+    for folder in ("plugins", "engine", "foundation", "host", "convert"):
         for path in sorted((ROOT / folder).rglob("*.h")) + sorted((ROOT / folder).rglob("*.cpp")):
             if not re.search(rf"\b{path.stem}\.(?:h\+|{path.suffix[1:]})", page):
                 yield str(path.relative_to(ROOT))

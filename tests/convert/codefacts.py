@@ -7,12 +7,12 @@ from dwarf import ADDR, AT, BLOCK_FORMS, CONSTANT_FORMS, STRING, TAG
 from elf import Standing
 from expressions import Evaluation, Unsayable, add, number, register
 from frames import Frames
-from lines import LineTable
+from lines import LineTable, join, normal
 from typefacts import AGGREGATES, TypeFacts
 
 VARIABLES = {TAG.variable, TAG.formal_parameter}
 BLOCKS = {TAG.lexical_block, TAG.try_block, TAG.catch_block}
-CONSTANT_ATTRIBUTES = (AT.const_value,)
+SKELETON_UNIT = 0x4A
 
 
 class Variable:
@@ -189,6 +189,7 @@ class CodeFacts:
             return
         # Assemblers give a Thumb function's address with the bit that says so.
         parts = sorted((begin & ~1, end & ~1) if begin & 1 else (begin, end) for begin, end in ranges if end > begin)
+        parts = merged(parts)
         if self.is_original:
             names = self.names_of(die)
             parts = [part for part in parts if self.standing.stands(*part, names)]
@@ -319,7 +320,8 @@ class CodeFacts:
     def line_tables(self):
         """The programmes that units refer to, each once."""
         seen = {}
-        for unit in sorted(self.program.units, key=lambda unit: unit.signature is not None):
+        for unit in sorted(self.program.units, key=lambda unit: unit.signature is not None
+                           or unit.die.tag not in (TAG.compile_unit, SKELETON_UNIT)):
             offset = unit.die.raw(AT.stmt_list)
             if offset is not None and offset not in seen:
                 seen[offset] = LineTable(unit, offset)
@@ -343,15 +345,24 @@ class CodeFacts:
             return True
         inside = [f for f in functions if any(b < sequence.end and e > sequence.begin for b, e in f.parts)]
         if not inside:  # code without functions, of an assembler say: nobody else's may stand there
-            has_functions = any(die.tag == TAG.subprogram and die.ranges() is not None
-                                for die in table.unit.die.children)
-            return not has_functions and not self._functions_within(sequence.begin, sequence.end)
+            has_functions = any(die.tag == TAG.subprogram and die.ranges() is not None for die in table.unit.die.walk())
+            has_symbol = sequence.begin > 0 and sequence.begin in self.standing.at
+            return (has_symbol or not has_functions) and not self._functions_within(sequence.begin, sequence.end)
         rivals = [s for s in table.sequences
                   if s.begin < sequence.end and s.end > sequence.begin and self.standing.is_loaded(s.begin)]
         return sequence is min(rivals, key=lambda rival: misfit(rival, inside))
 
     def _functions_within(self, begin, end):
         return any(b < end and e > begin for function in self.functions for b, e in function.parts)
+
+
+def unit_path(unit):
+    """The normal path of a unit's source. A skeleton of split debug information names none: its line table does."""
+    name = unit.die.text(AT.name)
+    if name is None and unit.die.has(AT.stmt_list):
+        files = LineTable(unit, unit.die.raw(AT.stmt_list)).files
+        return files.get(0) or files.get(1, "")
+    return normal(join(unit.die.text(AT.comp_dir), name or ""))
 
 
 def misfit(sequence, functions):
@@ -362,6 +373,17 @@ def misfit(sequence, functions):
     source = first.code.types.inherited(first.die, AT.decl_line)
     line = source.number(AT.decl_line) if source is not None else 0
     return sequence.begin not in begins, sequence.end not in ends, abs(sequence.rows[0].line - line)
+
+
+def merged(parts):
+    """Ascending ranges with those that touch made one."""
+    result = []
+    for begin, end in parts:
+        if result and begin <= result[-1][1]:
+            result[-1] = (result[-1][0], max(end, result[-1][1]))
+        else:
+            result.append((begin, end))
+    return result
 
 
 def meets(entry, parts):

@@ -11,17 +11,14 @@ for tests of the comparison itself. Exit status 0 if all is the same, 1 if not. 
 import argparse
 import collections
 import sys
+import traceback
 
-from codefacts import VARIABLES, CodeFacts, rows_in_effect
-from dwarf import AT, TAG, Program
+from codefacts import SKELETON_UNIT, VARIABLES, CodeFacts, rows_in_effect, unit_path
+from dwarf import AT, DAMAGE, TAG, Program
 from expressions import Unsayable, show
-from lines import join, normal
 from macros import Macros
 from report import Report
 from typefacts import AGGREGATES, TypeFacts, member_pointer_in, squeeze, without_digests
-
-SKELETON_UNIT = 0x4A
-
 
 class Comparison:
     def __init__(self, original, converted, limit, any_version=False):
@@ -52,8 +49,7 @@ class Comparison:
         self.compare_lines()
         self.compare_macros()
         if self.placeless:
-            self.report.note(f"{len(self.placeless)} variables of inlined functions that have no place in a part of the "
-                             "code stand there in the function's description alone")
+            self.report.note(f"{len(self.placeless)} variables aren't there in a part of the code where they have no place")
         return self.report.print(self.counts)
 
     # -- units
@@ -121,7 +117,7 @@ class Comparison:
         return text in others or any(same_type(text, other) for other in others)
 
     def compare_methods(self):
-        old, new = self.methods(self.old), self.methods(self.new)
+        old, new, known = self.methods(self.old), self.methods(self.new), self.methods(self.old, True)
         self.counts["member functions"] = sum(map(len, old.values()))
         for name, methods in old.items():
             missing = [text for text in methods if not self.same_in(text, new.get(name, {}))]
@@ -129,16 +125,20 @@ class Comparison:
                 self.report.add("member functions and static members missing", f"{name}: {text} {methods[text]}")
         for name, methods in new.items():
             for text, die in methods.items():
-                if not self.same_in(text, old.get(name, {})) and name in old:
+                if name in known and not self.same_in(text, known[name]):
                     self.report.add("member functions and static members that aren't in ORIGINAL",
                                     f"{name}: {text} {die}")
 
     @staticmethod
-    def methods(facts):
+    def methods(facts, all_of_them=False):
+        """Of each class what it declares; `all_of_them` also what entries say that only stand for a class defined
+        elsewhere."""
         found = {}
         for die in facts.program.dies.values():
-            if die.tag in AGGREGATES and not is_within(die, facts.dropped) and facts.types.name(die):
-                for text in facts.types.methods(die):
+            if die.tag not in AGGREGATES or not facts.types.name(die) or is_within(die, facts.dropped):
+                continue
+            if all_of_them or not facts.types.is_declaration(die):
+                for text in facts.types.methods(die, all_of_them):
                     found.setdefault(squeeze(facts.types.name(die)), {}).setdefault(text, die)
         return found
 
@@ -270,7 +270,7 @@ class Comparison:
             return
         left, right = with_variables(mine), with_variables(others)
         if list(map(names_in, left)) != list(map(names_in, right)):
-            mine = self.without_placeless(pc, old, mine, others)
+            mine = self.without_placeless(pc, old, new, mine, others)
             left = with_variables(mine)
             if list(map(names_in, left)) != list(map(names_in, right)):
                 self.compare_names(pc, mine, others)
@@ -278,13 +278,13 @@ class Comparison:
         for scope, other in zip(left, right):
             self.compare_variables(pc, old, new, scope, other)
 
-    def without_placeless(self, pc, old, mine, others):
+    def without_placeless(self, pc, old, new, mine, others):
         """The original's chain without the variables that have neither place nor value at an address and stand, in the
-        converted file, in the description of the inlined function alone: that is where a reader finds them."""
+        converted file, elsewhere: in another part of the block or in the description of the inlined function."""
         result = []
         for frame, other in zip(frames_of(mine), frames_of(others)):
             there = collections.Counter(variable.name for scope in other for variable in scope.variables)
-            described = self.described(other[0])
+            described = self.described(other[0], new.name)
             for scope in frame:
                 kept = []
                 for variable in scope.variables:
@@ -297,15 +297,17 @@ class Comparison:
                 result.append(scope.with_variables(kept))
         return result
 
-    def described(self, scope):
-        """Texts of the variables in the description of an inlined function; nothing for others."""
+    def described(self, scope, function_name):
+        """Texts of all variables in the description of an inlined function, and in all parts of the function around."""
         origin = scope.die.refer(AT.abstract_origin) if scope.die.tag == TAG.inlined_subroutine else None
-        if origin is None:
-            return set()
-        if origin.key not in self.descriptions:
+        if origin is not None and origin.key not in self.descriptions:
             self.descriptions[origin.key] = {self.new.variable_text(die) for die in origin.walk()
                                              if die.tag in VARIABLES}
-        return self.descriptions[origin.key]
+        if function_name not in self.descriptions:
+            self.descriptions[function_name] = {
+                variable.text for function in self.new.functions if function.name == function_name
+                for inner in function.scope.walk() for variable in inner.variables}
+        return self.descriptions[function_name] | (self.descriptions[origin.key] if origin is not None else set())
 
     @staticmethod
     def is_placeless(pc, old, variable):
@@ -428,10 +430,6 @@ class Comparison:
         return found
 
 
-def unit_path(unit):
-    return normal(join(unit.die.text(AT.comp_dir), unit.die.text(AT.name) or ""))
-
-
 def name_is_made(name):
     """Names under which a converted file has what is no named type in the original."""
     return name.startswith("decltype(nullptr)") or member_pointer_in(name) > 0
@@ -506,8 +504,14 @@ def main():
     parser.add_argument("--max", type=int, default=8, help="findings printed of each category")
     parser.add_argument("--any-version", action="store_true", help="CONVERTED may be of any version")
     options = parser.parse_args()
-    comparison = Comparison(Program(options.original), Program(options.converted), options.max, options.any_version)
-    return comparison.run()
+    try:
+        original = Program(options.original)
+        comparison = Comparison(original, Program(options.converted), options.max, options.any_version)
+        return comparison.run()
+    except DAMAGE as fault:
+        traceback.print_exc(limit=-3)
+        print(f"FAILED: one of the files can't be read: {type(fault).__name__} {fault}")
+        return 1
 
 
 if __name__ == "__main__":

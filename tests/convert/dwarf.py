@@ -36,6 +36,9 @@ class Malformed(Exception):
     """The file's debug information can't be read; the text says where."""
 
 
+DAMAGE = (Malformed, struct.error, IndexError, KeyError, ValueError)  # what reading a damaged file may end with
+
+
 def uleb(data, at):
     value = shift = 0
     while True:

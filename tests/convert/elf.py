@@ -191,5 +191,7 @@ def same_symbol(symbol, name):
     variables of functions a '.' and a number, and of a constructor the unified name (C4) stands for all of its kinds."""
     if symbol == name or symbol.startswith(name + "."):
         return True
+    if symbol.startswith("_Z") and re.search(rf"(?<!\d){len(name)}{re.escape(name)}", symbol):
+        return True  # a static function or variable of a namespace, whose mangled name the debug information doesn't say
     unified = re.sub(r"([CD])4(?=[EI])", r"\1[0-9]", re.escape(name))
     return unified != re.escape(name) and re.match(unified + r"(\.|$)", symbol) is not None

@@ -43,6 +43,11 @@ KNOWN = {0x06, *range(0x12, 0x15), *range(0x16, 0x23), *range(0x24, 0x28), *rang
          0x97, 0x9B, 0x9C, 0x9F, 0xE0, 0xF0, *OPERANDS}
 DWARF2_OPERATORS = {0x03, 0x06, *range(0x08, 0x30), *range(0x30, 0x97)}
 
+PUSHING = {OP_addr, *range(OP_const1u, OP_dup), *range(0x30, 0x50), *range(0x70, 0x90), OP_fbreg, OP_bregx, OP_addrx,
+           OP_constx, OP_call_frame_cfa, 0xFB, 0xFC}
+
+NOTHING = {0x96, OP_GNU_uninit}
+
 UNSAYABLE = {0x97: "needs the object's address", 0x98: "calls another entry", 0x99: "calls another entry",
              0x9A: "calls another entry", 0x9B: "thread-local", 0xE0: "thread-local", 0xA0: "a pointer to no place",
              0xF2: "a pointer to no place", OP_entry_value: "an entry value", OP_GNU_entry_value: "an entry value",
@@ -192,7 +197,8 @@ class Evaluation:
                 if operator == OP_bra:
                     condition = constant_of(self.stack.pop())
                     if condition is None:
-                        raise Unsayable("a branch on what isn't known")
+                        self._take_whole(steps, places)
+                        return
                     if not condition:
                         continue
                 target = start + 3 + operands[0]
@@ -220,6 +226,27 @@ class Evaluation:
                 self.register = operands[0] if operator == OP_regx else operator - 0x50
             else:
                 self._step(operator, operands)
+
+    def _take_whole(self, steps, places):
+        """What an expression means that branches on what isn't known: the place that its operators name, whatever they
+        are called (what pushes a value is that value, a branch leads to the number of an operator)."""
+        parts, kept, numbers = [], 0, {}
+        for index, (_, operator, _) in enumerate(steps):
+            numbers[index] = kept
+            kept += operator not in NOTHING
+        numbers[len(steps)] = kept
+        for start, operator, operands in steps:
+            if operator in UNSAYABLE or operator in (-1, OP_stack_value, OP_implicit_value, OP_piece, OP_bit_piece):
+                raise Unsayable("a branch on what isn't known")
+            if operator in (OP_skip, OP_bra):
+                parts.append((operator, numbers.get(places.get(start + 3 + operands[0]))))
+            elif operator in PUSHING:
+                self.stack = []
+                self._step(operator, operands)
+                parts.append(("push", self.stack[0]))
+            elif operator not in NOTHING:
+                parts.append((operator, *operands))
+        self.stack = [atom(("branching", *parts))]
 
     def _step(self, operator, operands):
         stack = self.stack
@@ -280,7 +307,7 @@ class Evaluation:
         elif operator in BINARY:
             right = stack.pop()
             stack[-1] = _binary(operator, stack[-1], right)
-        elif operator not in (0x96, OP_GNU_uninit):
+        elif operator not in NOTHING:
             raise Unsayable(f"operator 0x{operands[0] if operator == -1 else operator:x}")
 
 

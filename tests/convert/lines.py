@@ -150,6 +150,8 @@ class LineTable:
     def _path(self, directory, name):
         place = self.directories[directory] if directory < len(self.directories) else None
         path = join(place, name) if place else name
+        if self.version >= 5 and self.directories and directory:
+            path = join(self.directories[0], path)  # that is the programme's own directory
         return normal(join(self.unit.die.text(dwarf.AT.comp_dir), path))
 
     def _file(self, number):

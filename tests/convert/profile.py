@@ -8,13 +8,13 @@ With ORIGINAL also that all that isn't debug information is as it was. Exit stat
 
 import argparse
 import collections
-import struct
 import sys
 
 import dwarf
 from dwarf import AT, AT_NAMES, BLOCK_FORMS, CONSTANT_FORMS, LOCAL_REF_FORMS, REF_ADDR, TAG, Program, read_abbrevs
 from elf import Standing
 from expressions import DWARF2_OPERATORS, Evaluation, Unsayable, constant_of, operations
+from lines import is_absolute
 from profilesections import SectionChecks
 from report import Report
 from sameelf import compare_elf
@@ -39,8 +39,8 @@ C_PLUS_PLUS = 4
 
 
 class Profile:
-    def __init__(self, program, report):
-        self.program, self.report = program, report
+    def __init__(self, program, report, original=None):
+        self.program, self.report, self.original = program, report, original
         self.types = TypeFacts(program)
         self.standing = Standing(program.elf)
         self.lists = {}  # offset in .debug_loc to the entry that uses the list
@@ -56,6 +56,7 @@ class Profile:
             self.check_unit(unit)
             for die in [unit.die, *unit.die.walk()]:
                 self.check_entry(die)
+        self.check_unit_attributes()
         self.check_declarations()
         SectionChecks(self).run()
 
@@ -98,9 +99,6 @@ class Profile:
         die = unit.die
         if die.tag != TAG.compile_unit:
             self.add("units", where, f"its entry is {die}")
-        for attribute in (AT.name, AT.comp_dir, AT.producer, AT.language, AT.stmt_list):
-            if not die.has(attribute):
-                self.add("units", where, f"no {AT_NAMES[attribute]}")
         if not die.text(AT.name):
             self.add("units", where, "an empty name")
         language = die.number(AT.language)
@@ -114,6 +112,20 @@ class Profile:
             begin, end = code.address(AT.low_pc), code.address(AT.high_pc)
             if begin is not None and (not low <= begin < high or end is not None and end > high):
                 self.add("unit addresses", where, f"{code} lies outside of 0x{low:x}..0x{high:x}")
+
+    def check_unit_attributes(self):
+        """All units say these; but what the original doesn't say of its units nobody can."""
+        for attribute in (AT.name, AT.comp_dir, AT.producer, AT.language, AT.stmt_list):
+            without = [unit for unit in self.program.units if not unit.die.has(attribute)]
+            unsaid = [unit for unit in self.original.units if not self.says(unit, attribute)] if self.original else []
+            if len(without) > (0 if attribute == AT.name else len(unsaid)):
+                for unit in without:
+                    self.add("units", f"unit at 0x{unit.offset:x}:", f"no {AT_NAMES[attribute]}")
+
+    @staticmethod
+    def says(unit, attribute):
+        """A directory that is relative itself is none: it belongs to the paths."""
+        return unit.die.has(attribute) and (attribute != AT.comp_dir or is_absolute(unit.die.text(attribute)))
 
     # -- entries
 
@@ -225,8 +237,9 @@ class Profile:
         except Unsayable as reason:
             self.add("locations", die, f"{name}: {reason}")
             return
-        if operators == [0x03] and not self.standing.is_loaded(constant_of(place[1])):
-            self.add("dropped code", die, f"{name} is 0x{constant_of(place[1]):x}, where nothing is loaded")
+        address = constant_of(place[1]) if place[0] == "memory" else None
+        if 0x03 in operators and address is not None and not self.standing.is_loaded(address):
+            self.add("dropped code", die, f"{name} is 0x{address:x}, where nothing is loaded")
 
     @staticmethod
     def function_around(die):
@@ -327,7 +340,7 @@ class Profile:
         """A definition states by itself what it could take from a declaration."""
         for attribute in attributes:
             source = self.types.inherited(die, attribute)
-            if source is None and attribute == AT.name:
+            if source is None and attribute == AT.name and die.tag == TAG.subprogram:
                 self.add("names", die, "has no name")
             elif source is not None and source is not die:
                 self.add("names", die, f"takes {AT_NAMES[attribute]} from {source}")
@@ -356,7 +369,7 @@ class Profile:
             origin = die.refer(AT.abstract_origin)
             if die.has(AT.specification) or origin is None:
                 self.check_own(die, (AT.name, AT.type, AT.external))
-            elif not origin.has(AT.name) or not origin.has(AT.type):
+            elif not origin.has(AT.name) and self.types.inherited(die, AT.name) or not origin.has(AT.type):
                 self.add("names", die, f"AT_abstract_origin leads to {origin}, which doesn't state all")
         specification = die.refer(AT.specification)
         if specification is not None and specification.parent.tag not in AGGREGATES:
@@ -371,13 +384,14 @@ def main():
     options = parser.parse_args()
     report = Report(options.max)
     try:
-        profile = Profile(Program(options.converted), report)
+        original = Program(options.original) if options.original else None
+        profile = Profile(Program(options.converted), report, original)
         profile.run()
-    except (dwarf.Malformed, struct.error, IndexError, KeyError) as fault:
+    except dwarf.DAMAGE as fault:
         report.add("damaged", f"{options.converted}: {type(fault).__name__} {fault}")
         return report.print({})
-    if options.original:
-        compare_elf(report, profile.program.elf, Program(options.original).elf)
+    if original:
+        compare_elf(report, profile.program.elf, original.elf)
     return report.print(profile.counts)
 
 

@@ -108,7 +108,7 @@ class TypeFacts:
         if die.tag == TAG.rvalue_reference_type:
             return self.spell(target) + "&&"
         if die.tag == TAG.const_type:
-            return self.spell(target) + (" const" if target is not None and target.tag == TAG.pointer_type else "const")
+            return self.spell(target) + " const"
         return self.name(die) or self.spell(target)
 
     def name(self, die):
@@ -116,7 +116,9 @@ class TypeFacts:
         if die.key not in self._names:
             self._names[die.key] = None
             plain = self.plain_name(die)
-            if plain is not None:
+            if plain is None and die.refer(AT.signature):
+                self._names[die.key] = self.name(die.refer(AT.signature))
+            elif plain is not None:
                 self._names[die.key] = self.prefix(self.chain(die)[-1]) + plain
         return self._names[die.key]
 
@@ -168,7 +170,7 @@ class TypeFacts:
 
     @staticmethod
     def is_declaration(die):
-        return die.tag in KINDS and die.flag(AT.declaration)
+        return die.tag in KINDS and (die.flag(AT.declaration) or die.has(AT.signature))
 
     @staticmethod
     def name_kind(die):
@@ -270,10 +272,11 @@ class TypeFacts:
     def _array(self, die, target):
         """Nested arrays of one dimension each, the outermost first."""
         text = self.render(target)
-        for dimension in reversed([c for c in die.children if c.tag in (TAG.subrange_type, TAG.enumeration_type)]):
+        dimensions = [child for child in die.children if child.tag in (TAG.subrange_type, TAG.enumeration_type)]
+        for dimension in reversed(dimensions):
             lower, count = self._bounds(dimension)
             text = f"array({text}, {count}{f' from {lower}' if lower else ''})"
-        return text if die.children else f"array({text}, ?)"
+        return text if dimensions else f"array({text}, ?)"
 
     @staticmethod
     def _bounds(dimension):
@@ -285,7 +288,8 @@ class TypeFacts:
         upper = dimension.number(AT.upper_bound)
         if upper is None:
             return lower, "?"
-        return lower, (upper - lower + 1) & 0xFFFFFFFF
+        count = (upper - lower + 1) & 0xFFFFFFFF
+        return lower, count if count < 1 << 31 else 0
 
     def array_counts(self, die):
         """The numbers of elements of an array entry's dimensions."""
@@ -401,7 +405,9 @@ class TypeFacts:
         offset = die.number(AT.bit_offset) or 0
         if not isinstance(base, int):
             return f"{base}, {offset}"
-        if offset >= 1 << 31:
+        if offset >= 1 << 63:
+            offset -= 1 << 64
+        elif offset >= 1 << 31:
             offset -= 1 << 32
         if self.program.elf.order == ">":
             return base * 8 + offset
@@ -434,11 +440,12 @@ class TypeFacts:
 
     # -- what a class has besides
 
-    def methods(self, die):
-        """Texts of the member functions and static members that a class declares."""
+    def methods(self, die, with_instances=False):
+        """Texts of the member functions and static members that a class declares; `with_instances` also of entries that
+        take their name from such a declaration."""
         for child in die.children:
-            if child.tag == TAG.subprogram and child.text(AT.name):
-                yield f"{child.text(AT.name)}({', '.join(self.parameters(child))}) returns {self.type_of(child)}"
+            if child.tag == TAG.subprogram and (child.text(AT.name) or with_instances and self.plain_name(child)):
+                yield f"{self.plain_name(child)}({', '.join(self.parameters(child))}) returns {self.type_of(child)}"
             elif child.tag == TAG.variable or (child.tag == TAG.member and self.is_static(child)):
                 if child.text(AT.name):
                     yield f"static {self.type_of(child)} {child.text(AT.name)}"
@@ -463,8 +470,12 @@ def qualified(text, qualifier):
 
 
 def squeeze(name):
-    """A name without the blanks that compilers and debuggers set differently within templates' arguments."""
-    return re.sub(r" ?([<>,*&()]) ?", r"\1", name) if any(c in name for c in "<(,*&") else name
+    """A name without the blanks that compilers and debuggers set differently within templates' arguments, and with const
+    and volatile behind what they belong to."""
+    if not any(char in name for char in "<(,*&"):
+        return name
+    name = re.sub(r" ?([<>,*&()]) ?", r"\1", name)
+    return re.sub(r"(?<=[<,(])(const|volatile) ([\w:]+(?: \w+)*)(?=[<>,*&()])", r"\2 \1", name)
 
 
 def digest(text):
