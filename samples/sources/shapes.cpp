@@ -42,35 +42,35 @@ protected:
 int Shape::s_drawn = 4;
 
 namespace {
-    class Hidden {
-    public:
-        int depth = 2;
-        int Deeper(int by) const { return depth + by; }
-    };
+class Hidden {
+public:
+    int depth = 2;
+    int Deeper(int by) const { return depth + by; }
+};
 } // namespace
 
 namespace detail {
-    template <typename Number, int N>
-    class Polygon : public Shape {
-    public:
-        explicit Polygon(int id)
-            : Shape(id)
-        {
-        }
-        int Area() const override;
-        Point<Number> corners[N];
-    };
-
-    template <typename Number, int N>
-    int Polygon<Number, N>::Area() const
+template <typename Number, int N>
+class Polygon : public Shape {
+public:
+    explicit Polygon(int id)
+        : Shape(id)
     {
-        Number sum = 0;
-        for (int i = 0; i < N; ++i) {
-            const Point<Number>& next = corners[(i + 1) % N];
-            sum += corners[i].x * next.y - next.x * corners[i].y;
-        }
-        return static_cast<int>(sum) + s_drawn;
     }
+    int Area() const override;
+    Point<Number> corners[N];
+};
+
+template <typename Number, int N>
+int Polygon<Number, N>::Area() const
+{
+    Number sum = 0;
+    for (int i = 0; i < N; ++i) {
+        const Point<Number>& next = corners[(i + 1) % N];
+        sum += corners[i].x * next.y - next.x * corners[i].y;
+    }
+    return static_cast<int>(sum) + s_drawn;
+}
 } // namespace detail
 
 } // namespace geometry
