@@ -27,6 +27,17 @@ constexpr const char* kReasons[] = {
 };
 static_assert(std::size(kReasons) == kUnsaidCount);
 
+/// Why the library finds no units in a program.
+const char* WhyNone(const Program& program)
+{
+    for (const ProgramSection& section : program.Sections()) {
+        if (section.IsDebug() && section.IsCompressed()) {
+            return "No debug information that can be read; its compression may be one that isn't known here";
+        }
+    }
+    return "No debug information";
+}
+
 void ReportUnits(const std::vector<InputUnit>& units, Report& report)
 {
     for (InputUnit unit : units) {
@@ -79,7 +90,7 @@ public:
     void Run(const std::function<void(u32 percent)>& progress)
     {
         if (m_units.empty()) {
-            throw Failure("No debug information");
+            throw Failure(WhyNone(m_program));
         }
         ReportUnits(m_units, m_report);
         FindCommonWords();
@@ -158,7 +169,7 @@ void ConvertFile(const std::string& path, int descriptor, Report& report,
     const Program program(path);
     const std::unique_ptr<Dwarf, DwarfCloser> dwarf(dwarf_begin(program.Descriptor(), DWARF_C_READ));
     if (dwarf == nullptr) {
-        throw Failure("No debug information");
+        throw Failure(WhyNone(program));
     }
     Conversion conversion(program, dwarf.get(), report);
     conversion.Run(progress);

@@ -52,7 +52,9 @@ AddressRanges UnitConverter::RangesOf(u32 node) const
     Dwarf_Addr end = 0;
     for (std::ptrdiff_t at = 0; (at = dwarf_ranges(&die, at, &base, &begin, &end)) > 0;) {
         if (begin < end && begin <= kMaxAddress) {
-            ranges.push_back({static_cast<u32>(begin), static_cast<u32>(std::min<u64>(end, kMaxAddress))});
+            const u32 thumb = static_cast<u32>(begin & 1); // assemblers leave it in both ends
+            ranges.push_back(
+                {static_cast<u32>(begin) - thumb, static_cast<u32>(std::min<u64>(end - thumb, kMaxAddress))});
         }
     }
     return Disjoint(std::move(ranges));

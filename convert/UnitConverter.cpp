@@ -240,7 +240,7 @@ bool UnitConverter::SequenceStands(const LineSequence& sequence)
     // Where functions of the unit were dropped, several sequences begin at one address. Compilers write functions and
     // sequences in one order, so that of those with the same range the first belongs to the first.
     const auto isSequence = [&](const AddressRange& range) {
-        return (range.begin & ~1U) == sequence.begin && range.end == sequence.end;
+        return range.begin == sequence.begin && range.end == sequence.end;
     };
     const auto exact = [&](const std::pair<AddressRange, bool>& code) { return isSequence(code.first); };
     const auto match = std::find_if(m_codeNearZero.begin(), m_codeNearZero.end(), exact);
@@ -253,12 +253,12 @@ bool UnitConverter::SequenceStands(const LineSequence& sequence)
     bool overlapped = false;
     for (const auto& [range, stands] : m_codeNearZero) {
         if (stands) {
-            begun = begun || ((range.begin & ~1U) == sequence.begin && range.end <= sequence.end);
+            begun = begun || (range.begin == sequence.begin && range.end <= sequence.end);
             overlapped = overlapped || range.Overlaps(sequence.begin, sequence.end);
         }
     }
     const auto droppedHere = [&](const std::pair<AddressRange, bool>& code) {
-        return !code.second && (code.first.begin & ~1U) == sequence.begin;
+        return !code.second && code.first.begin == sequence.begin;
     };
     if (begun) {
         return true;
@@ -416,9 +416,7 @@ void UnitConverter::WriteRanges(const PlacedUnit& placed)
 {
     AddressRanges ranges;
     for (const Function& function : m_functions) {
-        for (const AddressRange& range : function.ranges) {
-            ranges.push_back({range.begin & ~1U, range.end}); // assemblers leave the Thumb bit
-        }
+        ranges.insert(ranges.end(), function.ranges.begin(), function.ranges.end());
     }
     for (const LineSequence* sequence : m_sequences) {
         ranges.push_back({sequence->begin, sequence->end});
