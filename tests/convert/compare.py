@@ -62,7 +62,7 @@ class Comparison:
                 self.report.add("units missing", f"{path} {old[path][0].die}")
         for path, units in old.items():
             for mine, other in zip(units, new.get(path, [])):
-                if mine.die.text(AT.producer) != other.die.text(AT.producer):
+                if mine.die.has(AT.producer) and mine.die.text(AT.producer) != other.die.text(AT.producer):
                     self.report.add("units", f"{path}: producer of {other.die} isn't that of {mine.die}")
 
     @staticmethod

@@ -164,7 +164,7 @@ class Standing:
                 continue
             value = symbol.value & ~1 if symbol.type == STT_FUNC else symbol.value
             if value < self.zero_end:
-                self.at.setdefault(value, set()).add(symbol.name)
+                self.at.setdefault(value, set()).add((symbol.name, symbol.size))
                 if symbol.size:
                     self.sized.append((value, value + symbol.size))
 
@@ -182,16 +182,20 @@ class Standing:
         if not self.near_zero(begin) or not (self.at or self.sized):
             return True
         if begin in self.at:
-            return any(same_symbol(symbol, name) for symbol in self.at[begin] for name in names if name)
+            names = [name for name in names if name]
+            is_mangled = any(name.startswith("_Z") for name in names)
+            # Without a mangled name to compare with, a mangled symbol is taken for the function's if it is as long.
+            return any(same_symbol(symbol, name) or not is_mangled and symbol.startswith("_Z") and size == end - begin
+                       for symbol, size in self.at[begin] for name in names)
         return not any(low <= begin < high for low, high in self.sized)
 
 
 def same_symbol(symbol, name):
     """Whether a symbol is that of a function of this name: the compiler's clones have a '.' and more behind it, static
-    variables of functions a '.' and a number, and of a constructor the unified name (C4) stands for all of its kinds."""
-    if symbol == name or symbol.startswith(name + "."):
+    variables of functions a '.' and a number, or the function and a '.' in front, and of a constructor the unified name (C4) stands for all of its kinds."""
+    if symbol == name or symbol.startswith(name + ".") or symbol.endswith("." + name):
         return True
-    if symbol.startswith("_Z") and re.search(rf"(?<!\d){len(name)}{re.escape(name)}", symbol):
+    if symbol.startswith("_Z") and re.search(rf"(?:_GLOBAL__N_1|(?<!\d)){len(name)}{re.escape(name)}", symbol):
         return True  # a static function or variable of a namespace, whose mangled name the debug information doesn't say
     unified = re.sub(r"([CD])4(?=[EI])", r"\1[0-9]", re.escape(name))
     return unified != re.escape(name) and re.match(unified + r"(\.|$)", symbol) is not None

@@ -101,15 +101,36 @@ class TypeFacts:
         if die is None:
             return "void"
         target = die.refer(AT.type)
-        if die.tag == TAG.pointer_type:
-            return self.spell(target) + "*"
-        if die.tag == TAG.reference_type:
-            return self.spell(target) + "&"
-        if die.tag == TAG.rvalue_reference_type:
-            return self.spell(target) + "&&"
+        sign = {TAG.pointer_type: "*", TAG.reference_type: "&", TAG.rvalue_reference_type: "&&"}.get(die.tag)
+        if sign:
+            return self._spell_to(target, sign)
         if die.tag == TAG.const_type:
+            if target is not None and target.tag == TAG.array_type:  # its elements are const
+                return self.spell(target.refer(AT.type)) + " const" + self._dimensions(target)
             return self.spell(target) + " const"
+        if die.tag == TAG.subroutine_type:
+            return f"{self.spell(target)}({', '.join(map(self.spell_parameter, die.children))})"
+        if die.tag == TAG.array_type:
+            return self.spell(target) + self._dimensions(die)
         return self.name(die) or self.spell(target)
+
+    def _spell_to(self, target, sign):
+        """A pointer or reference; what leads to arrays and functions has the sign in parentheses."""
+        text = self.spell(target)
+        if target is not None and target.tag == TAG.subroutine_type:
+            result = self.spell(target.refer(AT.type))
+            return f"{result} ({sign}){text[len(result):]}"
+        array = target.refer(AT.type) if target is not None and target.tag == TAG.const_type else target
+        if array is not None and array.tag == TAG.array_type:
+            dimensions = self._dimensions(array)
+            return f"{text[:-len(dimensions)]} ({sign}){dimensions}"
+        return text + sign
+
+    def _dimensions(self, die):
+        return "".join(f"[{'' if count == '?' else count}]" for count in self.array_counts(die)) or "[]"
+
+    def spell_parameter(self, die):
+        return "..." if die.tag == TAG.unspecified_parameters else self.spell(die.refer(AT.type))
 
     def name(self, die):
         """The whole name, or None for what has none."""
@@ -445,7 +466,7 @@ class TypeFacts:
         take their name from such a declaration."""
         for child in die.children:
             if child.tag == TAG.subprogram and (child.text(AT.name) or with_instances and self.plain_name(child)):
-                yield f"{self.plain_name(child)}({', '.join(self.parameters(child))}) returns {self.type_of(child)}"
+                yield f"{squeeze(self.plain_name(child))}({', '.join(self.parameters(child))}) returns {self.type_of(child)}"
             elif child.tag == TAG.variable or (child.tag == TAG.member and self.is_static(child)):
                 if child.text(AT.name):
                     yield f"static {self.type_of(child)} {child.text(AT.name)}"
