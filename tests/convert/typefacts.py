@@ -80,7 +80,7 @@ class TypeFacts:
             last = self.chain(die)[-1]
             arguments = [child for child in (entry.children or last.children) if child.tag in TEMPLATE_TAGS]
             if arguments:
-                name += "<" + ", ".join(self._argument(argument) for argument in arguments) + ">"
+                name += "<" + ", ".join(filter(None, map(self._argument, arguments))) + ">"  # packs may be empty
         return name or None
 
     def _argument(self, die):
