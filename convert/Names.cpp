@@ -181,6 +181,9 @@ std::string Names::Prefix(u32 node)
     }
     u32 scope = m_unit.Parent(at);
     while (scope != kNoNode && scope != 0 && !IsNamingScope(m_unit.Tag(scope))) {
+        if (m_unit.Tag(scope) == DW_TAG_subprogram) {
+            return {}; // what is in a function goes by its own name
+        }
         scope = m_unit.Parent(scope);
     }
     if (scope == kNoNode || scope == 0) {
@@ -263,6 +266,19 @@ std::string Names::Parameters(u32 subroutine, bool method, u32 depth)
     return text;
 }
 
+/// The tag of a type of this unit, through const and volatile; 0 for others.
+u32 Names::TagBehindModifiers(Reference type) const
+{
+    for (u32 steps = 0; steps < kMaxDepth && type.IsLocal(); ++steps) {
+        const u32 tag = m_unit.Tag(type.node);
+        if (tag != DW_TAG_const_type && tag != DW_TAG_volatile_type) {
+            return tag;
+        }
+        type = m_unit.Refer(type.node, DW_AT_type);
+    }
+    return 0;
+}
+
 /// Builds a declarator around nothing: `before` and `after` are what stands on its two sides.
 void Names::Declare(Reference type, std::string& before, std::string& after, u32 depth)
 {
@@ -282,7 +298,8 @@ void Names::Declare(Reference type, std::string& before, std::string& after, u32
     const Reference target = m_unit.Refer(node, DW_AT_type);
     const auto targetTag = [&] { return target.IsLocal() ? m_unit.Tag(target.node) : 0; };
     const auto pointer = [&](const std::string& sign) {
-        const bool inBrackets = targetTag() == DW_TAG_subroutine_type || targetTag() == DW_TAG_array_type;
+        const u32 tag = TagBehindModifiers(target);
+        const bool inBrackets = tag == DW_TAG_subroutine_type || tag == DW_TAG_array_type;
         std::string inner;
         std::string outer;
         Declare(target, inner, outer, depth + 1);
@@ -346,7 +363,7 @@ void Names::Declare(Reference type, std::string& before, std::string& after, u32
         std::string inner;
         Declare(target, inner, after, depth + 1);
         before += inner;
-        after = (m_demangled && before.back() != '(' ? " (" : "(") + Parameters(node, false, depth + 1) + ")" + after;
+        after = (m_demangled && !before.ends_with('(') ? " (" : "(") + Parameters(node, false, depth + 1) + ")" + after;
         return;
     }
     default: {
@@ -387,6 +404,9 @@ std::string QualifiedName(Dwarf_Die die)
     for (auto at = scopes.rbegin(); at != scopes.rend() && text.size() < kMaxText; ++at) {
         Dwarf_Die scope = *at;
         const u32 tag = static_cast<u32>(dwarf_tag(&scope));
+        if (tag == DW_TAG_subprogram) {
+            break;
+        }
         if (!IsNamingScope(tag)) {
             continue;
         }

@@ -50,6 +50,7 @@ private:
     std::string_view FindQualified(u32 node);
     std::string Prefix(u32 node);
     std::string WithArguments(u32 node, std::string_view name);
+    u32 TagBehindModifiers(Reference type) const;
     void Declare(Reference type, std::string& before, std::string& after, u32 depth);
     std::string Parameters(u32 subroutine, bool method, u32 depth);
 

@@ -285,11 +285,10 @@ void UnitConverter::AddBlock(u32 node, u32 parent, std::optional<AddressRange> r
     const bool isInlined = m_unit.Tag(node) == DW_TAG_inlined_subroutine;
     const AddressRanges ranges = RangesOf(node);
     if (ranges.empty() || !range) {
-        if (!isInlined && !range) {
-            const u32 entry = m_tree.Add(parent, DW_TAG_lexical_block);
-            AddChildren(node, entry, range, depth + 1);
-            m_tree.DropLastIfChildless(entry);
-        } else if (!isInlined && !m_unit.Has(node, DW_AT_low_pc) && !m_unit.Has(node, DW_AT_ranges)) {
+        if (!range) {
+            return; // readers take the blocks of what instances have in common for further ones of each instance
+        }
+        if (!isInlined && !m_unit.Has(node, DW_AT_low_pc) && !m_unit.Has(node, DW_AT_ranges)) {
             AddChildren(node, parent, range, depth + 1); // as wide as the scope around it
         } else if (!isInlined) {                         // of a block that lost its code the static variables are left
             m_unit.ForEachChild(node, [&](u32 child) {

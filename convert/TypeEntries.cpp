@@ -322,16 +322,22 @@ void UnitConverter::Accessibility(u32 node, u32 parentNode, bool always)
     }
 }
 
+/// AT_data_member_location as the expression that adds a number.
+void UnitConverter::MemberOffset(u64 offset)
+{
+    ByteWriter expression(false);
+    expression.U8(DW_OP_plus_uconst);
+    expression.Uleb(offset);
+    m_tree.Block(DW_AT_data_member_location, expression.View());
+}
+
 /// AT_data_member_location: a number becomes the expression that adds it.
 void UnitConverter::DataLocation(u32 node)
 {
     std::vector<u8> expression;
     std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_data_member_location);
     if (const std::optional<u64> offset = m_unit.Number(node, DW_AT_data_member_location); offset || !attribute) {
-        ByteWriter writer(false);
-        writer.U8(DW_OP_plus_uconst);
-        writer.Uleb(offset.value_or(0));
-        return m_tree.Block(DW_AT_data_member_location, writer.View());
+        return MemberOffset(offset.value_or(0));
     }
     const Location location = m_shared.locations.Read(*attribute, {});
     if (location.kind != Location::Kind::Whole) {
@@ -339,10 +345,7 @@ void UnitConverter::DataLocation(u32 node)
     }
     const ByteView bytes{location.expression.data(), location.expression.size()};
     if (const std::optional<u64> added = AddedConstant(bytes)) {
-        ByteWriter writer(false);
-        writer.U8(DW_OP_plus_uconst);
-        writer.Uleb(*added);
-        return m_tree.Block(DW_AT_data_member_location, writer.View());
+        return MemberOffset(*added);
     }
     m_tree.Block(DW_AT_data_member_location, bytes);
 }
@@ -369,7 +372,8 @@ void UnitConverter::AddMember(u32 node, u32 parent, u32 classNode)
         AddBitField(node);
     } else {
         const u32 final = target.kind == Target::Kind::Node ? Final(target.node) : kNoNode;
-        if (final != kNoNode && m_graph->InOneLoop(classNode, final)) {
+        const bool isForeign = target.kind == Target::Kind::Foreign; // which may lead anywhere
+        if (isForeign || (final != kNoNode && m_graph->InOneLoop(classNode, final))) {
             // The size of the type isn't known yet when it leads back to a class that is being read.
             if (const std::optional<u64> size = SizeOf(TypeOf(node))) {
                 m_tree.Number(DW_AT_byte_size, *size);
@@ -412,10 +416,7 @@ void UnitConverter::AddBitField(u32 node)
     m_tree.Number(DW_AT_byte_size, size);
     m_tree.Number(DW_AT_bit_offset, m_shared.program.BigEndian() ? within : 8 * size - within - bits);
     m_tree.Number(DW_AT_bit_size, bits);
-    ByteWriter writer(false);
-    writer.U8(DW_OP_plus_uconst);
-    writer.Uleb(unit);
-    m_tree.Block(DW_AT_data_member_location, writer.View());
+    MemberOffset(unit);
 }
 
 /// A static member is a variable that is defined elsewhere.
@@ -593,10 +594,7 @@ void UnitConverter::AddPointerToMember(u32 node, u32 parent)
         m_tree.Text(DW_AT_name, memberName);
         m_tree.ToEntry(DW_AT_type, type);
         m_tree.Number(DW_AT_byte_size, kPointerSize);
-        ByteWriter writer(false);
-        writer.U8(DW_OP_plus_uconst);
-        writer.Uleb(offset);
-        m_tree.Block(DW_AT_data_member_location, writer.View());
+        MemberOffset(offset);
         m_tree.Number(DW_AT_accessibility, DW_ACCESS_public);
     };
     member("__pfn", pointer, 0);

@@ -266,8 +266,8 @@ bool UnitConverter::SequenceStands(const LineSequence& sequence)
     if (std::any_of(m_codeNearZero.begin(), m_codeNearZero.end(), droppedHere)) {
         return false;
     }
-    if (m_hasCodeNearZero) {
-        return overlapped;
+    if (m_hasCodeNearZero) { // dropped code begins at 0
+        return overlapped || sequence.begin != 0;
     }
     // No function tells (the unit is an assembler's): what other units' functions cover isn't this one's.
     const AddressRanges& others = FunctionsNearZero();

@@ -122,6 +122,7 @@ private:
     u32 IntType();
     void Accessibility(u32 node, u32 parentNode, bool always);
     void DataLocation(u32 node);
+    void MemberOffset(u64 offset);
     u64 ConstantLocation(u32 node);
     /// AT_type of an entry whose size comes from its type: where that leads back to it, it gets a copy of its own.
     void SizedType(u32 node, Target target);
