@@ -24,7 +24,6 @@ enum class ValueKind : u8 {
     Entry,   ///< index in the same tree
     Node,    ///< a node of the input unit: the entry that was made of it
     Foreign, ///< an entry of another input unit; the value is the index of a key in the tree
-    Sibling, ///< the entry behind this one's children
 };
 
 struct OutAttribute {

@@ -75,7 +75,6 @@ u32 InfoWriter::FormOf(const OutAttribute& attribute) const
         return attribute.length <= 0xFF ? DW_FORM_block1 : attribute.length <= 0xFFFF ? DW_FORM_block2 : DW_FORM_block4;
     case ValueKind::Entry:
     case ValueKind::Node:
-    case ValueKind::Sibling:
         return DW_FORM_ref4;
     case ValueKind::Foreign:
         return DW_FORM_ref_addr;
