@@ -5,6 +5,7 @@
 #include "host/Queries.h"
 #include "host/Records.h"
 #include "host/Text.h"
+#include "host/UnitNames.h"
 #include "interfaces/DbgSymSrcFile.h"
 
 #include <numeric>

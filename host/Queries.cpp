@@ -6,11 +6,11 @@
 #include "host/Output.h"
 #include "host/Records.h"
 #include "host/Text.h"
+#include "host/UnitNames.h"
 #include "interfaces/DbgSection.h"
 #include "interfaces/DbgSymSrcFile.h"
 
 #include <algorithm>
-#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -163,27 +163,6 @@ int ListUnits(Loader& file, Answer answer)
         answer.output.Write(line + '\n');
     }
     return 0;
-}
-
-std::vector<u32> SelectUnits(Loader& file, const std::string& unit)
-{
-    file.LoadIndex();
-    const DbgSymSymFile& store = file.Store();
-    const std::optional<u32> id = ParseNumber(unit);
-    std::vector<u32> exact;
-    std::vector<u32> byTail;
-    for (u32 i = 0; i < file.UnitCount(); ++i) {
-        const DbgSymSrcFile& source = store.FileScopeAt(i);
-        if (unit.empty() || (id && source.GetId() == *id) || source.GetPath() == unit) {
-            exact.push_back(i);
-        } else if (EndsInPath(source.GetPath(), unit)) {
-            byTail.push_back(i);
-        }
-    }
-    if (!unit.empty() && exact.empty() && byTail.empty()) {
-        Complain(file.ShownPath(), "There is no unit '" + unit + "'");
-    }
-    return exact.empty() ? byTail : exact;
 }
 
 int ListFunctions(Loader& file, Answer answer, const std::string& unit)

@@ -32,11 +32,6 @@ int ListUnits(Loader& file, Answer answer);
 /// @param unit a unit's id or path, as SelectUnits takes it; empty for all.
 int ListFunctions(Loader& file, Answer answer, const std::string& unit);
 
-/// Indices of the units that `unit` names: all if it is empty, the one of that id if it is a
-/// number, else those of that path, or whose path ends in "/" or "\" and that text. Loads the
-/// index. None: the complaint has been made.
-std::vector<u32> SelectUnits(Loader& file, const std::string& unit);
-
 /// The line above what belongs to one unit. Null: to none.
 void WriteHeading(Output& output, const DbgSymSrcFile* unit);
 

@@ -1,8 +1,8 @@
 # Sourced by `run` and `check`: installs the Debian packages that are missing, and nothing else.
 
 # What building takes.
-build_packages=(cmake ninja-build g++ libboost-dev libcli11-dev libdw-dev libedit-dev libgtest-dev
-    libtomlplusplus-dev nlohmann-json3-dev)
+build_packages=(cmake ninja-build g++ libboost-dev libcli11-dev libdw-dev libedit-dev libgtest-dev libiberty-dev
+    libre2-dev libtomlplusplus-dev nlohmann-json3-dev)
 
 # install_missing PACKAGE...
 install_missing() {

@@ -1,0 +1,302 @@
+// Names are compared part by part: a C++ name is read just as far as it takes to find where its scopes, its template
+// arguments and its arguments begin.
+#include "host/NamePattern.h"
+
+#include "host/Demangle.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <re2/re2.h>
+#include <utility>
+
+namespace {
+
+bool IsWordCharacter(char character)
+{
+    return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
+           (character >= 'A' && character <= 'Z') || character == '_' || character == '$' ||
+           static_cast<unsigned char>(character) >= 0x80;
+}
+
+/// Leaves out the blanks that only look good. Those stay that keep two words apart, or, outside of brackets, a name
+/// from the type in front of it, and "operator<" from the arguments of a template.
+std::string WithoutBlanks(std::string_view text)
+{
+    std::string kept;
+    std::size_t depth = 0;
+    bool blank = false;
+    for (const char character : text) {
+        if (character == ' ' || character == '\t') {
+            blank = !kept.empty();
+            continue;
+        }
+        const bool word = IsWordCharacter(character);
+        if (blank &&
+            ((word && (depth == 0 || IsWordCharacter(kept.back()))) || (character == '<' && kept.back() == '<'))) {
+            kept += ' ';
+        }
+        if (character == '(' || character == '<') {
+            ++depth;
+        } else if (depth != 0 && (character == ')' || character == '>')) {
+            --depth;
+        }
+        kept += character;
+        blank = false;
+    }
+    return kept;
+}
+
+/// Where the parts of a name lie in its text, which has no needless blanks.
+class NameParts {
+public:
+    explicit NameParts(std::string_view text)
+        : m_text(text)
+        , m_end(text.size())
+    {
+        while (m_at < m_text.size() && !m_done) {
+            Step();
+        }
+        if (m_templateEnd != m_end) {
+            m_template = m_end;
+        }
+    }
+
+    /// Starts of the qualified name, then of its scopes' contents, up to the last part.
+    std::size_t Begin() const { return m_starts.front(); }
+    const std::vector<std::size_t>& Starts() const { return m_starts; }
+    std::size_t ArgumentsBegin() const { return m_end; }
+    /// Of the template arguments of the last part; ArgumentsBegin() if it has none.
+    std::size_t TemplateBegin() const { return m_template; }
+
+private:
+    bool Has(std::string_view piece) const { return m_text.substr(m_at, piece.size()) == piece; }
+
+    void Step()
+    {
+        const bool atWord = m_at == 0 || !IsWordCharacter(m_text[m_at - 1]);
+        if (atWord && Has("operator") && (m_at + 8 == m_text.size() || !IsWordCharacter(m_text[m_at + 8]))) {
+            PassOperator();
+        } else if (Has("::")) {
+            m_at += 2;
+            m_starts.push_back(m_at);
+        } else if (m_text[m_at] == ' ' && !Has(" <")) {
+            // What stands in front is the type that a function template returns.
+            m_starts.assign(1, ++m_at);
+        } else if (m_text[m_at] == '<') {
+            m_template = m_at != 0 && m_text[m_at - 1] == ' ' ? m_at - 1 : m_at;
+            PassBrackets();
+            m_templateEnd = m_at;
+        } else if (m_text[m_at] == '(') {
+            PassArguments();
+        } else if (m_text[m_at] == '{' || m_text[m_at] == '[') {
+            PassBrackets();
+        } else if (m_text[m_at] == '.' && m_at != 0) {
+            End(); // what a compiler hangs on the name of a copy, or of a static variable of a function
+        } else {
+            ++m_at;
+        }
+    }
+
+    void End()
+    {
+        m_end = m_at;
+        m_done = true;
+    }
+
+    /// The symbol behind the word, or the type that is converted to.
+    void PassOperator()
+    {
+        constexpr std::string_view kSymbols = "<>=!+-*/%^&|~,";
+        m_at += 8;
+        if (Has("()") || Has("[]")) {
+            m_at += 2;
+        } else if (m_at < m_text.size() && m_text[m_at] == ' ') {
+            m_at = std::min(m_text.find('(', m_at), m_text.size());
+        } else {
+            m_at = std::min(m_text.find_first_not_of(kSymbols, m_at), m_text.size());
+        }
+    }
+
+    /// Goes behind what closes the bracket here; to the end if nothing does.
+    void PassBrackets()
+    {
+        std::size_t depth = 0;
+        for (; m_at < m_text.size(); ++m_at) {
+            const char character = m_text[m_at];
+            if (character == '<' || character == '(' || character == '{' || character == '[') {
+                ++depth;
+            } else if (character == ')' || character == '}' || character == ']' ||
+                       (character == '>' && m_text[m_at - 1] != '-')) {
+                if (--depth == 0) {
+                    ++m_at;
+                    return;
+                }
+            }
+        }
+    }
+
+    /// The arguments end the name, but for those of a function around a local name, and "(anonymous namespace)".
+    void PassArguments()
+    {
+        const std::size_t begin = m_at;
+        PassBrackets();
+        if (Has(" const::")) {
+            m_at += 6;
+        }
+        if (!Has("::")) {
+            m_at = begin;
+            End();
+        }
+    }
+
+    std::string_view m_text;
+    std::vector<std::size_t> m_starts = {0};
+    std::size_t m_at = 0;
+    std::size_t m_end;
+    std::size_t m_template = 0;
+    std::size_t m_templateEnd = kNowhere;
+    bool m_done = false;
+
+    static constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
+};
+
+/// "vtable for X", "non-virtual thunk to f()": something about a name, and none itself.
+bool IsDescription(std::string_view name)
+{
+    const std::size_t end = std::min(name.find_first_of("<("), name.size());
+    const std::string_view head = name.substr(0, end);
+    return head.find(" for ") != std::string_view::npos || head.find(" to ") != std::string_view::npos;
+}
+
+NameMatch MatchName(const std::string& wanted, std::string_view name)
+{
+    const std::string text = WithoutBlanks(name);
+    if (text == wanted) {
+        return NameMatch::Exact;
+    }
+    if (text.find(wanted) == std::string::npos || wanted.empty() || IsDescription(name)) {
+        return NameMatch::None; // most names
+    }
+    const NameParts parts(text);
+    for (const std::size_t begin : parts.Starts()) {
+        if (text.compare(begin, wanted.size(), wanted) != 0) {
+            continue;
+        }
+        const std::size_t end = begin + wanted.size();
+        const bool whole = begin == parts.Begin();
+        if (end == text.size()) {
+            return whole ? NameMatch::Exact : NameMatch::LastPart;
+        }
+        if (end == parts.ArgumentsBegin() || end == parts.TemplateBegin()) {
+            return whole ? NameMatch::WithoutArguments : NameMatch::LastPart;
+        }
+    }
+    return NameMatch::None;
+}
+
+/// The regular expression of a glob; empty if the text has none of its characters.
+std::string ExpressionOf(std::string_view glob)
+{
+    std::string expression = "(?s)";
+    bool wild = false;
+    for (std::size_t i = 0; i < glob.size(); ++i) {
+        const std::size_t close = glob.find(']', i + 2);
+        if (glob[i] == '*' || glob[i] == '?') {
+            expression += glob[i] == '*' ? ".*" : ".";
+            wild = true;
+        } else if (glob[i] == '[' && i + 1 < glob.size() && glob[i + 1] != ']' && close != std::string_view::npos) {
+            const bool negated = glob[i + 1] == '!' || glob[i + 1] == '^';
+            expression += negated ? "[^" : "[";
+            for (const char character : glob.substr(i + (negated ? 2 : 1), close - i - (negated ? 2 : 1))) {
+                expression += character == '-' ? std::string(1, character) : re2::RE2::QuoteMeta({&character, 1});
+            }
+            expression += ']';
+            i = close;
+            wild = true;
+        } else {
+            i += glob[i] == '\\' && i + 1 < glob.size() ? 1 : 0;
+            expression += re2::RE2::QuoteMeta({&glob[i], 1});
+        }
+    }
+    return wild ? expression : std::string();
+}
+
+std::unique_ptr<re2::RE2> Compile(const std::string& expression)
+{
+    re2::RE2::Options options;
+    options.set_log_errors(false);
+    options.set_encoding(re2::RE2::Options::EncodingLatin1); // a name can be any bytes
+    options.set_never_capture(true);
+    return std::make_unique<re2::RE2>(expression, options);
+}
+
+re2::StringPiece Piece(std::string_view text)
+{
+    return {text.data(), text.size()};
+}
+
+} // namespace
+
+NamePattern::NamePattern(std::string text, bool regex)
+    : m_text(std::move(text))
+    , m_spelling(WithoutBlanks(m_text))
+    , m_regex(regex)
+{
+    const std::string expression = regex ? m_text : ExpressionOf(m_text);
+    if (!regex && expression.empty()) {
+        return;
+    }
+    m_expression = Compile(expression);
+    if (m_expression->ok()) {
+        return;
+    }
+    if (regex) {
+        m_error = m_expression->error();
+    } else {
+        m_expression.reset(); // "[z-a]" is a name like others
+    }
+}
+
+NamePattern::~NamePattern() = default;
+NamePattern::NamePattern(NamePattern&&) noexcept = default;
+NamePattern& NamePattern::operator=(NamePattern&&) noexcept = default;
+
+NameMatch NamePattern::Match(std::string_view name) const
+{
+    const std::optional<std::string> demangled = Demangle(name);
+    return Match(name, demangled ? std::string_view(*demangled) : std::string_view());
+}
+
+NameMatch NamePattern::Match(std::string_view name, std::string_view demangled) const
+{
+    const NameMatch match = MatchOne(name);
+    return demangled.empty() ? match : std::max(match, MatchOne(demangled));
+}
+
+bool NamePattern::FitsAll(std::string_view text) const
+{
+    return m_expression != nullptr && re2::RE2::FullMatch(Piece(text), *m_expression);
+}
+
+NameMatch NamePattern::MatchOne(std::string_view name) const
+{
+    if (m_regex) {
+        const bool found = m_error.empty() && re2::RE2::PartialMatch(Piece(name), *m_expression);
+        return found ? NameMatch::Pattern : NameMatch::None;
+    }
+    const NameMatch match = MatchName(m_spelling, name);
+    if (match != NameMatch::None || m_expression == nullptr) {
+        return match;
+    }
+    if (FitsAll(name)) {
+        return NameMatch::Pattern;
+    }
+    const std::string text = WithoutBlanks(name);
+    if (IsDescription(name)) {
+        return NameMatch::None;
+    }
+    const NameParts parts(text);
+    const std::string_view bare = std::string_view(text).substr(0, parts.ArgumentsBegin());
+    const bool found = FitsAll(bare.substr(parts.Begin())) || FitsAll(bare.substr(parts.Starts().back()));
+    return found ? NameMatch::Pattern : NameMatch::None;
+}

@@ -1,0 +1,74 @@
+// Units by id, path, an end of the path, or a glob.
+#include "host/UnitNames.h"
+
+#include "host/Loader.h"
+#include "host/NamePattern.h"
+#include "host/Output.h"
+#include "host/Text.h"
+#include "interfaces/DbgSymSrcFile.h"
+
+#include <optional>
+#include <string_view>
+
+namespace {
+
+/// How a unit fits, the worst first.
+enum class UnitMatch { None, Glob, Stem, End, Whole };
+
+class UnitPattern {
+public:
+    explicit UnitPattern(const std::string& text)
+        : m_text(text)
+        , m_id(ParseNumber(text))
+        , m_glob(text)
+        , m_endGlob("*[/\\]" + text)
+    {
+    }
+
+    UnitMatch Match(u32 id, std::string_view path) const
+    {
+        if (m_text.empty() || (m_id && *m_id == id) || path == m_text) {
+            return UnitMatch::Whole;
+        }
+        if (EndsInPath(path, m_text)) {
+            return UnitMatch::End;
+        }
+        const std::string_view stem = StemOf(path);
+        if (stem == m_text || EndsInPath(stem, m_text)) {
+            return UnitMatch::Stem;
+        }
+        return m_glob.IsWide() && (FitsGlob(path) || FitsGlob(stem)) ? UnitMatch::Glob : UnitMatch::None;
+    }
+
+private:
+    static std::string_view StemOf(std::string_view path)
+    {
+        const std::size_t name = path.find_last_of("/\\") + 1; // 0 if there is none
+        const std::size_t dot = path.rfind('.');
+        return dot == std::string_view::npos || dot < name ? path : path.substr(0, dot);
+    }
+
+    bool FitsGlob(std::string_view path) const { return m_glob.FitsAll(path) || m_endGlob.FitsAll(path); }
+
+    std::string m_text;
+    std::optional<u32> m_id;
+    NamePattern m_glob;
+    NamePattern m_endGlob;
+};
+
+} // namespace
+
+std::vector<u32> SelectUnits(Loader& file, const std::string& unit)
+{
+    file.LoadIndex();
+    const UnitPattern pattern(unit);
+    BestMatches<u32, UnitMatch> best;
+    for (u32 i = 0; i < file.UnitCount(); ++i) {
+        const DbgSymSrcFile& source = file.Store().FileScopeAt(i);
+        best.Offer(pattern.Match(source.GetId(), source.GetPath()), i);
+    }
+    if (!unit.empty() && best.Things().empty()) {
+        Complain(file.ShownPath(), "There is no unit '" + unit + "'");
+    }
+    return best.Things();
+}
