@@ -38,12 +38,13 @@ Loader::~Loader()
 
 u32 Loader::Rate()
 {
-    return m_plugin.CheckFile(&m_store);
+    m_rating = m_plugin.CheckFile(&m_store);
+    return m_rating;
 }
 
 bool Loader::Add()
 {
-    m_added = m_plugin.AddFile(&m_store, m_store.GetId());
+    m_added = m_added || m_plugin.AddFile(&m_store, m_store.GetId());
     return m_added;
 }
 

@@ -41,8 +41,10 @@ public:
 
     /// CheckFile: how much of the file the plug-in can serve, 0 for nothing.
     u32 Rate();
+    /// What Rate() said last.
+    u32 Rating() const { return m_rating; }
 
-    /// AddFile: every request below needs it.
+    /// AddFile, once: every request below needs it.
     /// @return false if the plug-in has no memory for the file.
     bool Add();
 
@@ -89,6 +91,7 @@ private:
     DbgSymbolicInterface& m_plugin;
     DbgSymSymFile m_store;
     const std::string m_shownPath;
+    u32 m_rating = 0;
     bool m_added = false;
     bool m_sectionsLoaded = false;
     bool m_indexLoaded = false;

@@ -2,6 +2,7 @@
 // handed in open (AddFile done); each query loads what it needs.
 #pragma once
 
+#include "host/Answer.h"
 #include "host/ShownFile.h"
 #include "host/Text.h"
 #include "interfaces/Types.h"
@@ -14,12 +15,6 @@ class DbgSymSrcFile;
 class DbgSymbolicInterface;
 class Loader;
 class Output;
-
-/// Where a query's answer goes, and in which form.
-struct Answer {
-    Output& output;
-    bool json;
-};
 
 // Queries.cpp. Each returns the exit status: 0, or 1 if something asked for isn't there, which one
 // line on standard error tells.

@@ -1,14 +1,6 @@
 // symhost: opens a symbol file with the plug-in and runs one command on it.
-#include "host/Arguments.h"
-#include "host/ConvertCommand.h"
-#include "host/Export.h"
-#include "host/Loader.h"
-#include "host/Module.h"
+#include "host/CommandLine.h"
 #include "host/Output.h"
-#include "host/Prompt.h"
-#include "host/Queries.h"
-#include "host/ShownFile.h"
-#include "interfaces/DbgPrefDataExtractor.h"
 
 #include <csignal>
 #include <exception>
@@ -18,100 +10,11 @@
 
 namespace {
 
-using Command = Arguments::Command;
-
-int RunQuery(const Arguments& arguments, Loader& file, Answer answer)
-{
-    switch (arguments.command) {
-    case Command::Sections:
-        return ListSections(file, answer);
-    case Command::Units:
-        return ListUnits(file, answer);
-    case Command::Functions:
-        return ListFunctions(file, answer, arguments.unit);
-    case Command::Scopes:
-        return ShowScopes(file, answer, arguments.name);
-    case Command::Lines:
-        return ListLines(file, answer, arguments.unit, arguments.line);
-    case Command::Types:
-        return ListTypes(file, answer, arguments.name);
-    case Command::Find:
-        return FindNames(file, answer, arguments.names);
-    case Command::At:
-        return ResolveAddresses(file, answer, arguments.addresses);
-    default:
-        return 1;
-    }
-}
-
-/// The console takes a file of any rating, and the sections of an ELF file need no symbols.
-bool IsServed(Command command, u32 rating, const std::string& whyNot)
-{
-    return rating != 0 || command == Command::Console || (command == Command::Sections && whyNot.empty());
-}
-
-int RunOnFile(const Arguments& arguments, Loader& file, Output& output)
-{
-    const std::string& path = file.ShownPath();
-    const u32 rating = file.Rate();
-    const std::string whyNot = rating == 0 ? WhyNotElf32(path) : std::string();
-    const bool served = IsServed(arguments.command, rating, whyNot);
-    if (!whyNot.empty()) {
-        Complain(path, whyNot);
-    } else if (!served) {
-        Complain(path, "Neither debug information nor a symbol table");
-    }
-    if (arguments.command == Command::Export) {
-        return ExportStore(file, rating, output);
-    }
-    if (!served) {
-        return 1;
-    }
-    if (!file.Add()) {
-        Complain(path, "The plug-in has no memory for the file");
-        return 1;
-    }
-    if (arguments.command != Command::Console) {
-        return RunQuery(arguments, file, {output, arguments.json});
-    }
-    file.Load(arguments.load);
-    const int status = RunConsole(file, output, arguments.lines);
-    return whyNot.empty() ? status : 1;
-}
-
-int Run(const Arguments& arguments, Output& output)
-{
-    if (arguments.command == Command::Convert) {
-        return ConvertFile(arguments.file, arguments.output, arguments.json, output);
-    }
-    DbgPrefDataExtractor::SetDirectory(arguments.preferences);
-    Module module;
-    std::string error;
-    if (!module.Load(arguments.module, error)) {
-        Complain("", error);
-        return 1;
-    }
-    if (arguments.command == Command::Rate) {
-        return RateFiles(module.Plugin(), arguments.files, arguments.convert, {output, arguments.json});
-    }
-    const std::string& path = arguments.file;
-    const std::string why = WhyUnreadable(path);
-    if (!why.empty()) {
-        Complain(path, why);
-        return 1;
-    }
-    ShownFile shown(path);
-    if (!shown.Prepare(arguments.convert, arguments.hint)) {
-        return 1;
-    }
-    Loader file(module.Plugin(), shown);
-    return RunOnFile(arguments, file, output);
-}
-
-int RunGuarded(const Arguments& arguments, Output& output)
+int RunGuarded(const Invocation& invocation, Output& output)
 {
     try {
-        return Run(arguments, output);
+        Host host(invocation.options, output);
+        return invocation.command->Run(host);
     } catch (const std::bad_alloc&) {
         Complain("", "Out of memory");
     } catch (const std::exception& exception) {
@@ -140,12 +43,12 @@ int main(int argc, char** argv)
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     OpenStandardDescriptors();
-    Arguments arguments;
-    if (const std::optional<int> status = ParseArguments(argc, argv, arguments)) {
+    Invocation invocation;
+    if (const std::optional<int> status = ParseCommandLine(argc, argv, invocation)) {
         return *status;
     }
     Output output(STDOUT_FILENO);
-    const int status = RunGuarded(arguments, output);
+    const int status = RunGuarded(invocation, output);
     output.Flush();
     if (output.Error() != 0) {
         Complain("standard output", output.Error());

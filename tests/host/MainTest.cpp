@@ -41,7 +41,7 @@ TEST(Main, OneLineAndAStatusForEachFailure)
         {{"find", symbols, "++"}, 1, "There is no symbol '++'"},
         {{"units", file, "--convert", "yes"}, 2, "'yes' is none of auto, always and never"},
         {{"convert", file}, 2, "-o is required"},
-        {{"convert", file, "-o", "out", "--convert", "auto"}, 2, "--convert"},
+        {{"convert", file, "-o", "out", "--convert", "never"}, 2, "--convert"},
         {{"convert", text.Path(), "-o", "out"}, 1, "Not an ELF file"},
         {{"convert", file + "/none", "-o", "out"}, 1, "Not a directory"},
         {{"console", file, "-c", "dump > /dev/full"}, 1, "'dump > /dev/full'"},

@@ -1,0 +1,53 @@
+// What every command of symhost is: its name, its own options, and what it does.
+#pragma once
+
+#include "host/Host.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+class Loader;
+class Options;
+
+class Command {
+public:
+    /// What a person reads of it.
+    struct Text {
+        std::string name;
+        std::string summary;
+        std::vector<std::string> examples; ///< command lines, without the program's name
+    };
+
+    virtual ~Command() = default;
+
+    virtual Text Describe() const = 0;
+    /// Its words and options, apart from those that every command takes.
+    virtual void Declare(Options& options) = 0;
+    /// @return the exit status.
+    virtual int Run(Host& host) = 0;
+};
+
+/// A command on one symbol file, its first word.
+class FileCommand : public Command {
+public:
+    void Declare(Options& options) final;
+    int Run(Host& host) final;
+
+protected:
+    /// What it takes behind the file.
+    virtual void DeclareMore(Options& options);
+    virtual Opening HowToOpen() const { return {}; }
+    /// @param file rated and added.
+    /// @return the exit status.
+    virtual int Ask(Loader& file, Host& host) = 0;
+
+private:
+    std::string m_path;
+};
+
+/// All commands, in the order in which help lists them: a row of Commands.def each.
+std::vector<std::unique_ptr<Command>> MakeCommands();
+
+#define COMMAND(name) std::unique_ptr<Command> Make##name##Command();
+#include "host/Commands.def"

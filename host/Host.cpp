@@ -1,0 +1,59 @@
+// Loading of the module and opening of files, with the complaints if they can't be served.
+#include "host/Host.h"
+
+#include "host/Loader.h"
+#include "host/Output.h"
+#include "interfaces/DbgPrefDataExtractor.h"
+
+Host::Host(const CommonOptions& options, Output& output)
+    : m_options(options)
+    , m_output(output)
+{
+}
+
+DbgSymbolicInterface* Host::Plugin()
+{
+    if (!m_tried) {
+        m_tried = true;
+        DbgPrefDataExtractor::SetDirectory(m_options.preferences);
+        std::string error;
+        m_loaded = m_module.Load(m_options.module, error);
+        if (!m_loaded) {
+            Complain("", error);
+        }
+    }
+    return m_loaded ? &m_module.Plugin() : nullptr;
+}
+
+int Host::WithFile(const std::string& path, const Opening& opening, const std::function<int(Loader&)>& run)
+{
+    DbgSymbolicInterface* plugin = Plugin();
+    if (plugin == nullptr) {
+        return 1;
+    }
+    const std::string why = WhyUnreadable(path);
+    if (!why.empty()) {
+        Complain(path, why);
+        return 1;
+    }
+    ShownFile shown(path);
+    if (!shown.Prepare(ConvertOr(opening.convert), opening.hint)) {
+        return 1;
+    }
+    Loader file(*plugin, shown, ++m_lastKey);
+    const bool rated = file.Rate() != 0;
+    const std::string whyNot = rated ? std::string() : WhyNotElf32(path);
+    const bool served = opening.needs == Opening::Elf ? whyNot.empty() : rated;
+    if (!served) {
+        Complain(path, whyNot.empty() ? "Neither debug information nor a symbol table" : whyNot);
+        if (!opening.evenWithout) {
+            return 1;
+        }
+    }
+    if (!file.Add()) {
+        Complain(path, "The plug-in has no memory for the file");
+        return 1;
+    }
+    const int status = run(file);
+    return served ? status : 1;
+}

@@ -1,0 +1,62 @@
+// One run of the program: the options that every command takes, the module, and the files that a command opens.
+#pragma once
+
+#include "host/Answer.h"
+#include "host/Module.h"
+#include "host/ShownFile.h"
+#include "interfaces/Types.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+
+class DbgSymbolicInterface;
+class Loader;
+
+/// What every command takes.
+struct CommonOptions {
+    std::string module;      ///< empty: the one beside the program
+    std::string preferences; ///< folder; empty: none was given
+    std::optional<ConvertMode> convert;
+    bool json = false;
+};
+
+/// How a command opens a symbol file.
+struct Opening {
+    enum Needs {
+        Symbols, ///< a rating above 0
+        Elf,     ///< a 32-bit ELF file
+    };
+
+    ConvertMode convert = ConvertMode::Auto; ///< unless --convert says otherwise
+    bool hint = false;                       ///< tell where a converted file would show more
+    Needs needs = Symbols;
+    bool evenWithout = false; ///< run all the same without what it needs, to end with status 1
+};
+
+class Host {
+public:
+    /// @param options, @param output outlive this.
+    Host(const CommonOptions& options, Output& output);
+
+    Answer GetAnswer() const { return {m_output, m_options.json}; }
+    const CommonOptions& Options() const { return m_options; }
+
+    /// The plug-in of the module, which is loaded at the first call. Null: there is none, which has been told.
+    DbgSymbolicInterface* Plugin();
+
+    /// The conversion to use where a command has its own default.
+    ConvertMode ConvertOr(ConvertMode byDefault) const { return m_options.convert.value_or(byDefault); }
+
+    /// Opens a file (rates and adds it), and runs something on it. May be nested, for two files.
+    /// @return the exit status of `run`; 1 if the file could not be served, which has been told.
+    int WithFile(const std::string& path, const Opening& opening, const std::function<int(Loader&)>& run);
+
+private:
+    const CommonOptions& m_options;
+    Output& m_output;
+    Module m_module;
+    bool m_tried = false;
+    bool m_loaded = false;
+    u32 m_lastKey = 0;
+};

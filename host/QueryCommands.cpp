@@ -1,0 +1,99 @@
+// The commands that answer a question about a name or an address: each with its options.
+#include "host/Command.h"
+#include "host/Options.h"
+#include "host/Queries.h"
+#include "host/Text.h"
+
+#include <optional>
+
+namespace {
+
+class ScopesCommand : public FileCommand {
+public:
+    Text Describe() const override { return {"scopes", "Blocks, parameters and locals of a function", {}}; }
+
+protected:
+    void DeclareMore(Options& options) override
+    {
+        options.Word("FUNCTION", m_function, Options::Required, "Name, id or address");
+    }
+    Opening HowToOpen() const override { return {.hint = true}; }
+    int Ask(Loader& file, Host& host) override { return ShowScopes(file, host.GetAnswer(), m_function); }
+
+private:
+    std::string m_function;
+};
+
+class TypesCommand : public FileCommand {
+public:
+    Text Describe() const override { return {"types", "Types with their members, offsets and sizes", {}}; }
+
+protected:
+    void DeclareMore(Options& options) override
+    {
+        options.Word("NAME", m_name, Options::Optional, "The types of this name instead of all");
+    }
+    Opening HowToOpen() const override { return {.hint = true}; }
+    int Ask(Loader& file, Host& host) override { return ListTypes(file, host.GetAnswer(), m_name); }
+
+private:
+    std::string m_name;
+};
+
+class FindCommand : public FileCommand {
+public:
+    Text Describe() const override { return {"find", "What is known of a name", {}}; }
+
+protected:
+    void DeclareMore(Options& options) override
+    {
+        options.Words("NAME", m_names, Options::Optional, "Names; without any, read from standard input");
+    }
+    Opening HowToOpen() const override { return {.hint = true}; }
+    int Ask(Loader& file, Host& host) override { return FindNames(file, host.GetAnswer(), m_names); }
+
+private:
+    std::vector<std::string> m_names;
+};
+
+class AtCommand : public FileCommand {
+public:
+    Text Describe() const override { return {"at", "Function, kind of code, file and line at an address", {}}; }
+
+protected:
+    void DeclareMore(Options& options) override
+    {
+        options.Words("ADDRESS", Options::Optional, "Addresses; without any, read from standard input",
+                      [this](const std::string& text) {
+                          const std::optional<u32> address = ParseNumber(text);
+                          m_addresses.push_back(address.value_or(0));
+                          return address ? "" : "'" + text + "' is no address";
+                      });
+    }
+    int Ask(Loader& file, Host& host) override { return ResolveAddresses(file, host.GetAnswer(), m_addresses); }
+
+private:
+    std::vector<u32> m_addresses;
+};
+
+} // namespace
+
+std::unique_ptr<Command> MakeScopesCommand()
+{
+    return std::make_unique<ScopesCommand>();
+}
+
+std::unique_ptr<Command> MakeTypesCommand()
+{
+    return std::make_unique<TypesCommand>();
+}
+
+std::unique_ptr<Command> MakeFindCommand()
+{
+    return std::make_unique<FindCommand>();
+}
+
+std::unique_ptr<Command> MakeAtCommand()
+{
+    return std::make_unique<AtCommand>();
+}
