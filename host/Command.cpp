@@ -3,17 +3,21 @@
 
 #include "host/Options.h"
 
-std::vector<std::unique_ptr<Command>> MakeCommands()
+std::vector<ListedCommand> MakeCommands()
 {
-    std::vector<std::unique_ptr<Command>> commands;
-#define COMMAND(name) commands.push_back(Make##name##Command());
+    std::vector<ListedCommand> commands;
+    const char* group = "";
+#define GROUP(title) group = title;
+#define COMMAND(name) commands.push_back({group, Make##name##Command()});
 #include "host/Commands.def"
     return commands;
 }
 
 void FileCommand::Declare(Options& options)
 {
-    options.Word("FILE", m_path, Options::Required, "Symbol file");
+    if (!options.IsFileOpen()) {
+        options.Word("FILE", m_path, Options::Required, "Symbol file", Options::Offer::Files);
+    }
     DeclareMore(options);
 }
 

@@ -26,6 +26,11 @@ public:
     virtual void Declare(Options& options) = 0;
     /// @return the exit status.
     virtual int Run(Host& host) = 0;
+
+    /// True for a command that can run on a file that is open already, the console's.
+    virtual bool TakesOpenFile() const { return false; }
+    /// Runs on it.
+    virtual int RunOn(Loader&, Host&) { return 1; }
 };
 
 /// A command on one symbol file, its first word.
@@ -33,6 +38,8 @@ class FileCommand : public Command {
 public:
     void Declare(Options& options) final;
     int Run(Host& host) final;
+    bool TakesOpenFile() const override { return true; }
+    int RunOn(Loader& file, Host& host) final { return Ask(file, host); }
 
 protected:
     /// What it takes behind the file.
@@ -46,8 +53,13 @@ private:
     std::string m_path;
 };
 
+struct ListedCommand {
+    std::string group; ///< the title that it stands under
+    std::unique_ptr<Command> command;
+};
+
 /// All commands, in the order in which help lists them: a row of Commands.def each.
-std::vector<std::unique_ptr<Command>> MakeCommands();
+std::vector<ListedCommand> MakeCommands();
 
 #define COMMAND(name) std::unique_ptr<Command> Make##name##Command();
 #include "host/Commands.def"

@@ -1,17 +1,17 @@
-// Reads the command line with the options that the commands declare.
+// Reads a line of words with the options that the commands declare.
 #include "host/CommandLine.h"
 
+#include "host/Help.h"
 #include "host/Options.h"
 #include "host/Output.h"
+#include "host/Suggestions.h"
+#include "host/Version.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstddef>
-#include <list>
-#include <string>
-#include <unistd.h>
+#include <string_view>
 #include <utility>
-#include <vector>
 
 namespace {
 
@@ -21,43 +21,143 @@ constexpr int kUsageError = 2;
 constexpr char kShield = '\1';
 
 /// The options of every command, which may stand ahead of its name or anywhere behind it.
-void DeclareCommon(Options& options, CommonOptions& common)
+void DeclareCommon(Options& options, CommonOptions& common, LineSource source)
 {
-    options.Value("--module", "PATH", common.module, "Module to load, else Dwarf2.so beside the program",
-                  Options::Offer::Files);
-    options.Value("--preferences", "DIR", "Folder of the preference files", [&](const std::string& path) {
-        common.preferences = path;
-        return CLI::ExistingDirectory(path);
-    });
+    options.Flag("--json", common.json, "One JSON object a line instead of a table");
+    if (source == LineSource::Prompt) {
+        return; // the rest has been settled
+    }
     options.Choice("--convert", common.convert,
                    std::vector<std::pair<std::string, ConvertMode>>{
                        {"auto", ConvertMode::Auto}, {"always", ConvertMode::Always}, {"never", ConvertMode::Never}},
-                   "Convert to DWARF 2.0 what is shown; auto, for most\ncommands the default: only newer DWARF");
-    options.Flag("--json", common.json, "One JSON object a line instead of a table");
+                   "Convert to DWARF 2.0 what is shown; auto, for most commands\nthe default: only newer DWARF");
+    options.Value("--module", "PATH", common.module, "Module to load, else Dwarf2.so beside the program",
+                  Options::Offer::Files);
+    options.Value(
+        "--preferences", "DIR", "Folder of the preference files",
+        [&](const std::string& path) {
+            common.preferences = path;
+            return CLI::ExistingDirectory(path);
+        },
+        Options::Offer::Folders);
+}
+
+/// What the parser has seen to by then, for the help and the completions.
+void DeclareInquiries(Options& options, LineSource source)
+{
+    if (source == LineSource::Shell) {
+        options.Flag("--version", "The program's version");
+    }
+    options.Flag("--help", "This text; behind a command, that command's");
 }
 
 class Parser {
 public:
-    explicit Parser(CommonOptions& common)
-        : m_commands(MakeCommands())
+    Parser(LineSource source, CommonOptions& common, Output& output)
+        : m_commands(CommandsFor(source))
+        , m_common(source == LineSource::Prompt)
+        , m_output(output)
     {
+        m_app.set_help_flag();
         m_app.require_subcommand(1);
         m_app.fallthrough(); // the options of every command may stand behind it
-        Options options;
-        DeclareCommon(options, common);
-        Bind(m_app, options);
-        for (const std::unique_ptr<Command>& command : m_commands) {
-            const Command::Text text = command->Describe();
-            CLI::App* added = m_app.add_subcommand(text.name, text.summary);
-            Options own;
-            command->Declare(own);
+        DeclareCommon(m_common, common, source);
+        Bind(m_app, m_common);
+        DeclareInquiries(m_common, source);
+        for (const ListedCommand& listed : m_commands) {
+            CLI::App* added = m_app.add_subcommand(listed.command->Describe().name);
+            Options own(source == LineSource::Prompt);
+            listed.command->Declare(own);
             Bind(*added, own);
         }
     }
 
-    /// Throws what the library throws.
-    std::unique_ptr<Command> Parse(const std::vector<std::string>& words)
+    /// @return as for ParseCommandLine.
+    std::optional<int> Parse(const std::vector<std::string>& words, std::unique_ptr<Command>& command)
     {
+        if (const std::optional<int> status = AnswerInquiry(words)) {
+            return status;
+        }
+        try {
+            ParseWords(words);
+            command = std::move(Find(m_app.get_subcommands().front()->get_name())->command);
+            return std::nullopt;
+        } catch (const CLI::ParseError& error) {
+            std::string text = WhyNot(error);
+            text.erase(std::remove(text.begin(), text.end(), kShield), text.end());
+            Complain("", text);
+            return kUsageError;
+        }
+    }
+
+private:
+    struct Bound {
+        Options::Item item;
+        const CLI::Option* option;
+        const CLI::App* app;
+    };
+
+    void Bind(CLI::App& app, const Options& options)
+    {
+        for (const Options::Item& item : options.Items()) {
+            CLI::Option* option = nullptr;
+            if (!item.isWord && item.value.empty()) {
+                option = app.add_flag(item.name);
+            } else {
+                option = app.add_option(item.name, [](const CLI::results_t&) { return true; });
+                option->type_name(item.value);
+            }
+            if (item.isWord && item.repeats) {
+                option->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args();
+            } else if (item.repeats) {
+                option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+            }
+            option->required(item.required);
+            m_bound.push_back({item, option, &app});
+        }
+    }
+
+    /// --version, --help wherever it stands, and `help COMMAND`.
+    std::optional<int> AnswerInquiry(const std::vector<std::string>& words)
+    {
+        bool help = !words.empty() && words.front() == "help";
+        std::vector<std::string> named;
+        for (std::size_t i = help ? 1 : 0; i < words.size() && words[i] != "--"; ++i) {
+            if (i != 0 && TakesValue(words[i - 1])) {
+                continue;
+            }
+            if (words[i] == "--version") {
+                m_output.Write("symhost " + ProgramVersion() + '\n');
+                return 0;
+            }
+            if (words[i] == "--help" || words[i] == "-h") {
+                help = true;
+            } else if (!words[i].empty() && words[i].front() != '-') {
+                named.push_back(words[i]);
+            }
+        }
+        return help ? std::optional(WriteHelp(named)) : std::nullopt;
+    }
+
+    int WriteHelp(const std::vector<std::string>& named)
+    {
+        if (named.empty()) {
+            m_output.Write(ProgramHelp(m_commands, m_common));
+            return 0;
+        }
+        ListedCommand* const listed = Find(named.front());
+        if (listed == nullptr) {
+            Complain("", NoSuchCommand(named.front()));
+            return kUsageError;
+        }
+        m_output.Write(CommandHelp(*listed->command, m_common));
+        return 0;
+    }
+
+    /// Throws what the library throws.
+    void ParseWords(std::vector<std::string> words)
+    {
+        LeadWithCommand(words);
         std::vector<std::string> reversed;
         for (std::size_t i = words.size(); i-- != 0;) {
             const bool isValue = i != 0 && TakesValue(words[i - 1]);
@@ -67,39 +167,18 @@ public:
         for (const Bound& bound : m_bound) {
             TakeValues(bound);
         }
-        const CLI::App* chosen = m_app.get_subcommands().front();
-        const auto found = std::find_if(m_commands.begin(), m_commands.end(), [&](const auto& command) {
-            return command->Describe().name == chosen->get_name();
-        });
-        return std::move(*found);
     }
 
-    CLI::App& App() { return m_app; }
-
-private:
-    struct Bound {
-        Options::Item item;
-        const CLI::Option* option;
-    };
-
-    void Bind(CLI::App& app, const Options& options)
+    /// Puts the command ahead of its options: the library takes no others there.
+    void LeadWithCommand(std::vector<std::string>& words)
     {
-        for (const Options::Item& item : options.Items()) {
-            CLI::Option* option = nullptr;
-            if (!item.isWord && item.value.empty()) {
-                option = app.add_flag(item.name, item.help);
-            } else {
-                option = app.add_option(
-                    item.name, [](const CLI::results_t&) { return true; }, item.help);
-                option->type_name(item.value);
-            }
-            if (item.isWord && item.repeats) {
-                option->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args();
-            } else if (item.repeats) {
-                option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-            }
-            option->required(item.required);
-            m_bound.push_back({item, option});
+        std::size_t first = 0;
+        while (first < words.size() && !words[first].empty() && words[first].front() == '-') {
+            first += TakesValue(words[first]) ? 2 : 1;
+        }
+        if (first < words.size() && Find(words[first]) != nullptr) {
+            const auto command = words.begin() + static_cast<std::ptrdiff_t>(first);
+            std::rotate(words.begin(), command, command + 1);
         }
     }
 
@@ -136,34 +215,89 @@ private:
         });
     }
 
-    CLI::App m_app{"Shows what the symbolic plug-in makes of a 32-bit ARM ELF file.", "symhost"};
-    std::vector<std::unique_ptr<Command>> m_commands;
+    /// Null: there is no such command.
+    ListedCommand* Find(std::string_view name)
+    {
+        const auto found = std::find_if(m_commands.begin(), m_commands.end(), [&](const ListedCommand& listed) {
+            return listed.command->Describe().name == name;
+        });
+        return found == m_commands.end() ? nullptr : &*found;
+    }
+
+    std::string WhyNot(const CLI::ParseError& error) const
+    {
+        const std::vector<std::string> rest = m_app.remaining(true); // in the order in which they were typed
+        const std::vector<const CLI::App*> chosen = ChosenCommands();
+        if (rest.empty()) {
+            return chosen.empty() ? "A command is required; 'symhost --help' lists them" : error.what();
+        }
+        const auto option = std::find_if(
+            rest.begin(), rest.end(), [](const std::string& word) { return word.size() > 1 && word.front() == '-'; });
+        if (option != rest.end()) {
+            return NoSuchOption(option->substr(0, option->find('=')), chosen);
+        }
+        if (chosen.empty()) {
+            return NoSuchCommand(rest.front());
+        }
+        std::string text = rest.size() == 1 ? "This word is" : "These words are";
+        text += " not expected:";
+        for (const std::string& word : rest) {
+            text += ' ' + word;
+        }
+        return text;
+    }
+
+    std::vector<const CLI::App*> ChosenCommands() const
+    {
+        return m_app.get_subcommands([](const CLI::App* command) { return command->parsed(); });
+    }
+
+    std::string NoSuchCommand(const std::string& name) const
+    {
+        Suggestions suggestions(name);
+        for (const ListedCommand& listed : m_commands) {
+            suggestions.Offer(listed.command->Describe().name);
+        }
+        return "There is no command '" + name + "'" + suggestions.Question();
+    }
+
+    /// @param chosen the command behind which it stands, if there is one.
+    std::string NoSuchOption(const std::string& name, const std::vector<const CLI::App*>& chosen) const
+    {
+        Suggestions suggestions(name);
+        for (const Bound& bound : m_bound) {
+            const bool applies = bound.app == &m_app || (!chosen.empty() && bound.app == chosen.front());
+            if (!bound.item.isWord && applies) {
+                suggestions.Offer(bound.item.name);
+            }
+        }
+        std::string text = "There is no option '" + name + "'";
+        if (!chosen.empty()) {
+            text += " of '" + chosen.front()->get_name() + "'";
+        }
+        return text + suggestions.Question();
+    }
+
+    CLI::App m_app;
+    std::vector<ListedCommand> m_commands;
+    Options m_common;
     std::vector<Bound> m_bound;
+    Output& m_output;
 };
 
 } // namespace
 
-std::optional<int> ParseCommandLine(int argc, char** argv, Invocation& invocation)
+std::optional<int> ParseCommandLine(const std::vector<std::string>& words, LineSource source, Invocation& invocation,
+                                    Output& output)
 {
-    Parser parser(invocation.options);
-    try {
-        invocation.command = parser.Parse({argv + std::min(argc, 1), argv + argc});
-        return std::nullopt;
-    } catch (const CLI::CallForHelp&) {
-        Output output(STDOUT_FILENO);
-        output.Write(parser.App().help());
-        output.Flush();
-        if (output.Error() == 0) {
-            return 0;
-        }
-        Complain("standard output", output.Error());
-        return 1;
-    } catch (const CLI::ParseError& error) {
-        const std::vector<std::string> rest = parser.App().remaining();
-        const bool noCommand = parser.App().get_subcommands().empty() && !rest.empty();
-        std::string text = noCommand ? "There is no command '" + rest.front() + "'" : error.what();
-        text.erase(std::remove(text.begin(), text.end(), kShield), text.end());
-        Complain("", text);
-        return kUsageError;
+    return Parser(source, invocation.options, output).Parse(words, invocation.command);
+}
+
+std::vector<ListedCommand> CommandsFor(LineSource source)
+{
+    std::vector<ListedCommand> commands = MakeCommands();
+    if (source == LineSource::Prompt) {
+        std::erase_if(commands, [](const ListedCommand& listed) { return !listed.command->TakesOpenFile(); });
     }
+    return commands;
 }

@@ -1,17 +1,32 @@
-// The command line of symhost: which command it names, and what it says to it.
+// A line of words for symhost: which command it names, and what it says to it.
 #pragma once
 
 #include "host/Command.h"
 
 #include <memory>
 #include <optional>
+#include <string>
+#include <vector>
+
+class Output;
 
 struct Invocation {
     CommonOptions options;
     std::unique_ptr<Command> command;
 };
 
-/// Reads the command line. Help goes to standard output, a complaint to standard error.
+/// Where the words come from.
+enum class LineSource {
+    Shell,  ///< the program's arguments
+    Prompt, ///< a line of the console, whose file is open: no command takes a FILE
+};
+
+/// Reads the words. Help and the version go to the output, a complaint to standard error.
+/// @param invocation its options are the defaults.
 /// @return nothing if there is a command to run, else the exit status: 0 after help, 2 for wrong
 ///         usage.
-std::optional<int> ParseCommandLine(int argc, char** argv, Invocation& invocation);
+std::optional<int> ParseCommandLine(const std::vector<std::string>& words, LineSource source, Invocation& invocation,
+                                    Output& output);
+
+/// The commands that lines of that source can name.
+std::vector<ListedCommand> CommandsFor(LineSource source);

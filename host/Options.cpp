@@ -69,16 +69,22 @@ void Options::Flag(const std::string& name, bool& on, const std::string& help)
     });
 }
 
+void Options::Flag(const std::string& name, const std::string& help)
+{
+    Add(name, help, [](const std::string&) { return std::string(); });
+}
+
 void Options::Value(const std::string& name, const std::string& value, std::string& text, const std::string& help,
                     Offer offer)
 {
-    Value(name, value, help, Into(text));
-    m_items.back().offer = offer;
+    Value(name, value, help, Into(text), offer);
 }
 
-void Options::Value(const std::string& name, const std::string& value, const std::string& help, Take take)
+void Options::Value(const std::string& name, const std::string& value, const std::string& help, Take take, Offer offer)
 {
-    Add(name, help, std::move(take)).value = value;
+    Item& item = Add(name, help, std::move(take));
+    item.value = value;
+    item.offer = offer;
 }
 
 void Options::Values(const std::string& name, const std::string& value, std::vector<std::string>& texts,

@@ -9,6 +9,14 @@
 
 class Options {
 public:
+    /// @param fileIsOpen no FILE is to be declared: the command runs on one that is open.
+    explicit Options(bool fileIsOpen = false)
+        : m_fileIsOpen(fileIsOpen)
+    {
+    }
+
+    bool IsFileOpen() const { return m_fileIsOpen; }
+
     enum Need { Required, Optional };
 
     /// What a shell can offer for a value.
@@ -39,10 +47,13 @@ public:
     void Words(const std::string& name, Need need, const std::string& help, Take take);
 
     void Flag(const std::string& name, bool& on, const std::string& help);
+    /// One that is seen to elsewhere.
+    void Flag(const std::string& name, const std::string& help);
     /// An option with a value.
     void Value(const std::string& name, const std::string& value, std::string& text, const std::string& help,
                Offer offer = Offer::Nothing);
-    void Value(const std::string& name, const std::string& value, const std::string& help, Take take);
+    void Value(const std::string& name, const std::string& value, const std::string& help, Take take,
+               Offer offer = Offer::Nothing);
     /// One that may be given again.
     void Values(const std::string& name, const std::string& value, std::vector<std::string>& texts,
                 const std::string& help);
@@ -62,6 +73,7 @@ private:
     void AddChoice(const std::string& name, std::vector<std::string> choices, const std::string& help,
                    std::function<void(std::size_t)> take);
 
+    bool m_fileIsOpen;
     std::vector<Item> m_items;
 };
 

@@ -21,6 +21,7 @@ protected:
 class ConsoleCommand : public FileCommand {
 public:
     Text Describe() const override { return {"console", "The plug-in's console", {}}; }
+    bool TakesOpenFile() const override { return false; }
 
 protected:
     void DeclareMore(Options& options) override

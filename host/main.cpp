@@ -2,11 +2,15 @@
 #include "host/CommandLine.h"
 #include "host/Output.h"
 
+#include <algorithm>
 #include <csignal>
 #include <exception>
 #include <fcntl.h>
 #include <new>
+#include <optional>
+#include <string>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -43,16 +47,17 @@ int main(int argc, char** argv)
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     OpenStandardDescriptors();
-    Invocation invocation;
-    if (const std::optional<int> status = ParseCommandLine(argc, argv, invocation)) {
-        return *status;
-    }
     Output output(STDOUT_FILENO);
-    const int status = RunGuarded(invocation, output);
+    Invocation invocation;
+    const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    std::optional<int> status = ParseCommandLine(words, LineSource::Shell, invocation, output);
+    if (!status) {
+        status = RunGuarded(invocation, output);
+    }
     output.Flush();
     if (output.Error() != 0) {
         Complain("standard output", output.Error());
         return 1;
     }
-    return status;
+    return *status;
 }

@@ -23,8 +23,12 @@ TEST(Main, OneLineAndAStatusForEachFailure)
         {{}, 2, "required"},
         {{"nonsense"}, 2, "There is no command 'nonsense'"},
         {{"units"}, 2, "FILE is required"},
-        {{"units", file, "[more]"}, 2, "not expected: [more]"},
-        {{"units", file, "--bogus"}, 2, "--bogus"},
+        {{"untis", file}, 2, "Did you mean units?"},
+        {{"help", "fnid"}, 2, "Did you mean find?"},
+        {{"units", file, "[more]", "b", "a"}, 2, "not expected: [more] b a"},
+        {{"units", file, "--bogus"}, 2, "There is no option '--bogus' of 'units'"},
+        {{"functions", file, "--unti=a.c"}, 2, "Did you mean --unit?"},
+        {{"units", file, "--line", "5"}, 2, "There is no option '--line' of 'units'"},
         {{"at", file, "[5]"}, 2, "'[5]' is no address"},
         {{"lines", file, "--line", "main.c:"}, 2, "'main.c:' is no source line"},
         {{"lines", file, "--line", "100000"}, 1, "No code is of line 100000"},
@@ -58,6 +62,26 @@ TEST(Main, OneLineAndAStatusForEachFailure)
         EXPECT_EQ(lines.size(), failure.complaint.empty() ? 0u : 1u) << ran.err;
         EXPECT_NE(ran.err.find(failure.complaint), std::string::npos) << ran.err;
     }
+}
+
+TEST(Main, OptionsStandWhereverOneTypesThem)
+{
+    const std::string file = Sample("station.axf");
+    const std::string plain = RunHost({"functions", file, "--unit", "filter.c", "--json"}).out;
+    EXPECT_NE(plain, "");
+    EXPECT_EQ(RunHost({"--json", "--unit", "filter.c", "functions", file}).out, plain);
+    EXPECT_EQ(RunHost({"--unit=filter.c", "functions", "--json", file}).out, plain);
+    EXPECT_EQ(RunHost({"find", file, "--", "--json"}).out, "--json\n  no ELF symbol\n  not in .debug_pubnames\n");
+}
+
+TEST(Main, HelpAndVersionAreAnsweredAheadOfAllElse)
+{
+    const std::string help = RunHost({"at", "--help"}).out;
+    EXPECT_EQ(help.rfind("Usage: symhost at FILE [ADDRESS]... [OPTIONS]\n", 0), 0u) << help;
+    EXPECT_EQ(RunHost({"help", "at"}).out, help);
+    EXPECT_EQ(RunHost({"-h", "at", "none", "--bogus"}).out, help);
+    EXPECT_NE(RunHost({"console", Sample("station.axf"), "-c", "--help"}).out.find("help"), 0u) << "a value";
+    EXPECT_EQ(RunHost({"units", "--version"}).out.rfind("symhost 1.", 0), 0u);
 }
 
 TEST(Main, TheConsoleLoadsAsDeepAsItIsTold)

@@ -1,0 +1,111 @@
+// The texts of --help: usage, words, options and examples in columns.
+#include "host/Help.h"
+
+#include "host/Command.h"
+#include "host/Options.h"
+#include "host/Text.h"
+
+#include <cstddef>
+#include <string_view>
+
+namespace {
+
+constexpr std::size_t kColumn = 28;
+
+/// "  left   right", and further lines of `right` under the first.
+void AppendRow(std::string& text, const std::string& left, std::string_view right)
+{
+    std::string line = "  " + left;
+    if (line.size() + 2 > kColumn) {
+        text += line + '\n';
+        line.clear();
+    }
+    while (true) {
+        const std::size_t end = right.find('\n');
+        PadTo(line, kColumn);
+        text += line + std::string(right.substr(0, end)) + '\n';
+        if (end == std::string_view::npos) {
+            return;
+        }
+        right.remove_prefix(end + 1);
+        line.clear();
+    }
+}
+
+std::string WordOf(const Options::Item& item)
+{
+    return item.repeats ? item.name + "..." : item.name;
+}
+
+std::string OptionOf(const Options::Item& item)
+{
+    return item.value.empty() ? item.name : item.name + ' ' + item.value;
+}
+
+void AppendItems(std::string& text, const Options& options, bool words)
+{
+    for (const Options::Item& item : options.Items()) {
+        if (item.isWord == words) {
+            AppendRow(text, words ? WordOf(item) : OptionOf(item), item.help);
+        }
+    }
+}
+
+void AppendUsage(std::string& text, const std::string& name, const Options& options)
+{
+    text += "Usage: symhost " + name;
+    for (const Options::Item& item : options.Items()) {
+        if (item.required) {
+            text += ' ' + (item.isWord ? WordOf(item) : OptionOf(item));
+        } else if (item.isWord) {
+            text += " [" + item.name + ']' + (item.repeats ? "..." : "");
+        }
+    }
+    text += " [OPTIONS]\n";
+}
+
+} // namespace
+
+std::string ProgramHelp(const std::vector<ListedCommand>& commands, const Options& common)
+{
+    std::string text = "Usage: symhost COMMAND FILE [ARGUMENTS] [OPTIONS]\n"
+                       "Shows what the symbolic plug-in makes of a 32-bit ARM ELF file.\n";
+    std::string group;
+    for (const ListedCommand& listed : commands) {
+        if (listed.group != group) {
+            group = listed.group;
+            text += '\n' + group + ":\n";
+        }
+        const Command::Text words = listed.command->Describe();
+        AppendRow(text, words.name, words.summary);
+    }
+    text += "\nOptions of every command:\n";
+    AppendItems(text, common, false);
+    text += "\n'symhost help COMMAND' tells of one command, with examples.\n";
+    return text;
+}
+
+std::string CommandHelp(Command& command, const Options& common)
+{
+    const Command::Text words = command.Describe();
+    Options own;
+    command.Declare(own);
+    std::string text;
+    AppendUsage(text, words.name, own);
+    text += words.summary + "\n\n";
+    AppendItems(text, own, true);
+    std::string options;
+    AppendItems(options, own, false);
+    if (!options.empty()) {
+        text += "\nOptions:\n" + options;
+    }
+    text += "\nOptions of every command:\n";
+    AppendItems(text, common, false);
+    if (!words.examples.empty()) {
+        text += "\nExamples:\n";
+        for (const std::string& example : words.examples) {
+            text += "  symhost " + example + '\n';
+        }
+    }
+    return text;
+}

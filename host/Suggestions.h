@@ -1,0 +1,36 @@
+// What a person may have meant who mistyped a name.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// How many single letters have to be changed, left out, added or swapped with their neighbour to make one text of
+/// another; anything above `limit` comes as `limit` + 1.
+std::size_t EditDistance(std::string_view from, std::string_view to, std::size_t limit);
+
+/// Keeps those of any number of candidates that are nearest to a text: of nearly its letters, or beginning with it.
+/// Capital letters count as small ones.
+class Suggestions {
+public:
+    explicit Suggestions(std::string_view wanted);
+
+    void Offer(std::string_view candidate);
+
+    /// At most three, the nearest first.
+    std::vector<std::string> Nearest() const;
+    /// ". Did you mean a, b or c?", to stand behind a complaint; empty if nothing is near.
+    std::string Question() const;
+
+private:
+    struct Kept {
+        std::size_t distance;
+        std::string name;
+        auto operator<=>(const Kept&) const = default;
+    };
+
+    const std::string m_wanted;
+    const std::size_t m_limit;
+    std::vector<Kept> m_kept; ///< ascending
+};
