@@ -2,6 +2,7 @@
 #include "tests/host/HostTesting.h"
 #include "tests/support/ElfWriter.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace {
@@ -81,7 +82,7 @@ TEST(Main, HelpAndVersionAreAnsweredAheadOfAllElse)
     EXPECT_EQ(RunHost({"help", "at"}).out, help);
     EXPECT_EQ(RunHost({"-h", "at", "none", "--bogus"}).out, help);
     EXPECT_NE(RunHost({"console", Sample("station.axf"), "-c", "--help"}).out.find("help"), 0u) << "a value";
-    EXPECT_EQ(RunHost({"units", "--version"}).out.rfind("symhost 1.", 0), 0u);
+    EXPECT_THAT(RunHost({"units", "--version"}).out, testing::MatchesRegex("symhost [0-9]+\\..*\n"));
 }
 
 TEST(Main, TheConsoleLoadsAsDeepAsItIsTold)
