@@ -31,6 +31,11 @@ void DeclareCommon(Options& options, CommonOptions& common, LineSource source)
                    std::vector<std::pair<std::string, ConvertMode>>{
                        {"auto", ConvertMode::Auto}, {"always", ConvertMode::Always}, {"never", ConvertMode::Never}},
                    "Convert to DWARF 2.0 what is shown; auto, for most commands\nthe default: only newer DWARF");
+    options.Choice("--color", common.color,
+                   std::vector<std::pair<std::string, ColorMode>>{
+                       {"auto", ColorMode::Auto}, {"always", ColorMode::Always}, {"never", ColorMode::Never}},
+                   "Colours in tables; auto, the default: on a terminal");
+    options.Flag("--no-pager", common.noPager, "No pager for long output on a terminal");
     options.Value("--module", "PATH", common.module, "Module to load, else Dwarf2.so beside the program",
                   Options::Offer::Files);
     options.Value(

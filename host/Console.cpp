@@ -21,7 +21,6 @@ void HostConsole::ClearContents(u32)
 void HostConsole::CommandFinished()
 {
     m_fileIncomplete = m_stream.bad();
-    m_output.Flush();
 }
 
 bool RunConsoleLine(Loader& file, HostConsole& console, const std::string& line)

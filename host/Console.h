@@ -12,7 +12,7 @@ class Loader;
 /// Its stream writes to an output; nothing can be read from it.
 class HostConsole : public DbgUIConsole {
 public:
-    /// @param output outlives the console. What a command wrote is passed on when it ends.
+    /// @param output outlives the console. Who runs a command passes on what it wrote.
     explicit HostConsole(Output& output);
 
     std::iostream& iostream() override { return m_stream; }

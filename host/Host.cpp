@@ -5,10 +5,15 @@
 #include "host/Output.h"
 #include "interfaces/DbgPrefDataExtractor.h"
 
+#include <cstddef>
+#include <memory>
+
 Host::Host(const CommonOptions& options, Output& output)
     : m_options(options)
     , m_output(output)
 {
+    // What is shown on the screen beside a bar shows the progress better.
+    m_bars.written = [this] { return m_output.IsTerminal() ? m_output.Taken() : 0; };
 }
 
 DbgSymbolicInterface* Host::Plugin()
@@ -54,6 +59,14 @@ int Host::WithFile(const std::string& path, const Opening& opening, const std::f
         Complain(path, "The plug-in has no memory for the file");
         return 1;
     }
+    std::unique_ptr<ProgressIndicator> bar;
+    file.onUnit = [&](std::size_t done) {
+        if (!bar) {
+            const std::string name = path.substr(path.rfind('/') + 1);
+            bar.reset(m_bars.OpenProgress("Loading", name.c_str(), 0, static_cast<u32>(file.UnitCount()), 0, false));
+        }
+        bar->SetPosition(static_cast<u32>(done));
+    };
     const int status = run(file);
     return served ? status : 1;
 }

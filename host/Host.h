@@ -3,6 +3,8 @@
 
 #include "host/Answer.h"
 #include "host/Module.h"
+#include "host/Paint.h"
+#include "host/Progress.h"
 #include "host/ShownFile.h"
 #include "interfaces/Types.h"
 
@@ -19,6 +21,8 @@ struct CommonOptions {
     std::string preferences; ///< folder; empty: none was given
     std::optional<ConvertMode> convert;
     bool json = false;
+    ColorMode color = ColorMode::Auto;
+    bool noPager = false;
 };
 
 /// How a command opens a symbol file.
@@ -56,6 +60,7 @@ private:
     const CommonOptions& m_options;
     Output& m_output;
     Module m_module;
+    ProgressBars m_bars;
     bool m_tried = false;
     bool m_loaded = false;
     u32 m_lastKey = 0;

@@ -60,7 +60,7 @@ int ListLines(Loader& file, Answer answer, const std::string& unit, const std::o
     RecordWriter records(answer.output);
     RowPaths paths;
     if (!answer.json) {
-        answer.output.Write("  address         line   col    size  file\n");
+        answer.output.WriteHead("  address         line   col    size  file\n");
     }
     for (const u32 index : units) {
         DbgSymSrcFile& source = file.Store().FileScopeAt(index);

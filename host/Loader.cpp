@@ -89,6 +89,9 @@ void Loader::LoadUnit(u32 unitId)
         context.funcScope = kContents;
         context.loadTarget = unitId;
         m_plugin.LoadSymbols(&context);
+        if (onUnit) {
+            onUnit(m_unitsLoaded.size());
+        }
     }
 }
 
@@ -110,6 +113,9 @@ void Loader::LoadLines(u32 unitId)
         context.fileScope = unitId;
         context.loadTarget = unitId;
         m_plugin.LoadLineTable(&context);
+        if (onUnit) {
+            onUnit(m_linesLoaded.size());
+        }
     }
 }
 

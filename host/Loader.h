@@ -5,6 +5,8 @@
 #include "interfaces/DbgSymSymFile.h"
 #include "interfaces/Types.h"
 
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <unordered_set>
 
@@ -43,6 +45,9 @@ public:
     u32 Rate();
     /// What Rate() said last.
     u32 Rating() const { return m_rating; }
+
+    /// Called as a unit has been loaded, or its lines, with the number of those that have.
+    std::function<void(std::size_t)> onUnit;
 
     /// AddFile, once: every request below needs it.
     /// @return false if the plug-in has no memory for the file.

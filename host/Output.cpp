@@ -1,6 +1,8 @@
 // Output to a descriptor that notices a full disk or a broken pipe.
 #include "host/Output.h"
 
+#include "host/Paint.h"
+#include "host/Progress.h"
 #include "host/Text.h"
 
 #include <algorithm>
@@ -32,7 +34,42 @@ void Output::SetByLine(bool byLine)
     setp(m_bytes.data(), m_bytes.data() + (byLine ? 0 : m_bytes.size()));
 }
 
+void Output::ShowHead()
+{
+    std::string head;
+    head.swap(m_head);
+    if (!m_painted) {
+        Write(head);
+    } else if (!head.empty()) {
+        PassOnHeld();
+        m_passedOn += head.size();
+        head = PaintedHead(head);
+        Deliver(head.data(), head.size());
+    }
+}
+
 void Output::Flush()
+{
+    PassOnHeld();
+}
+
+void Output::MakeRoom()
+{
+    const std::string_view held(pbase(), static_cast<std::size_t>(pptr() - pbase()));
+    const std::size_t end = m_painted ? held.rfind('\n') + 1 : 0; // 0 if there is none
+    if (end == 0) {
+        PassOnHeld();
+        return;
+    }
+    const std::string open(held.substr(end)); // a line is painted as a whole
+    pbump(-static_cast<int>(open.size()));
+    PassOnHeld();
+    std::copy(open.begin(), open.end(), pptr());
+    pbump(static_cast<int>(open.size()));
+}
+
+/// What is in the buffers goes on its way.
+void Output::PassOnHeld()
 {
     if (m_byLine) {
         std::string line;
@@ -51,7 +88,7 @@ void Output::TakeByLine(std::string_view text)
     const std::size_t end = text.rfind('\n') + 1; // 0 if there is none
     if (end != 0) {
         m_line += text.substr(0, end);
-        Flush();
+        PassOnHeld();
     }
     if (!m_byLine) {
         Write(text.substr(end)); // the lines that were passed on have started the pager
@@ -59,7 +96,7 @@ void Output::TakeByLine(std::string_view text)
     }
     m_line += text.substr(end);
     if (m_line.size() >= kBufferSize) {
-        Flush();
+        PassOnHeld();
     }
 }
 
@@ -69,12 +106,19 @@ void Output::PassOn(const char* bytes, std::size_t count)
     if (count == 0) {
         return;
     }
-    if (!m_terminal) {
+    if (!m_terminal && !m_painted) {
         Deliver(bytes, count);
         return;
     }
     std::string shown;
-    AppendPrintable(shown, {bytes, count}, "\n\t");
+    if (m_terminal) {
+        AppendPrintable(shown, {bytes, count}, "\n\t");
+    } else {
+        shown.assign(bytes, count);
+    }
+    if (m_painted) {
+        shown = Painted(shown);
+    }
     Deliver(shown.data(), shown.size());
 }
 
@@ -98,6 +142,9 @@ void Output::WriteThrough(int descriptor, const char* bytes, std::size_t count)
             count -= static_cast<std::size_t>(written);
         } else if (written < 0 && errno != EINTR) {
             m_error = errno;
+            if (m_error == EPIPE && onReaderGone) {
+                onReaderGone();
+            }
         }
     }
 }
@@ -114,13 +161,17 @@ Output::int_type Output::overflow(int_type character)
 std::streamsize Output::xsputn(const char* text, std::streamsize count)
 {
     const auto size = static_cast<std::size_t>(count);
+    if (!m_head.empty() && size != 0) {
+        ShowHead();
+    }
     if (m_byLine) {
         TakeByLine({text, size});
         return count;
     }
     if (size > static_cast<std::size_t>(epptr() - pptr())) {
-        Flush();
-        if (size >= m_bytes.size()) {
+        MakeRoom();
+        if (size > static_cast<std::size_t>(epptr() - pptr())) {
+            PassOnHeld();
             PassOn(text, size);
             return count;
         }
@@ -133,7 +184,7 @@ std::streamsize Output::xsputn(const char* text, std::streamsize count)
 int Output::sync()
 {
     if (m_terminal) {
-        Flush();
+        PassOnHeld();
     }
     return 0;
 }
@@ -153,6 +204,7 @@ void Complain(std::string_view subject, std::string_view text)
 
 void WriteMessage(std::string_view lines)
 {
+    EraseProgress();
     // Nothing is left to be told when standard error itself fails.
     static_cast<void>(!write(STDERR_FILENO, lines.data(), lines.size()));
 }

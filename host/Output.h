@@ -4,6 +4,7 @@
 #include "interfaces/Types.h"
 
 #include <cstddef>
+#include <functional>
 #include <streambuf>
 #include <string>
 #include <string_view>
@@ -22,14 +23,26 @@ public:
     ~Output() override;
 
     void Write(std::string_view text) { sputn(text.data(), static_cast<std::streamsize>(text.size())); }
+    /// Writes the line above a table as soon as anything follows it: a listing that comes to nothing shows none.
+    void WriteHead(std::string_view head) { m_head += head; }
+    /// Writes the head of a table that is empty.
+    void ShowHead();
+    /// Forgets it.
+    void DropHead() { m_head.clear(); }
     /// Writes what steers a terminal, as it stands.
     void WriteSequence(std::string_view sequence);
-    void Flush();
+    /// Passes everything on to whoever reads it.
+    virtual void Flush();
+    /// Tables in colours (host/Paint.h), from now on.
+    void SetPainted(bool painted) { m_painted = painted; }
     bool IsTerminal() const { return m_terminal; }
     /// The errno of the write that failed; 0 if none did.
     int Error() const { return m_error; }
     /// The number of bytes taken so far, delivered or not.
     u64 Taken() const { return m_passedOn + m_line.size() + static_cast<u64>(pptr() - pbase()); }
+
+    /// Called once nobody reads what is written: the other end of the pipe is closed.
+    std::function<void()> onReaderGone;
 
 protected:
     /// Takes bytes that leave the buffer.
@@ -46,14 +59,18 @@ protected:
 
 private:
     void TakeByLine(std::string_view text);
+    void PassOnHeld();
+    void MakeRoom();
     void PassOn(const char* bytes, std::size_t count);
 
     int m_descriptor;
     bool m_terminal;
     bool m_byLine = false;
+    bool m_painted = false;
     int m_error = 0;
     std::vector<char> m_bytes;
     std::string m_line; ///< the open line of an output by line; its put area is empty
+    std::string m_head; ///< not written yet
     u64 m_passedOn = 0;
 };
 

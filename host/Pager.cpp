@@ -1,6 +1,7 @@
 // The pager: when it is started, and what happens when it is left early.
 #include "host/Pager.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -69,12 +70,17 @@ PagedOutput::~PagedOutput()
     }
 }
 
-void PagedOutput::BeginCommand(bool holds)
+void PagedOutput::DropHeld()
+{
+    Output::Flush();
+    m_held.clear();
+}
+
+void PagedOutput::BeginCommand()
 {
     m_held.clear();
     m_rows = 0;
     m_column = 0;
-    m_holds = holds;
     m_readerGone = false;
     m_discard = false;
 }
@@ -83,7 +89,6 @@ void PagedOutput::EndCommand()
 {
     Flush();
     if (m_pager < 0) {
-        Show();
         return;
     }
     close(m_pipe);
@@ -99,12 +104,17 @@ int PagedOutput::sync()
 {
     // The pager's person sees the first screen at once; from there on large pieces are faster.
     if (m_pager < 0) {
-        Flush();
-        if (!m_holds) {
-            Show();
-        }
+        Output::Flush();
     }
     return 0;
+}
+
+void PagedOutput::Flush()
+{
+    Output::Flush();
+    if (m_pager < 0) {
+        Show();
+    }
 }
 
 void PagedOutput::Show()
@@ -123,7 +133,7 @@ void PagedOutput::Show()
 void PagedOutput::Deliver(const char* bytes, std::size_t count)
 {
     m_discard = m_discard || (unwanted && unwanted());
-    if (m_discard) {
+    if (m_discard && m_pager < 0) {
         return;
     }
     if (m_pager >= 0) {
@@ -149,7 +159,12 @@ bool PagedOutput::FillsScreen(const char* bytes, std::size_t count)
 {
     const winsize screen = ScreenSize(Descriptor());
     for (std::size_t i = 0; i < count; ++i) {
-        if (bytes[i] == '\n' || ++m_column > screen.ws_col) {
+        if (bytes[i] == '\x1b') { // a colour takes no room
+            i = std::find(bytes + i, bytes + count, 'm') - bytes;
+            continue;
+        }
+        const bool inside = (static_cast<unsigned char>(bytes[i]) & 0xC0) == 0x80; // of a character of UTF-8
+        if (bytes[i] == '\n' || (!inside && ++m_column > screen.ws_col)) {
             m_column = 0;
             ++m_rows;
         }
@@ -176,8 +191,8 @@ bool PagedOutput::StartPager()
     sigaddset(&defaults, SIGPIPE);
     posix_spawnattr_setsigdefault(&attributes, &defaults);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-    // Colours as they are, and no screen of its own that vanishes when it is left.
-    setenv("LESS", "RX", 0);
+    // Colours as they are, no screen of its own that vanishes when it is left, and none at all for a short text.
+    setenv("LESS", "FRX", 0);
     std::string shell = "sh";
     std::string option = "-c";
     char* const arguments[] = {shell.data(), option.data(), m_command.data(), nullptr};
@@ -192,6 +207,9 @@ bool PagedOutput::StartPager()
     }
     m_pipe = ends[1];
     SetByLine(false);
+    if (onPager) {
+        onPager();
+    }
     return true;
 }
 
@@ -207,5 +225,8 @@ void PagedOutput::WriteToPager(const char* bytes, std::size_t count)
         } else if (written < 0) {
             m_readerGone = true;
         }
+    }
+    if ((m_readerGone || m_discard) && onReaderGone) {
+        onReaderGone();
     }
 }

@@ -16,17 +16,23 @@ public:
     explicit PagedOutput(int descriptor);
     ~PagedOutput() override;
 
-    /// @param holds false: what the command has written is shown when it flushes, for it goes on to
-    ///        something that may take its time and shows nothing.
-    void BeginCommand(bool holds);
+    void BeginCommand();
+    /// Forgets what has not been shown yet.
+    void DropHeld();
     /// Shows what is held, or waits until the person leaves the pager.
     void EndCommand();
+    void Flush() override;
+
+    /// Shows everything by itself from now on.
+    void LeavePager() { m_command.clear(); }
 
     /// True if the person left the pager while the command was writing.
     bool ReaderGone() const { return m_readerGone; }
 
     /// Called right before any of the output is shown.
     std::function<void()> beforeShow;
+    /// Called when the pager has been started.
+    std::function<void()> onPager;
     /// Asked while the command writes: true drops the rest of its output.
     std::function<bool()> unwanted;
 
@@ -44,7 +50,6 @@ private:
     std::string m_held;
     std::size_t m_rows = 0;   ///< rows that m_held takes
     std::size_t m_column = 0; ///< of the cursor behind m_held
-    bool m_holds = true;
     pid_t m_pager = -1;
     int m_pipe = -1;
     bool m_readerGone = false;

@@ -17,6 +17,7 @@ constexpr u32 kBarWidth = 30;
 
 volatile std::sig_atomic_t g_interrupted = 0;
 struct sigaction g_oldAction; // NOLINT: filled by sigaction
+bool g_drawn = false;         ///< a bar is on the screen
 
 extern "C" void OnInterrupt(int)
 {
@@ -71,10 +72,11 @@ public:
 
     ~Bar() override
     {
-        m_owner.Erase();
+        EraseProgress();
         if (m_cancelled && WritesElsewhere()) {
             // The dump's own word about it stands in the file that it was sent to.
             WriteToTerminal(m_label + ": canceled\n");
+            m_owner.m_cancelled = true;
         }
         m_owner.m_open = false;
         Interrupt::Clear(); // it was meant for this command and has been served
@@ -110,7 +112,7 @@ private:
         text += "] ";
         AppendDecimal(text, static_cast<i64>(done * 100 / total), 3);
         WriteToTerminal(text + " %\x1b[K");
-        m_owner.m_drawn = true;
+        g_drawn = true;
     }
 
     ProgressBars& m_owner;
@@ -133,10 +135,10 @@ ProgressIndicator* ProgressBars::OpenProgress(const char* title, const char* det
     return new Bar(*this, std::move(label), first, last, canCancel);
 }
 
-void ProgressBars::Erase()
+void EraseProgress()
 {
-    if (m_drawn) {
+    if (g_drawn) {
         WriteToTerminal("\r\x1b[K");
-        m_drawn = false;
+        g_drawn = false;
     }
 }

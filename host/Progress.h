@@ -5,6 +5,7 @@
 #include "interfaces/Types.h"
 
 #include <functional>
+#include <utility>
 
 /// Catches SIGINT while it lives.
 class Interrupt {
@@ -31,13 +32,16 @@ public:
     ProgressIndicator* OpenProgress(const char* title, const char* detail, u32 first, u32 last, u32 reserved,
                                     bool canCancel) override;
 
-    /// Takes the bar off the screen; it is drawn again at its next step.
-    void Erase();
     bool IsOpen() const { return m_open; }
+    /// Whether work that writes elsewhere was stopped since the last call.
+    bool TakeCancelled() { return std::exchange(m_cancelled, false); }
 
 private:
     class Bar;
 
     bool m_open = false;
-    bool m_drawn = false;
+    bool m_cancelled = false;
 };
+
+/// Takes the bar off the screen, if there is one; it is drawn again at its next step.
+void EraseProgress();

@@ -235,7 +235,7 @@ int RunPrompt(Loader& file)
     const Interrupt interrupt;
     ProgressBars progress; // outlives the output, which shows what it holds as it goes, and asks it then
     PagedOutput output(STDOUT_FILENO);
-    output.beforeShow = [&] { progress.Erase(); };
+    output.beforeShow = EraseProgress;
     // A dump with a bar ends by itself, with a word; any other command can only be silenced.
     output.unwanted = [&] { return Interrupt::Pending() && !progress.IsOpen(); };
     progress.written = [&] { return output.Taken(); };
@@ -248,10 +248,12 @@ int RunPrompt(Loader& file)
         if (IsLeaving(*line)) {
             break;
         }
-        const bool mayRedirect = line->find('>') != std::string::npos;
-        output.BeginCommand(!mayRedirect);
+        output.BeginCommand();
         Interrupt::Clear();
         RunConsoleLine(file, console, *line);
+        if (progress.TakeCancelled()) {
+            output.DropHeld(); // the word that results have been saved
+        }
         output.EndCommand();
         if (output.Error() != 0) {
             Complain("standard output", output.Error());
@@ -266,6 +268,7 @@ int RunConsole(Loader& file, Output& output, const std::vector<std::string>& lin
     if (lines.empty() && isatty(STDIN_FILENO) == 1 && output.IsTerminal()) {
         return RunPrompt(file);
     }
+    output.SetPainted(false); // the console's text stays as it is
     HostConsole console(output);
     bool reached = true;
     for (const std::string& line : lines) {
@@ -275,6 +278,7 @@ int RunConsole(Loader& file, Output& output, const std::vector<std::string>& lin
         LineReader reader(STDIN_FILENO);
         for (std::string line; output.Error() == 0 && reader.Next(line);) {
             reached = RunConsoleLine(file, console, line) && reached;
+            output.Flush();
         }
         reached = !ComplainOfInput(reader) && reached;
     }

@@ -107,7 +107,7 @@ int ListSections(Loader& file, Answer answer)
     const DbgSectionList& sections = file.Store().GetSectionList();
     RecordWriter records(answer.output);
     if (!answer.json) {
-        answer.output.Write("  id  type     base              size  name\n");
+        answer.output.WriteHead("  id  type     base              size  name\n");
     }
     for (std::size_t i = 0; i < sections.Count(); ++i) {
         const DbgSection& section = sections.At(i);
@@ -134,7 +134,7 @@ int ListUnits(Loader& file, Answer answer)
     file.LoadIndex();
     RecordWriter records(answer.output);
     if (!answer.json) {
-        answer.output.Write("id          address           size  lines       path\n");
+        answer.output.WriteHead("id          address           size  lines       path\n");
     }
     for (std::size_t i = 0; i < file.UnitCount(); ++i) {
         const DbgSymSrcFile& unit = file.Store().FileScopeAt(i);
@@ -176,7 +176,7 @@ int ListFunctions(Loader& file, Answer answer, const std::string& unit)
     }
     RecordWriter records(answer.output);
     if (!answer.json) {
-        answer.output.Write("  id          address           size  name\n");
+        answer.output.WriteHead("  id          address           size  name\n");
     }
     bool first = true;
     u32 heading = kNone;

@@ -1,6 +1,7 @@
 // symhost: opens a symbol file with the plug-in and runs one command on it.
 #include "host/CommandLine.h"
 #include "host/Output.h"
+#include "host/StandardOutput.h"
 
 #include <algorithm>
 #include <csignal>
@@ -44,20 +45,16 @@ void OpenStandardDescriptors()
 int main(int argc, char** argv)
 {
     // A reader that goes away, and a file that may grow no more, show as a write that fails.
-    std::signal(SIGPIPE, SIG_IGN);
+    const bool endsByPipe = std::signal(SIGPIPE, SIG_IGN) != SIG_IGN;
     std::signal(SIGXFSZ, SIG_IGN);
     OpenStandardDescriptors();
-    Output output(STDOUT_FILENO);
+    StandardOutput output(endsByPipe);
     Invocation invocation;
     const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
-    std::optional<int> status = ParseCommandLine(words, LineSource::Shell, invocation, output);
+    std::optional<int> status = ParseCommandLine(words, LineSource::Shell, invocation, output.Get());
     if (!status) {
-        status = RunGuarded(invocation, output);
+        output.Apply(invocation.options);
+        status = RunGuarded(invocation, output.Get());
     }
-    output.Flush();
-    if (output.Error() != 0) {
-        Complain("standard output", output.Error());
-        return 1;
-    }
-    return *status;
+    return output.Finish(*status);
 }

@@ -2,7 +2,6 @@
 #include "tests/host/HostTesting.h"
 #include "tests/support/ElfWriter.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace {
@@ -65,6 +64,13 @@ TEST(Main, OneLineAndAStatusForEachFailure)
     }
 }
 
+TEST(Main, AListingThatFailsShowsNoHead)
+{
+    const std::string file = Sample("station.axf");
+    EXPECT_EQ(RunHost({"lines", file, "--line", "100000"}).out, "");
+    EXPECT_EQ(SplitLines(RunHost({"units", Sample("symbols.axf")}).out).size(), 1u) << "but an empty one does";
+}
+
 TEST(Main, OptionsStandWhereverOneTypesThem)
 {
     const std::string file = Sample("station.axf");
@@ -82,7 +88,7 @@ TEST(Main, HelpAndVersionAreAnsweredAheadOfAllElse)
     EXPECT_EQ(RunHost({"help", "at"}).out, help);
     EXPECT_EQ(RunHost({"-h", "at", "none", "--bogus"}).out, help);
     EXPECT_NE(RunHost({"console", Sample("station.axf"), "-c", "--help"}).out.find("help"), 0u) << "a value";
-    EXPECT_THAT(RunHost({"units", "--version"}).out, testing::MatchesRegex("symhost [0-9]+\\..*\n"));
+    EXPECT_EQ(RunHost({"units", "--version"}).out.rfind("symhost ", 0), 0u);
 }
 
 TEST(Main, TheConsoleLoadsAsDeepAsItIsTold)
@@ -101,13 +107,20 @@ TEST(Main, AnOutputThatTakesNoMoreIsTold)
     const TempFile file("");
     const std::string program = std::string("'") + BIN_DIR + "/symhost' export '" + Sample("station.axf") + "'";
     const std::pair<std::string, std::string> cases[] = {
-        {"{ " + program + "; echo $? >&2; } | true", "Broken pipe"},
         {program + " >&-; echo $? >&2", "Bad file descriptor"},
         {"ulimit -f 1; " + program + " > '" + file.Path() + "'; echo $? >&2", "File too large"}};
     for (const auto& [line, words] : cases) {
         const Ran ran = RunProgram("/bin/sh", {"-c", line}, "", "");
         EXPECT_EQ(SplitLines(ran.err), (std::vector<std::string>{"symhost: standard output: " + words, "1"}));
     }
+}
+
+TEST(Main, AReaderThatLeavesEndsItWithoutAWord)
+{
+    const std::string program = std::string("'") + BIN_DIR + "/symhost' export '" + Sample("station.axf") + "'";
+    EXPECT_EQ(RunProgram("/bin/sh", {"-c", "{ " + program + "; echo $? >&2; } | true"}, "", "").err, "141\n");
+    EXPECT_EQ(RunProgram("/bin/sh", {"-c", "trap '' PIPE; { " + program + "; echo $? >&2; } | true"}, "", "").err,
+              "1\n");
 }
 
 TEST(Main, LinesOfTheConsoleArriveAsTyped)
