@@ -59,6 +59,9 @@ public:
         if (m_templateEnd != m_end) {
             m_template = m_end;
         }
+        if (m_end == m_text.size() && Begin() != 0) {
+            m_starts = {0}; // "unsigned int": no function
+        }
     }
 
     /// Starts of the qualified name, then of its scopes' contents, up to the last part.
@@ -168,14 +171,17 @@ bool IsDescription(std::string_view name)
     return head.find(" for ") != std::string_view::npos || head.find(" to ") != std::string_view::npos;
 }
 
-NameMatch MatchName(const std::string& wanted, std::string_view name)
+NameMatch MatchName(const std::string& wanted, const std::string& word, std::string_view name)
 {
+    if (name.find(word) == std::string_view::npos) {
+        return NameMatch::None; // most names
+    }
     const std::string text = WithoutBlanks(name);
     if (text == wanted) {
         return NameMatch::Exact;
     }
     if (text.find(wanted) == std::string::npos || wanted.empty() || IsDescription(name)) {
-        return NameMatch::None; // most names
+        return NameMatch::None;
     }
     const NameParts parts(text);
     for (const std::size_t begin : parts.Starts()) {
@@ -237,9 +243,23 @@ re2::StringPiece Piece(std::string_view text)
 
 } // namespace
 
+std::string LastWord(std::string_view name)
+{
+    const std::string text = WithoutBlanks(name);
+    const NameParts parts(text);
+    std::string_view part = text;
+    part = part.substr(0, std::min(parts.ArgumentsBegin(), parts.TemplateBegin())).substr(parts.Starts().back());
+    while (!part.empty() && !IsWordCharacter(part.back())) {
+        part.remove_suffix(1);
+    }
+    const auto first = std::find_if_not(part.rbegin(), part.rend(), IsWordCharacter).base();
+    return part.rfind("operator", 0) == 0 ? "operator" : std::string(first, part.end());
+}
+
 NamePattern::NamePattern(std::string text, bool regex)
     : m_text(std::move(text))
     , m_spelling(WithoutBlanks(m_text))
+    , m_word(regex ? std::string() : LastWord(m_text))
     , m_regex(regex)
 {
     const std::string expression = regex ? m_text : ExpressionOf(m_text);
@@ -284,7 +304,7 @@ NameMatch NamePattern::MatchOne(std::string_view name) const
         const bool found = m_error.empty() && re2::RE2::PartialMatch(Piece(name), *m_expression);
         return found ? NameMatch::Pattern : NameMatch::None;
     }
-    const NameMatch match = MatchName(m_spelling, name);
+    const NameMatch match = MatchName(m_spelling, m_word, name);
     if (match != NameMatch::None || m_expression == nullptr) {
         return match;
     }

@@ -36,6 +36,8 @@ public:
     const std::string& Text() const { return m_text; }
     /// Why the regular expression is none; empty if all is well. Such a pattern fits nothing.
     const std::string& Error() const { return m_error; }
+    /// A word that any name must have to fit a plain name: the last part's own. Empty if there is none.
+    const std::string& Word() const { return m_word; }
     /// True for a glob and a regular expression, which are meant to fit any number of names.
     bool IsWide() const { return m_expression != nullptr; }
 
@@ -51,10 +53,15 @@ private:
 
     std::string m_text;
     std::string m_spelling; ///< the text without the blanks that don't count
+    std::string m_word;
     std::string m_error;
     std::unique_ptr<re2::RE2> m_expression; ///< of a glob or a regular expression; null for a plain name
     bool m_regex;
 };
+
+/// The word by which a name can be looked up before it is compared: that of its last part, "Next" for
+/// "sensors::Reader::Next(int)", "operator" for any operator. Empty if it has none.
+std::string LastWord(std::string_view name);
 
 /// Keeps what fits best of all that is offered. The least `Grade` is for what doesn't fit.
 template <typename Thing, typename Grade = NameMatch>

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <initializer_list>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -33,6 +34,8 @@ TEST(NamePattern, ANameFitsAsItStandsAndByItsLastParts)
            {"Reader::next", "a::Reader::next", NameMatch::LastPart},
            {"counter", "counter.0", NameMatch::WithoutArguments},
            {"parse", "parse.part.0", NameMatch::WithoutArguments},
+           {"int", "unsigned int", NameMatch::None},
+           {"unsigned  int", "unsigned int", NameMatch::Exact},
            {"counter.0", "counter.0", NameMatch::Exact},
            {".LC0", ".LC0", NameMatch::Exact}});
 }
@@ -100,6 +103,22 @@ TEST(NamePattern, ARegularExpressionIsFoundAnywhere)
     const NamePattern bad("(", true);
     EXPECT_FALSE(bad.Error().empty());
     EXPECT_EQ(bad.Match("("), NameMatch::None);
+}
+
+TEST(NamePattern, AWordStandsForTheName)
+{
+    const std::pair<const char*, const char*> cases[] = {{"a::Reader::next(char*)", "next"},
+                                                         {"int* parse<int>(unsigned long)", "parse"},
+                                                         {"K::~K()", "K"},
+                                                         {"counter.0", "counter"},
+                                                         {"unsigned int", "int"},
+                                                         {"K::operator+=", "operator"},
+                                                         {"operator K", "operator"},
+                                                         {"", ""},
+                                                         {"*", ""}};
+    for (const auto& [name, word] : cases) {
+        EXPECT_EQ(LastWord(name), word) << name;
+    }
 }
 
 TEST(NamePattern, WhatFitsBestIsMeant)

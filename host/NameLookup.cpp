@@ -1,0 +1,306 @@
+// Names are compared one by one only if their last word is the one that was asked for.
+#include "host/NameLookup.h"
+
+#include "host/Demangle.h"
+#include "host/Loader.h"
+#include "host/NameMentions.h"
+#include "interfaces/DbgExpression.h"
+#include "interfaces/DbgSymSrcFile.h"
+#include "interfaces/VFKDataString.h"
+#include "interfaces/VFKElfFile.h"
+
+#include <algorithm>
+#include <functional>
+#include <iterator>
+#include <tuple>
+#include <unordered_set>
+#include <utility>
+
+namespace {
+
+using Kind = NamedThing::Kind;
+
+/// After so many passes over the sections it is cheaper to load everything.
+constexpr u32 kMaxSearches = 8;
+
+u32 HashOf(std::string_view word)
+{
+    return static_cast<u32>(std::hash<std::string_view>()(word));
+}
+
+const DbgUDTInfoEnum32* Enumerators(const DbgUserDefinedVarType& type)
+{
+    const DbgUDTInfo* info = type.GetInfo();
+    const bool is = info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Enum;
+    return is ? static_cast<const DbgUDTInfoEnum32*>(info) : nullptr;
+}
+
+std::string_view TextOf(const char* text)
+{
+    return text == nullptr ? std::string_view() : std::string_view(text);
+}
+
+} // namespace
+
+std::optional<u32> FixedAddress(const DbgVariable& variable)
+{
+    constexpr char kOpAddr = 0x03;
+    constexpr char kOpSectionBase = static_cast<char>(0xF8);
+    if (variable.location.empty() || (variable.location[0] != kOpAddr && variable.location[0] != kOpSectionBase)) {
+        return std::nullopt;
+    }
+    const VFKDataString bytes(false, variable.littleEndian, std::string(variable.location));
+    DbgExpression expression(bytes, nullptr, nullptr);
+    u32 address = 0;
+    const bool done = expression.Evaluate(nullptr, nullptr, 0, kNone) == 0 && expression.Pop(address);
+    return done ? std::optional(address) : std::nullopt;
+}
+
+NameLookup::NameLookup(Loader& file, const VFKElfFile& elf)
+    : m_file(file)
+    , m_elf(elf)
+    , m_symbols(elf)
+    , m_addresses(file)
+{
+    EnterSymbols();
+}
+
+void NameLookup::EnterSymbols()
+{
+    const std::vector<ElfSymbol>& symbols = m_symbols.All();
+    m_demangled.resize(symbols.size());
+    for (std::size_t i = 0; i < symbols.size(); ++i) {
+        Enter(Kind::Symbol, symbols[i].name, i);
+        if (const std::optional<std::string> name = Demangle(symbols[i].name)) {
+            m_demangled[i] = *name;
+            Enter(Kind::Symbol, *name, i);
+        }
+    }
+}
+
+void NameLookup::Enter(Kind kind, std::string_view name, std::size_t index, std::size_t value)
+{
+    m_entries.push_back({HashOf(LastWord(name)), static_cast<u32>(index), static_cast<u16>(value), kind});
+}
+
+/// The store only grows: each thing is entered once.
+void NameLookup::EnterStore()
+{
+    const DbgSymSymFile& store = m_file.Store();
+    for (; m_functions < store.FuncScopeCount(); ++m_functions) {
+        Enter(Kind::Function, store.FuncScopeAt(m_functions).name, m_functions);
+    }
+    for (; m_blocks < store.SubScopeCount(); ++m_blocks) {
+        if (const char* name = store.SubScopeAt(m_blocks).name) {
+            Enter(Kind::Inlined, name, m_blocks);
+        }
+    }
+    for (; m_variables < store.VariableCount(); ++m_variables) {
+        const DbgVariable& variable = store.VariableAt(m_variables);
+        if (!variable.context.ValidFuncContext() || FixedAddress(variable)) {
+            Enter(Kind::Variable, variable.name, m_variables);
+        }
+    }
+    for (; m_types < store.TypeCount(); ++m_types) {
+        const DbgUserDefinedVarType& type = store.TypeAt(m_types);
+        if (type.GetName() != nullptr) {
+            Enter(Kind::Type, type.GetName(), m_types);
+        }
+        const DbgUDTInfoEnum32* enumerators = Enumerators(type);
+        for (std::size_t i = 0;
+             enumerators != nullptr && i < std::min<std::size_t>(enumerators->Values().size(), 0xFFFF); ++i) {
+            Enter(Kind::Enumerator, TextOf(enumerators->Values()[i].name), m_types, i);
+        }
+    }
+    const auto byHash = [](const Entry& one, const Entry& other) { return one.hash < other.hash; };
+    const auto behind = m_entries.begin() + static_cast<std::ptrdiff_t>(m_sorted);
+    std::stable_sort(behind, m_entries.end(), byHash);
+    std::inplace_merge(m_entries.begin(), behind, m_entries.end(), byHash);
+    m_sorted = m_entries.size();
+}
+
+std::vector<NameLookup::Entry> NameLookup::Candidates(const std::vector<std::string>& words) const
+{
+    std::vector<Entry> found;
+    for (const std::string& word : words) {
+        const u32 hash = HashOf(word);
+        const auto begin = std::lower_bound(m_entries.begin(), m_entries.end(), hash,
+                                            [](const Entry& entry, u32 value) { return entry.hash < value; });
+        const auto end = std::find_if(begin, m_entries.end(), [&](const Entry& entry) { return entry.hash != hash; });
+        found.insert(found.end(), begin, end);
+    }
+    return found;
+}
+
+std::string_view NameLookup::NameOf(const Entry& entry) const
+{
+    const DbgSymSymFile& store = m_file.Store();
+    switch (entry.kind) {
+    case Kind::Function:
+        return store.FuncScopeAt(entry.index).name;
+    case Kind::Inlined:
+        return TextOf(store.SubScopeAt(entry.index).name);
+    case Kind::Variable:
+        return store.VariableAt(entry.index).name;
+    case Kind::Type:
+        return TextOf(store.TypeAt(entry.index).GetName());
+    case Kind::Enumerator:
+        return TextOf(Enumerators(store.TypeAt(entry.index))->Values()[entry.value].name);
+    case Kind::Symbol:
+        return m_symbols.All()[entry.index].name;
+    }
+    return {};
+}
+
+std::vector<u32> NameLookup::MatchSymbols(const NamePattern& pattern)
+{
+    EnterStore();
+    BestMatches<u32> best;
+    const std::vector<Entry> candidates = pattern.IsWide() ? m_entries : Candidates({pattern.Word()});
+    for (const Entry& entry : candidates) {
+        if (entry.kind == Kind::Symbol) {
+            best.Offer(pattern.Match(NameOf(entry), m_demangled[entry.index]), entry.index);
+        }
+    }
+    std::vector<u32> found = best.Things();
+    std::sort(found.begin(), found.end());
+    found.erase(std::unique(found.begin(), found.end()), found.end());
+    return found;
+}
+
+std::vector<const ElfSymbol*> NameLookup::FindSymbols(const NamePattern& pattern)
+{
+    std::vector<const ElfSymbol*> found;
+    for (const u32 index : MatchSymbols(pattern)) {
+        if (m_symbols.All()[index].HasPlace()) {
+            found.push_back(&m_symbols.All()[index]);
+        }
+    }
+    return found;
+}
+
+std::string_view NameLookup::Demangled(const ElfSymbol& symbol)
+{
+    return m_demangled[IndexOf(symbol)];
+}
+
+void NameLookup::LoadUnit(u32 unitId)
+{
+    m_file.LoadUnit(unitId);
+    for (; m_scoped < m_file.Store().FuncScopeCount(); ++m_scoped) {
+        m_file.LoadScopes(m_file.Store().FuncScopeAt(m_scoped));
+    }
+}
+
+void NameLookup::LoadEverything()
+{
+    for (std::size_t unit = 0; !m_everything && unit < m_file.UnitCount(); ++unit) {
+        LoadUnit(m_file.Store().FileScopeAt(unit).GetId());
+    }
+    m_everything = true;
+}
+
+void NameLookup::Load(const NamePattern& pattern, const std::vector<u32>& symbols)
+{
+    if (m_everything) {
+        return;
+    }
+    const std::optional<std::string> demangled = Demangle(pattern.Text());
+    const std::string word = demangled ? LastWord(*demangled) : pattern.Word();
+    if (pattern.IsWide() || word.empty() || ++m_searches > kMaxSearches) {
+        LoadEverything();
+        return;
+    }
+    for (const u32 unit : UnitsMentioning(m_file.Store(), m_elf, word)) {
+        LoadUnit(unit);
+    }
+    for (const u32 symbol : symbols) {
+        const DbgAddress address = m_file.AddressOf(m_symbols.All()[symbol].address);
+        if (const DbgSymSrcFile* unit = m_addresses.FindUnit(address)) {
+            LoadUnit(unit->GetId());
+        }
+    }
+}
+
+/// Symbols that stand where the thing does. In an object file only its name tells them from those of other sections.
+std::vector<const ElfSymbol*> NameLookup::SymbolsOf(const Entry& entry) const
+{
+    const DbgSymSymFile& store = m_file.Store();
+    std::optional<u32> address;
+    if (entry.kind == Kind::Function) {
+        address = store.FuncScopeAt(entry.index).range.value;
+    } else if (entry.kind == Kind::Variable) {
+        address = FixedAddress(store.VariableAt(entry.index));
+    }
+    if (!address) {
+        return {};
+    }
+    std::vector<const ElfSymbol*> symbols = m_symbols.StandingAt(*address, SymbolTable::kAnySection);
+    const NamePattern own{std::string(NameOf(entry))};
+    std::erase_if(symbols, [&](const ElfSymbol* symbol) {
+        const bool otherKind = symbol->IsFunction() != (entry.kind == Kind::Function) || symbol->size == 0;
+        return (otherKind || m_symbols.IsRelocatable()) &&
+               own.Match(symbol->name, m_demangled[IndexOf(*symbol)]) == NameMatch::None;
+    });
+    return symbols;
+}
+
+NameLookup::Offered NameLookup::Offer(const NamePattern& pattern, const Entry& entry)
+{
+    Offered offered{{entry.kind, entry.index, entry.value, {}}, pattern.Match(NameOf(entry), {})};
+    if (entry.kind == Kind::Symbol) {
+        const ElfSymbol& symbol = m_symbols.All()[entry.index];
+        offered.thing.symbols = {&symbol};
+        offered.match = pattern.Match(symbol.name, m_demangled[entry.index]);
+        return offered;
+    }
+    offered.thing.symbols = SymbolsOf(entry);
+    for (const ElfSymbol* symbol : offered.thing.symbols) {
+        offered.match = std::max(offered.match, pattern.Match(symbol->name, m_demangled[IndexOf(*symbol)]));
+    }
+    return offered;
+}
+
+std::vector<NamedThing> NameLookup::Find(const NamePattern& pattern)
+{
+    const std::vector<u32> symbols = MatchSymbols(pattern);
+    Load(pattern, symbols);
+    EnterStore();
+    std::vector<std::string> words = {pattern.Word()};
+    for (const u32 symbol : symbols) {
+        words.push_back(LastWord(m_demangled[symbol].empty() ? m_symbols.All()[symbol].name : m_demangled[symbol]));
+    }
+    std::sort(words.begin(), words.end());
+    words.erase(std::unique(words.begin(), words.end()), words.end());
+
+    BestMatches<NamedThing> best;
+    std::unordered_set<const ElfSymbol*> taken;
+    std::vector<Entry> candidates = pattern.IsWide() ? m_entries : Candidates(words);
+    std::sort(candidates.begin(), candidates.end(), [](const Entry& one, const Entry& other) {
+        return std::tie(one.kind, one.index, one.value) < std::tie(other.kind, other.index, other.value);
+    });
+    for (const Entry& entry : candidates) {
+        if (entry.kind == Kind::Symbol && !taken.insert(&m_symbols.All()[entry.index]).second) {
+            continue; // it has been shown with what it stands for, or by its other word
+        }
+        const Offered offered = Offer(pattern, entry);
+        if (offered.match != NameMatch::None) {
+            taken.insert(offered.thing.symbols.begin(), offered.thing.symbols.end());
+        }
+        best.Offer(offered.match, offered.thing);
+    }
+    return best.Things();
+}
+
+std::vector<std::string_view> NameLookup::KnownNames()
+{
+    EnterStore();
+    std::vector<std::string_view> names;
+    for (const Entry& entry : m_entries) {
+        const std::string_view name = NameOf(entry);
+        if (!name.empty()) {
+            names.push_back(name);
+        }
+    }
+    return names;
+}

@@ -1,0 +1,154 @@
+// Places are looked up among sorted symbols; those of other sections are passed over, which only an object file has at
+// the same addresses.
+#include "host/SymbolTable.h"
+
+#include "interfaces/VFKElfFile.h"
+
+#include <algorithm>
+#include <tuple>
+
+namespace {
+
+constexpr u8 kSttObject = 1;
+constexpr u8 kSttSection = 3;
+constexpr u8 kSttFile = 4;
+constexpr u8 kSttTls = 6;
+constexpr u8 kStbGlobal = 1;
+constexpr u8 kStbWeak = 2;
+constexpr u32 kShfTls = 0x400;
+
+/// "$a", "$t.12" and so on (ELF for the Arm Architecture, 5.5.5).
+bool IsMapping(std::string_view name)
+{
+    return name.size() >= 2 && name[0] == '$' && (name[1] == 'a' || name[1] == 't' || name[1] == 'd') &&
+           (name.size() == 2 || name[2] == '.');
+}
+
+/// How well a symbol names the place at which several begin.
+auto Rank(const ElfSymbol& symbol)
+{
+    const bool thing = symbol.type == kSttFunc || symbol.type == kSttObject;
+    const int binding = symbol.binding == kStbGlobal ? 2 : symbol.binding == kStbWeak ? 1 : 0;
+    return std::tuple(symbol.size != 0, thing, binding);
+}
+
+} // namespace
+
+bool ElfSymbol::HasPlace() const
+{
+    return section != kShnUndef && section < kShnLoReserve && type != kSttTls;
+}
+
+SymbolTable::SymbolTable(const VFKElfFile& elf)
+    : m_elf(elf)
+{
+    const bool arm = elf.m_ehdr.e_machine == kMachineArm;
+    for (u32 index = 1; const elf32_sym* entry = elf.GetSymtabEntry(index); ++index) {
+        const char* name = elf.GetString(entry->st_name);
+        const u8 type = SymbolType(*entry);
+        if (name == nullptr || *name == 0 || type == kSttSection || type == kSttFile || IsMapping(name)) {
+            continue;
+        }
+        const u32 address = arm && type == kSttFunc ? entry->st_value & ~1u : entry->st_value;
+        m_symbols.push_back({name, address, entry->st_size, entry->st_shndx, type, SymbolBinding(*entry)});
+    }
+    for (u32 i = 0; i < m_symbols.size(); ++i) {
+        if (m_symbols[i].HasPlace()) {
+            m_places.push_back(i);
+        }
+    }
+    std::stable_sort(m_places.begin(), m_places.end(),
+                     [&](u32 one, u32 other) { return Precedes(m_symbols[one], m_symbols[other]); });
+    for (const u32 place : m_places) {
+        if (m_symbols[place].size != 0) {
+            m_extents.Add(m_symbols[place].address, m_symbols[place].size, place);
+        }
+    }
+}
+
+bool SymbolTable::Precedes(const ElfSymbol& one, const ElfSymbol& other) const
+{
+    return one.address != other.address ? one.address < other.address : Rank(one) < Rank(other);
+}
+
+const ElfSymbol* SymbolTable::FindAt(u32 address, u16 section)
+{
+    const ElfSymbol* found = nullptr;
+    m_extents.Visiting(address, [&](u32 place) {
+        found = m_symbols[place].section == section ? &m_symbols[place] : nullptr;
+        return found != nullptr;
+    });
+    if (found != nullptr) {
+        return found;
+    }
+    const auto above = std::upper_bound(m_places.begin(), m_places.end(), address,
+                                        [&](u32 value, u32 place) { return value < m_symbols[place].address; });
+    for (auto at = above; at != m_places.begin();) {
+        const ElfSymbol& symbol = m_symbols[*--at];
+        if (symbol.section == section) {
+            return symbol.size == 0 ? &symbol : nullptr;
+        }
+    }
+    return nullptr;
+}
+
+std::vector<const ElfSymbol*> SymbolTable::StandingAt(u32 address, u16 section) const
+{
+    std::vector<const ElfSymbol*> found;
+    const auto above = std::upper_bound(m_places.begin(), m_places.end(), address,
+                                        [&](u32 value, u32 place) { return value < m_symbols[place].address; });
+    for (auto at = above; at != m_places.begin() && m_symbols[*(at - 1)].address == address; --at) {
+        if (section == kAnySection || m_symbols[*(at - 1)].section == section) {
+            found.push_back(&m_symbols[*(at - 1)]);
+        }
+    }
+    return found;
+}
+
+bool SymbolTable::IsRelocatable() const
+{
+    constexpr u16 kEtRel = 1;
+    return m_elf.m_ehdr.e_type == kEtRel;
+}
+
+bool SymbolTable::HasSizes(u16 section) const
+{
+    return std::any_of(m_symbols.begin(), m_symbols.end(), [&](const ElfSymbol& symbol) {
+        return symbol.HasPlace() && symbol.section == section && symbol.size != 0;
+    });
+}
+
+std::vector<u16> SymbolTable::SectionsAt(u32 address) const
+{
+    std::vector<u16> found;
+    for (u16 index = 1; const Elf32_Shdr* section = m_elf.GetSectionHeader(index); ++index) {
+        const bool loaded = (section->sh_flags & kShfAlloc) != 0;
+        const bool noPlace = section->sh_type == kShtNobits && (section->sh_flags & kShfTls) != 0;
+        if (loaded && !noPlace && address >= section->sh_addr && address - section->sh_addr < section->sh_size) {
+            found.push_back(index);
+        }
+        if (index + 1 == kShnLoReserve) {
+            break;
+        }
+    }
+    return found;
+}
+
+std::string_view SymbolTable::SectionName(u16 section) const
+{
+    const Elf32_Shdr* header = section < kShnLoReserve ? m_elf.GetSectionHeader(section) : nullptr;
+    const char* name = header == nullptr ? nullptr : m_elf.GetShdrString(header->sh_name);
+    return name == nullptr ? "" : name;
+}
+
+bool SymbolTable::IsCode(u16 section) const
+{
+    const Elf32_Shdr* header = m_elf.GetSectionHeader(section);
+    return header != nullptr && (header->sh_flags & kShfExecInstr) != 0;
+}
+
+u32 SymbolTable::SectionAddress(u16 section) const
+{
+    const Elf32_Shdr* header = m_elf.GetSectionHeader(section);
+    return header == nullptr ? 0 : header->sh_addr;
+}
