@@ -6,4 +6,5 @@ class Output;
 struct Answer {
     Output& output;
     bool json;
+    bool demangle; ///< ELF symbols are shown as C++ names where they are some
 };

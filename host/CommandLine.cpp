@@ -24,6 +24,7 @@ constexpr char kShield = '\1';
 void DeclareCommon(Options& options, CommonOptions& common, LineSource source)
 {
     options.Flag("--json", common.json, "One JSON object a line instead of a table");
+    options.Flag("--no-demangle", common.noDemangle, "ELF symbols as they stand, and not as C++ names");
     if (source == LineSource::Prompt) {
         return; // the rest has been settled
     }

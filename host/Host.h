@@ -23,6 +23,7 @@ struct CommonOptions {
     bool json = false;
     ColorMode color = ColorMode::Auto;
     bool noPager = false;
+    bool noDemangle = false;
 };
 
 /// How a command opens a symbol file.
@@ -43,7 +44,7 @@ public:
     /// @param options, @param output outlive this.
     Host(const CommonOptions& options, Output& output);
 
-    Answer GetAnswer() const { return {m_output, m_options.json}; }
+    Answer GetAnswer() const { return {m_output, m_options.json, !m_options.noDemangle}; }
     const CommonOptions& Options() const { return m_options; }
 
     /// The plug-in of the module, which is loaded at the first call. Null: there is none, which has been told.

@@ -13,6 +13,7 @@
 #include <functional>
 #include <iterator>
 #include <tuple>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 
@@ -80,7 +81,12 @@ void NameLookup::EnterSymbols()
 
 void NameLookup::Enter(Kind kind, std::string_view name, std::size_t index, std::size_t value)
 {
-    m_entries.push_back({HashOf(LastWord(name)), static_cast<u32>(index), static_cast<u16>(value), kind});
+    // The store keeps equal texts once, and most names occur in many units.
+    const auto [hash, added] = m_hashes.try_emplace(name.data(), 0);
+    if (added) {
+        hash->second = HashOf(LastWord(name));
+    }
+    m_entries.push_back({hash->second, static_cast<u32>(index), static_cast<u16>(value), kind});
 }
 
 /// The store only grows: each thing is entered once.
@@ -236,29 +242,52 @@ std::vector<const ElfSymbol*> NameLookup::SymbolsOf(const Entry& entry) const
         return {};
     }
     std::vector<const ElfSymbol*> symbols = m_symbols.StandingAt(*address, SymbolTable::kAnySection);
-    const NamePattern own{std::string(NameOf(entry))};
     std::erase_if(symbols, [&](const ElfSymbol* symbol) {
-        const bool otherKind = symbol->IsFunction() != (entry.kind == Kind::Function) || symbol->size == 0;
-        return (otherKind || m_symbols.IsRelocatable()) &&
-               own.Match(symbol->name, m_demangled[IndexOf(*symbol)]) == NameMatch::None;
+        const bool sameKind = symbol->IsFunction() == (entry.kind == Kind::Function) && symbol->size != 0;
+        return (!sameKind || m_symbols.IsRelocatable()) &&
+               NamePattern(std::string(NameOf(entry))).Match(symbol->name, m_demangled[IndexOf(*symbol)]) ==
+                   NameMatch::None;
     });
     return symbols;
 }
 
-NameLookup::Offered NameLookup::Offer(const NamePattern& pattern, const Entry& entry)
+/// The thing with its symbols, whose names fit as well as its own.
+NameLookup::Offered NameLookup::Offer(const NamePattern& pattern, const Entry& entry, NameMatch own) const
 {
-    Offered offered{{entry.kind, entry.index, entry.value, {}}, pattern.Match(NameOf(entry), {})};
+    Offered offered{{entry.kind, entry.index, entry.value, SymbolsOf(entry)}, own};
     if (entry.kind == Kind::Symbol) {
-        const ElfSymbol& symbol = m_symbols.All()[entry.index];
-        offered.thing.symbols = {&symbol};
-        offered.match = pattern.Match(symbol.name, m_demangled[entry.index]);
-        return offered;
+        offered.thing.symbols = {&m_symbols.All()[entry.index]};
     }
-    offered.thing.symbols = SymbolsOf(entry);
     for (const ElfSymbol* symbol : offered.thing.symbols) {
         offered.match = std::max(offered.match, pattern.Match(symbol->name, m_demangled[IndexOf(*symbol)]));
     }
     return offered;
+}
+
+std::vector<NameLookup::Offered> NameLookup::Fitting(const NamePattern& pattern, const std::vector<Entry>& candidates)
+{
+    std::unordered_map<const char*, NameMatch> known;
+    std::vector<Offered> fitting;
+    for (const Entry& entry : candidates) {
+        const std::string_view name = NameOf(entry);
+        const auto [match, added] = known.try_emplace(name.data(), NameMatch::None);
+        if (added) {
+            match->second = pattern.Match(name);
+        }
+        const bool canHaveSymbols = entry.kind == Kind::Function || entry.kind == Kind::Variable;
+        if (match->second == NameMatch::None && !canHaveSymbols) {
+            continue;
+        }
+        Offered offered = Offer(pattern, entry, match->second);
+        if (offered.match != NameMatch::None) {
+            fitting.push_back(std::move(offered));
+        }
+    }
+    std::sort(fitting.begin(), fitting.end(), [](const Offered& one, const Offered& other) {
+        const auto place = [](const NamedThing& thing) { return std::tie(thing.kind, thing.index, thing.value); };
+        return place(one.thing) < place(other.thing);
+    });
+    return fitting;
 }
 
 std::vector<NamedThing> NameLookup::Find(const NamePattern& pattern)
@@ -274,19 +303,13 @@ std::vector<NamedThing> NameLookup::Find(const NamePattern& pattern)
     words.erase(std::unique(words.begin(), words.end()), words.end());
 
     BestMatches<NamedThing> best;
-    std::unordered_set<const ElfSymbol*> taken;
-    std::vector<Entry> candidates = pattern.IsWide() ? m_entries : Candidates(words);
-    std::sort(candidates.begin(), candidates.end(), [](const Entry& one, const Entry& other) {
-        return std::tie(one.kind, one.index, one.value) < std::tie(other.kind, other.index, other.value);
-    });
-    for (const Entry& entry : candidates) {
-        if (entry.kind == Kind::Symbol && !taken.insert(&m_symbols.All()[entry.index]).second) {
-            continue; // it has been shown with what it stands for, or by its other word
+    std::unordered_set<const ElfSymbol*> taken; // shown with what they stand for, or by their other word
+    for (const Offered& offered : Fitting(pattern, pattern.IsWide() ? m_entries : Candidates(words))) {
+        const std::vector<const ElfSymbol*>& own = offered.thing.symbols;
+        if (offered.thing.kind == Kind::Symbol && taken.count(own.front()) != 0) {
+            continue;
         }
-        const Offered offered = Offer(pattern, entry);
-        if (offered.match != NameMatch::None) {
-            taken.insert(offered.thing.symbols.begin(), offered.thing.symbols.end());
-        }
+        taken.insert(own.begin(), own.end());
         best.Offer(offered.match, offered.thing);
     }
     return best.Things();
@@ -294,13 +317,16 @@ std::vector<NamedThing> NameLookup::Find(const NamePattern& pattern)
 
 std::vector<std::string_view> NameLookup::KnownNames()
 {
+    constexpr u32 kLarge = u32{16} << 20;
+    const Elf32_Shdr* info = m_elf.GetSectionHeader(".debug_info");
+    if (info != nullptr && info->sh_size <= kLarge) {
+        LoadEverything();
+    }
     EnterStore();
     std::vector<std::string_view> names;
     for (const Entry& entry : m_entries) {
-        const std::string_view name = NameOf(entry);
-        if (!name.empty()) {
-            names.push_back(name);
-        }
+        const bool mangled = entry.kind == Kind::Symbol && !m_demangled[entry.index].empty();
+        names.push_back(mangled ? m_demangled[entry.index] : NameOf(entry));
     }
     return names;
 }

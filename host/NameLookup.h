@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 class Loader;
@@ -44,7 +45,8 @@ public:
     SymbolTable& Symbols() { return m_symbols; }
     /// The C++ name of a symbol; empty if it is none.
     std::string_view Demangled(const ElfSymbol& symbol);
-    /// All names that are known by now; each is good until the next call of this class.
+    /// Names of the file, for whoever looks for one that is nearly right; of a large file those that are loaded. Each
+    /// is good until the next call of this class.
     std::vector<std::string_view> KnownNames();
 
 private:
@@ -69,7 +71,8 @@ private:
     void LoadUnit(u32 unitId);
     void LoadEverything();
     std::vector<u32> MatchSymbols(const NamePattern& pattern);
-    Offered Offer(const NamePattern& pattern, const Entry& entry);
+    Offered Offer(const NamePattern& pattern, const Entry& entry, NameMatch own) const;
+    std::vector<Offered> Fitting(const NamePattern& pattern, const std::vector<Entry>& candidates);
     std::vector<const ElfSymbol*> SymbolsOf(const Entry& entry) const;
     u32 IndexOf(const ElfSymbol& symbol) const { return static_cast<u32>(&symbol - m_symbols.All().data()); }
 
@@ -78,7 +81,8 @@ private:
     SymbolTable m_symbols;
     std::vector<std::string> m_demangled; ///< of each symbol
     AddressLookup m_addresses;
-    std::vector<Entry> m_entries; ///< those up to m_sorted ascending by hash
+    std::vector<Entry> m_entries;                  ///< those up to m_sorted ascending by hash
+    std::unordered_map<const char*, u32> m_hashes; ///< of the last words of names
     std::size_t m_sorted = 0;
     std::size_t m_functions = 0; ///< entered so far
     std::size_t m_blocks = 0;

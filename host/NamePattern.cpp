@@ -18,6 +18,11 @@ bool IsWordCharacter(char character)
            static_cast<unsigned char>(character) >= 0x80;
 }
 
+bool IsWord(std::string_view name)
+{
+    return std::all_of(name.begin(), name.end(), IsWordCharacter);
+}
+
 /// Leaves out the blanks that only look good. Those stay that keep two words apart, or, outside of brackets, a name
 /// from the type in front of it, and "operator<" from the arguments of a template.
 std::string WithoutBlanks(std::string_view text)
@@ -245,6 +250,9 @@ re2::StringPiece Piece(std::string_view text)
 
 std::string LastWord(std::string_view name)
 {
+    if (IsWord(name)) {
+        return std::string(name);
+    }
     const std::string text = WithoutBlanks(name);
     const NameParts parts(text);
     std::string_view part = text;
@@ -311,10 +319,10 @@ NameMatch NamePattern::MatchOne(std::string_view name) const
     if (FitsAll(name)) {
         return NameMatch::Pattern;
     }
-    const std::string text = WithoutBlanks(name);
-    if (IsDescription(name)) {
+    if (IsWord(name) || IsDescription(name)) {
         return NameMatch::None;
     }
+    const std::string text = WithoutBlanks(name);
     const NameParts parts(text);
     const std::string_view bare = std::string_view(text).substr(0, parts.ArgumentsBegin());
     const bool found = FitsAll(bare.substr(parts.Begin())) || FitsAll(bare.substr(parts.Starts().back()));

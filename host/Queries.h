@@ -49,8 +49,12 @@ int ListTypes(Loader& file, Answer answer, const std::string& name);
 
 // NameQuery.cpp
 
-/// @param names without any, one a line from standard input.
-int FindNames(Loader& file, Answer answer, const std::vector<std::string>& names);
+struct FindOptions {
+    std::vector<std::string> names; ///< without any, one a line from standard input
+    bool regex = false;             ///< the names are regular expressions
+};
+
+int FindNames(Loader& file, Answer answer, const FindOptions& options);
 
 // AddressQuery.cpp
 

@@ -42,18 +42,25 @@ private:
 
 class FindCommand : public FileCommand {
 public:
-    Text Describe() const override { return {"find", "What is known of a name", {}}; }
+    Text Describe() const override
+    {
+        return {"find",
+                "What is known of a name",
+                {"find app.axf main Reader::Next", "find app.axf 'filter*'", "find app.axf --regex '^uart[0-9]'"}};
+    }
 
 protected:
     void DeclareMore(Options& options) override
     {
-        options.Words("NAME", m_names, Options::Optional, "Names; without any, read from standard input");
+        options.Words("NAME", m_options.names, Options::Optional,
+                      "Names, whole or their last part, or globs; without any, read from standard input");
+        options.Flag("--regex", m_options.regex, "Each NAME is a regular expression");
     }
     Opening HowToOpen() const override { return {.hint = true}; }
-    int Ask(Loader& file, Host& host) override { return FindNames(file, host.GetAnswer(), m_names); }
+    int Ask(Loader& file, Host& host) override { return FindNames(file, host.GetAnswer(), m_options); }
 
 private:
-    std::vector<std::string> m_names;
+    FindOptions m_options;
 };
 
 class AtCommand : public FileCommand {

@@ -44,7 +44,46 @@ void Values(JsonLine& json, const DbgUDTInfoEnum32& info)
     json.CloseList();
 }
 
+void Info(JsonLine& json, const DbgUDTInfo& info)
+{
+    switch (info.GetKind()) {
+    case DbgUDTInfo::Kind::Typedef:
+        Description(json.Text("info", "typedef"), static_cast<const DbgUDTInfoTypedef&>(info).target);
+        break;
+    case DbgUDTInfo::Kind::Pointer: {
+        const auto& pointer = static_cast<const DbgUDTInfoPointer&>(info);
+        Description(json.Text("info", "pointer").Number("target_size", pointer.targetSize), pointer.target);
+        break;
+    }
+    case DbgUDTInfo::Kind::Array: {
+        const auto& array = static_cast<const DbgUDTInfoArray&>(info);
+        Description(json.Text("info", "array"), array.element);
+        json.Number("lower", array.lower)
+            .Number("upper", array.upper)
+            .Number("element_size", array.elementSize)
+            .Number("gap", array.gap);
+        break;
+    }
+    case DbgUDTInfo::Kind::Members:
+        Members(json.Text("info", "members"), static_cast<const DbgUDTInfoMembers&>(info));
+        break;
+    case DbgUDTInfo::Kind::Enum:
+        Values(json.Text("info", "enum"), static_cast<const DbgUDTInfoEnum32&>(info));
+        break;
+    }
+}
+
 } // namespace
+
+JsonLine& TypeKeys(JsonLine& json, const DbgUserDefinedVarType& type)
+{
+    json.Number("byte_size", type.GetByteSize()).Number("kind", type.GetType());
+    if (type.GetInfo() == nullptr) {
+        return json.Null("info");
+    }
+    Info(json, *type.GetInfo());
+    return json;
+}
 
 void RecordWriter::Finish()
 {
@@ -142,46 +181,8 @@ void RecordWriter::Variable(const DbgVariable& variable, u32 unit)
 
 void RecordWriter::Type(const DbgUserDefinedVarType& type)
 {
-    m_json.Begin("type")
-        .NumberOrNull("id", type.GetId())
-        .TextOrNull("name", type.GetName())
-        .Number("byte_size", type.GetByteSize())
-        .Number("kind", type.GetType());
-    if (type.GetInfo() == nullptr) {
-        m_json.Null("info");
-    } else {
-        Info(*type.GetInfo());
-    }
+    TypeKeys(m_json.Begin("type").NumberOrNull("id", type.GetId()).TextOrNull("name", type.GetName()), type);
     Finish();
-}
-
-void RecordWriter::Info(const DbgUDTInfo& info)
-{
-    switch (info.GetKind()) {
-    case DbgUDTInfo::Kind::Typedef:
-        Description(m_json.Text("info", "typedef"), static_cast<const DbgUDTInfoTypedef&>(info).target);
-        break;
-    case DbgUDTInfo::Kind::Pointer: {
-        const auto& pointer = static_cast<const DbgUDTInfoPointer&>(info);
-        Description(m_json.Text("info", "pointer").Number("target_size", pointer.targetSize), pointer.target);
-        break;
-    }
-    case DbgUDTInfo::Kind::Array: {
-        const auto& array = static_cast<const DbgUDTInfoArray&>(info);
-        Description(m_json.Text("info", "array"), array.element);
-        m_json.Number("lower", array.lower)
-            .Number("upper", array.upper)
-            .Number("element_size", array.elementSize)
-            .Number("gap", array.gap);
-        break;
-    }
-    case DbgUDTInfo::Kind::Members:
-        Members(m_json.Text("info", "members"), static_cast<const DbgUDTInfoMembers&>(info));
-        break;
-    case DbgUDTInfo::Kind::Enum:
-        Values(m_json.Text("info", "enum"), static_cast<const DbgUDTInfoEnum32&>(info));
-        break;
-    }
 }
 
 void RecordWriter::Line(const DbgSymLineTable& table, u32 index, const DbgSymLineEntry& entry, u32 unit)

@@ -11,6 +11,9 @@ class Loader;
 class Output;
 class VFKElfFile;
 
+/// The keys of a type's record behind its id and name.
+JsonLine& TypeKeys(JsonLine& json, const DbgUserDefinedVarType& type);
+
 class RecordWriter {
 public:
     explicit RecordWriter(Output& output)
@@ -35,8 +38,6 @@ public:
     void Finish();
 
 private:
-    void Info(const DbgUDTInfo& info);
-
     Output& m_output;
     JsonLine m_json;
     RowPaths m_rowPaths;

@@ -50,7 +50,8 @@ SymbolTable::SymbolTable(const VFKElfFile& elf)
             continue;
         }
         const u32 address = arm && type == kSttFunc ? entry->st_value & ~1u : entry->st_value;
-        m_symbols.push_back({name, address, entry->st_size, entry->st_shndx, type, SymbolBinding(*entry)});
+        m_symbols.push_back(
+            {name, entry->st_value, address, entry->st_size, entry->st_shndx, type, SymbolBinding(*entry)});
     }
     for (u32 i = 0; i < m_symbols.size(); ++i) {
         if (m_symbols[i].HasPlace()) {

@@ -14,7 +14,8 @@ class VFKElfFile;
 
 struct ElfSymbol {
     std::string_view name;
-    u32 address = 0; ///< without the Thumb bit; in an object file an offset in the section
+    u32 value = 0;   ///< as the table has it
+    u32 address = 0; ///< the same without the Thumb bit; in an object file an offset in the section
     u32 size = 0;    ///< 0: not known
     u16 section = 0; ///< index of its section header, or a reserved one: undefined, absolute, ...
     u8 type = 0;

@@ -4,6 +4,7 @@
 #include "host/Loader.h"
 #include "host/NamePattern.h"
 #include "host/Output.h"
+#include "host/Suggestions.h"
 #include "host/Text.h"
 #include "interfaces/DbgSymSrcFile.h"
 
@@ -56,6 +57,17 @@ private:
     NamePattern m_endGlob;
 };
 
+std::string NearUnits(const Loader& file, const std::string& unit)
+{
+    Suggestions suggestions(unit);
+    for (std::size_t i = 0; i < file.UnitCount(); ++i) {
+        const std::string& path = file.Store().FileScopeAt(i).GetPath();
+        suggestions.Offer(path);
+        suggestions.Offer(std::string_view(path).substr(path.find_last_of("/\\") + 1));
+    }
+    return suggestions.Question();
+}
+
 } // namespace
 
 std::vector<u32> SelectUnits(Loader& file, const std::string& unit)
@@ -68,7 +80,7 @@ std::vector<u32> SelectUnits(Loader& file, const std::string& unit)
         best.Offer(pattern.Match(source.GetId(), source.GetPath()), i);
     }
     if (!unit.empty() && best.Things().empty()) {
-        Complain(file.ShownPath(), "There is no unit '" + unit + "'");
+        Complain(file.ShownPath(), "There is no unit '" + unit + "'" + NearUnits(file, unit));
     }
     return best.Things();
 }
