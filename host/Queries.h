@@ -14,6 +14,7 @@
 class DbgSymSrcFile;
 class DbgSymbolicInterface;
 class Loader;
+class NamePattern;
 class Output;
 
 // Queries.cpp. Each returns the exit status: 0, or 1 if something asked for isn't there, which one
@@ -38,9 +39,9 @@ int ListLines(Loader& file, Answer answer, const std::string& unit, const std::o
 
 // ScopeQuery.cpp
 
-/// @param function a function's id, an address in it, or its name; a name without its class will do
-///        if no function has it as it stands.
-int ShowScopes(Loader& file, Answer answer, const std::string& function);
+/// @param function as SelectFunctions takes it; null for the function at `at`.
+/// @param at an address: only what is in scope there.
+int ShowScopes(Loader& file, Answer answer, const NamePattern* function, std::optional<u32> at);
 
 // TypeQuery.cpp
 

@@ -1,12 +1,21 @@
 // The commands that answer a question about a name or an address: each with its options.
 #include "host/Command.h"
+#include "host/NamePattern.h"
 #include "host/Options.h"
+#include "host/Output.h"
 #include "host/Queries.h"
 #include "host/Text.h"
 
 #include <optional>
 
 namespace {
+
+constexpr int kUsageError = 2;
+
+void DeclareRegex(Options& options, bool& regex)
+{
+    options.Flag("--regex", regex, "Names are regular expressions");
+}
 
 class ScopesCommand : public FileCommand {
 public:
@@ -15,13 +24,33 @@ public:
 protected:
     void DeclareMore(Options& options) override
     {
-        options.Word("FUNCTION", m_function, Options::Required, "Name, id or address");
+        options.Word("FUNCTION", m_function, Options::Optional, "Name, glob, id or address; needed without --at");
+        DeclareRegex(options, m_regex);
+        options.Value("--at", "ADDRESS", "What is in scope at this address, and where it is then",
+                      [this](const std::string& text) {
+                          m_at = ParseNumber(text);
+                          return m_at ? "" : "'" + text + "' is no address";
+                      });
     }
     Opening HowToOpen() const override { return {.hint = true}; }
-    int Ask(Loader& file, Host& host) override { return ShowScopes(file, host.GetAnswer(), m_function); }
+    int Ask(Loader& file, Host& host) override
+    {
+        if (m_function.empty() && !m_at) {
+            Complain("", "FUNCTION or --at is required");
+            return kUsageError;
+        }
+        const NamePattern function(m_function, m_regex);
+        if (!function.Error().empty()) {
+            Complain("", "'" + m_function + "' is no regular expression: " + function.Error());
+            return kUsageError;
+        }
+        return ShowScopes(file, host.GetAnswer(), m_function.empty() ? nullptr : &function, m_at);
+    }
 
 private:
     std::string m_function;
+    bool m_regex = false;
+    std::optional<u32> m_at;
 };
 
 class TypesCommand : public FileCommand {

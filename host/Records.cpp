@@ -126,15 +126,20 @@ void RecordWriter::Unit(const DbgSymSrcFile& unit, const FileRange& range)
     Finish();
 }
 
-void RecordWriter::Function(const DbgSymFuncScope& function, u32 unit)
+JsonLine& RecordWriter::FunctionKeys(const DbgSymFuncScope& function, u32 unit)
 {
-    m_json.Begin("function")
+    return m_json.Begin("function")
         .NumberOrNull("id", function.id)
         .NumberOrNull("unit", unit)
         .Text("name", function.name)
         .Number("address", function.range.value)
         .NumberOrNull("section", function.range.section)
         .Number("size", function.range.size);
+}
+
+void RecordWriter::Function(const DbgSymFuncScope& function, u32 unit)
+{
+    FunctionKeys(function, unit);
     Finish();
 }
 
@@ -179,9 +184,14 @@ void RecordWriter::Variable(const DbgVariable& variable, u32 unit)
     Finish();
 }
 
+JsonLine& RecordWriter::TypeKeys(const DbgUserDefinedVarType& type)
+{
+    return ::TypeKeys(m_json.Begin("type").NumberOrNull("id", type.GetId()).TextOrNull("name", type.GetName()), type);
+}
+
 void RecordWriter::Type(const DbgUserDefinedVarType& type)
 {
-    TypeKeys(m_json.Begin("type").NumberOrNull("id", type.GetId()).TextOrNull("name", type.GetName()), type);
+    TypeKeys(type);
     Finish();
 }
 

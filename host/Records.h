@@ -33,8 +33,10 @@ public:
     void Line(const DbgSymLineTable& table, u32 index, const DbgSymLineEntry& entry, u32 unit);
 
     /// The record's line is written by these; a listing adds keys of its own between the two.
+    JsonLine& FunctionKeys(const DbgSymFuncScope& function, u32 unit);
     JsonLine& BlockKeys(const DbgSymSubScope& block, u32 unit);
     JsonLine& VariableKeys(const DbgVariable& variable, u32 unit);
+    JsonLine& TypeKeys(const DbgUserDefinedVarType& type);
     void Finish();
 
 private:
