@@ -12,9 +12,6 @@
 
 namespace {
 
-/// More references than any program's type has; the text grows by a few bytes with each.
-constexpr u32 kMaxDepth = 32;
-
 constexpr std::pair<DbgVariableBaseType, const char*> kBaseNames[] = {
     {kBaseVoid, "void"},
     {kBaseChar, "char"},
@@ -39,24 +36,38 @@ constexpr std::pair<DbgVariableBaseType, const char*> kBaseNames[] = {
     {kBaseComplexFloat, "complex float"},
 };
 
-bool HasName(const DbgUserDefinedVarType& type)
+std::string Words(u16 qualifiers)
 {
-    return type.GetName() != nullptr && *type.GetName() != '\0';
-}
-
-std::string Qualified(u16 qualifiers, std::string name)
-{
-    // Behind a pointer the qualifiers are the pointer's own.
-    const bool behind = !name.empty() && (name.back() == '*' || name.back() == ']');
     std::string words;
     for (const auto& [bit, word] : {std::pair(kQualifierConst, "const"), std::pair(kQualifierVolatile, "volatile")}) {
         if ((qualifiers & bit) != 0) {
-            words += behind ? " " : "";
+            words += words.empty() ? "" : " ";
             words += word;
-            words += behind ? "" : " ";
         }
     }
-    return behind ? name + words : words + name;
+    return words;
+}
+
+/// What declares a pointer to what has this declarator. Qualifiers are the pointer's own.
+std::string PointerTo(u16 qualifiers, const std::string& declarator)
+{
+    const std::string words = Words(qualifiers);
+    const bool apart = !declarator.empty() && (!words.empty() || declarator[0] != '*');
+    return '*' + (words.empty() ? words : ' ' + words) + (apart ? " " : "") + declarator;
+}
+
+/// Brackets bind closer than the star of a pointer.
+std::string Enclosed(const std::string& declarator)
+{
+    return !declarator.empty() && declarator[0] == '*' ? '(' + declarator + ')' : declarator;
+}
+
+/// What every type of a function is in the store.
+bool IsFunction(const DbgUserDefinedVarType& type)
+{
+    const DbgUDTInfo* info = type.GetInfo();
+    return HasName(type) && std::string_view(type.GetName()) == "(*function)" && info != nullptr &&
+           info->GetKind() == DbgUDTInfo::Kind::Typedef;
 }
 
 std::string ById(const char* kind, u32 id, bool withIds)
@@ -69,36 +80,16 @@ std::string ById(const char* kind, u32 id, bool withIds)
     return name;
 }
 
-/// A member and the bits that it takes, counted from the aggregate's first byte on.
-struct Row {
-    const DbgUDTInfoMembers::Member* member;
-    u32 size; ///< bytes
-    u64 begin;
-    u64 end;
-};
-
-/// Bits of a bit field's storage unit below the field. DWARF 2.0 (5.5.4) counts the bits above it.
-u64 BitsBelow(const DbgUDTInfoMembers::Member& member, u32 size)
-{
-    const u64 unitBits = u64{size} * 8;
-    const u64 used = u64{member.bitOffset} + member.bitSize;
-    return unitBits > used ? unitBits - used : 0;
-}
-
-Row MakeRow(const DbgUDTInfoMembers::Member& member, u32 size, bool bigEndian)
-{
-    const u64 start = u64{member.offset} * 8;
-    if (member.bitSize == 0) {
-        return {&member, size, start, start + u64{size} * 8};
-    }
-    const u64 begin = start + (bigEndian ? u64{member.bitOffset} : BitsBelow(member, size));
-    return {&member, size, begin, begin + member.bitSize};
-}
-
 constexpr std::size_t kSizeColumn = 10;
 constexpr std::size_t kBitsColumn = 18;
 constexpr std::size_t kTypeColumn = 26;
-constexpr std::size_t kNameColumn = 54;
+constexpr std::size_t kTypeWidth = 28;
+constexpr std::size_t kWidestType = 48; ///< a longer one pushes the name out of its column
+
+/// Nameless parts lie deeper in one another in no program; nor does a program have so many lines of them.
+constexpr u32 kDeepestPart = 8;
+constexpr std::size_t kMostLines = 10'000; ///< of one type
+constexpr u32 kMostExpanded = 4'000'000;
 
 /// Starts a row of a layout: offset and size in bytes.
 std::string RowStart(u64 offset, u64 size)
@@ -111,33 +102,47 @@ std::string RowStart(u64 offset, u64 size)
     return line;
 }
 
-std::string HoleLine(const char* what, u64 begin, u64 end)
+const char* GapName(LayoutRow::Kind kind)
 {
-    const bool bytes = begin % 8 == 0 && end % 8 == 0;
-    std::string line = RowStart(begin / 8, bytes ? (end - begin) / 8 : 0);
-    if (!bytes) {
-        AppendDecimal(line, static_cast<i64>(end - begin));
-        line += end - begin == 1 ? " bit" : " bits";
+    switch (kind) {
+    case LayoutRow::Padding:
+        return "<padding>";
+    case LayoutRow::VirtualBases:
+        return "<virtual bases>";
+    case LayoutRow::RestOfArray:
+        return "<rest of array, or hole>";
+    default:
+        return "<hole>";
     }
-    PadTo(line, kTypeColumn);
-    return line + what + '\n';
 }
 
-/// @param unnamed what stands for the name of a base class or of an anonymous member.
-std::string MemberLine(const Row& row, const std::string& typeName, const char* unnamed)
+std::string GapStart(const LayoutRow& gap, u64 offset)
 {
-    std::string line = RowStart(row.member->offset, row.size);
-    if (row.member->bitSize != 0) {
-        const u64 lowest = BitsBelow(*row.member, row.size);
-        AppendDecimal(line, static_cast<i64>(lowest));
-        line += '-';
-        AppendDecimal(line, static_cast<i64>(lowest + row.member->bitSize - 1));
+    const u64 size = gap.end - gap.begin;
+    const bool bytes = gap.begin % 8 == 0 && gap.end % 8 == 0;
+    std::string line = RowStart(offset + gap.begin / 8, bytes ? size / 8 : 0);
+    if (!bytes) {
+        AppendDecimal(line, static_cast<i64>(size));
+        line += size == 1 ? " bit" : " bits";
     }
     PadTo(line, kTypeColumn);
-    line += typeName;
-    PadTo(line, kNameColumn);
-    AppendPrintable(line, row.member->name == nullptr ? unnamed : row.member->name);
-    return line + '\n';
+    return line;
+}
+
+/// Bits of a bit field are counted from the least significant one of its storage unit.
+std::string MemberStart(const LayoutRow& row, u64 offset)
+{
+    const DbgUDTInfoMembers::Member& member = *row.member;
+    std::string line = RowStart(offset + member.offset, row.size);
+    if (member.bitSize != 0) {
+        const u64 used = u64{member.bitOffset} + member.bitSize;
+        const u64 lowest = u64{row.size} * 8 > used ? u64{row.size} * 8 - used : 0;
+        AppendDecimal(line, static_cast<i64>(lowest));
+        line += '-';
+        AppendDecimal(line, static_cast<i64>(lowest + member.bitSize - 1));
+    }
+    PadTo(line, kTypeColumn);
+    return line;
 }
 
 void WriteEnum(const DbgUDTInfoEnum32& info, const TypeText::Write& write)
@@ -179,78 +184,81 @@ const char* KindName(const DbgUserDefinedVarType& type)
 
 bool IsListed(const DbgUserDefinedVarType& type)
 {
-    return HasName(type) || *KindName(type) != '\0';
-}
-
-const DbgUserDefinedVarType* TypeText::Find(u32 id) const
-{
-    // The store keeps the type as long as it lives itself.
-    return m_store.GetUserDefinedType(id).get();
+    return !IsFunction(type) && (HasName(type) || *KindName(type) != '\0');
 }
 
 std::string TypeText::NameOf(const DbgTypeDescription& type, bool withIds) const
 {
-    return Name(type, withIds, 0);
+    return Declare(type, {}, withIds, 0);
 }
 
 std::string TypeText::NameOf(const DbgUserDefinedVarType& type, bool withIds) const
 {
-    return NameOfStored(type, withIds, 0);
+    return DeclareStored(type, 0, {}, withIds, 0);
 }
 
-std::string TypeText::Name(const DbgTypeDescription& type, bool withIds, u32 depth) const
+std::string TypeText::TitleOf(const DbgUserDefinedVarType& type, bool withIds) const
+{
+    const std::string kind = KindName(type);
+    return kind.empty() || !HasName(type) ? NameOf(type, withIds) : kind + ' ' + NameOf(type, withIds);
+}
+
+namespace {
+
+std::string Join(u16 qualifiers, const std::string& name, const std::string& declarator)
+{
+    const std::string words = Words(qualifiers);
+    return (words.empty() ? words : words + ' ') + name + (declarator.empty() ? "" : ' ' + declarator);
+}
+
+} // namespace
+
+std::string TypeText::Declare(const DbgTypeDescription& type, std::string declarator, bool withIds, u32 depth) const
 {
     if (type.baseType != kBaseUserDefined) {
-        return Qualified(type.qualifiers, BaseTypeName(type.baseType));
+        return Join(type.qualifiers, BaseTypeName(type.baseType), declarator);
     }
-    const DbgUserDefinedVarType* stored = Find(type.udtId);
-    return Qualified(type.qualifiers,
-                     stored == nullptr ? ById("type", type.udtId, withIds) : NameOfStored(*stored, withIds, depth));
+    const DbgUserDefinedVarType* stored = m_layouts.Find(type.udtId);
+    if (stored == nullptr) {
+        return Join(type.qualifiers, ById("type", type.udtId, withIds), declarator);
+    }
+    return DeclareStored(*stored, type.qualifiers, std::move(declarator), withIds, depth);
 }
 
-std::string TypeText::NameOfStored(const DbgUserDefinedVarType& type, bool withIds, u32 depth) const
+/// C writes a type around what it declares: pointers in front, bounds and arguments behind.
+std::string TypeText::DeclareStored(const DbgUserDefinedVarType& type, u16 qualifiers, std::string declarator,
+                                    bool withIds, u32 depth) const
 {
+    if (IsFunction(type)) {
+        return declarator.empty() ? "function" : Enclosed(declarator) + "()";
+    }
     if (HasName(type)) {
         std::string name;
         AppendShort(name, type.GetName());
-        return name;
+        return Join(qualifiers, name, declarator);
     }
-    if (depth == kMaxDepth) {
-        return "...";
+    if (depth == kMaxTypeDepth) {
+        return Join(qualifiers, "...", declarator);
     }
     const DbgUDTInfo* info = type.GetInfo();
     if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Pointer) {
-        const std::string target = Name(static_cast<const DbgUDTInfoPointer*>(info)->target, withIds, depth + 1);
-        return target + (target.back() == '*' ? "*" : " *");
+        return Declare(static_cast<const DbgUDTInfoPointer*>(info)->target, PointerTo(qualifiers, declarator), withIds,
+                       depth + 1);
     }
     if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Array) {
         const auto* array = static_cast<const DbgUDTInfoArray*>(info);
-        std::string name = Name(array->element, withIds, depth + 1) + " [";
-        AppendDecimal(name, u32{array->upper - array->lower + 1});
-        return name + ']';
+        std::string bounds = Enclosed(declarator) + '[';
+        AppendDecimal(bounds, u32{array->upper - array->lower + 1});
+        DbgTypeDescription element = array->element;
+        element.qualifiers = static_cast<u16>(element.qualifiers | qualifiers); // they are those of the elements
+        return Declare(element, bounds + ']', withIds, depth + 1);
     }
     if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Typedef) {
-        return Name(static_cast<const DbgUDTInfoTypedef*>(info)->target, withIds, depth + 1);
+        DbgTypeDescription target = static_cast<const DbgUDTInfoTypedef*>(info)->target;
+        target.qualifiers = static_cast<u16>(target.qualifiers | qualifiers);
+        return Declare(target, std::move(declarator), withIds, depth + 1);
     }
-    return ById(KindName(type), type.GetId(), withIds);
-}
-
-u32 TypeText::SizeOf(const DbgTypeDescription& type, u32 described) const
-{
-    DbgTypeDescription at = type;
-    for (u32 depth = 0; described == 0 && depth < kMaxDepth && at.baseType == kBaseUserDefined; ++depth) {
-        const DbgUserDefinedVarType* stored = Find(at.udtId);
-        if (stored == nullptr) {
-            break;
-        }
-        described = stored->GetByteSize();
-        const DbgUDTInfo* info = stored->GetInfo();
-        if (info == nullptr || info->GetKind() != DbgUDTInfo::Kind::Typedef) {
-            break;
-        }
-        at = static_cast<const DbgUDTInfoTypedef*>(info)->target;
-    }
-    return described;
+    return Join(qualifiers, ById(KindName(type), type.GetId(), withIds), declarator);
 }
 
 std::string TypeText::Head(const DbgUserDefinedVarType& type, bool withIds) const
@@ -258,7 +266,7 @@ std::string TypeText::Head(const DbgUserDefinedVarType& type, bool withIds) cons
     const DbgUDTInfo* info = type.GetInfo();
     std::string kind = KindName(type);
     std::string target;
-    if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Typedef) {
+    if (info != nullptr && !IsFunction(type) && info->GetKind() == DbgUDTInfo::Kind::Typedef) {
         // A base type is held as a typedef of its code.
         const DbgTypeDescription& of = static_cast<const DbgUDTInfoTypedef*>(info)->target;
         kind = of.baseType == kBaseUserDefined ? "typedef" : "base";
@@ -280,8 +288,8 @@ void TypeText::WriteLayout(const DbgUserDefinedVarType& type, bool withIds, cons
 {
     write(Head(type, withIds));
     const DbgUDTInfo* info = type.GetInfo();
-    if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Members) {
-        WriteMembers(type, *static_cast<const DbgUDTInfoMembers*>(info), withIds, write);
+    if (MembersOf(type) != nullptr) {
+        WriteMembers(type, withIds, write);
     } else if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Enum) {
         WriteEnum(*static_cast<const DbgUDTInfoEnum32*>(info), write);
     }
@@ -298,31 +306,70 @@ std::size_t TypeText::LayoutHash(const DbgUserDefinedVarType& type) const
     return hash;
 }
 
-void TypeText::WriteMembers(const DbgUserDefinedVarType& type, const DbgUDTInfoMembers& info, bool withIds,
-                            const Write& write) const
+struct TypeText::MemberLine {
+    std::string start; ///< up to the column of the type
+    std::string type;
+    std::string name;
+};
+
+/// The type of a member or of an array of them, if it has no name but members, and there is room for them.
+const DbgUserDefinedVarType* TypeText::Nameless(const LayoutRow& row) const
 {
-    if (info.Members().empty()) {
-        return;
-    }
-    std::vector<Row> rows;
-    rows.reserve(info.Members().size());
-    for (const DbgUDTInfoMembers::Member& member : info.Members()) {
-        rows.push_back(MakeRow(member, SizeOf(member.type, member.byteSize), m_bigEndian));
-    }
-    std::stable_sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) { return a.begin < b.begin; });
-    write("  offset    size  bits    type                        name\n");
-    u64 end = 0;
-    for (const Row& row : rows) {
-        if (row.begin > end) {
-            write(HoleLine("<hole>", end, row.begin));
+    const bool typed = row.member != nullptr && row.member->type.baseType == kBaseUserDefined;
+    const DbgUserDefinedVarType* type = typed ? m_layouts.Find(row.member->type.udtId) : nullptr;
+    const bool nameless = type != nullptr && !HasName(*type) && MembersOf(*type) != nullptr;
+    return nameless && m_expanded < kMostExpanded ? type : nullptr;
+}
+
+void TypeText::AddMembers(const DbgUserDefinedVarType& type, u64 offset, u32 depth, bool withIds,
+                          std::vector<MemberLine>& lines) const
+{
+    const std::string indent(std::size_t{2} * depth, ' ');
+    for (const LayoutRow& row : m_layouts.Of(type)) {
+        m_expanded += depth == 0 ? 0 : 1;
+        if (row.kind != LayoutRow::Member) {
+            lines.push_back({GapStart(row, offset), indent + GapName(row.kind), {}});
+            continue;
         }
-        end = std::max(end, row.end);
-        const DbgUserDefinedVarType* stored = Find(row.member->type.udtId);
-        const bool anonymous = stored != nullptr && !HasName(*stored);
-        write(MemberLine(row, NameOf(row.member->type, withIds), anonymous ? "(anonymous)" : "(base)"));
+        const DbgUDTInfoMembers::Member& member = *row.member;
+        const DbgUserDefinedVarType* part = Nameless(row);
+        const bool expand = part != nullptr && depth < kDeepestPart && lines.size() < kMostLines;
+        const DbgUserDefinedVarType* stored = m_layouts.Find(member.type.udtId);
+        std::string name;
+        if (member.name != nullptr) {
+            AppendPrintable(name, member.name);
+        } else {
+            name = stored != nullptr && !HasName(*stored) ? "(anonymous)" : "(base)";
+        }
+        if (member.bitSize != 0) {
+            name += " : " + std::to_string(member.bitSize);
+        }
+        lines.push_back({MemberStart(row, offset), indent + (expand ? KindName(*part) : NameOf(member.type, withIds)),
+                         std::move(name)});
+        if (expand) {
+            AddMembers(*part, offset + member.offset, depth + 1, withIds, lines);
+        }
     }
-    const u64 typeEnd = u64{type.GetByteSize()} * 8;
-    if (typeEnd > end) {
-        write(HoleLine("<padding>", end, typeEnd));
+}
+
+void TypeText::WriteMembers(const DbgUserDefinedVarType& type, bool withIds, const Write& write) const
+{
+    std::vector<MemberLine> lines;
+    AddMembers(type, 0, 0, withIds, lines);
+    std::size_t width = kTypeWidth;
+    for (const MemberLine& line : lines) {
+        width = std::max(width, line.type.size() > kWidestType ? 0 : line.type.size() + 2);
+    }
+    if (!lines.empty()) {
+        std::string head = "  offset    size  bits    type";
+        PadTo(head, kTypeColumn + width);
+        write(head + "name\n");
+    }
+    for (MemberLine& line : lines) {
+        line.start += line.type;
+        if (!line.name.empty()) {
+            PadTo(line.start, kTypeColumn + width);
+        }
+        write(line.start + line.name + '\n');
     }
 }
