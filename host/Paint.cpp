@@ -38,7 +38,7 @@ Mark MarkAt(std::string_view line, std::size_t at)
         const auto end = std::find_if_not(rest.begin() + 2, rest.end(), IsWordPart);
         return {static_cast<std::size_t>(end - rest.begin()), kCyan};
     }
-    for (const std::string_view gap : {"<hole>", "<padding>"}) {
+    for (const std::string_view gap : {"<hole>", "<padding>", "<virtual bases>", "<rest of array, or hole>"}) {
         if (rest.substr(0, gap.size()) == gap) {
             return {gap.size(), kYellow};
         }

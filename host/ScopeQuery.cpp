@@ -106,9 +106,9 @@ private:
             if (m_at) {
                 row.here = m_locations.At(variable->location, variable->littleEndian, *m_at);
             }
-            const std::size_t name = IndentOf(row.depth) + kKindWidth + std::min(variable->name.size(), kWidestName);
-            m_typeColumn = std::max(m_typeColumn, name + 2);
-            m_typeWidth = std::max(m_typeWidth, std::min(row.type.size(), kWidestType));
+            const std::size_t name = variable->name.size() > kWidestName ? 0 : variable->name.size();
+            m_typeColumn = std::max(m_typeColumn, IndentOf(row.depth) + kKindWidth + name + 2);
+            m_typeWidth = std::max(m_typeWidth, row.type.size() > kWidestType ? 0 : row.type.size());
         }
         m_rows.push_back(std::move(row));
     }
@@ -144,7 +144,7 @@ private:
         }
         m_answer.output.Write(line + '\n');
         if (!m_at && !base.ranges.empty()) {
-            line = "  fbreg  ";
+            line = "  frame base fbreg  ";
             AppendLocation(line, base);
             m_answer.output.Write(line + '\n');
         }

@@ -35,6 +35,37 @@ protected:
     {
         return Add(id, name, size, new DbgUDTInfoTypedef(&store, of.baseType, of.qualifiers, of.udtId));
     }
+    DbgTypeDescription Function(u32 id) { return Typedef(id, "(*function)", kInt); }
+    /// @param members as AddMember takes them: name, type, size, offset.
+    struct Field {
+        const char* name;
+        DbgTypeDescription type;
+        u32 size;
+        u32 offset;
+    };
+    DbgTypeDescription Struct(u32 id, const char* name, u32 size, std::initializer_list<Field> fields)
+    {
+        auto* members = new DbgUDTInfoMembers;
+        for (const Field& field : fields) {
+            members->AddMember(&store, field.name, field.size, field.type.baseType, field.type.qualifiers, field.offset,
+                               field.type.udtId, 0, 0);
+        }
+        const auto type = DbgUserDefinedVarType::CreateSharedPtr(id, name, size);
+        type->SetTypeInfo(members, kUdtStruct);
+        store.AddUserDefinedType(type);
+        return {kBaseUserDefined, 0, id};
+    }
+    /// "0-4 member, 4-8 hole, ..." in bytes.
+    std::string Rows(u32 id, bool wholeArrays = false)
+    {
+        constexpr const char* kKinds[] = {"member", "hole", "padding", "virtual", "rest"};
+        std::string text;
+        for (const LayoutRow& row : TypeLayouts(store, false, wholeArrays).Of(*store.GetUserDefinedType(id))) {
+            text += (text.empty() ? "" : ", ") + std::to_string(row.begin / 8) + '-' + std::to_string(row.end / 8) +
+                    ' ' + kKinds[row.kind];
+        }
+        return text;
+    }
     static DbgTypeDescription With(DbgTypeDescription type, u16 qualifiers)
     {
         type.qualifiers = qualifiers;
@@ -63,11 +94,26 @@ TEST_F(TypeTextTest, QualifiersStandWhereTheyBind)
     EXPECT_EQ(Name(Pointer(3, pointer)), "const int **");
     const DbgTypeDescription array = Array(4, kInt, 0, 3);
     EXPECT_EQ(Name(array), "int [4]");
-    EXPECT_EQ(Name(With(array, kBoth)), "int [4] const volatile");
+    EXPECT_EQ(Name(With(array, kBoth)), "const volatile int [4]");
     EXPECT_EQ(Name(Array(5, pointer, 2, 3)), "const int * [2]");
     EXPECT_EQ(Name(With(Typedef(6, "word", kInt), kQualifierConst)), "const word");
     EXPECT_EQ(Name({kBaseUserDefined, 0, 0x77}), "type 0x00000077");
     EXPECT_EQ(Name({static_cast<DbgVariableBaseType>(0x99), 0, kNone}), "?");
+}
+
+TEST_F(TypeTextTest, DeclaratorsBindAsInC)
+{
+    const DbgTypeDescription function = Function(1);
+    EXPECT_EQ(Name(function), "function");
+    const DbgTypeDescription callback = Pointer(2, function);
+    EXPECT_EQ(Name(callback), "(*)()");
+    EXPECT_EQ(Name(With(callback, kQualifierConst)), "(* const)()");
+    EXPECT_EQ(Name(Pointer(3, callback)), "(**)()");
+    EXPECT_EQ(Name(Array(4, callback, 0, 2)), "(* [3])()");
+    const DbgTypeDescription row = Array(5, kInt, 0, 3);
+    EXPECT_EQ(Name(Pointer(6, row)), "int (*)[4]");
+    EXPECT_EQ(Name(Array(7, row, 0, 2)), "int [3][4]");
+    EXPECT_EQ(Name(Typedef(8, nullptr, With(Pointer(9, kInt), kQualifierConst))), "int * const");
 }
 
 TEST_F(TypeTextTest, AChainOfReferencesEnds)
@@ -91,9 +137,9 @@ TEST_F(TypeTextTest, AStructShowsItsBitsHolesAndPadding)
     store.AddUserDefinedType(type);
     EXPECT_EQ(Layout(0x10), "struct s  size 20  id 0x00000010\n"
                             "  offset    size  bits    type                        name\n"
-                            "       0       4  0-2     int                         low\n"
+                            "       0       4  0-2     int                         low : 3\n"
                             "       0       0  2 bits  <hole>\n"
-                            "       0       4  5-9     int                         high\n"
+                            "       0       4  5-9     int                         high : 5\n"
                             "       1       0  54 bits <hole>\n"
                             "       8       4          int                         last\n"
                             "      12       4          enum 0x00000020             (anonymous)\n"
@@ -103,6 +149,45 @@ TEST_F(TypeTextTest, AStructShowsItsBitsHolesAndPadding)
                   .find("       0       0  22 bits <hole>\n"
                         "       0       4  5-9     int "),
               std::string::npos);
+}
+
+TEST_F(TypeTextTest, NamelessPartsStandInPlace)
+{
+    const DbgTypeDescription part = Struct(1, nullptr, 8, {{"low", kChar, 1, 0}, {"high", kInt, 4, 4}});
+    Struct(2, "s", 16, {{"first", kInt, 4, 0}, {nullptr, part, 8, 4}, {"last", part, 4, 12}});
+    EXPECT_EQ(Layout(2), "struct s  size 16  id 0x00000002\n"
+                         "  offset    size  bits    type                        name\n"
+                         "       0       4          int                         first\n"
+                         "       4       8          struct                      (anonymous)\n"
+                         "       4       1            unsigned char             low\n"
+                         "       5       3            <hole>\n"
+                         "       8       4            int                       high\n"
+                         "      12       4          struct                      last\n"
+                         "      12       1            unsigned char             low\n"
+                         "      13       3            <hole>\n"
+                         "      16       4            int                       high\n");
+    // One that has itself as a part ends.
+    Struct(3, nullptr, 8, {{"self", {kBaseUserDefined, 0, 3}, 8, 0}, {"again", {kBaseUserDefined, 0, 3}, 8, 0}});
+    EXPECT_LT(Layout(3).size(), 200'000u);
+}
+
+TEST_F(TypeTextTest, GapsThatNoAlignmentExplainsAreNoHoles)
+{
+    const DbgTypeDescription table = Pointer(1, Pointer(2, Function(3)));
+    const DbgTypeDescription base = Struct(4, "Base", 20, {{"_vptr.Base", table, 4, 0}, {"b", kInt, 2, 4}});
+    EXPECT_EQ(Rows(4), "0-4 member, 4-6 member, 6-20 virtual");
+    Struct(5, "Plain", 8, {{"_vptr.Plain", table, 4, 0}, {"c", kChar, 1, 4}});
+    EXPECT_EQ(Rows(5), "0-4 member, 4-5 member, 5-8 padding");
+    // In a derived class the virtual bases of its base lie elsewhere.
+    Struct(6, "Derived", 28, {{nullptr, base, 20, 0}, {"d", kChar, 1, 6}, {"e", kInt, 4, 8}});
+    EXPECT_EQ(Rows(6), "0-6 member, 6-7 member, 7-8 hole, 8-12 member, 12-28 virtual");
+
+    const DbgTypeDescription row = Array(7, kChar, 0, 4);
+    Struct(8, "Table", 24, {{"bytes", row, 5, 0}, {"next", kInt, 4, 16}});
+    EXPECT_EQ(Rows(8), "0-5 member, 5-15 rest, 15-16 hole, 16-20 member, 20-24 padding");
+    EXPECT_EQ(Rows(8, true), "0-5 member, 5-16 hole, 16-20 member, 20-24 padding");
+    Struct(9, "Short", 8, {{"bytes", Array(10, kChar, 0, 0), 1, 0}, {"next", kInt, 4, 4}});
+    EXPECT_EQ(Rows(9), "0-1 member, 1-4 hole, 4-8 member") << "alignment takes as many";
 }
 
 TEST_F(TypeTextTest, HeadsSayWhatATypeIs)
