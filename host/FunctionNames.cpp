@@ -1,15 +1,15 @@
-// Functions by id, address, symbol or name. The symbol table is small and has C++ names whole, so it is asked first:
-// only the units of what it finds are loaded.
+// Functions by id, address or name. The symbols have C++ names whole and say which units to load, so they are asked
+// first.
 #include "host/FunctionNames.h"
 
 #include "host/AddressLookup.h"
 #include "host/Loader.h"
+#include "host/NameLookup.h"
+#include "host/Output.h"
 #include "host/Text.h"
 #include "interfaces/DbgSymSrcFile.h"
-#include "interfaces/Elf32.h"
 #include "interfaces/VFKElfFile.h"
 
-#include <algorithm>
 #include <optional>
 #include <unordered_set>
 
@@ -20,7 +20,7 @@ using Functions = std::vector<std::size_t>;
 Functions IndicesOf(const DbgSymSymFile& store, const std::unordered_set<const DbgSymFuncScope*>& functions)
 {
     Functions indices;
-    for (std::size_t i = 0; !functions.empty() && i < store.FuncScopeCount(); ++i) {
+    for (std::size_t i = 0; indices.size() < functions.size() && i < store.FuncScopeCount(); ++i) {
         if (functions.contains(&store.FuncScopeAt(i))) {
             indices.push_back(i);
         }
@@ -28,39 +28,48 @@ Functions IndicesOf(const DbgSymSymFile& store, const std::unordered_set<const D
     return indices;
 }
 
-Functions FindByNumber(Loader& file, AddressLookup& addresses, u32 number)
+Functions IndexOf(const DbgSymSymFile& store, const DbgSymFuncScope* function)
+{
+    return function == nullptr ? Functions() : IndicesOf(store, {function});
+}
+
+Functions FindByNumber(Loader& file, u32 number)
 {
     if (const DbgSymSrcFile* unit = file.Store().FileScopeOfDie(number)) {
         file.LoadUnit(unit->GetId());
     }
     const DbgSymFuncScope* function = file.Store().FindFuncScope(number);
-    return function == nullptr ? FunctionsAt(file, addresses, file.AddressOf(number))
-                               : IndicesOf(file.Store(), {function});
+    return function != nullptr ? IndexOf(file.Store(), function)
+                               : IndexOf(file.Store(), AddressLookup(file).FindFunction(file.AddressOf(number)));
 }
 
-Functions FindBySymbol(Loader& file, AddressLookup& addresses, const NamePattern& pattern)
+Functions FindBySymbol(Loader& file, NameLookup& names, const NamePattern& pattern)
 {
-    const VFKElfFile elf(file.Store().GetPath());
-    BestMatches<u32> best;
-    const elf32_sym* symbol = nullptr;
-    for (u32 i = 1; (symbol = elf.GetSymtabEntry(i)) != nullptr; ++i) {
-        const bool isFunction = (symbol->st_info & 0xFu) == kSttFunc && symbol->st_shndx != kShnUndef;
-        const char* name = isFunction ? elf.GetString(symbol->st_name) : nullptr;
-        if (name != nullptr) {
-            best.Offer(pattern.Match(name), symbol->st_value & ~1u);
-        }
-    }
+    AddressLookup addresses(file);
     std::unordered_set<const DbgSymFuncScope*> found;
-    for (const u32 address : best.Things()) {
-        const DbgSymFuncScope* function = addresses.FindFunction(file.AddressOf(address));
-        if (function != nullptr && function->range.value == file.AddressOf(address).value) {
+    for (const ElfSymbol* symbol : names.FindSymbols(pattern)) {
+        const DbgAddress address = file.AddressOf(symbol->address);
+        const DbgSymFuncScope* function = symbol->IsFunction() ? addresses.FindFunction(address) : nullptr;
+        if (function != nullptr && function->range.value == address.value) {
             found.insert(function);
         }
     }
     return IndicesOf(file.Store(), found);
 }
 
-Functions FindByName(Loader& file, const NamePattern& pattern)
+Functions FindByName(NameLookup& names, const NamePattern& pattern)
+{
+    Functions found;
+    for (const NamedThing& thing : names.Find(pattern)) {
+        if (thing.kind == NamedThing::Kind::Function) {
+            found.push_back(thing.index);
+        }
+    }
+    return found;
+}
+
+/// Those that something else has the name better than.
+Functions FindAmongAll(Loader& file, const NamePattern& pattern)
 {
     file.Load(LoadDepth::Symbols);
     BestMatches<std::size_t> best;
@@ -72,17 +81,39 @@ Functions FindByName(Loader& file, const NamePattern& pattern)
 
 } // namespace
 
-std::vector<std::size_t> SelectFunctions(Loader& file, AddressLookup& addresses, const NamePattern& pattern)
+std::vector<std::size_t> SelectFunctions(Loader& file, const NamePattern& pattern)
 {
+    file.LoadIndex();
     if (const std::optional<u32> number = ParseNumber(pattern.Text())) {
-        return FindByNumber(file, addresses, *number);
+        Functions found = FindByNumber(file, *number);
+        if (found.empty()) {
+            Complain(file.ShownPath(), "There is no function '" + pattern.Text() + "'");
+        }
+        return found;
     }
-    Functions found = FindBySymbol(file, addresses, pattern);
-    return found.empty() ? FindByName(file, pattern) : found;
+    const VFKElfFile elf(file.Store().GetPath());
+    NameLookup names(file, elf);
+    Functions found = FindBySymbol(file, names, pattern);
+    if (found.empty()) {
+        found = FindByName(names, pattern);
+    }
+    if (found.empty()) {
+        found = FindAmongAll(file, pattern);
+    }
+    if (found.empty()) {
+        Complain(file.ShownPath(), "There is no function '" + pattern.Text() + "'" + NearNames(names, pattern));
+    }
+    return found;
 }
 
-std::vector<std::size_t> FunctionsAt(Loader& file, AddressLookup& addresses, const DbgAddress& address)
+std::vector<std::size_t> FunctionsAt(Loader& file, const DbgAddress& address)
 {
-    const DbgSymFuncScope* function = addresses.FindFunction(address);
-    return function == nullptr ? Functions() : IndicesOf(file.Store(), {function});
+    file.LoadIndex();
+    Functions found = IndexOf(file.Store(), AddressLookup(file).FindFunction(address));
+    if (found.empty()) {
+        std::string text = "There is no function at ";
+        AppendHex8(text, address.value);
+        Complain(file.ShownPath(), text);
+    }
+    return found;
 }

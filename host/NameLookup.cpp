@@ -4,6 +4,7 @@
 #include "host/Demangle.h"
 #include "host/Loader.h"
 #include "host/NameMentions.h"
+#include "host/Suggestions.h"
 #include "interfaces/DbgExpression.h"
 #include "interfaces/DbgSymSrcFile.h"
 #include "interfaces/VFKDataString.h"
@@ -72,9 +73,9 @@ void NameLookup::EnterSymbols()
     m_demangled.resize(symbols.size());
     for (std::size_t i = 0; i < symbols.size(); ++i) {
         Enter(Kind::Symbol, symbols[i].name, i);
-        if (const std::optional<std::string> name = Demangle(symbols[i].name)) {
-            m_demangled[i] = *name;
-            Enter(Kind::Symbol, *name, i);
+        if (std::optional<std::string> name = Demangle(symbols[i].name)) {
+            m_demangled[i] = std::move(*name);
+            Enter(Kind::Symbol, m_demangled[i], i); // whose text stays where it is: it is known by its place
         }
     }
 }
@@ -329,4 +330,17 @@ std::vector<std::string_view> NameLookup::KnownNames()
         names.push_back(mangled ? m_demangled[entry.index] : NameOf(entry));
     }
     return names;
+}
+
+std::string NearNames(NameLookup& lookup, const NamePattern& pattern)
+{
+    if (pattern.IsWide()) {
+        return {};
+    }
+    Suggestions suggestions(pattern.Text());
+    for (const std::string_view name : lookup.KnownNames()) {
+        suggestions.Offer(name);
+        suggestions.Offer(LastWord(name));
+    }
+    return suggestions.Question();
 }

@@ -92,3 +92,6 @@ private:
     u32 m_searches = 0;       ///< through the sections
     bool m_everything = false;
 };
+
+/// What stands behind a complaint that there is no such name: ". Did you mean ...?", if some are near.
+std::string NearNames(NameLookup& lookup, const NamePattern& pattern);

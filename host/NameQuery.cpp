@@ -6,7 +6,6 @@
 #include "host/NamePattern.h"
 #include "host/Output.h"
 #include "host/Queries.h"
-#include "host/Suggestions.h"
 #include "host/Text.h"
 #include "host/TypeText.h"
 #include "interfaces/DbgSymbolicInterface.h"
@@ -64,7 +63,7 @@ public:
         if (!things.empty() || answer.found || answer.dwarf) {
             return true;
         }
-        Complain(m_file.ShownPath(), "There is no symbol '" + name + "'" + NearNames(pattern));
+        Complain(m_file.ShownPath(), "There is no symbol '" + name + "'" + NearNames(m_lookup, pattern));
         return false;
     }
 
@@ -76,19 +75,6 @@ private:
         answer.found = m_file.Plugin().FindElfSymbolByName(&context, name.c_str(), &answer.range);
         answer.dwarf = m_file.Plugin().LoadSymbolByName(&context, name.c_str());
         return answer;
-    }
-
-    std::string NearNames(const NamePattern& pattern)
-    {
-        if (pattern.IsWide()) {
-            return {};
-        }
-        Suggestions suggestions(pattern.Text());
-        for (const std::string_view name : m_lookup.KnownNames()) {
-            suggestions.Offer(name);
-            suggestions.Offer(LastWord(name));
-        }
-        return suggestions.Question();
     }
 
     Loader& m_file;

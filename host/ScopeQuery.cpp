@@ -1,5 +1,4 @@
 // One function's blocks, parameters and locals, nested; and those that are alive at one address.
-#include "host/AddressLookup.h"
 #include "host/FunctionNames.h"
 #include "host/Loader.h"
 #include "host/LocationText.h"
@@ -294,19 +293,15 @@ std::string Hex8(u32 value)
 /// The functions that are asked for; none: the complaint has been made.
 std::vector<std::size_t> FindFunctions(Loader& file, const NamePattern* function, std::optional<u32> at)
 {
-    file.LoadIndex();
-    AddressLookup addresses(file);
-    std::vector<std::size_t> found = function ? SelectFunctions(file, addresses, *function)
-                                              : FunctionsAt(file, addresses, file.AddressOf(at.value_or(0)));
-    if (found.empty()) {
-        Complain(file.ShownPath(),
-                 function ? "There is no function '" + function->Text() + "'" : "There is no function at " + Hex8(*at));
+    if (function == nullptr) {
+        return FunctionsAt(file, file.AddressOf(at.value_or(0)));
     }
+    std::vector<std::size_t> found = SelectFunctions(file, *function);
     if (!found.empty() && at) {
         const DbgAddress address = file.AddressOf(*at);
         std::erase_if(found, [&](std::size_t i) { return !Holds(file.Store().FuncScopeAt(i), address); });
         if (found.empty()) {
-            Complain(file.ShownPath(), Hex8(*at) + " is outside of '" + (function ? function->Text() : "") + "'");
+            Complain(file.ShownPath(), Hex8(*at) + " is outside of '" + function->Text() + "'");
         }
     }
     return found;
