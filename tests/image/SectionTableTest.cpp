@@ -26,14 +26,14 @@ protected:
     void ExpectAbsolute()
     {
         EXPECT_EQ(Probe::m_sectionId(File()), kNone);
-        EXPECT_EQ(Probe::m_flags(File()), Probe::kDump | Probe::kRelocationDone);
+        EXPECT_EQ(Probe::m_flags(File()), Probe::kRelocationDone);
         EXPECT_EQ(Probe::GetRelocationSection(File()), nullptr);
         EXPECT_EQ(Store().GetSectionList().Count(), 0u);
     }
 
     void ExpectRelativeTo(const std::string& name, u32 size)
     {
-        EXPECT_EQ(Probe::m_flags(File()), Probe::kDump | Probe::kRelocationDone | Probe::kSectionRelative);
+        EXPECT_EQ(Probe::m_flags(File()), Probe::kRelocationDone | Probe::kSectionRelative);
         const DbgSection* section = Probe::GetRelocationSection(File());
         ASSERT_NE(section, nullptr);
         EXPECT_EQ(section->id, Probe::m_sectionId(File()));

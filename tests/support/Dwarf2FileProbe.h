@@ -9,7 +9,6 @@
 
 class Dwarf2FileProbe {
 public:
-    static constexpr u32 kDump = Dwarf2File::kDump;
     static constexpr u32 kSectionRelative = Dwarf2File::kSectionRelative;
     static constexpr u32 kRelocationDone = Dwarf2File::kRelocationDone;
     static constexpr u32 kLoadTypes = Dwarf2File::kLoadTypes;
@@ -53,6 +52,7 @@ public:
     OPERATION(FindCompileUnit)
     OPERATION(AddCompileUnit)
     OPERATION(ReadAttrValue)
+    OPERATION(ForEachAttribute)
     OPERATION(FindDieInfo)
     OPERATION(LoadDieAtOffset)
     OPERATION(LoadPendingDies)

@@ -68,6 +68,7 @@ private:
     void Finish();
     std::ostream& Out() { return *m_file.m_dumpStream; }
     std::ostream& Redirect();
+    bool OpenRedirection();
     /// Redirection, then the head line. The path closes it.
     void Open(std::string_view head);
     void OpenAt(std::string_view head, u32 offset, std::string_view rest);
@@ -94,7 +95,7 @@ private:
     void Orloinfo();
     void Macinfo() { m_file.DumpMacinfo(Out()); }
     void Pubnames() { m_file.DumpPubnames(Out()); }
-    void Mem() { m_file.PrintMemory(); }
+    void Mem();
     void Help();
 
     Dwarf2File& m_file;
@@ -183,10 +184,31 @@ bool Dwarf2File::CommandRun::Matches(const Command& command) const
 
 std::ostream& Dwarf2File::CommandRun::Redirect()
 {
-    if (m_file.RedirectOutput(m_parser, m_fileStream)) {
+    if (OpenRedirection()) {
         static_cast<std::ios&>(m_fileStream).rdbuf(&m_gathered.emplace(m_fileStream.rdbuf()));
     }
     return Out();
+}
+
+bool Dwarf2File::CommandRun::OpenRedirection()
+{
+    char c = 0;
+    std::string fileName;
+    if (!m_parser.GetNonWhiteSpaceChar(c, ">")) {
+        return false;
+    }
+    m_parser.SkipSpaces();
+    if (!m_parser.GetLine(fileName, true)) {
+        return false;
+    }
+    m_fileStream.open(fileName, std::ios_base::out | std::ios_base::trunc);
+    if (!m_fileStream.is_open()) {
+        return false;
+    }
+    // A person sees this line ahead of a dump that may take its time.
+    PutText(PutText(PutText(Out(), "Results saved into: '"), fileName), "'") << LineEnd << std::flush;
+    m_file.m_dumpStream = &m_fileStream;
+    return true;
 }
 
 void Dwarf2File::CommandRun::CloseHead(std::ostream& out, std::string_view rest)
@@ -358,6 +380,40 @@ void Dwarf2File::CommandRun::Orloinfo()
     m_file.DumpLibraryRecord();
 }
 
+void Dwarf2File::CommandRun::Mem()
+{
+    const struct {
+        std::string_view name;
+        u32 size;
+    } sections[] = {
+        {"m_debug_info", m_file.m_debug_info.Size()}, {"m_debug_abbrev", m_file.m_debug_abbrev.Size()},
+        {"m_debug_line", m_file.m_debug_line.Size()}, {"m_debug_loc", m_file.m_debug_loc.Size()},
+        {"m_debug_str", m_file.m_debug_str.Size()},
+    };
+    std::ostream& out = Out();
+    u32 total = 0;
+    for (const auto& section : sections) {
+        PutText(PutText(out, section.name), " contains ") << dec(section.size);
+        PutText(out, " bytes") << LineEnd;
+        total += section.size;
+    }
+    // What the report calls sizes are fixed costs: 12 for an entry of the map, 16 for a declaration.
+    const auto count = static_cast<u32>(m_file.m_abbrListMap.size());
+    const u32 elements = 12 * count;
+    u32 bytes = 0;
+    for (const auto& [offset, list] : m_file.m_abbrListMap) {
+        if (list != nullptr) {
+            bytes += 16 * static_cast<u32>(list->size());
+        }
+    }
+    PutText(out, "m_abbrListMap (elems size = ") << dec(elements);
+    PutText(out, ") contains ") << dec(count);
+    PutText(out, " items for ") << dec(bytes);
+    PutText(out, " bytes") << LineEnd;
+    PutText(out, "totalSize = ") << dec((total + elements + bytes) >> 10);
+    PutText(out, " Kb") << LineEnd;
+}
+
 void Dwarf2File::CommandRun::Help()
 {
     for (const std::string_view line : kHelpLines) {
@@ -369,59 +425,4 @@ u32 Dwarf2File::ConsoleCommand(const std::string* command, DbgUIConsole* console
 {
     CommandRun(*this, *command, *console).Run();
     return 1;
-}
-
-bool Dwarf2File::RedirectOutput(VFKStringParser& parser, std::ofstream& fileStream)
-{
-    char c = 0;
-    std::string fileName;
-    if (!parser.GetNonWhiteSpaceChar(c, ">")) {
-        return false;
-    }
-    parser.SkipSpaces();
-    if (!parser.GetLine(fileName, true)) {
-        return false;
-    }
-    fileStream.open(fileName, std::ios_base::out | std::ios_base::trunc);
-    if (!fileStream.is_open()) {
-        return false;
-    }
-    // A person sees this line ahead of a dump that may take its time.
-    PutText(PutText(PutText(*m_dumpStream, "Results saved into: '"), fileName), "'") << LineEnd << std::flush;
-    m_dumpStream = &fileStream;
-    return true;
-}
-
-void Dwarf2File::PrintMemory()
-{
-    const struct {
-        std::string_view name;
-        u32 size;
-    } sections[] = {
-        {"m_debug_info", m_debug_info.Size()}, {"m_debug_abbrev", m_debug_abbrev.Size()},
-        {"m_debug_line", m_debug_line.Size()}, {"m_debug_loc", m_debug_loc.Size()},
-        {"m_debug_str", m_debug_str.Size()},
-    };
-    std::ostream& out = *m_dumpStream;
-    u32 total = 0;
-    for (const auto& section : sections) {
-        PutText(PutText(out, section.name), " contains ") << dec(section.size);
-        PutText(out, " bytes") << LineEnd;
-        total += section.size;
-    }
-    // What the report calls sizes are fixed costs: 12 for an entry of the map, 16 for a declaration.
-    const auto count = static_cast<u32>(m_abbrListMap.size());
-    const u32 elements = 12 * count;
-    u32 bytes = 0;
-    for (const auto& [offset, list] : m_abbrListMap) {
-        if (list != nullptr) {
-            bytes += 16 * static_cast<u32>(list->size());
-        }
-    }
-    PutText(out, "m_abbrListMap (elems size = ") << dec(elements);
-    PutText(out, ") contains ") << dec(count);
-    PutText(out, " items for ") << dec(bytes);
-    PutText(out, " bytes") << LineEnd;
-    PutText(out, "totalSize = ") << dec((total + elements + bytes) >> 10);
-    PutText(out, " Kb") << LineEnd;
 }

@@ -289,7 +289,7 @@ void Dwarf2File::LineDumpRun::PrintExtended(const LineStep& step)
 bool Dwarf2File::DumpLineTable(u32 offset)
 {
     Seek(m_debug_line, offset);
-    if (AtEnd(m_debug_line) || m_dumpStream == nullptr) {
+    if (AtEnd(m_debug_line)) {
         return false;
     }
     Put(*m_dumpStream, ".debug_line byte Offset: ", hex8(offset)) << LineEnd << LineEnd;

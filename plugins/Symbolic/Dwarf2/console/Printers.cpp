@@ -5,6 +5,7 @@
 #include "image/Dwarf2File.h"
 
 #include <ios>
+#include <limits>
 #include <ostream>
 #include <string_view>
 
@@ -101,4 +102,18 @@ void Dwarf2File::PrintCompileUnitHeader(const CompileUnitInfo& unit)
     PutText(out, ",  ") << hex8(unit.abbrevOffset);
     PutText(out, ",  ") << hex2(unit.addressSize);
     PutText(out, ")");
+}
+
+void Dwarf2File::OpenLevel()
+{
+    if (m_dumpIndent < std::numeric_limits<i32>::max()) {
+        ++m_dumpIndent;
+    }
+}
+
+void Dwarf2File::CloseLevel()
+{
+    if (m_dumpIndent > 0) {
+        --m_dumpIndent;
+    }
 }

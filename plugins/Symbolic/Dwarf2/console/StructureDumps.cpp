@@ -1,5 +1,5 @@
-// Dumps of the DWARF structures by their section offsets: abbreviation tables as they stand or as
-// they were read, single entries and their subtrees, and the index of the entries visited so far.
+// Dumps of the abbreviation tables, as they stand or as they were read, and of the index of the entries
+// visited so far.
 #include "console/DwarfNames.h"
 #include "console/Format.h"
 #include "image/Dwarf2File.h"
@@ -39,160 +39,113 @@ void PrintChildren(std::ostream& out, u8 children)
 
 } // namespace
 
-void Dwarf2File::DumpAbbrevSection(bool parsed)
+class Dwarf2File::AbbrevDump {
+public:
+    explicit AbbrevDump(Dwarf2File& file)
+        : m_file(file)
+        , m_section(file.m_debug_abbrev)
+        , m_out(*file.m_dumpStream)
+    {
+    }
+
+    void DumpSection();
+    void DumpList(u32 offset, const AbbrevList& list);
+
+private:
+    /// Reads and prints pairs at the cursor, the closing one included.
+    /// @param pastEnd behind the section's end, where none is closed, a pair reads 0, and that is shown too.
+    void DumpPairs(bool pastEnd);
+    void DumpDecl(const AbbrevDecl& decl);
+    void PrintPair(u32 offset, u32 attribute, u32 form);
+
+    Dwarf2File& m_file;
+    VFKDataBuf& m_section;
+    std::ostream& m_out;
+};
+
+void Dwarf2File::AbbrevDump::DumpSection()
 {
-    if (m_dumpStream == nullptr) {
-        return;
-    }
-    std::ostream& out = *m_dumpStream;
-    PutText(out, "\n\n.debug_abbrev") << LineEnd;
-    if (parsed) {
-        for (const auto& [offset, list] : m_abbrListMap) {
-            DumpAbbrevList(offset, list.get());
-        }
-        return;
-    }
-    Seek(m_debug_abbrev, 0);
-    while (!AtEnd(m_debug_abbrev)) {
-        PrintOffsetPrefix(m_debug_abbrev.Pos(), true);
-        const u32 code = m_debug_abbrev.Get32_ULEB128(4);
-        PutText(out, "[") << dec(code);
-        PutText(out, "] ");
+    Seek(m_section, 0);
+    while (!AtEnd(m_section)) {
+        m_file.PrintOffsetPrefix(m_section.Pos(), true);
+        const u32 code = m_section.Get32_ULEB128(4);
+        PutText(m_out, "[") << dec(code);
+        PutText(m_out, "] ");
         if (code == 0) {
-            PutText(out, " (End of compile unit abbrev table)") << LineEnd;
+            PutText(m_out, " (End of compile unit abbrev table)") << LineEnd;
             continue;
         }
-        PrintTagName(out, m_debug_abbrev.Get32_ULEB128(4));
-        PrintChildren(out, m_debug_abbrev.Get8());
-        out << LineEnd;
-        DumpAttributePairs();
+        PrintTagName(m_out, m_section.Get32_ULEB128(4));
+        PrintChildren(m_out, m_section.Get8());
+        m_out << LineEnd;
+        DumpPairs(true);
     }
 }
 
-void Dwarf2File::DumpAttributePairs()
+void Dwarf2File::AbbrevDump::DumpPairs(bool pastEnd)
 {
-    u32 attribute = 0;
-    u32 form = 0;
-    do {
-        const u32 offset = m_debug_abbrev.Pos();
-        attribute = m_debug_abbrev.Get32_ULEB128(4);
-        form = m_debug_abbrev.Get32_ULEB128(4);
-        PrintAttributeLine(offset, attribute, form);
-    } while (attribute != 0 && form != 0);
-}
-
-void Dwarf2File::PrintAttributeLine(u32 offset, u32 attribute, u32 form)
-{
-    std::ostream& out = *m_dumpStream;
-    PrintOffsetPrefix(offset, false);
-    PrintIndent(0);
-    out.fill(' ');
-    out.setf(std::ios_base::left, std::ios_base::adjustfield);
-    out.width(kNameColumns);
-    PrintAttributeName(out, attribute);
-    out.setf(std::ios_base::right, std::ios_base::adjustfield);
-    PrintFormName(out, form);
-}
-
-void Dwarf2File::DumpAbbrevList(u32 offset, const AbbrevList* list)
-{
-    if (m_dumpStream == nullptr || list == nullptr) {
-        return;
-    }
-    PutText(*m_dumpStream, "\n\n.debug_abbrev at ") << hex8(offset) << LineEnd;
-    for (const AbbrevDecl& decl : *list) {
-        DumpAbbrevDecl(decl);
-    }
-}
-
-void Dwarf2File::DumpAbbrevDecl(const AbbrevDecl& decl)
-{
-    if (m_dumpStream == nullptr) {
-        return;
-    }
-    std::ostream& out = *m_dumpStream;
-    PrintOffsetPrefix(decl.offset, true);
-    out << dec(decl.code);
-    const u32 tagOffset = decl.offset + UlebLength(decl.code);
-    PrintOffsetPrefix(tagOffset, false);
-    PrintTagName(out, decl.tag);
-    PrintOffsetPrefix(tagOffset + UlebLength(decl.tag), false);
-    if (decl.hasChildren == 1) {
-        PutText(out, "CHILDREN_yes");
-    } else if (decl.hasChildren == 0) {
-        PutText(out, "CHILDREN_no");
-    }
-    Seek(m_debug_abbrev, decl.offset + decl.headerSize);
-    // Unlike the raw listing's, these pairs end where the section ends, closed or not.
     u32 attribute = kNone;
     u32 form = kNone;
-    while (attribute != 0 && form != 0 && !AtEnd(m_debug_abbrev)) {
-        const u32 offset = m_debug_abbrev.Pos();
-        attribute = m_debug_abbrev.Get32_ULEB128(4);
-        form = m_debug_abbrev.Get32_ULEB128(4);
-        PrintAttributeLine(offset, attribute, form);
+    while (attribute != 0 && form != 0 && (pastEnd || !AtEnd(m_section))) {
+        const u32 offset = m_section.Pos();
+        attribute = m_section.Get32_ULEB128(4);
+        form = m_section.Get32_ULEB128(4);
+        PrintPair(offset, attribute, form);
     }
 }
 
-void Dwarf2File::DumpDIE(u32 offset, bool withChildren)
+void Dwarf2File::AbbrevDump::PrintPair(u32 offset, u32 attribute, u32 form)
 {
-    if (m_dumpStream == nullptr) {
+    m_file.PrintOffsetPrefix(offset, false);
+    m_file.PrintIndent(0);
+    m_out.fill(' ');
+    m_out.setf(std::ios_base::left, std::ios_base::adjustfield);
+    m_out.width(kNameColumns);
+    PrintAttributeName(m_out, attribute);
+    m_out.setf(std::ios_base::right, std::ios_base::adjustfield);
+    PrintFormName(m_out, form);
+}
+
+void Dwarf2File::AbbrevDump::DumpList(u32 offset, const AbbrevList& list)
+{
+    PutText(m_out, "\n\n.debug_abbrev at ") << hex8(offset) << LineEnd;
+    for (const AbbrevDecl& decl : list) {
+        DumpDecl(decl);
+    }
+}
+
+void Dwarf2File::AbbrevDump::DumpDecl(const AbbrevDecl& decl)
+{
+    m_file.PrintOffsetPrefix(decl.offset, true);
+    m_out << dec(decl.code);
+    const u32 tagOffset = decl.offset + UlebLength(decl.code);
+    m_file.PrintOffsetPrefix(tagOffset, false);
+    PrintTagName(m_out, decl.tag);
+    m_file.PrintOffsetPrefix(tagOffset + UlebLength(decl.tag), false);
+    if (decl.hasChildren == 1) {
+        PutText(m_out, "CHILDREN_yes");
+    } else if (decl.hasChildren == 0) {
+        PutText(m_out, "CHILDREN_no");
+    }
+    Seek(m_section, decl.offset + decl.headerSize);
+    DumpPairs(false);
+}
+
+void Dwarf2File::DumpAbbrevSection(bool parsed)
+{
+    PutText(*m_dumpStream, "\n\n.debug_abbrev") << LineEnd;
+    AbbrevDump dump(*this);
+    if (!parsed) {
+        dump.DumpSection();
         return;
     }
-    const SavedCursor info(m_debug_info);
-    const SavedCursor abbrev(m_debug_abbrev);
-    const i32 indent = m_dumpIndent;
-    if (const CompileUnitInfo* unit = FindCompileUnit(offset)) {
-        Seek(m_debug_info, offset);
-        m_dumpIndent = 0;
-        const OtherBudget budget(m_budget, CapitalOfDump());
-        // Behind the section's end a code reads 0, which closes a level.
-        bool goesOn = true;
-        do {
-            goesOn = DumpOneDIE(*unit);
-        } while (goesOn && withChildren && m_dumpIndent != 0);
-        if (!goesOn) {
-            PutText(*m_dumpStream, kDumpEnded);
-        }
-    } else {
-        PutText(*m_dumpStream, "Invalid .debug_info offset: ") << hex8(offset);
+    for (const auto& [offset, list] : m_abbrListMap) {
+        dump.DumpList(offset, *list);
     }
-    *m_dumpStream << LineEnd << LineEnd;
-    m_dumpIndent = indent;
-}
-
-bool Dwarf2File::DumpOneDIE(const CompileUnitInfo& unit)
-{
-    const u32 offset = m_debug_info.Pos();
-    const u32 code = m_debug_info.Get32_ULEB128(4);
-    if (code == 0) {
-        CloseLevel();
-        PrintOffsetPrefix(offset, false);
-        PrintIndent(0);
-        PutText(*m_dumpStream, "NULL");
-        return true;
-    }
-    const AbbrevDecl* decl = FindAbbrevDecl(unit.abbrevOffset, code);
-    if (decl == nullptr) {
-        PutText(*m_dumpStream, "Invalid abbrev index: ") << dec(code);
-        return true;
-    }
-    Seek(m_debug_abbrev, decl->offset + decl->headerSize);
-    PrintDIEHead(offset, decl);
-    if (!DumpAttributes(unit, nullptr)) {
-        return false;
-    }
-    if (decl->hasChildren != 0) {
-        OpenLevel();
-    }
-    return true;
 }
 
 void Dwarf2File::DumpDIEInfoMap()
 {
-    if (m_dumpStream == nullptr) {
-        return;
-    }
     std::ostream& out = *m_dumpStream;
     PutText(out, "DIEInfoMap") << LineEnd;
     PutText(out, "Info Offset Abbr Index  Parent      Sibling     Child\n"

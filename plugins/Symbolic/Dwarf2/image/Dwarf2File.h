@@ -32,18 +32,14 @@ class DbgSection;
 class DbgSymLineTable;
 class DbgSymSrcFile;
 class DbgSymSymFile;
-class DbgUDTInfoEnum32;
 class DbgUIConsole;
-class DbgUserDefinedVarType;
 class VFKDataString;
-class VFKStringParser;
-enum DbgVariableUserDefinedType : u32;
 enum class FormLayout : u8;
-struct Bounds;
 struct DbgAddrRange;
 struct DbgAddress;
 struct DbgSymContext;
 struct DIEInfo;
+struct Entry;
 struct LineProgramHeader;
 struct MemberRecord;
 struct TypeRef;
@@ -109,7 +105,6 @@ private:
 
     /// Bits of m_flags.
     static constexpr u32 kIndexBuilt = 0x1;
-    static constexpr u32 kDump = 0x4;            ///< set from the start: print while reading
     static constexpr u32 kSectionRelative = 0x8; ///< addresses are held against m_sectionId
     static constexpr u32 kRelocationDone = 0x10;
     static constexpr u32 kLoadFunctions = 0x100;
@@ -129,7 +124,6 @@ private:
     /// Fetches a section that isn't read by the constructor, unless its bytes are there already.
     /// @param always binds the cursor even if there is no such section.
     void ReadLateSection(VFKDataBuf& section, const char* name, bool always);
-    bool DumpFlag() const { return (m_flags & kDump) != 0; }
     bool LittleEndian() const { return m_elf.m_byteOrder != kElfDataMsb; }
 
     // image/Budget.cpp
@@ -201,13 +195,13 @@ private:
     void ReadStrp(AttrValue& value, std::ostream* stream);
 
     // index/AttributeLoop.h
-    /// Runs `handle(attribute, read)` over the attributes of the DIE at the cursors. What it does
-    /// not read is stepped over. Afterwards m_debug_info stands behind the last attribute.
+    /// Runs `handle(attribute, read)` over the attributes of an entry. What it does not read is stepped over.
+    /// Afterwards m_debug_info stands behind the last attribute.
     template <typename Handle>
-    void ForEachAttribute(const CompileUnitInfo* unit, bool dump, Handle&& handle);
-    /// The same for a reader that keeps a row: AT_sibling goes there, and so does where the attributes end.
+    void ForEachAttribute(const Entry& entry, Handle&& handle);
+    /// The same with the row kept: AT_sibling goes there, and so does where the attributes end.
     template <typename Handle>
-    void ReadEntry(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump, Handle&& handle);
+    void ReadEntry(const Entry& entry, Handle&& handle);
 
     // index/DieRows.cpp
     DIEInfo* GetDieInfo(u32 offset) { return m_dieInfoMap.GetOrAdd(offset); }
@@ -217,17 +211,17 @@ private:
     /// True if it is no null entry; of whichever unit.
     bool HasNextEntry() const;
     /// Notes in the row where its children, or its sibling, begin: at the cursor.
-    void FinishDieAttributes(const AbbrevDecl* decl, DIEInfo* row);
+    void FinishDieAttributes(const Entry& entry);
 
     // index/DieWalker.cpp
     struct TagRule;
     static const TagRule* FindTagRule(u32 tag);
     /// Calls the tag's builder if the selection lets it build. False if nothing was read.
-    bool BuildByTag(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, MemberRecord* member);
+    bool BuildByTag(const Entry& entry, MemberRecord* member);
     /// Leaves a DIE to LoadPendingDies, unless it waits there already.
     void QueueDie(DIEInfo& row);
     /// Reads past a DIE that isn't built.
-    void PassBy(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl);
+    void PassBy(const Entry& entry);
     /// Reads the DIE at the cursor.
     /// @param parents its last element is the DIE whose children are being read.
     /// @param skipKnownChildren hops over the children of a DIE whose sibling is known.
@@ -276,12 +270,9 @@ private:
     u32 SizeFromHighPc(const DbgAddress& start, u32 highPc) const;
 
     // symbols/CompileUnitScope.cpp
-    /// Like all builders below: starts with the cursors at the DIE's first value and first attribute pair, marks
-    /// the row built, and returns the offset behind what it read.
-    u32 BuildCompileUnitScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump);
-    struct UnitAttributes;
-    void ReadUnitAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, UnitAttributes& attributes);
-    void AddFileScope(u32 dieOffset, const UnitAttributes& attributes);
+    class UnitScopeBuilder;
+    /// Like all builders below: marks the row built, and leaves m_debug_info behind what it read.
+    void BuildCompileUnitScope(const Entry& entry);
 
     // symbols/LineProgram.cpp
     class LineFiles; // defined in LineProgram.h
@@ -295,20 +286,18 @@ private:
     class LineRun;
 
     // symbols/Scopes.cpp
-    u32 BuildScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump);
+    class ScopeBuilder;
+    void BuildScope(const Entry& entry);
     /// Reads name, type and artificial flag at the end of a chain of AT_specification. Puts both
     /// cursors back.
     /// @param typeOut, artificialOut may be null.
     /// @return the DIE at the end of the chain.
     u32 ReadDeclInfo(u32 offset, const char** nameOut, u32* typeOut, bool* artificialOut);
-    /// Names the block, function and unit around a DIE.
-    void FillContextFromDie(const DIEInfo* die, DbgSymContext* context);
-    /// @param buffer holds the name unless that stands in the file's bytes.
-    const char* FunctionName(const DbgSymContext& context, const char* name, u32 resolved, std::string& buffer);
-    const char* ClassName(const DIEInfo& row);
     /// Reads one DIE of a chain. Puts both cursors back.
     /// @return the next DIE of the chain, or 0.
     u32 ReadDecl(u32 offset, const char** nameOut, u32* typeOut, bool* artificialOut);
+    /// Names the block, function and unit around a DIE.
+    void FillContextFromDie(const DIEInfo* die, DbgSymContext* context);
     /// The scopes around the children of `parent`.
     ScopeWords ScopesOf(u32 parent);
     /// Turns the scopes around a DIE into those around its children.
@@ -317,39 +306,27 @@ private:
     void SetSibling(DIEInfo* row, u32 sibling);
     /// What was walked of the row's unit no longer stands.
     void ForgetWalk(const DIEInfo& row);
-    struct ScopeAttributes;
-    void ReadScopeAttributes(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
-                             ScopeAttributes& scope);
-    void FileFrameBase(u32 dieOffset, const AttrValue& frameBase);
 
     // symbols/Locations.cpp
+    void TakeLocationBytes(const AttrValue& value, VFKDataString& bytes); ///< as they stand
     /// Rewrites DW_OP_fbreg and DW_OP_breg9 in a location expression.
     void PrepareExpression(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr);
     class ExpressionScan;
     /// The frame base of the function around a DIE, if one is on file: the section's bytes, or the text's.
-    std::optional<std::string_view> FrameBase(const CompileUnitInfo*, const DIEInfo*, const VFKDataString&,
-                                              std::string&);
+    std::optional<std::string_view> FrameBase(const CompileUnitInfo* unit, const DIEInfo* die,
+                                              const VFKDataString& expr, std::string& buffer);
     /// Wraps the list at `listOffset` of `.debug_loc` into `expr`, in the 0xEC form. Always true.
     bool BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr, u32 listOffset);
 
     // symbols/Variables.cpp
-    u32 BuildVariable(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump);
-    u32 BuildMember(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump, MemberRecord* member);
-    u32 BuildInheritance(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, MemberRecord* member);
-    void EvaluateMemberOffset(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& location,
-                              MemberRecord* member);
-    struct VariableAttributes;
-    void ReadVariableAttributes(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
-                                VariableAttributes& variable);
-    void ReadLocation(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& value, VFKDataString& location);
-    void TakeLocationBytes(const AttrValue& value, VFKDataString& bytes);
-    void TakeFromOrigin(VariableAttributes& variable);
-    u32 BuildMemberOrBase(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, MemberRecord*, bool isMember);
-    static void ReadMemberAttribute(u32 attribute, AttrReader& read, MemberRecord& member);
+    class VariableBuilder;
+    void BuildVariable(const Entry& entry);
 
-    // symbols/BaseTypes.cpp
-    static u32 LookupBaseTypeName(const char* name);
-    u32 BuildBaseType(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
+    // symbols/Members.cpp
+    void BuildMember(const Entry& entry, MemberRecord* member);
+    void BuildInheritance(const Entry& entry, MemberRecord* member);
+    void BuildMemberOrBase(const Entry& entry, MemberRecord* member, bool isMember);
+    void EvaluateMemberOffset(const Entry& entry, const AttrValue& location, MemberRecord* member);
 
     // symbols/TypeResolution.cpp
     /// Describes the type at a DIE offset, loading it if it isn't there and the selection allows.
@@ -361,35 +338,17 @@ private:
     /// @return what it refers to; kNone if the DIE isn't known as one.
     u32 LookupTypeModifier(u32 offset, TypeRef* ref) const;
 
-    // symbols/Aggregates.cpp
-    /// Reads sibling, name and size of an aggregate or an enumeration.
-    void ReadTypeHead(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
-    void BuildAggregate(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type,
-                        DbgVariableUserDefinedType kind);
-    void ReadMembers(const CompileUnitInfo* unit, u32 dieOffset, DbgUserDefinedVarType* type,
-                     DbgVariableUserDefinedType kind);
-
-    // symbols/Enumerations.cpp
-    u32 BuildEnumeration(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
-    void ReadEnumerators(const CompileUnitInfo* unit, DbgUDTInfoEnum32* info);
-    u32 BuildEnumerator(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUDTInfoEnum32* info);
+    // symbols/TypeBuilder.h
+    class TypeBuilder;
 
     // symbols/DerivedTypes.cpp
-    u32 BuildType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump);
-    u32 BuildPointer(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
-    u32 BuildSubroutineType(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump,
-                            DbgUserDefinedVarType* type);
-    u32 BuildArray(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool dump, DbgUserDefinedVarType* type);
-    u32 BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump);
-    u32 BuildTypeModifier(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump);
-    u32 BuildLoneSubrange(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump);
-    u32 BuildSubrange(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump, Bounds* bounds);
-    void ReadSubranges(const CompileUnitInfo* unit, Bounds* bounds);
+    void BuildType(const Entry& entry);
+    void BuildTypedef(const Entry& entry);
+    void BuildTypeModifier(const Entry& entry);
+    void BuildLoneSubrange(const Entry& entry);
 
     // console/Commands.cpp
     class CommandRun;
-    bool RedirectOutput(VFKStringParser& parser, std::ofstream& fileStream);
-    void PrintMemory();
 
     // console/Printers.cpp
     /// Each writes to m_dumpStream, and nothing while that is null.
@@ -400,15 +359,12 @@ private:
     void PrintDIEHead(u32 offset, const AbbrevDecl* decl);
     void PrintCompileUnitHeader(const CompileUnitInfo& unit);
 
+    void OpenLevel();
+    void CloseLevel();
+
     // console/StructureDumps.cpp
+    class AbbrevDump;
     void DumpAbbrevSection(bool parsed);
-    void DumpAbbrevList(u32 offset, const AbbrevList* list);
-    void DumpAbbrevDecl(const AbbrevDecl& decl);
-    /// Reads and prints pairs at the cursor of m_debug_abbrev, the closing one included.
-    void DumpAttributePairs();
-    void PrintAttributeLine(u32 offset, u32 attribute, u32 form);
-    void DumpDIE(u32 offset, bool withChildren);
-    bool DumpOneDIE(const CompileUnitInfo& unit);
     void DumpDIEInfoMap();
 
     // console/LineDump.cpp
@@ -421,27 +377,18 @@ private:
 
     // console/LocationDumps.cpp
     void DumpLocationSection(u32 offset);
-    void DumpLocationList(const CompileUnitInfo* unit, const DIEInfo* die, u32 listOffset, bool littleEndian);
-    std::size_t PrintExpression(const VFKDataString& expression);
 
-    // console/WholeFileDump.cpp
+    // console/InfoDump.cpp
+    class InfoDump;
     void DumpWholeFile();
-    /// From here on false means that the dump's budget is spent, and the dump ends.
-    bool DumpUnit();
-    bool DumpEntry(const CompileUnitInfo& unit);
-    /// @param die whose locations are shown as well; null shows none.
-    bool DumpAttributes(const CompileUnitInfo& unit, const DIEInfo* die);
-    void PrintLocation(const CompileUnitInfo& unit, const DIEInfo& die, const AttrValue& value, u32 bytesRead);
-    bool SpendOnExpression(u32 size, std::size_t printed);
-    void OpenLevel();
-    void CloseLevel();
+    void DumpDIE(u32 offset, bool withChildren);
 
     // console/ElfDumps.cpp
     void DumpElfSymbol(const std::string& name);
     void DumpElfSymbol(u32 value);
     void DumpLibraryRecord();
 
-    u32 m_flags = kDump;
+    u32 m_flags = 0;
     VFKElfFile m_elf;
     DbgSymSymFile* m_symFile; ///< borrowed; all results go into it
     VFKDataBuf m_debug_info;

@@ -14,7 +14,7 @@ u32 g_indexTicks = 0;
 
 void Dwarf2File::ReadAbbrevTables()
 {
-    if (DumpFlag() && m_symFile != nullptr && m_dumpStream != nullptr) {
+    if (m_symFile != nullptr && m_dumpStream != nullptr) {
         *m_dumpStream << "DWARF 2.0 dump for " << m_symFile->GetPath() << '\n';
         *m_dumpStream << "Start tick = " << hex8(g_indexTicks) << '\n';
     }

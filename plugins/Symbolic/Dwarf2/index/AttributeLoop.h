@@ -6,6 +6,7 @@
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"
 #include "index/DwarfCodes.h"
+#include "index/Entry.h"
 #include "interfaces/Types.h"
 
 /// Reads the value of one attribute, at most once.
@@ -52,7 +53,7 @@ private:
 };
 
 template <typename Handle>
-void Dwarf2File::ForEachAttribute(const CompileUnitInfo* unit, bool dump, Handle&& handle)
+void Dwarf2File::ForEachAttribute(const Entry& entry, Handle&& handle)
 {
     if (EndIfSpent()) {
         return;
@@ -62,11 +63,11 @@ void Dwarf2File::ForEachAttribute(const CompileUnitInfo* unit, bool dump, Handle
     u32 attribute = 0;
     u32 form = 0;
     do {
-        ReadAttrSpec(attribute, form, dump);
+        ReadAttrSpec(attribute, form, entry.printed);
         if (attribute == 0) {
             break;
         }
-        AttrReader read(*this, unit, form, dump);
+        AttrReader read(*this, entry.unit, form, entry.printed);
         handle(attribute, read);
         read.Finish();
     } while (form != 0 && !AtEnd(m_debug_abbrev));
@@ -74,15 +75,14 @@ void Dwarf2File::ForEachAttribute(const CompileUnitInfo* unit, bool dump, Handle
 }
 
 template <typename Handle>
-void Dwarf2File::ReadEntry(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                           Handle&& handle)
+void Dwarf2File::ReadEntry(const Entry& entry, Handle&& handle)
 {
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+    ForEachAttribute(entry, [&](u32 attribute, AttrReader& read) {
         if (attribute == AT_sibling) {
-            read.To(row->sibling);
+            read.To(entry.row->sibling);
         } else {
             handle(attribute, read);
         }
     });
-    FinishDieAttributes(decl, row);
+    FinishDieAttributes(entry);
 }

@@ -3,6 +3,7 @@
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"
+#include "index/Entry.h"
 #include "index/IndexTicks.h"
 #include "interfaces/VFKSystem.h"
 
@@ -21,9 +22,7 @@ void Dwarf2File::ReadCompileUnitHeader(CompileUnitInfo& header)
     if (!AtEnd(m_debug_info)) {
         AddCompileUnit(header);
     }
-    if (DumpFlag()) {
-        PrintCompileUnitHeader(header);
-    }
+    PrintCompileUnitHeader(header);
 }
 
 void Dwarf2File::BuildCompileUnitIndex()
@@ -55,17 +54,15 @@ bool Dwarf2File::IndexCompileUnit()
     if (decl == nullptr) {
         return true; // the next header is read right behind the code
     }
-    if (DumpFlag()) {
-        PrintDIEHead(dieOffset, decl);
-    }
+    PrintDIEHead(dieOffset, decl);
     const u32 next = unit.End();
     DIEInfo* filed = GetDieInfo(dieOffset); // ahead of the file scope, which is then made once
     if ((filed->flags & DIEInfo::kDieBuilt) == 0) {
         DIEInfo row;
         row.infoOffset = dieOffset;
         row.abbrIndex = code;
-        const u32 end = BuildCompileUnitScope(&unit, &row, decl, DumpFlag());
-        row.child = decl->hasChildren != 0 ? end : kNone;
+        BuildCompileUnitScope({&unit, &row, decl});
+        row.child = decl->hasChildren != 0 ? m_debug_info.Pos() : kNone;
         row.sibling = next + CompileUnitInfo::kHeaderSize;
         *filed = row;
     }

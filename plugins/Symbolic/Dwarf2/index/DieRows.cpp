@@ -2,6 +2,8 @@
 // DieInfoMap.
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
+#include "index/DIEInfo.h"
+#include "index/Entry.h"
 
 bool Dwarf2File::HasEntry(const CompileUnitInfo& unit) const
 {
@@ -13,11 +15,11 @@ bool Dwarf2File::HasNextEntry() const
     return !AtEnd(m_debug_info) && *m_debug_info.Cursor() != 0;
 }
 
-void Dwarf2File::FinishDieAttributes(const AbbrevDecl* decl, DIEInfo* row)
+void Dwarf2File::FinishDieAttributes(const Entry& entry)
 {
-    if (decl->hasChildren != 0) {
-        row->child = m_debug_info.Pos();
-    } else if (row->sibling == kNone) {
-        row->sibling = m_debug_info.Pos();
+    if (entry.decl->hasChildren != 0) {
+        entry.row->child = m_debug_info.Pos();
+    } else if (entry.row->sibling == kNone) {
+        entry.row->sibling = m_debug_info.Pos();
     }
 }

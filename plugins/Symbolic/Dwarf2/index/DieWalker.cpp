@@ -14,15 +14,12 @@
 
 /// When a tag is built, and by whom.
 struct Dwarf2File::TagRule {
-    using Builder = u32 (Dwarf2File::*)(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool);
-    using MemberBuilder = u32 (Dwarf2File::*)(const CompileUnitInfo*, DIEInfo*, const AbbrevDecl*, bool, MemberRecord*);
-
     u32 tag;
-    u32 selection;        ///< bit of m_flags that must be set; 0: always
-    bool unbuiltOnly;     ///< a DIE that is built is passed by
-    bool queued;          ///< waits in m_pendingDies while types aren't loaded
-    Builder build;        ///< null for a builder of members
-    MemberBuilder member; ///< needs the member loop's record
+    u32 selection;                                 ///< bit of m_flags that must be set; 0: always
+    bool unbuiltOnly;                              ///< a DIE that is built is passed by
+    bool queued;                                   ///< waits in m_pendingDies while types aren't loaded
+    void (Dwarf2File::*build)(const Entry& entry); ///< null for a builder of members
+    void (Dwarf2File::*member)(const Entry& entry, MemberRecord* record);
 };
 
 const Dwarf2File::TagRule* Dwarf2File::FindTagRule(u32 tag)
@@ -64,30 +61,30 @@ const Dwarf2File::TagRule* Dwarf2File::FindTagRule(u32 tag)
     return tag < kTags && kRuleOfTag[tag] >= 0 ? &kRules[kRuleOfTag[tag]] : nullptr;
 }
 
-bool Dwarf2File::BuildByTag(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, MemberRecord* member)
+bool Dwarf2File::BuildByTag(const Entry& entry, MemberRecord* member)
 {
-    const TagRule* rule = FindTagRule(decl->tag);
+    const TagRule* rule = FindTagRule(entry.decl->tag);
     if (rule == nullptr) {
         return false;
     }
-    const bool unbuilt = (row->flags & DIEInfo::kDieBuilt) == 0;
+    const bool unbuilt = (entry.row->flags & DIEInfo::kDieBuilt) == 0;
     const bool selected = rule->selection == 0 || (m_flags & rule->selection) != 0;
     if (rule->queued && unbuilt && selected && m_loadDepth >= kMaxLoadDepth) {
-        QueueDie(*row); // aggregates nested too deep for the stack
+        QueueDie(*entry.row); // aggregates nested too deep for the stack
         return false;
     }
     if (selected && (unbuilt || !rule->unbuiltOnly)) {
         if (rule->build != nullptr) {
-            (this->*rule->build)(unit, row, decl, DumpFlag());
+            (this->*rule->build)(entry);
             return true;
         }
         if (member != nullptr) {
-            (this->*rule->member)(unit, row, decl, DumpFlag(), member);
+            (this->*rule->member)(entry, member);
             return true;
         }
     }
     if (rule->queued && unbuilt && (m_flags & kLoadTypes) == 0) {
-        QueueDie(*row);
+        QueueDie(*entry.row);
     }
     return false;
 }
@@ -106,8 +103,8 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
     if (EndIfSpent()) {
         return kNone;
     }
-    const u32 entry = m_debug_info.Pos();
-    DIEInfo* row = GetDieInfo(entry);
+    const u32 offset = m_debug_info.Pos();
+    DIEInfo* row = GetDieInfo(offset);
     ++m_entriesRead;
     row->abbrIndex = ReadCode();
     if (row->abbrIndex == 0) {
@@ -122,11 +119,10 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
         return kNone;
     }
     Seek(m_debug_abbrev, decl->offset + decl->headerSize);
-    if (DumpFlag()) {
-        PrintDIEHead(entry, decl);
-    }
-    if (!BuildByTag(unit, row, decl, member)) {
-        PassBy(unit, row, decl);
+    PrintDIEHead(offset, decl);
+    const Entry entry{unit, row, decl};
+    if (!BuildByTag(entry, member)) {
+        PassBy(entry);
     }
     const bool descends = decl->hasChildren != 0 && (row->flags & DIEInfo::kDieChildrenRead) == 0;
     if (descends) {
@@ -139,14 +135,15 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
     return row->sibling == row->infoOffset ? m_debug_info.Pos() : row->sibling;
 }
 
-void Dwarf2File::PassBy(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl)
+void Dwarf2File::PassBy(const Entry& entry)
 {
+    const DIEInfo* row = entry.row;
     // A DIE that names itself as its sibling is read at every visit, and the walk goes on behind its attributes.
     if (row->sibling != kNone && row->sibling != row->infoOffset) {
         Seek(m_debug_info, row->sibling);
         return;
     }
-    ReadEntry(unit, row, decl, DumpFlag(), [](u32, AttrReader&) {});
+    ReadEntry(entry, [](u32, AttrReader&) {});
 }
 
 u32 Dwarf2File::ReadNullEntry(const CompileUnitInfo* unit, DIEInfo* row, std::vector<u32>* parents)
@@ -154,7 +151,7 @@ u32 Dwarf2File::ReadNullEntry(const CompileUnitInfo* unit, DIEInfo* row, std::ve
     row->sibling = kNone;
     row->child = kNone;
     CloseLevel();
-    if (DumpFlag() && m_dumpStream != nullptr) {
+    if (m_dumpStream != nullptr) {
         PrintOffsetPrefix(row->infoOffset, false);
         PrintIndent(0);
         *m_dumpStream << '}';
@@ -174,7 +171,7 @@ u32 Dwarf2File::ReadNullEntry(const CompileUnitInfo* unit, DIEInfo* row, std::ve
 
 void Dwarf2File::PrintBadAbbrev(u32 code)
 {
-    if (!DumpFlag() || m_dumpStream == nullptr) {
+    if (m_dumpStream == nullptr) {
         return;
     }
     *m_dumpStream << '\n'

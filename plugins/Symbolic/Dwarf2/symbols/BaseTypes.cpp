@@ -3,6 +3,7 @@
 #include "index/DIEInfo.h"
 #include "index/DwarfCodes.h"
 #include "interfaces/DbgSymSymFile.h"
+#include "symbols/TypeBuilder.h"
 
 #include <cstring>
 #include <new>
@@ -35,9 +36,8 @@ DbgVariableBaseType CodeOfEncoding(u32 encoding)
     }
 }
 
-} // namespace
-
-u32 Dwarf2File::LookupBaseTypeName(const char* name)
+/// The engine's code for a name, 0 for one that isn't in the table.
+u32 CodeOfName(const char* name)
 {
     static const std::unordered_map<std::string_view, DbgVariableBaseType> kCodes = {
         {"void", kBaseVoid},
@@ -71,25 +71,25 @@ u32 Dwarf2File::LookupBaseTypeName(const char* name)
     return found == kCodes.end() ? kBaseVoid : found->second;
 }
 
-u32 Dwarf2File::BuildBaseType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                              DbgUserDefinedVarType* type)
+} // namespace
+
+void Dwarf2File::TypeBuilder::BuildBaseType()
 {
-    row->flags |= DIEInfo::kDieBuilt;
     u32 baseCode = 0;
     u32 size = 0;
-    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
+    m_file.ReadEntry(m_entry, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
         case AT_name:
             if (const AttrValue* got = read()) {
                 // Replaces what an encoding in front said, even by 0.
-                baseCode = LookupBaseTypeName(got->Text());
-                type->SetTypeName(got->Text());
+                baseCode = CodeOfName(got->Text());
+                m_type.SetTypeName(got->Text());
             }
             break;
         case AT_byte_size:
             if (const AttrValue* got = read()) {
                 size = got->value == 0 ? 1 : got->value;
-                type->m_byteSize = size;
+                m_type.m_byteSize = size;
             }
             break;
         case AT_encoding:
@@ -106,8 +106,7 @@ u32 Dwarf2File::BuildBaseType(const CompileUnitInfo* unit, DIEInfo* row, const A
             break;
         }
     });
-    type->SetTypeInfo(new (std::nothrow)
-                          DbgUDTInfoTypedef(m_symFile, static_cast<DbgVariableBaseType>(baseCode), 0, kNone));
-    m_typeRefMap[row->infoOffset] = {baseCode, size};
-    return m_debug_info.Pos();
+    m_type.SetTypeInfo(new (std::nothrow)
+                           DbgUDTInfoTypedef(m_file.m_symFile, static_cast<DbgVariableBaseType>(baseCode), 0, kNone));
+    m_file.m_typeRefMap[m_entry.row->infoOffset] = {baseCode, size};
 }

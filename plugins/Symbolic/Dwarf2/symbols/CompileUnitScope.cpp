@@ -3,93 +3,116 @@
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"
 #include "index/DwarfCodes.h"
+#include "index/Entry.h"
 #include "interfaces/DbgAddress.h"
 #include "interfaces/DbgSymSymFile.h"
 #include "interfaces/VFKFile.h"
 
-/// What the DIE's attributes say.
-struct Dwarf2File::UnitAttributes {
-    const char* name = nullptr; ///< texts stay in the section's bytes
-    const char* compDir = nullptr;
-    u32 stmtOffset = kNone;
-    DbgAddrRange range;
-    u32 highPc = 0;
+class Dwarf2File::UnitScopeBuilder {
+public:
+    UnitScopeBuilder(Dwarf2File& file, const Entry& entry)
+        : m_file(file)
+        , m_entry(entry)
+    {
+    }
+
+    void Build();
+
+private:
+    void ReadAttributes();
+    void TakeAttribute(u32 attribute, const AttrValue& got);
+    void AddFileScope();
+
+    Dwarf2File& m_file;
+    const Entry& m_entry;
+    const char* m_name = nullptr; ///< texts stay in the section's bytes
+    const char* m_compDir = nullptr;
+    u32 m_stmtOffset = kNone;
+    DbgAddrRange m_range;
+    u32 m_highPc = 0;
 };
 
-u32 Dwarf2File::BuildCompileUnitScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump)
+void Dwarf2File::UnitScopeBuilder::Build()
 {
-    die->flags |= DIEInfo::kDieBuilt;
-    Seek(m_debug_abbrev, decl->offset + decl->headerSize);
-    UnitAttributes attributes;
-    ReadUnitAttributes(unit, die, dump, attributes);
-    FinishDieAttributes(decl, die);
-    if (attributes.highPc != 0) {
-        attributes.range.size = SizeFromHighPc(attributes.range, attributes.highPc);
+    m_entry.row->flags |= DIEInfo::kDieBuilt;
+    Seek(m_file.m_debug_abbrev, m_entry.decl->offset + m_entry.decl->headerSize);
+    ReadAttributes();
+    m_file.FinishDieAttributes(m_entry);
+    if (m_highPc != 0) {
+        m_range.size = m_file.SizeFromHighPc(m_range, m_highPc);
     }
-    AddFileScope(die->infoOffset, attributes);
-    return m_debug_info.Pos();
+    AddFileScope();
 }
 
 // Written out, for it ends otherwise than the loop of all other readers: where `.debug_info` ends,
 // and not at a form of 0.
-void Dwarf2File::ReadUnitAttributes(const CompileUnitInfo* unit, DIEInfo* die, bool dump, UnitAttributes& attributes)
+void Dwarf2File::UnitScopeBuilder::ReadAttributes()
 {
-    const u32 start = m_debug_info.Pos();
-    const u32 pairs = m_debug_abbrev.Pos();
-    while (!EndIfSpent() && !AtEnd(m_debug_info)) {
+    const u32 start = m_file.m_debug_info.Pos();
+    const u32 pairs = m_file.m_debug_abbrev.Pos();
+    while (!m_file.EndIfSpent() && !AtEnd(m_file.m_debug_info)) {
         u32 attribute = 0;
         u32 form = 0;
-        ReadAttrSpec(attribute, form, dump);
+        m_file.ReadAttrSpec(attribute, form, true);
         if (attribute == 0) {
             break;
         }
         const bool wanted = attribute == AT_sibling || attribute == AT_name || attribute == AT_stmt_list ||
                             attribute == AT_low_pc || attribute == AT_high_pc || attribute == AT_comp_dir;
         AttrValue got;
-        if (!ReadAttrValue(unit, form, dump, wanted ? &got : nullptr, true, true)) {
-            continue;
-        }
-        switch (attribute) {
-        case AT_sibling:
-            die->sibling = got.value;
-            break;
-        case AT_name:
-            attributes.name = got.Text();
-            break;
-        case AT_stmt_list:
-            attributes.stmtOffset = got.value;
-            break;
-        case AT_low_pc:
-            SetLinkAddress(attributes.range, got.value);
-            break;
-        case AT_high_pc:
-            attributes.highPc = got.value;
-            break;
-        case AT_comp_dir:
-            attributes.compDir = got.Text();
-            break;
-        default:
-            break;
+        if (m_file.ReadAttrValue(m_entry.unit, form, true, wanted ? &got : nullptr, true, true)) {
+            TakeAttribute(attribute, got);
         }
     }
-    SpendOnAttributes(m_debug_abbrev.Pos() - pairs, m_debug_info.Pos() - start);
+    m_file.SpendOnAttributes(m_file.m_debug_abbrev.Pos() - pairs, m_file.m_debug_info.Pos() - start);
 }
 
-void Dwarf2File::AddFileScope(u32 dieOffset, const UnitAttributes& attributes)
+void Dwarf2File::UnitScopeBuilder::TakeAttribute(u32 attribute, const AttrValue& got)
+{
+    switch (attribute) {
+    case AT_sibling:
+        m_entry.row->sibling = got.value;
+        break;
+    case AT_name:
+        m_name = got.Text();
+        break;
+    case AT_stmt_list:
+        m_stmtOffset = got.value;
+        break;
+    case AT_low_pc:
+        m_file.SetLinkAddress(m_range, got.value);
+        break;
+    case AT_high_pc:
+        m_highPc = got.value;
+        break;
+    case AT_comp_dir:
+        m_compDir = got.Text();
+        break;
+    default:
+        break;
+    }
+}
+
+void Dwarf2File::UnitScopeBuilder::AddFileScope()
 {
     // An entry that is read again adds its scope again.
-    if (attributes.name == nullptr || *attributes.name == 0 || !m_budget.Spend(1, Budget::kFileScope)) {
+    if (m_name == nullptr || *m_name == 0 || !m_file.m_budget.Spend(1, Budget::kFileScope)) {
         return;
     }
     VFKFile file;
     std::string cut;
-    file.SetFileDesc(CopyableText(attributes.name, cut));
-    if (attributes.compDir != nullptr && *attributes.compDir != 0) {
-        file.MakePathAbsolute(CopyableText(attributes.compDir, cut));
+    file.SetFileDesc(m_file.CopyableText(m_name, cut));
+    if (m_compDir != nullptr && *m_compDir != 0) {
+        file.MakePathAbsolute(m_file.CopyableText(m_compDir, cut));
     }
     DbgSymSrcFile* srcFile =
-        m_symFile->AddFileScope(dieOffset, file.GetPath(), attributes.range, attributes.stmtOffset, kNone, false);
-    if (srcFile != nullptr && attributes.range.value != kNone && attributes.range.size == 0) {
+        m_file.m_symFile->AddFileScope(m_entry.row->infoOffset, file.GetPath(), m_range, m_stmtOffset, kNone, false);
+    if (srcFile != nullptr && m_range.value != kNone && m_range.size == 0) {
         srcFile->m_flags |= DbgSymSrcFile::kNoSize;
     }
+}
+
+void Dwarf2File::BuildCompileUnitScope(const Entry& entry)
+{
+    UnitScopeBuilder(*this, entry).Build();
 }

@@ -6,104 +6,181 @@
 #include "index/DIEInfo.h"
 #include "index/DwarfCodes.h"
 #include "interfaces/DbgSymSymFile.h"
+#include "symbols/TypeBuilder.h"
 #include "symbols/TypeRef.h"
 
 #include <new>
 
-/// Bounds of an array. Each subrange overwrites them: the last dimension stands.
-struct Bounds {
-    u32 lower = 0;
-    u32 upper = 0;
-};
-
-u32 Dwarf2File::BuildType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump)
+void Dwarf2File::BuildType(const Entry& entry)
 {
+    DIEInfo* row = entry.row;
     // Happens only when a file is added again with the same store.
     if (m_symFile->HasUserDefinedType(row->infoOffset)) {
         Seek(m_debug_info, row->sibling);
-        return m_debug_info.Pos();
+        return;
     }
     const auto type = DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
     if (!type) {
-        PassBy(unit, row, decl);
-        return m_debug_info.Pos();
+        PassBy(entry);
+        return;
     }
-    switch (decl->tag) {
+    TypeBuilder(*this, entry, *type).Build();
+    m_symFile->AddUserDefinedType(type);
+}
+
+void Dwarf2File::TypeBuilder::Build()
+{
+    m_entry.row->flags |= DIEInfo::kDieBuilt;
+    switch (m_entry.decl->tag) {
     case TAG_array_type:
-        BuildArray(unit, row, decl, dump, type.get());
+        BuildArray();
         break;
     case TAG_class_type:
-        BuildAggregate(unit, row, decl, dump, type.get(), kUdtClass);
+        BuildAggregate(kUdtClass);
         break;
     case TAG_enumeration_type:
-        BuildEnumeration(unit, row, decl, dump, type.get());
+        BuildEnumeration();
         break;
     case TAG_pointer_type:
     case TAG_reference_type:
-        BuildPointer(unit, row, decl, dump, type.get());
+        BuildPointer();
         break;
     case TAG_structure_type:
-        BuildAggregate(unit, row, decl, dump, type.get(), kUdtStruct);
+        BuildAggregate(kUdtStruct);
         break;
     case TAG_subroutine_type:
-        BuildSubroutineType(unit, row, decl, dump, type.get());
+        BuildSubroutineType();
         break;
     case TAG_union_type:
-        BuildAggregate(unit, row, decl, dump, type.get(), kUdtUnion);
+        BuildAggregate(kUdtUnion);
         break;
     case TAG_base_type:
-        BuildBaseType(unit, row, decl, dump, type.get());
+        BuildBaseType();
         break;
     default:
         break;
     }
-    m_symFile->AddUserDefinedType(type);
-    return m_debug_info.Pos();
 }
 
-u32 Dwarf2File::BuildPointer(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                             DbgUserDefinedVarType* type)
+void Dwarf2File::TypeBuilder::BuildPointer()
 {
-    row->flags |= DIEInfo::kDieBuilt;
     TypeRef target;
-    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
+    m_file.ReadEntry(m_entry, [&](u32 attribute, AttrReader& read) {
         if (attribute == AT_type) {
             if (const AttrValue* got = read()) {
-                ResolveType(got->value, &target);
+                m_file.ResolveType(got->value, &target);
             }
         }
     });
-    type->SetTypeInfo(new (std::nothrow) DbgUDTInfoPointer(m_symFile, "", target.byteSize, target.baseType,
-                                                           target.qualifiers, target.udtId));
-    type->m_byteSize = unit->addressSize;
-    return m_debug_info.Pos();
+    m_type.SetTypeInfo(new (std::nothrow) DbgUDTInfoPointer(m_file.m_symFile, "", target.byteSize, target.baseType,
+                                                            target.qualifiers, target.udtId));
+    m_type.m_byteSize = m_entry.unit->addressSize;
 }
 
-u32 Dwarf2File::BuildSubroutineType(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                                    DbgUserDefinedVarType* type)
+void Dwarf2File::TypeBuilder::BuildSubroutineType()
 {
-    row->flags |= DIEInfo::kDieBuilt;
-    type->m_byteSize = unit->addressSize;
-    ReadEntry(unit, row, decl, dump, [](u32, AttrReader&) {});
-    type->SetTypeName("(*function)");
-    type->SetTypeInfo(new (std::nothrow) DbgUDTInfoTypedef(m_symFile, kBaseInt, 0, kNone));
-    m_typeRefMap[row->infoOffset] = {0, 0};
-    return m_debug_info.Pos();
+    m_type.m_byteSize = m_entry.unit->addressSize;
+    m_file.ReadEntry(m_entry, [](u32, AttrReader&) {});
+    m_type.SetTypeName("(*function)");
+    m_type.SetTypeInfo(new (std::nothrow) DbgUDTInfoTypedef(m_file.m_symFile, kBaseInt, 0, kNone));
+    m_file.m_typeRefMap[m_entry.row->infoOffset] = {0, 0};
 }
 
-u32 Dwarf2File::BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump)
+void Dwarf2File::TypeBuilder::BuildArray()
 {
+    m_entry.row->flags |= DIEInfo::kDieChildrenRead;
+    TypeRef element;
+    u32 byteSize = 0;
+    u32 stride = 0;
+    m_file.ReadEntry(m_entry, [&](u32 attribute, AttrReader& read) {
+        switch (attribute) {
+        case AT_byte_size:
+            read.To(byteSize);
+            break;
+        case AT_stride_size:
+            read.To(stride);
+            break;
+        case AT_type:
+            if (const AttrValue* got = read()) {
+                m_file.ResolveType(got->value, &element);
+            }
+            break;
+        default:
+            break;
+        }
+    });
+    // Also for an array without children: then the entries behind it are read as its children.
+    Bounds bounds;
+    ReadSubranges(bounds);
+    if (m_entry.row->sibling == kNone) {
+        m_entry.row->sibling = m_file.m_debug_info.Pos();
+    }
+    const u32 gap = stride > element.byteSize ? stride - element.byteSize : 0;
+    if (byteSize == 0) {
+        byteSize = (bounds.upper - bounds.lower + 1) * (gap + element.byteSize);
+    }
+    m_type.m_byteSize = byteSize;
+    if (auto* info =
+            new (std::nothrow) DbgUDTInfoArray(m_file.m_symFile, element.baseType, element.qualifiers, element.udtId,
+                                               bounds.lower, bounds.upper, element.byteSize, gap)) {
+        m_type.SetTypeInfo(info);
+    }
+}
+
+void Dwarf2File::TypeBuilder::ReadSubranges(Bounds& bounds)
+{
+    while (!m_file.EndIfSpent() && !AtEnd(m_file.m_debug_info)) {
+        DIEInfo local;
+        local.infoOffset = m_file.m_debug_info.Pos();
+        local.abbrIndex = m_file.ReadCode();
+        if (local.abbrIndex == 0) {
+            return;
+        }
+        // Nothing more is read of any other entry: its bytes are read as further codes.
+        const AbbrevDecl* decl = m_file.FindAbbrevDecl(m_entry.unit->abbrevOffset, local.abbrIndex);
+        if (decl != nullptr && decl->tag == TAG_subrange_type) {
+            Seek(m_file.m_debug_abbrev, decl->offset + decl->headerSize);
+            BuildSubrange(m_file, {m_entry.unit, &local, decl, false}, bounds);
+        }
+    }
+}
+
+void Dwarf2File::TypeBuilder::BuildSubrange(Dwarf2File& file, const Entry& entry, Bounds& bounds)
+{
+    entry.row->flags |= DIEInfo::kDieBuilt;
+    file.ReadEntry(entry, [&](u32 attribute, AttrReader& read) {
+        switch (attribute) {
+        case AT_lower_bound:
+            read.To(bounds.lower);
+            break;
+        case AT_upper_bound:
+            read.To(bounds.upper);
+            break;
+        case AT_count:
+            if (const AttrValue* got = read()) {
+                bounds = {0, got->value - 1};
+            }
+            break;
+        default:
+            break;
+        }
+    });
+}
+
+void Dwarf2File::BuildTypedef(const Entry& entry)
+{
+    DIEInfo* row = entry.row;
     if (m_symFile->HasUserDefinedType(row->infoOffset)) {
-        return m_debug_info.Pos();
+        return;
     }
     const auto type = DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
     if (!type) {
-        PassBy(unit, row, decl);
-        return m_debug_info.Pos();
+        PassBy(entry);
+        return;
     }
     row->flags |= DIEInfo::kDieBuilt;
     TypeRef target;
-    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
+    ReadEntry(entry, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
         case AT_name:
             if (const AttrValue* got = read()) {
@@ -131,112 +208,25 @@ u32 Dwarf2File::BuildTypedef(const CompileUnitInfo* unit, DIEInfo* row, const Ab
                           DbgUDTInfoTypedef(m_symFile, target.baseType, target.qualifiers, target.udtId));
     type->m_byteSize = target.byteSize;
     m_symFile->AddUserDefinedType(type);
-    return m_debug_info.Pos();
 }
 
-u32 Dwarf2File::BuildTypeModifier(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump)
+void Dwarf2File::BuildTypeModifier(const Entry& entry)
 {
     // The row stays unbuilt, and its end isn't noted here: each visit reads the DIE again.
-    ForEachAttribute(unit, dump, [&](u32 attribute, AttrReader& read) {
+    ForEachAttribute(entry, [&](u32 attribute, AttrReader& read) {
         if (attribute == AT_sibling) {
-            read.To(row->sibling);
+            read.To(entry.row->sibling);
         } else if (attribute == AT_type) {
             if (const AttrValue* got = read()) {
-                OffsetMap<u32>& modifiers = decl->tag == TAG_const_type ? m_constTypeMap : m_volatileTypeMap;
-                modifiers[row->infoOffset] = got->value;
+                OffsetMap<u32>& modifiers = entry.decl->tag == TAG_const_type ? m_constTypeMap : m_volatileTypeMap;
+                modifiers[entry.row->infoOffset] = got->value;
             }
         }
     });
-    return m_debug_info.Pos();
 }
 
-u32 Dwarf2File::BuildArray(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                           DbgUserDefinedVarType* type)
+void Dwarf2File::BuildLoneSubrange(const Entry& entry)
 {
-    row->flags |= DIEInfo::kDieBuilt | DIEInfo::kDieChildrenRead;
-    TypeRef element;
-    u32 byteSize = 0;
-    u32 stride = 0;
-    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
-        switch (attribute) {
-        case AT_byte_size:
-            read.To(byteSize);
-            break;
-        case AT_stride_size:
-            read.To(stride);
-            break;
-        case AT_type:
-            if (const AttrValue* got = read()) {
-                ResolveType(got->value, &element);
-            }
-            break;
-        default:
-            break;
-        }
-    });
-    // Also for an array without children: then the entries behind it are read as its children.
-    Bounds bounds;
-    ReadSubranges(unit, &bounds);
-    if (row->sibling == kNone) {
-        row->sibling = m_debug_info.Pos();
-    }
-    const u32 gap = stride > element.byteSize ? stride - element.byteSize : 0;
-    if (byteSize == 0) {
-        byteSize = (bounds.upper - bounds.lower + 1) * (gap + element.byteSize);
-    }
-    type->m_byteSize = byteSize;
-    if (auto* info = new (std::nothrow) DbgUDTInfoArray(m_symFile, element.baseType, element.qualifiers, element.udtId,
-                                                        bounds.lower, bounds.upper, element.byteSize, gap)) {
-        type->SetTypeInfo(info);
-    }
-    return m_debug_info.Pos();
-}
-
-void Dwarf2File::ReadSubranges(const CompileUnitInfo* unit, Bounds* bounds)
-{
-    while (!EndIfSpent() && !AtEnd(m_debug_info)) {
-        DIEInfo local;
-        local.infoOffset = m_debug_info.Pos();
-        local.abbrIndex = ReadCode();
-        if (local.abbrIndex == 0) {
-            return;
-        }
-        // Nothing more is read of any other entry: its bytes are read as further codes.
-        const AbbrevDecl* decl = FindAbbrevDecl(unit->abbrevOffset, local.abbrIndex);
-        if (decl != nullptr && decl->tag == TAG_subrange_type) {
-            Seek(m_debug_abbrev, decl->offset + decl->headerSize);
-            BuildSubrange(unit, &local, decl, false, bounds);
-        }
-    }
-}
-
-u32 Dwarf2File::BuildLoneSubrange(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump)
-{
-    return BuildSubrange(unit, row, decl, dump, nullptr);
-}
-
-u32 Dwarf2File::BuildSubrange(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                              Bounds* bounds)
-{
-    row->flags |= DIEInfo::kDieBuilt;
     Bounds dropped;
-    Bounds& target = bounds != nullptr ? *bounds : dropped;
-    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
-        switch (attribute) {
-        case AT_lower_bound:
-            read.To(target.lower);
-            break;
-        case AT_upper_bound:
-            read.To(target.upper);
-            break;
-        case AT_count:
-            if (const AttrValue* got = read()) {
-                target = {0, got->value - 1};
-            }
-            break;
-        default:
-            break;
-        }
-    });
-    return m_debug_info.Pos();
+    TypeBuilder::BuildSubrange(*this, entry, dropped);
 }

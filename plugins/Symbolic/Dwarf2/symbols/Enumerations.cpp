@@ -4,49 +4,45 @@
 #include "index/DIEInfo.h"
 #include "index/DwarfCodes.h"
 #include "interfaces/DbgSymSymFile.h"
+#include "symbols/TypeBuilder.h"
 
 #include <new>
 
-u32 Dwarf2File::BuildEnumeration(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                                 DbgUserDefinedVarType* type)
+void Dwarf2File::TypeBuilder::BuildEnumeration()
 {
-    row->flags |= DIEInfo::kDieBuilt;
-    ReadTypeHead(unit, row, decl, dump, type);
-    auto* info = new (std::nothrow) DbgUDTInfoEnum32(m_symFile);
-    type->SetTypeInfo(info);
-    if (decl->hasChildren != 0 && info != nullptr) {
-        row->flags |= DIEInfo::kDieChildrenRead;
-        ReadEnumerators(unit, info);
+    ReadHead();
+    auto* info = new (std::nothrow) DbgUDTInfoEnum32(m_file.m_symFile);
+    m_type.SetTypeInfo(info);
+    if (m_entry.decl->hasChildren != 0 && info != nullptr) {
+        m_entry.row->flags |= DIEInfo::kDieChildrenRead;
+        ReadEnumerators(*info);
     }
-    return m_debug_info.Pos();
 }
 
-void Dwarf2File::ReadEnumerators(const CompileUnitInfo* unit, DbgUDTInfoEnum32* info)
+void Dwarf2File::TypeBuilder::ReadEnumerators(DbgUDTInfoEnum32& info)
 {
     DIEInfo local;
-    while (!EndIfSpent() && !AtEnd(m_debug_info)) {
-        local.infoOffset = m_debug_info.Pos();
-        local.abbrIndex = ReadCode();
+    while (!m_file.EndIfSpent() && !AtEnd(m_file.m_debug_info)) {
+        local.infoOffset = m_file.m_debug_info.Pos();
+        local.abbrIndex = m_file.ReadCode();
         if (local.abbrIndex == 0) {
             return;
         }
-        const AbbrevDecl* decl = FindAbbrevDecl(unit->abbrevOffset, local.abbrIndex);
+        const AbbrevDecl* decl = m_file.FindAbbrevDecl(m_entry.unit->abbrevOffset, local.abbrIndex);
         if (decl == nullptr || decl->tag != TAG_enumerator) {
             return;
         }
-        Seek(m_debug_abbrev, decl->offset + decl->headerSize);
-        BuildEnumerator(unit, &local, decl, false, info);
+        Seek(m_file.m_debug_abbrev, decl->offset + decl->headerSize);
+        BuildEnumerator({m_entry.unit, &local, decl, false}, info);
     }
 }
 
-u32 Dwarf2File::BuildEnumerator(const CompileUnitInfo* unit, DIEInfo* row, const AbbrevDecl* decl, bool dump,
-                                DbgUDTInfoEnum32* info)
+void Dwarf2File::TypeBuilder::BuildEnumerator(const Entry& enumerator, DbgUDTInfoEnum32& info)
 {
-    row->flags |= DIEInfo::kDieBuilt;
     const char* name = nullptr;
     u32 value = 0;
     bool haveValue = false;
-    ReadEntry(unit, row, decl, dump, [&](u32 attribute, AttrReader& read) {
+    m_file.ReadEntry(enumerator, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
         case AT_name:
             if (const AttrValue* got = read()) {
@@ -63,8 +59,7 @@ u32 Dwarf2File::BuildEnumerator(const CompileUnitInfo* unit, DIEInfo* row, const
             break;
         }
     });
-    if (name != nullptr && haveValue && m_budget.Spend(1, Budget::kMember)) {
-        info->AddEnumValue(static_cast<i32>(value), name); // a signed word of 32 bits
+    if (name != nullptr && haveValue && m_file.m_budget.Spend(1, Budget::kMember)) {
+        info.AddEnumValue(static_cast<i32>(value), name); // a signed word of 32 bits
     }
-    return m_debug_info.Pos();
 }

@@ -166,6 +166,15 @@ private:
     std::optional<std::string> m_staticBase; ///< compiled
 };
 
+void Dwarf2File::TakeLocationBytes(const AttrValue& value, VFKDataString& bytes)
+{
+    // A text form reaches far behind its own bytes, and every DIE may have one.
+    const std::string_view block = BlockBytes(value);
+    if (m_budget.Spend(block.size(), Budget::kByteCopied)) {
+        bytes.bytes = block;
+    }
+}
+
 void Dwarf2File::PrepareExpression(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr)
 {
     ExpressionScan(*this, unit, die, *expr).Run();

@@ -17,83 +17,103 @@ constexpr std::size_t kLongPath = 256; ///< the reading of longer ones is charge
 
 } // namespace
 
-/// What a scope's attributes say. References are absolute; 0 stands for none.
-struct Dwarf2File::ScopeAttributes {
-    const char* name = nullptr;
-    DbgAddrRange range;
-    u32 highPc = 0;
-    bool hasLow = false;
-    bool hasHigh = false;
-    u32 origin = 0;
-    u32 specification = 0;
+class Dwarf2File::ScopeBuilder {
+public:
+    ScopeBuilder(Dwarf2File& file, const Entry& entry)
+        : m_file(file)
+        , m_entry(entry)
+    {
+    }
+
+    void Build();
+
+private:
+    void ReadAttributes();
+    void FileFrameBase(const AttrValue& frameBase);
+    void AddToStore(u32 declaration);
+    /// @param buffer holds the name unless that stands in the file's bytes.
+    const char* FunctionName(const DbgSymContext& context, u32 declaration, std::string& buffer);
+    const char* ClassName(const DIEInfo& row);
+
+    Dwarf2File& m_file;
+    const Entry& m_entry;
+    const char* m_name = nullptr;
+    DbgAddrRange m_range;
+    u32 m_highPc = 0;
+    bool m_hasLow = false;
+    bool m_hasHigh = false;
+    u32 m_origin = 0; ///< references are absolute; 0 stands for none
+    u32 m_specification = 0;
 };
 
-u32 Dwarf2File::BuildScope(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump)
+void Dwarf2File::ScopeBuilder::Build()
 {
-    die->flags |= DIEInfo::kDieBuilt;
-    ScopeAttributes scope;
-    ReadScopeAttributes(unit, die, decl, dump, scope);
-    u32 resolved = die->infoOffset;
-    if (scope.origin != 0) {
-        resolved = ReadDeclInfo(scope.origin, &scope.name, nullptr, nullptr);
+    m_entry.row->flags |= DIEInfo::kDieBuilt;
+    ReadAttributes();
+    u32 declaration = m_entry.row->infoOffset;
+    if (m_origin != 0) {
+        declaration = m_file.ReadDeclInfo(m_origin, &m_name, nullptr, nullptr);
     }
-    if (scope.specification != 0) {
-        resolved = ReadDeclInfo(scope.specification, &scope.name, nullptr, nullptr);
+    if (m_specification != 0) {
+        declaration = m_file.ReadDeclInfo(m_specification, &m_name, nullptr, nullptr);
     }
     // Without both addresses there is no code: a declaration, or an abstract instance.
-    if (!scope.hasHigh || !scope.hasLow) {
-        return m_debug_info.Pos();
+    if (m_hasHigh && m_hasLow) {
+        if (m_highPc != 0) {
+            m_range.size = m_file.SizeFromHighPc(m_range, m_highPc);
+        }
+        AddToStore(declaration);
     }
-    if (scope.highPc != 0) {
-        scope.range.size = SizeFromHighPc(scope.range, scope.highPc);
-    }
+}
+
+void Dwarf2File::ScopeBuilder::AddToStore(u32 declaration)
+{
+    const u32 id = m_entry.row->infoOffset;
     DbgSymContext context;
-    FillContextFromDie(die, &context);
-    if (decl->tag == TAG_lexical_block || decl->tag == TAG_inlined_subroutine) {
-        if (decl->hasChildren != 0 && HasNextEntry()) {
-            m_symFile->AddSubScope(context, die->infoOffset, scope.range, scope.name);
+    m_file.FillContextFromDie(m_entry.row, &context);
+    if (m_entry.decl->tag == TAG_lexical_block || m_entry.decl->tag == TAG_inlined_subroutine) {
+        if (m_entry.decl->hasChildren != 0 && m_file.HasNextEntry()) {
+            m_file.m_symFile->AddSubScope(context, id, m_range, m_name);
         }
     } else {
         std::string buffer;
-        const char* name = FunctionName(context, scope.name, resolved, buffer);
-        m_symFile->AddFuncScope(context, die->infoOffset, context.fileScope, name, scope.range);
+        const char* name = FunctionName(context, declaration, buffer);
+        m_file.m_symFile->AddFuncScope(context, id, context.fileScope, name, m_range);
     }
-    return m_debug_info.Pos();
 }
 
-void Dwarf2File::ReadScopeAttributes(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
-                                     ScopeAttributes& scope)
+void Dwarf2File::ScopeBuilder::ReadAttributes()
 {
-    ReadEntry(unit, die, decl, dump, [&](u32 attribute, AttrReader& read) {
+    m_file.ReadEntry(m_entry, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
         case AT_name:
             if (const AttrValue* got = read()) {
-                scope.name = got->Text();
+                m_name = got->Text();
             }
             break;
         case AT_low_pc:
             if (const AttrValue* got = read()) {
-                SetLinkAddress(scope.range, got->value);
-                scope.hasLow = true;
+                m_file.SetLinkAddress(m_range, got->value);
+                m_hasLow = true;
             }
             break;
         case AT_high_pc:
             if (const AttrValue* got = read()) {
-                scope.highPc = got->value;
-                scope.hasHigh = true;
+                m_highPc = got->value;
+                m_hasHigh = true;
             }
             break;
         case AT_abstract_origin:
-            read.To(scope.origin);
+            read.To(m_origin);
             break;
         case AT_frame_base:
             // Filed at once: it stays known even if no scope is made.
             if (const AttrValue* got = read()) {
-                FileFrameBase(die->infoOffset, *got);
+                FileFrameBase(*got);
             }
             break;
         case AT_specification:
-            read.To(scope.specification);
+            read.To(m_specification);
             break;
         default:
             break;
@@ -101,57 +121,63 @@ void Dwarf2File::ReadScopeAttributes(const CompileUnitInfo* unit, DIEInfo* die, 
     });
 }
 
-void Dwarf2File::FileFrameBase(u32 dieOffset, const AttrValue& frameBase)
+void Dwarf2File::ScopeBuilder::FileFrameBase(const AttrValue& frameBase)
 {
+    const u32 id = m_entry.row->infoOffset;
     if (frameBase.data != nullptr) {
-        m_frameBaseBlockMap[dieOffset] = BlockBytes(frameBase);
+        m_file.m_frameBaseBlockMap[id] = m_file.BlockBytes(frameBase);
     } else {
-        m_frameBaseLocListMap[dieOffset] = frameBase.value;
+        m_file.m_frameBaseLocListMap[id] = frameBase.value;
     }
 }
 
-const char* Dwarf2File::FunctionName(const DbgSymContext& context, const char* name, u32 resolved, std::string& buffer)
+const char* Dwarf2File::ScopeBuilder::FunctionName(const DbgSymContext& context, u32 declaration, std::string& buffer)
 {
-    if (name == nullptr) {
-        const DbgSymSrcFile* srcFile = m_symFile->FindFileScope(context.fileScope, nullptr);
+    if (m_name == nullptr) {
+        const DbgSymSrcFile* srcFile = m_file.m_symFile->FindFileScope(context.fileScope, nullptr);
         if (srcFile == nullptr) {
             return "no_name";
         }
         // A long path costs as much for each function without a name. Its tail holds the name, or the tail of that.
         const std::string& path = srcFile->GetPath();
-        const bool whole = path.size() <= kLongPath || m_budget.Spend(path.size(), Budget::kByteCopied);
+        const bool whole = path.size() <= kLongPath || m_file.m_budget.Spend(path.size(), Budget::kByteCopied);
         VFKFile::GetFilename(whole ? path : path.substr(path.size() - kLongPath), buffer, true, false);
         return buffer.c_str();
     }
-    DIEInfo* row = FindDieInfo(resolved);
+    DIEInfo* row = m_file.FindDieInfo(declaration);
     if (row == nullptr) {
-        return name; // a reference into no unit has no row to start from
+        return m_name; // a reference into no unit has no row to start from
     }
-    const DIEInfo* parent = FindDieInfo(row->parent);
+    const DIEInfo* parent = m_file.FindDieInfo(row->parent);
     if (parent == nullptr) {
-        parent = LoadParentOf(row);
+        parent = m_file.LoadParentOf(row);
     }
     const char* className = parent == nullptr ? nullptr : ClassName(*parent);
     if (className == nullptr) {
-        return name;
+        return m_name;
     }
     std::string cut;
-    buffer = CopyableText(className, cut);
+    buffer = m_file.CopyableText(className, cut);
     buffer += "::";
-    buffer += CopyableText(name, cut);
+    buffer += m_file.CopyableText(m_name, cut);
     return buffer.c_str();
 }
 
-const char* Dwarf2File::ClassName(const DIEInfo& row)
+const char* Dwarf2File::ScopeBuilder::ClassName(const DIEInfo& row)
 {
-    const CompileUnitInfo* unit = FindCompileUnit(row.infoOffset);
-    const AbbrevDecl* decl = unit == nullptr ? nullptr : FindAbbrevDecl(unit->abbrevOffset, row.abbrIndex);
+    const CompileUnitInfo* unit = m_file.FindCompileUnit(row.infoOffset);
+    const AbbrevDecl* decl = unit == nullptr ? nullptr : m_file.FindAbbrevDecl(unit->abbrevOffset, row.abbrIndex);
     if (decl == nullptr || (decl->tag != TAG_class_type && decl->tag != TAG_structure_type)) {
         return nullptr;
     }
     const char* name = nullptr;
-    ReadDeclInfo(row.infoOffset, &name, nullptr, nullptr);
+    m_file.ReadDeclInfo(row.infoOffset, &name, nullptr, nullptr);
     return name;
+}
+
+void Dwarf2File::BuildScope(const Entry& entry)
+{
+    ScopeBuilder(*this, entry).Build();
 }
 
 u32 Dwarf2File::ReadDeclInfo(u32 offset, const char** nameOut, u32* typeOut, bool* artificialOut)
@@ -184,7 +210,8 @@ u32 Dwarf2File::ReadDecl(u32 offset, const char** nameOut, u32* typeOut, bool* a
     }
     Seek(m_debug_abbrev, decl->offset + decl->headerSize);
     u32 next = 0;
-    ForEachAttribute(unit, DumpFlag(), [&](u32 attribute, AttrReader& read) {
+    const Entry entry{unit, row, decl};
+    ForEachAttribute(entry, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
         case AT_sibling:
             if (const AttrValue* got = read()) {
@@ -213,7 +240,7 @@ u32 Dwarf2File::ReadDecl(u32 offset, const char** nameOut, u32* typeOut, bool* a
             break;
         }
     });
-    FinishDieAttributes(decl, row);
+    FinishDieAttributes(entry);
     return next;
 }
 

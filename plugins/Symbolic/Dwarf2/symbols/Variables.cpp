@@ -1,20 +1,16 @@
-// Variables and parameters of the store (DWARF 2.0, 4.1), and the members and base classes of an
-// aggregate (5.5.3, 5.5.4), whose offsets are evaluated here, at load time.
+// Variables and parameters of the store (DWARF 2.0, 4.1).
 #include "frame/Preferences.h"
 #include "index/AttributeLoop.h"
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"
 #include "index/DwarfCodes.h"
 #include "interfaces/DbgAddress.h"
-#include "interfaces/DbgExpression.h"
 #include "interfaces/DbgSymSymFile.h"
 #include "interfaces/VFKDataString.h"
-#include "symbols/MemberRecord.h"
 #include "symbols/TypeRef.h"
 
 #include <cstring>
 #include <string>
-#include <string_view>
 
 namespace {
 
@@ -42,79 +38,86 @@ DbgVariableScope ScopeOf(const DbgSymContext& context, u32 tag, bool external)
 
 } // namespace
 
-/// What a variable's attributes say.
-struct Dwarf2File::VariableAttributes {
-    explicit VariableAttributes(bool littleEndian)
-        : location(false, littleEndian)
+class Dwarf2File::VariableBuilder {
+public:
+    VariableBuilder(Dwarf2File& file, const Entry& entry)
+        : m_file(file)
+        , m_entry(entry)
+        , m_location(false, file.LittleEndian())
     {
     }
-    const char* name = nullptr; ///< in the section's bytes
-    u32 origin = 0;
-    bool keep = true; ///< no filter leaves it out
-    bool external = false;
-    TypeRef type;
-    VFKDataString location; ///< prepared
+
+    void Build();
+
+private:
+    void ReadAttributes();
+    void ReadLocation(const AttrValue& value);
+    void TakeFromOrigin();
+
+    Dwarf2File& m_file;
+    const Entry& m_entry;
+    const char* m_name = nullptr; ///< in the section's bytes
+    u32 m_origin = 0;
+    bool m_keep = true; ///< no filter leaves it out
+    bool m_external = false;
+    TypeRef m_type;
+    VFKDataString m_location; ///< prepared
 };
 
-u32 Dwarf2File::BuildVariable(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump)
+void Dwarf2File::VariableBuilder::Build()
 {
+    DIEInfo* die = m_entry.row;
     die->flags |= DIEInfo::kDieBuilt;
-    VariableAttributes variable(LittleEndian());
-    ReadVariableAttributes(unit, die, decl, dump, variable);
-    if (variable.origin != 0) {
-        TakeFromOrigin(variable);
+    ReadAttributes();
+    if (m_origin != 0) {
+        TakeFromOrigin();
     }
-    if (!variable.keep || variable.location.Size() == 0 || variable.name == nullptr) {
-        return m_debug_info.Pos();
+    if (!m_keep || m_location.Size() == 0 || m_name == nullptr) {
+        return;
     }
     DbgSymContext context;
-    FillContextFromDie(die, &context);
-    const TypeRef& type = variable.type;
-    if ((m_flags & kLoadTypes) != 0 && type.udtId != kNone) {
-        m_pendingDies.push_back(type.udtId);
+    m_file.FillContextFromDie(die, &context);
+    if ((m_file.m_flags & kLoadTypes) != 0 && m_type.udtId != kNone) {
+        m_file.m_pendingDies.push_back(m_type.udtId);
     }
-    {
-        // The engine may come back into this file.
-        const SavedCursor info(m_debug_info);
-        const SavedCursor abbrev(m_debug_abbrev);
-        m_symFile->AddVariable(context, die->infoOffset, ScopeOf(context, decl->tag, variable.external), variable.name,
-                               type.byteSize, type.baseType, type.qualifiers, variable.location, type.udtId);
-    }
-    return m_debug_info.Pos();
+    // The engine may come back into this file.
+    const SavedCursor info(m_file.m_debug_info);
+    const SavedCursor abbrev(m_file.m_debug_abbrev);
+    m_file.m_symFile->AddVariable(context, die->infoOffset, ScopeOf(context, m_entry.decl->tag, m_external), m_name,
+                                  m_type.byteSize, m_type.baseType, m_type.qualifiers, m_location, m_type.udtId);
 }
 
-void Dwarf2File::ReadVariableAttributes(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
-                                        VariableAttributes& variable)
+void Dwarf2File::VariableBuilder::ReadAttributes()
 {
-    ReadEntry(unit, die, decl, dump, [&](u32 attribute, AttrReader& read) {
+    m_file.ReadEntry(m_entry, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
         case AT_location:
             if (const AttrValue* got = read()) {
-                ReadLocation(unit, die, *got, variable.location);
+                ReadLocation(*got);
             }
             break;
         case AT_name:
             if (const AttrValue* got = read()) {
-                variable.keep = variable.keep && !IsOmitted(got->Text());
-                variable.name = got->Text();
+                m_keep = m_keep && !IsOmitted(got->Text());
+                m_name = got->Text();
             }
             break;
         case AT_abstract_origin:
-            read.To(variable.origin);
+            read.To(m_origin);
             break;
         case AT_artificial:
             if (const AttrValue* got = read(); got != nullptr && got->value != 0 && g_prefs.omitArtificialVars) {
-                variable.keep = false;
+                m_keep = false;
             }
             break;
         case AT_external:
             if (const AttrValue* got = read(); got != nullptr && got->value != 0) {
-                variable.external = true;
+                m_external = true;
             }
             break;
         case AT_type:
             if (const AttrValue* got = read()) {
-                ResolveType(got->value, &variable.type);
+                m_file.ResolveType(got->value, &m_type);
             }
             break;
         default:
@@ -123,118 +126,31 @@ void Dwarf2File::ReadVariableAttributes(const CompileUnitInfo* unit, DIEInfo* di
     });
 }
 
-void Dwarf2File::ReadLocation(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& value,
-                              VFKDataString& location)
+void Dwarf2File::VariableBuilder::ReadLocation(const AttrValue& value)
 {
     if (value.data != nullptr) {
-        TakeLocationBytes(value, location);
-        PrepareExpression(unit, die, &location);
+        m_file.TakeLocationBytes(value, m_location);
+        m_file.PrepareExpression(m_entry.unit, m_entry.row, &m_location);
     } else {
-        BuildLocationList(unit, die, &location, value.value);
+        m_file.BuildLocationList(m_entry.unit, m_entry.row, &m_location, value.value);
     }
 }
 
-void Dwarf2File::TakeLocationBytes(const AttrValue& value, VFKDataString& bytes)
-{
-    // A text form reaches far behind its own bytes, and every DIE may have one.
-    const std::string_view block = BlockBytes(value);
-    if (m_budget.Spend(block.size(), Budget::kByteCopied)) {
-        bytes.bytes = block;
-    }
-}
-
-void Dwarf2File::TakeFromOrigin(VariableAttributes& variable)
+void Dwarf2File::VariableBuilder::TakeFromOrigin()
 {
     // The name that the origin gives isn't looked at by the filter of names.
     u32 typeOffset = 0;
     bool artificial = false;
-    ReadDeclInfo(variable.origin, &variable.name, &typeOffset, &artificial);
+    m_file.ReadDeclInfo(m_origin, &m_name, &typeOffset, &artificial);
     if (typeOffset != 0) {
-        ResolveType(typeOffset, &variable.type);
+        m_file.ResolveType(typeOffset, &m_type);
     }
     if (g_prefs.omitArtificialVars && artificial) {
-        variable.keep = false;
+        m_keep = false;
     }
 }
 
-u32 Dwarf2File::BuildMember(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
-                            MemberRecord* member)
+void Dwarf2File::BuildVariable(const Entry& entry)
 {
-    return BuildMemberOrBase(unit, die, decl, dump, member, true);
-}
-
-u32 Dwarf2File::BuildInheritance(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
-                                 MemberRecord* member)
-{
-    return BuildMemberOrBase(unit, die, decl, dump, member, false);
-}
-
-u32 Dwarf2File::BuildMemberOrBase(const CompileUnitInfo* unit, DIEInfo* die, const AbbrevDecl* decl, bool dump,
-                                  MemberRecord* member, bool isMember)
-{
-    die->flags |= DIEInfo::kDieBuilt;
-    member->offsetValid = false;
-    ReadEntry(unit, die, decl, dump, [&](u32 attribute, AttrReader& read) {
-        switch (attribute) {
-        case AT_data_member_location:
-            if (const AttrValue* got = read()) {
-                EvaluateMemberOffset(unit, die, *got, member);
-            }
-            break;
-        case AT_type:
-            if (const AttrValue* got = read()) {
-                ResolveType(got->value, &member->type);
-            }
-            break;
-        default:
-            if (isMember) {
-                ReadMemberAttribute(attribute, read, *member);
-            }
-            break;
-        }
-    });
-    return m_debug_info.Pos();
-}
-
-void Dwarf2File::ReadMemberAttribute(u32 attribute, AttrReader& read, MemberRecord& member)
-{
-    switch (attribute) {
-    case AT_name:
-        if (const AttrValue* got = read()) {
-            member.name = got->Text();
-        }
-        break;
-    case AT_byte_size:
-        // AT_type writes this too: the later of the two wins.
-        read.To(member.type.byteSize);
-        break;
-    case AT_bit_offset:
-        read.To(member.bitOffset);
-        break;
-    case AT_bit_size:
-        read.To(member.bitSize);
-        break;
-    default:
-        break;
-    }
-}
-
-void Dwarf2File::EvaluateMemberOffset(const CompileUnitInfo* unit, const DIEInfo* die, const AttrValue& location,
-                                      MemberRecord* member)
-{
-    // The expression expects the object's address on the stack. The object is at 0 here, so what
-    // comes off the stack is the offset.
-    VFKDataString bytes(false, LittleEndian());
-    if (location.data != nullptr) {
-        TakeLocationBytes(location, bytes);
-    } else {
-        BuildLocationList(unit, die, &bytes, location.value);
-    }
-    DbgExpression expression(bytes, nullptr, nullptr);
-    expression.Push(0);
-    if (expression.Evaluate(nullptr, nullptr, 0, kNone) != 0) {
-        return;
-    }
-    member->offset = 0;
-    member->offsetValid = expression.Pop(member->offset);
+    VariableBuilder(*this, entry).Build();
 }

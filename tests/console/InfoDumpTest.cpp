@@ -1,12 +1,11 @@
-// The dump of all of `.debug_info`: its layout, and that no file makes it print without
-// proportion.
+// The dumps of `.debug_info`: their layout, and that no file makes them print without proportion.
 #include "tests/console/ConsoleTest.h"
 
 #include <algorithm>
 
 namespace {
 
-class WholeFileDump : public ConsoleTest {
+class InfoDump : public ConsoleTest {
 protected:
     /// The dump without what the reading of the abbreviations prints in front.
     std::string DumpOnly()
@@ -15,9 +14,9 @@ protected:
         return Dump("dump");
     }
 };
-BOTH_BYTE_ORDERS(WholeFileDump);
+BOTH_BYTE_ORDERS(InfoDump);
 
-TEST_P(WholeFileDump, StaticBaseIsRewrittenInListsAlone)
+TEST_P(InfoDump, StaticBaseIsRewrittenInListsAlone)
 {
     const u32 list = dwarf.LocationList({{0, 4, {0x79, 0x7c}}});
     dwarf.Unit().Attr(AT_location, FORM_data4, list).Attr(AT_location, FORM_block1, {0x79, 0x7c});
@@ -30,7 +29,7 @@ TEST_P(WholeFileDump, StaticBaseIsRewrittenInListsAlone)
     EXPECT_NE(text.find("(79 7C )\n            \t" + Text({0x79, 0x7c})), std::string::npos) << text;
 }
 
-TEST_P(WholeFileDump, ADumpWithoutProportionSaysSo)
+TEST_P(InfoDump, ADumpWithoutProportionSaysSo)
 {
     constexpr u32 kEntries = 16'000;
     dwarf.str.Text(std::string(8 * kEntries, 's'));
@@ -47,7 +46,7 @@ TEST_P(WholeFileDump, ADumpWithoutProportionSaysSo)
     EXPECT_EQ(text.substr(text.rfind('\n', text.size() - 2)), "\nDump ended: the file repeats too much of its text\n");
 }
 
-TEST_P(WholeFileDump, AnEntryWithoutProportionSaysSoToo)
+TEST_P(InfoDump, AnEntryWithoutProportionSaysSoToo)
 {
     dwarf.str.Text(std::string(1000, 's'));
     dwarf.Unit().Name("a.c").Children();
