@@ -46,7 +46,7 @@ bool Dwarf2File::ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump,
     }
     const bool parentheses = stream != nullptr && parenthesise;
     if (parentheses) {
-        *stream << '(';
+        PutChar(*stream, '(');
     }
     // The form of an indirect value stands in front of it. A form that is indirect again is followed
     // by one more: a loop, since a file can hold as many as it has bytes. At the end a form reads 0.
@@ -69,7 +69,7 @@ bool Dwarf2File::ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump,
     }
     // What the inner form of an indirect value answers isn't looked at.
     if (parentheses && closingForm != 0) {
-        *stream << ')';
+        PutChar(*stream, ')');
     }
     return read || form == FORM_indirect;
 }
