@@ -156,7 +156,9 @@ private:
             Complain("", NoSuchCommand(named.front()));
             return kUsageError;
         }
-        m_output.Write(CommandHelp(*listed->command, m_common));
+        Options own(m_common.IsFileOpen());
+        listed->command->Declare(own);
+        m_output.Write(CommandHelp(*listed->command, own, m_common));
         return 0;
     }
 

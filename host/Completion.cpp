@@ -1,6 +1,9 @@
 // Candidates for the word at the end of a console line.
 #include "host/Completion.h"
 
+#include "host/CommandLine.h"
+#include "host/LineRunner.h"
+#include "host/Options.h"
 #include "interfaces/VFKElfFile.h"
 
 #include <algorithm>
@@ -30,16 +33,41 @@ void SortUnique(std::vector<std::string>& names)
     names.erase(std::unique(names.begin(), names.end()), names.end());
 }
 
-/// The words that the console knows, but for "?", in ascending order.
-std::vector<std::string> CommandNames()
+/// The first words that a line may have, in ascending order.
+std::vector<std::string> LineStarts()
 {
-    std::vector<std::string> names = {
-#define COMMAND(name, operation) name,
-#include "console/ConsoleCommands.def"
-    };
-    names.erase(std::find(names.begin(), names.end(), "?"));
+    std::vector<std::string> names = ConsoleCommandNames();
+    for (const ListedCommand& listed : CommandsFor(LineSource::Prompt)) {
+        names.push_back(listed.command->Describe().name);
+    }
+    names.insert(names.end(), {"exit", "quit"});
     SortUnique(names);
     return names;
+}
+
+/// The options of a command of symhost, in ascending order.
+std::vector<std::string> OptionsOf(std::string_view name)
+{
+    std::vector<std::string> names;
+    for (const ListedCommand& listed : CommandsFor(LineSource::Prompt)) {
+        if (listed.command->Describe().name == name) {
+            Options options(true);
+            listed.command->Declare(options);
+            for (const Options::Item& item : options.Items()) {
+                if (!item.isWord) {
+                    names.push_back(item.name);
+                }
+            }
+            names.insert(names.end(), {"--help", "--json"});
+        }
+    }
+    SortUnique(names);
+    return names;
+}
+
+bool TakesSymbol(std::string_view command)
+{
+    return command == "elffind" || command == "at" || command == "find" || command == "scopes";
 }
 
 /// Paths that begin with `prefix`; a folder has a '/' at its end. Hidden files only if asked for.
@@ -95,16 +123,24 @@ Completer::Result Completer::Complete(std::string_view line)
     const std::size_t commandStart = std::min(line.find_first_not_of(kBlanks), line.size());
     const std::size_t commandEnd = line.find_first_of(kBlanks, commandStart);
     if (commandEnd == std::string_view::npos) {
-        return {commandStart, WithPrefix(CommandNames(), line.substr(commandStart)), false};
+        return {commandStart, WithPrefix(LineStarts(), line.substr(commandStart)), false};
     }
     const std::string_view command = line.substr(commandStart, commandEnd - commandStart);
-    const std::size_t start = std::min(line.find_first_not_of(kBlanks, commandEnd), line.size());
-    const std::string_view word = line.substr(start);
-    if ((command != "elffind" && command != "elfsect") || word.find_first_of(kBlanks) != std::string_view::npos) {
+    const std::size_t second = std::min(line.find_first_not_of(kBlanks, commandEnd), line.size());
+    const std::size_t last = line.find_last_of(kBlanks) + 1;
+    const std::string_view word = line.substr(last);
+    if (!word.empty() && word.front() == '-') {
+        return {last, WithPrefix(OptionsOf(command), word), false};
+    }
+    if (command == "help" && last == second) {
+        return {last, WithPrefix(LineStarts(), word), false};
+    }
+    const bool console = command == "elffind" || command == "elfsect"; // they take one word
+    if ((!TakesSymbol(command) && command != "elfsect") || (console && last > second)) {
         return {};
     }
     ReadNames();
-    return {start, WithPrefix(command == "elffind" ? m_symbols : m_sections, word), false};
+    return {last, WithPrefix(command == "elfsect" ? m_sections : m_symbols, word), false};
 }
 
 void Completer::ReadNames()

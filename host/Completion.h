@@ -23,8 +23,9 @@ public:
         std::string CommonPrefix() const;
     };
 
-    /// Completes the end of a line: behind ">" a file name, behind `elffind` a symbol, behind
-    /// `elfsect` a section, in the first word a command; elsewhere nothing.
+    /// Completes the end of a line: behind ">" a file name, behind commands that look up names a symbol, behind
+    /// `elfsect` a section, a word with dashes to an option, and the first word and the one behind `help` to a command;
+    /// elsewhere nothing.
     Result Complete(std::string_view line);
 
 private:

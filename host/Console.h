@@ -21,14 +21,17 @@ public:
     void CommandFinished() override;
     /// True if the last command could not write all of its output to the file of its redirection.
     bool IsFileIncomplete() const { return m_fileIncomplete; }
+    /// True if it could not open that file, and wrote here instead.
+    bool IsFileUnopened() const { return m_fileUnopened; }
 
 private:
     Output& m_output;
     std::iostream m_stream;
     bool m_fileIncomplete = false;
+    bool m_fileUnopened = false;
 };
 
 /// Passes one line to the plug-in.
-/// @return false if the line didn't reach a file, or if the file that it redirects to is not
-///         complete, which one line on standard error tells.
+/// @return false if the line didn't reach the plug-in's file, if a number of it is none, or if the file that it
+///         redirects to is not there or not complete, which one line on standard error tells.
 bool RunConsoleLine(Loader& file, HostConsole& console, const std::string& line);

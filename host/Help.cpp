@@ -53,7 +53,7 @@ void AppendItems(std::string& text, const Options& options, bool words)
 
 void AppendUsage(std::string& text, const std::string& name, const Options& options)
 {
-    text += "Usage: symhost " + name;
+    text += "Usage: " + std::string(options.IsFileOpen() ? "" : "symhost ") + name;
     for (const Options::Item& item : options.Items()) {
         if (item.required) {
             text += ' ' + (item.isWord ? WordOf(item) : OptionOf(item));
@@ -66,10 +66,9 @@ void AppendUsage(std::string& text, const std::string& name, const Options& opti
 
 } // namespace
 
-std::string ProgramHelp(const std::vector<ListedCommand>& commands, const Options& common)
+std::string CommandList(const std::vector<ListedCommand>& commands)
 {
-    std::string text = "Usage: symhost COMMAND FILE [ARGUMENTS] [OPTIONS]\n"
-                       "Shows what the symbolic plug-in makes of a 32-bit ARM ELF file.\n";
+    std::string text;
     std::string group;
     for (const ListedCommand& listed : commands) {
         if (listed.group != group) {
@@ -79,17 +78,22 @@ std::string ProgramHelp(const std::vector<ListedCommand>& commands, const Option
         const Command::Text words = listed.command->Describe();
         AppendRow(text, words.name, words.summary);
     }
-    text += "\nOptions of every command:\n";
+    return text;
+}
+
+std::string ProgramHelp(const std::vector<ListedCommand>& commands, const Options& common)
+{
+    std::string text = "Usage: symhost COMMAND FILE [ARGUMENTS] [OPTIONS]\n"
+                       "Shows what the symbolic plug-in makes of a 32-bit ARM ELF file.\n";
+    text += CommandList(commands) + "\nOptions of every command:\n";
     AppendItems(text, common, false);
     text += "\n'symhost help COMMAND' tells of one command, with examples.\n";
     return text;
 }
 
-std::string CommandHelp(Command& command, const Options& common)
+std::string CommandHelp(const Command& command, const Options& own, const Options& common)
 {
     const Command::Text words = command.Describe();
-    Options own;
-    command.Declare(own);
     std::string text;
     AppendUsage(text, words.name, own);
     text += words.summary + "\n\n";
@@ -101,7 +105,7 @@ std::string CommandHelp(Command& command, const Options& common)
     }
     text += "\nOptions of every command:\n";
     AppendItems(text, common, false);
-    if (!words.examples.empty()) {
+    if (!words.examples.empty() && !own.IsFileOpen()) {
         text += "\nExamples:\n";
         for (const std::string& example : words.examples) {
             text += "  symhost " + example + '\n';

@@ -11,6 +11,9 @@ struct ListedCommand;
 /// The program's own: its commands, and the options of all of them.
 std::string ProgramHelp(const std::vector<ListedCommand>& commands, const Options& common);
 
+/// The commands with their summaries, under their titles.
+std::string CommandList(const std::vector<ListedCommand>& commands);
+
 /// One command's.
-/// @param common the options of every command that it names.
-std::string CommandHelp(Command& command, const Options& common);
+/// @param own, @param common its options, and those of every command.
+std::string CommandHelp(const Command& command, const Options& own, const Options& common);

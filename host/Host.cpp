@@ -1,12 +1,10 @@
 // Loading of the module and opening of files, with the complaints if they can't be served.
 #include "host/Host.h"
 
+#include "host/LoadProgress.h"
 #include "host/Loader.h"
 #include "host/Output.h"
 #include "interfaces/DbgPrefDataExtractor.h"
-
-#include <cstddef>
-#include <memory>
 
 Host::Host(const CommonOptions& options, Output& output)
     : m_options(options)
@@ -45,7 +43,8 @@ int Host::WithFile(const std::string& path, const Opening& opening, const std::f
     if (!shown.Prepare(ConvertOr(opening.convert), opening.hint)) {
         return 1;
     }
-    Loader file(*plugin, shown, ++m_lastKey);
+    static u32 lastKey = 0; // no two files of the process have one
+    Loader file(*plugin, shown, ++lastKey);
     const bool rated = file.Rate() != 0;
     const std::string whyNot = rated ? std::string() : WhyNotElf32(path);
     const bool served = opening.needs == Opening::Elf ? whyNot.empty() : rated;
@@ -59,14 +58,7 @@ int Host::WithFile(const std::string& path, const Opening& opening, const std::f
         Complain(path, "The plug-in has no memory for the file");
         return 1;
     }
-    std::unique_ptr<ProgressIndicator> bar;
-    file.onUnit = [&](std::size_t done) {
-        if (!bar) {
-            const std::string name = path.substr(path.rfind('/') + 1);
-            bar.reset(m_bars.OpenProgress("Loading", name.c_str(), 0, static_cast<u32>(file.UnitCount()), 0, false));
-        }
-        bar->SetPosition(static_cast<u32>(done));
-    };
+    const LoadProgress progress(file, m_bars);
     const int status = run(file);
     return served ? status : 1;
 }

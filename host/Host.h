@@ -64,5 +64,4 @@ private:
     ProgressBars m_bars;
     bool m_tried = false;
     bool m_loaded = false;
-    u32 m_lastKey = 0;
 };

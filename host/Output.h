@@ -29,6 +29,8 @@ public:
     void ShowHead();
     /// Forgets it.
     void DropHead() { m_head.clear(); }
+    /// Forgets what has been written and not passed on, if it is held back until there is more of it.
+    virtual void DropHeld() {}
     /// Writes what steers a terminal, as it stands.
     void WriteSequence(std::string_view sequence);
     /// Passes everything on to whoever reads it.

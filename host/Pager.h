@@ -17,11 +17,10 @@ public:
     ~PagedOutput() override;
 
     void BeginCommand();
-    /// Forgets what has not been shown yet.
-    void DropHeld();
     /// Shows what is held, or waits until the person leaves the pager.
     void EndCommand();
     void Flush() override;
+    void DropHeld() override;
 
     /// Shows everything by itself from now on.
     void LeavePager() { m_command.clear(); }

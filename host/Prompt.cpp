@@ -3,7 +3,7 @@
 #include "host/Prompt.h"
 
 #include "host/Completion.h"
-#include "host/Console.h"
+#include "host/LineRunner.h"
 #include "host/Loader.h"
 #include "host/Output.h"
 #include "host/Pager.h"
@@ -222,65 +222,61 @@ public:
     LentInterface& operator=(const LentInterface&) = delete;
 };
 
-bool IsLeaving(const std::string& line)
-{
-    return line == "quit" || line == "exit";
-}
-
 } // namespace
 
-int RunPrompt(Loader& file)
+int RunPrompt(Loader& file, const CommonOptions& options)
 {
     std::setlocale(LC_CTYPE, "");
     const Interrupt interrupt;
-    ProgressBars progress; // outlives the output, which shows what it holds as it goes, and asks it then
     PagedOutput output(STDOUT_FILENO);
+    if (options.noPager) {
+        output.LeavePager();
+    }
+    LineRunner runner(file, output, options);
+    runner.helpOfAll = true;
+    ProgressBars& bars = runner.bars;
     output.beforeShow = EraseProgress;
     // A dump with a bar ends by itself, with a word; any other command can only be silenced.
-    output.unwanted = [&] { return Interrupt::Pending() && !progress.IsOpen(); };
-    progress.written = [&] { return output.Taken(); };
-    progress.unwanted = [&] { return output.ReaderGone(); };
-    const LentInterface lent(progress);
-    HostConsole console(output);
+    output.unwanted = [&] { return Interrupt::Pending() && !bars.IsOpen(); };
+    bars.written = [&] { return output.Taken(); };
+    bars.unwanted = [&] { return output.ReaderGone(); };
+    const LentInterface lent(bars);
     Completer completer(file.Store().GetPath());
     LineEditor editor(completer);
     while (const std::optional<std::string> line = editor.Read()) {
-        if (IsLeaving(*line)) {
+        if (LineRunner::IsLeaving(*line)) {
             break;
         }
         output.BeginCommand();
         Interrupt::Clear();
-        RunConsoleLine(file, console, *line);
-        if (progress.TakeCancelled()) {
-            output.DropHeld(); // the word that results have been saved
-        }
+        runner.Run(*line);
         output.EndCommand();
         if (output.Error() != 0) {
             Complain("standard output", output.Error());
             return 1;
         }
     }
+    output.unwanted = nullptr;
     return 0;
 }
 
-int RunConsole(Loader& file, Output& output, const std::vector<std::string>& lines)
+int RunConsole(Loader& file, Output& output, const std::vector<std::string>& lines, const CommonOptions& options)
 {
     if (lines.empty() && isatty(STDIN_FILENO) == 1 && output.IsTerminal()) {
-        return RunPrompt(file);
+        return RunPrompt(file, options);
     }
-    output.SetPainted(false); // the console's text stays as it is
-    HostConsole console(output);
-    bool reached = true;
-    for (const std::string& line : lines) {
-        reached = RunConsoleLine(file, console, line) && reached;
-    }
-    if (lines.empty()) {
-        LineReader reader(STDIN_FILENO);
-        for (std::string line; output.Error() == 0 && reader.Next(line);) {
-            reached = RunConsoleLine(file, console, line) && reached;
-            output.Flush();
+    LineRunner runner(file, output, options);
+    bool done = true;
+    if (!lines.empty()) {
+        for (auto line = lines.begin(); line != lines.end() && !LineRunner::IsLeaving(*line); ++line) {
+            done = runner.Run(*line) && done;
         }
-        reached = !ComplainOfInput(reader) && reached;
+        return done ? 0 : 1;
     }
-    return reached ? 0 : 1;
+    LineReader reader(STDIN_FILENO);
+    for (std::string line; output.Error() == 0 && reader.Next(line) && !LineRunner::IsLeaving(line);) {
+        done = runner.Run(line) && done;
+        output.Flush();
+    }
+    return !ComplainOfInput(reader) && done ? 0 : 1;
 }

@@ -42,7 +42,7 @@ protected:
     int Ask(Loader& file, Host& host) override
     {
         file.Load(m_load);
-        return RunConsole(file, host.GetAnswer().output, m_lines);
+        return RunConsole(file, host.GetAnswer().output, m_lines, host.Options());
     }
 
 private:

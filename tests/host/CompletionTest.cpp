@@ -1,6 +1,7 @@
 // host/Completion.cpp: what the Tab key offers.
 #include "host/Completion.h"
 
+#include "host/LineRunner.h"
 #include "tests/host/HostTesting.h"
 #include "tests/support/ElfWriter.h"
 
@@ -32,10 +33,12 @@ TEST(Completion, HelpTableAndCompletionNameTheSameCommands)
             EXPECT_EQ(std::count(offered.begin(), offered.end(), word), 1) << word;
         }
     }
-    // Each does something, if only with what stands behind it.
-    for (const std::string& word : offered) {
+    // Each of the plug-in's does something, if only with what stands behind it, and has its help.
+    for (const std::string& word : ConsoleCommandNames()) {
+        EXPECT_EQ(std::count(offered.begin(), offered.end(), word), 1) << word;
+        EXPECT_EQ(RunHost({"console", Sample("station.axf"), "-c", "help " + word}).out.rfind(word, 0), 0u) << word;
         const std::string operand = word == "elfsect" ? " .text" : word == "elffind" ? " main" : " 0xb";
-        if (word != "clear" && word != "orloinfo") {
+        if (word != "clear" && word != "orloinfo" && word != "help") {
             EXPECT_NE(RunHost({"console", Sample("station.axf"), "-c", word + operand}).out, "") << word;
         }
     }
@@ -50,6 +53,11 @@ TEST(Completion, TheFirstWordIsACommandAndTheSecondWhatItAsksFor)
     EXPECT_EQ(Complete("elffind station_"), Words{"station_main"});
     EXPECT_EQ(Complete("elffind station_main x"), Words{});
     EXPECT_EQ(Complete("line s"), Words{});
+    EXPECT_EQ(Complete("fin"), Words{"find"});
+    EXPECT_EQ(Complete("help fin"), Words{"find"});
+    EXPECT_EQ(Complete("find clamp station_m"), Words{"station_main"});
+    EXPECT_EQ(Complete("lines --un"), Words{"--unit"});
+    EXPECT_EQ(Complete("dump --un"), Words{});
     Completer completer(Sample("station.axf"));
     EXPECT_EQ(completer.Complete("elfsect  .debug_a").start, 9u);
     EXPECT_EQ(completer.Complete("elfsect .debug_a").CommonPrefix(), ".debug_a");

@@ -72,6 +72,23 @@ TEST_F(Prompt, RunsCommandsRedirectsAndLeavesAtCtrlD)
     EXPECT_EQ(terminal->ExitStatus(), 0);
 }
 
+TEST_F(Prompt, AnswersAsTheProgramDoes)
+{
+    const auto terminal = Start(m_sample);
+    terminal->Type("at 0x8480\r");
+    EXPECT_TRUE(terminal->Shows("station.c:81")) << terminal->Seen();
+    EXPECT_NE(terminal->Seen().find("\x1b[36m0x00008480"), std::string::npos) << terminal->Seen();
+    terminal->Type("fnid\r");
+    EXPECT_TRUE(terminal->Shows("Did you mean find?")) << terminal->Seen();
+    terminal->Type("elfhdr\r");
+    EXPECT_TRUE(terminal->Shows("section names")) << terminal->Seen();
+    EXPECT_EQ(terminal->Seen().find("\x1b[36m"), std::string::npos) << "the plug-in's text stays";
+    terminal->Type("help\r");
+    EXPECT_TRUE(terminal->Shows("Commands of symhost on this file")) << terminal->Seen();
+    terminal->Type("quit\r");
+    EXPECT_EQ(terminal->ExitStatus(), 0);
+}
+
 TEST_F(Prompt, KeepsItsHistoryBetweenRuns)
 {
     {

@@ -63,8 +63,8 @@ private:
 
     void RunCommand();
     bool Matches(const Command& command) const;
-    /// Tells the console that the command is over, and by its stream's state whether the file of a
-    /// redirection is complete.
+    /// Tells the console that the command is over, and by its stream's state what has become of the
+    /// file of a redirection.
     void Finish();
     std::ostream& Out() { return *m_file.m_dumpStream; }
     std::ostream& Redirect();
@@ -167,12 +167,11 @@ void Dwarf2File::CommandRun::Finish()
 {
     std::iostream& stream = m_console.iostream();
     const std::ios_base::iostate state = stream.rdstate();
-    const bool incomplete = m_fileStream.is_open() && !m_fileStream.good();
-    if (incomplete) {
-        stream.setstate(std::ios_base::badbit);
+    if (!m_fileStream.good()) {
+        stream.setstate(m_fileStream.is_open() ? std::ios_base::badbit : std::ios_base::failbit);
     }
     m_console.CommandFinished();
-    if (incomplete) {
+    if (!m_fileStream.good()) {
         stream.clear(state);
     }
 }

@@ -16,8 +16,9 @@ public:
     virtual std::iostream& iostream() = 0;
     /// @param line the first line to clear; 0 clears all.
     virtual void ClearContents(u32 line) = 0;
-    /// Called once at the end of every command line. The stream is bad during the call, and good
-    /// again behind it, if the file that the line redirects to could not be written whole.
+    /// Called once at the end of every command line. If the line redirects to a file, the stream is
+    /// during the call, and good again behind it: bad if the file could not be written whole, failed
+    /// if it could not be opened.
     virtual void CommandFinished() = 0;
 
     u32 m_state = kAcceptsInput;
