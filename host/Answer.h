@@ -5,6 +5,6 @@ class Output;
 
 struct Answer {
     Output& output;
-    bool json;
-    bool demangle; ///< ELF symbols are shown as C++ names where they are some
+    bool json = false;
+    bool demangle = true; ///< ELF symbols are shown as C++ names where they are some
 };

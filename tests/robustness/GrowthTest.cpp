@@ -576,7 +576,7 @@ TEST_P(Listings, AreInProportionToTheFile)
         list([&](Output& output) { ListTypes(file, {output, json}, ""); });
         list([&](Output& output) { ListLines(file, {output, json}, "", std::nullopt); });
         list([&](Output& output) { ShowScopes(file, {output, json}, "f"); });
-        list([&](Output& output) { FindNames(file, {output, json}, {"f"}); });
+        list([&](Output& output) { FindNames(file, {output, json}, {.names = {"f"}}); });
     }
     list([&](Output& output) { ExportStore(file, file.Rate(), output); });
 }
