@@ -4,6 +4,7 @@
 #include "frame/Dwarf2SymbolicPlugin.h"
 #include "host/Export.h"
 #include "host/Loader.h"
+#include "host/NamePattern.h"
 #include "host/Output.h"
 #include "host/Queries.h"
 #include "interfaces/DbgAddress.h"
@@ -570,12 +571,13 @@ TEST_P(Listings, AreInProportionToTheFile)
         listing(output);
         EXPECT_LE(output.Taken(), 64 * kMebi + 4096 * std::filesystem::file_size(path.Path()));
     };
+    const NamePattern function("f");
     for (const bool json : {false, true}) {
         list([&](Output& output) { ListUnits(file, {output, json}); });
         list([&](Output& output) { ListFunctions(file, {output, json}, ""); });
         list([&](Output& output) { ListTypes(file, {output, json}, ""); });
         list([&](Output& output) { ListLines(file, {output, json}, "", std::nullopt); });
-        list([&](Output& output) { ShowScopes(file, {output, json}, "f"); });
+        list([&](Output& output) { ShowScopes(file, {output, json}, &function, std::nullopt); });
         list([&](Output& output) { FindNames(file, {output, json}, {.names = {"f"}}); });
     }
     list([&](Output& output) { ExportStore(file, file.Rate(), output); });
