@@ -1,0 +1,186 @@
+// Reads the section headers, the segments and the symbol table. Numbers of a file may be anything: an address in a
+// section is an offset below the section's size from here on.
+#include "host/ProgramImage.h"
+
+#include "host/Text.h"
+#include "interfaces/Elf32.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+namespace {
+
+constexpr u16 kTypeRelocatable = 1; // ET_REL
+constexpr u32 kPtTls = 7;
+constexpr u32 kShtArmExidx = 0x70000001;
+constexpr u32 kShfStrings = 0x20;
+
+constexpr u8 kSttObject = 1;
+constexpr u8 kSttSection = 3;
+constexpr u8 kSttFile = 4;
+constexpr u8 kSttCommon = 5;
+constexpr u8 kSttTls = 6;
+constexpr u8 kSttGnuIfunc = 10;
+constexpr u8 kSttArmThumbFunc = 13;
+
+/// Longer names are cut: any number of symbols can end in one long text.
+constexpr std::size_t kMaxName = 4096;
+
+std::string_view Bounded(const char* text)
+{
+    return text == nullptr ? std::string_view() : std::string_view(text, strnlen(text, kMaxName));
+}
+
+bool IsFunction(u8 type)
+{
+    return type == kSttFunc || type == kSttGnuIfunc || type == kSttArmThumbFunc;
+}
+
+bool IsVariable(u8 type)
+{
+    return type == kSttObject || type == kSttCommon || type == kSttTls;
+}
+
+/// "$a", "$t" and "$d", also with "." and more behind it.
+bool IsMappingSymbol(std::string_view name)
+{
+    return name.size() >= 2 && name[0] == '$' && std::strchr("atdx", name[1]) != nullptr &&
+           (name.size() == 2 || name[2] == '.');
+}
+
+} // namespace
+
+const char* MemoryName(MemoryUse memory)
+{
+    switch (memory) {
+    case MemoryUse::Flash:
+        return "flash";
+    case MemoryUse::Ram:
+        return "ram";
+    default:
+        return "both";
+    }
+}
+
+ProgramImage::ProgramImage(const std::string& path)
+    : m_elf(path)
+    , m_relocatable(m_elf.m_ehdr.e_type == kTypeRelocatable)
+{
+    ReadSections();
+    ReadSymbols();
+    SettleKinds();
+}
+
+void ProgramImage::ReadSections()
+{
+    // Only a linker that was told of flash gives a segment two addresses.
+    bool moves = false;
+    const elf32_phdr* segment = nullptr;
+    for (u32 i = 0; (segment = m_elf.GetProgramHeader(i)) != nullptr; ++i) {
+        moves = moves || (segment->p_type == kPtLoad && segment->p_filesz != 0 && segment->p_paddr != segment->p_vaddr);
+        m_threadBase = segment->p_type == kPtTls ? segment->p_vaddr : m_threadBase;
+    }
+    const Elf32_Shdr* header = nullptr;
+    for (u32 i = 0; (header = m_elf.GetSectionHeader(i)) != nullptr; ++i) {
+        m_byIndex.push_back(kNone);
+        if ((header->sh_flags & kShfAlloc) == 0) {
+            continue;
+        }
+        m_byIndex.back() = static_cast<u32>(m_sections.size());
+        ProgramSection section;
+        section.name = Bounded(m_elf.GetShdrString(header->sh_name));
+        section.address = header->sh_addr;
+        section.size = header->sh_size;
+        section.memory = MemoryOf(*header, moves);
+        section.isCode = (header->sh_flags & kShfExecInstr) != 0;
+        section.hasStrings = (header->sh_flags & kShfStrings) != 0;
+        section.hasUnwinding = header->sh_type == kShtArmExidx || section.name.starts_with(".ARM.ex");
+        m_sections.push_back(std::move(section));
+    }
+}
+
+MemoryUse ProgramImage::MemoryOf(const Elf32_Shdr& section, bool moves) const
+{
+    if (section.sh_type == kShtNobits) {
+        return MemoryUse::Ram;
+    }
+    const elf32_phdr* segment = m_elf.GetProgramHeader(&section);
+    if (moves && segment != nullptr) {
+        // What runs where it is loaded isn't copied, also if it could be written: tables of constructors, say.
+        return segment->p_paddr != segment->p_vaddr ? MemoryUse::Both : MemoryUse::Flash;
+    }
+    return (section.sh_flags & kShfWrite) != 0 ? MemoryUse::Both : MemoryUse::Flash;
+}
+
+void ProgramImage::ReadSymbols()
+{
+    RowPaths names;
+    std::string_view file;
+    const elf32_sym* symbol = nullptr;
+    for (u32 i = 0; (symbol = m_elf.GetSymtabEntry(i)) != nullptr; ++i) {
+        const bool isFile = SymbolType(*symbol) == kSttFile;
+        const u16 section = symbol->st_shndx;
+        const bool isIndex = section < kShnLoReserve && section < m_byIndex.size();
+        if (!isFile && (!isIndex || m_byIndex[section] == kNone)) {
+            continue;
+        }
+        const std::string_view name = names.Shown(Bounded(m_elf.GetString(symbol->st_name)));
+        names.Count(name.size());
+        if (isFile) {
+            file = name;
+        } else if (!name.empty() && SymbolType(*symbol) != kSttSection) {
+            ReadSymbol(*symbol, name, file);
+        }
+    }
+    std::stable_sort(m_marks.begin(), m_marks.end(),
+                     [](const Mark& a, const Mark& b) { return a.Place() < b.Place(); });
+}
+
+void ProgramImage::ReadSymbol(const elf32_sym& symbol, std::string_view name, std::string_view file)
+{
+    const u32 index = m_byIndex[symbol.st_shndx];
+    const ProgramSection& section = m_sections[index];
+    const u8 type = SymbolType(symbol);
+    u32 offset = symbol.st_value - (m_relocatable ? 0 : section.address); // may wrap: too large then
+    if (type == kSttTls && !m_relocatable) {
+        offset += m_threadBase;
+    }
+    if (m_elf.m_ehdr.e_machine == kMachineArm && IsFunction(type)) {
+        offset &= ~u32{1}; // the Thumb bit
+    }
+    if (offset >= section.size) {
+        return;
+    }
+    const u8 binding = SymbolBinding(symbol);
+    if (binding == 0 && IsMappingSymbol(name)) {
+        m_marks.push_back({index, offset, name[1] == 'd'});
+        return;
+    }
+    ProgramSymbol& added = m_symbols.emplace_back();
+    added.name = name;
+    added.file = binding == 0 ? file : std::string_view();
+    added.section = index;
+    added.offset = offset;
+    added.size = std::min(symbol.st_size, section.size - offset);
+    added.kind = IsFunction(type) ? SymbolKind::Function : SymbolKind::Variable;
+    added.isTyped = IsFunction(type) || IsVariable(type);
+    added.binding = binding;
+}
+
+void ProgramImage::SettleKinds()
+{
+    for (ProgramSymbol& symbol : m_symbols) {
+        if (!symbol.isTyped) {
+            const bool code = m_sections[symbol.section].isCode && !IsDataInCode(symbol.section, symbol.offset);
+            symbol.kind = code ? SymbolKind::Function : SymbolKind::Data;
+        }
+    }
+}
+
+bool ProgramImage::IsDataInCode(u32 section, u32 offset) const
+{
+    const auto behind = std::upper_bound(m_marks.begin(), m_marks.end(), std::pair(section, offset),
+                                         [](const auto& place, const Mark& mark) { return place < mark.Place(); });
+    return behind != m_marks.begin() && std::prev(behind)->section == section && std::prev(behind)->data;
+}

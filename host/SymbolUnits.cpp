@@ -1,0 +1,157 @@
+// Debug information names most symbols of a program by their address; of code that the linker has dropped it names the
+// address 0, where another function or table may stand.
+#include "host/SymbolUnits.h"
+
+#include "host/Loader.h"
+#include "interfaces/DbgSymSrcFile.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstddef>
+#include <optional>
+
+namespace {
+
+constexpr u8 kOpAddr = 0x03; // DW_OP_addr
+
+/// The address of a variable whose location is one address and nothing more.
+std::optional<u32> FixedAddress(const DbgVariable& variable)
+{
+    constexpr std::size_t kLength = 5;
+    if (variable.location.size() != kLength || static_cast<u8>(variable.location[0]) != kOpAddr) {
+        return std::nullopt;
+    }
+    u32 address = 0;
+    for (std::size_t i = 1; i < kLength; ++i) {
+        const std::size_t at = variable.littleEndian ? kLength - i : i;
+        address = address << 8 | static_cast<u8>(variable.location[at]);
+    }
+    return address;
+}
+
+} // namespace
+
+std::string_view WithoutNumber(std::string_view name)
+{
+    std::size_t end = name.size();
+    while (end != 0 && std::isdigit(static_cast<unsigned char>(name[end - 1])) != 0) {
+        --end;
+    }
+    const bool numbered = end > 1 && end < name.size() && name[end - 1] == '.';
+    return numbered ? name.substr(0, end - 1) : name;
+}
+
+SymbolUnits::SymbolUnits(Loader& file, const ProgramImage& image)
+    : m_image(image)
+{
+    file.Load(LoadDepth::Symbols);
+    AddRanges(file);
+    AddThings(file);
+    if (!KnowsAllVariables()) {
+        for (std::size_t i = 0; i < file.Store().FuncScopeCount(); ++i) {
+            file.LoadScopes(file.Store().FuncScopeAt(i));
+        }
+        AddThings(file);
+    }
+}
+
+u32 SymbolUnits::IndexOf(std::string_view path)
+{
+    const auto [found, isNew] = m_byPath.try_emplace(path, static_cast<u32>(m_paths.size()));
+    if (isNew) {
+        m_paths.push_back(path);
+    }
+    return found->second;
+}
+
+void SymbolUnits::AddRanges(Loader& file)
+{
+    std::vector<Extent> ranges;
+    std::size_t atZero = 0;
+    for (std::size_t i = 0; i < file.UnitCount(); ++i) {
+        const u32 unit = IndexOf(file.Store().FileScopeAt(i).GetPath());
+        m_byId.try_emplace(file.Store().FileScopeAt(i).GetId(), unit);
+        const DbgAddrRange& range = file.Store().FileRangeAt(i).range;
+        if (range.value != kNone && range.size != 0) {
+            ranges.push_back({range.value, u64{range.value} + range.size, unit, false});
+            atZero += range.value == 0 ? 1 : 0;
+        }
+    }
+    if (m_image.IsRelocatable()) {
+        return; // offsets in sections that they don't name
+    }
+    if (atZero > 1) {
+        std::erase_if(ranges, [](const Extent& range) { return range.begin == 0; });
+    }
+    m_ranges = WithoutOverlap(std::move(ranges));
+}
+
+void SymbolUnits::AddThings(Loader& file)
+{
+    m_things.clear();
+    const DbgSymSymFile& store = file.Store();
+    for (std::size_t i = 0; i < store.FuncScopeCount(); ++i) {
+        const DbgSymFuncScope& function = store.FuncScopeAt(i);
+        if (function.range.value != kNone) {
+            Add(function.range.value, function.range.size, function.name, file.UnitOf(function.fileId, function.id),
+                SymbolKind::Function);
+        }
+    }
+    AddVariables(file);
+    std::stable_sort(m_things.begin(), m_things.end(),
+                     [](const Thing& a, const Thing& b) { return a.Place() < b.Place(); });
+}
+
+void SymbolUnits::AddVariables(const Loader& file)
+{
+    const DbgSymSymFile& store = file.Store();
+    for (std::size_t i = 0; i < store.VariableCount(); ++i) {
+        const DbgVariable& variable = store.VariableAt(i);
+        if (const std::optional<u32> address = FixedAddress(variable)) {
+            Add(*address, variable.byteSize, variable.name, file.UnitOf(variable.context.fileScope, variable.id),
+                SymbolKind::Variable);
+        }
+    }
+}
+
+void SymbolUnits::Add(u32 address, u32 size, std::string_view name, u32 unit, SymbolKind kind)
+{
+    const auto found = m_byId.find(unit);
+    m_things.push_back({address, size, name, found == m_byId.end() ? kNone : found->second, kind});
+}
+
+bool SymbolUnits::KnowsAllVariables() const
+{
+    const std::vector<ProgramSymbol>& symbols = m_image.Symbols();
+    return std::none_of(symbols.begin(), symbols.end(), [&](const ProgramSymbol& symbol) {
+        return symbol.isTyped && symbol.kind == SymbolKind::Variable && UnitOf(symbol) == kNone;
+    });
+}
+
+u32 SymbolUnits::UnitOf(const ProgramSymbol& symbol) const
+{
+    const bool relocatable = m_image.IsRelocatable();
+    const u32 address = symbol.offset + (relocatable ? 0 : m_image.Sections()[symbol.section].address);
+    const std::pair place(address, WithoutNumber(symbol.name));
+    const auto named = std::lower_bound(m_things.begin(), m_things.end(), place,
+                                        [](const Thing& thing, const auto& wanted) { return thing.Place() < wanted; });
+    if (named != m_things.end() && named->Place() == place) {
+        return named->unit;
+    }
+    if (relocatable) {
+        return m_paths.size() == 1 ? 0 : kNone;
+    }
+    const auto first = std::lower_bound(m_things.begin(), m_things.end(), address,
+                                        [](const Thing& thing, u32 wanted) { return thing.address < wanted; });
+    if (address != 0 && first != m_things.end() && first->address == address) {
+        return first->unit;
+    }
+    return UnitAt(address);
+}
+
+u32 SymbolUnits::UnitAt(u32 address) const
+{
+    const auto behind = std::upper_bound(m_ranges.begin(), m_ranges.end(), u64{address},
+                                         [](u64 wanted, const Extent& range) { return wanted < range.begin; });
+    return behind != m_ranges.begin() && (behind - 1)->end > address ? (behind - 1)->owner : kNone;
+}
