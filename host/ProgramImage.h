@@ -59,6 +59,7 @@ public:
     const std::vector<ProgramSection>& Sections() const { return m_sections; }
     const std::vector<ProgramSymbol>& Symbols() const { return m_symbols; }
 
+    const VFKElfFile& Elf() const { return m_elf; }
     /// True for an object file: each section begins at 0, and its addresses are offsets.
     bool IsRelocatable() const { return m_relocatable; }
     /// Whether the bytes there are data inside code (a literal pool, a table of jumps): the mapping symbols of the

@@ -2,13 +2,17 @@
 // address 0, where another function or table may stand.
 #include "host/SymbolUnits.h"
 
+#include "host/Demangle.h"
 #include "host/Loader.h"
+#include "host/PublicNames.h"
 #include "interfaces/DbgSymSrcFile.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
 #include <optional>
+#include <string>
+#include <unordered_set>
 
 namespace {
 
@@ -29,6 +33,11 @@ std::optional<u32> FixedAddress(const DbgVariable& variable)
     return address;
 }
 
+std::string_view FileName(std::string_view path)
+{
+    return path.substr(path.find_last_of("/\\") + 1);
+}
+
 } // namespace
 
 std::string_view WithoutNumber(std::string_view name)
@@ -47,7 +56,8 @@ SymbolUnits::SymbolUnits(Loader& file, const ProgramImage& image)
     file.Load(LoadDepth::Symbols);
     AddRanges(file);
     AddThings(file);
-    if (!KnowsAllVariables()) {
+    AddPublicNames(file);
+    if (LacksStatics()) {
         for (std::size_t i = 0; i < file.Store().FuncScopeCount(); ++i) {
             file.LoadScopes(file.Store().FuncScopeAt(i));
         }
@@ -120,11 +130,46 @@ void SymbolUnits::Add(u32 address, u32 size, std::string_view name, u32 unit, Sy
     m_things.push_back({address, size, name, found == m_byId.end() ? kNone : found->second, kind});
 }
 
-bool SymbolUnits::KnowsAllVariables() const
+bool SymbolUnits::IsUnknownVariable(const ProgramSymbol& symbol) const
 {
+    // What the compiler makes by itself (tables of virtual functions, type names) no source names.
+    return symbol.isTyped && symbol.kind == SymbolKind::Variable && !symbol.name.starts_with("_ZT") &&
+           UnitOf(symbol) == kNone;
+}
+
+bool SymbolUnits::LacksStatics() const
+{
+    std::unordered_set<std::string_view> sources;
+    for (const std::string_view path : m_paths) {
+        sources.insert(FileName(path));
+    }
     const std::vector<ProgramSymbol>& symbols = m_image.Symbols();
-    return std::none_of(symbols.begin(), symbols.end(), [&](const ProgramSymbol& symbol) {
-        return symbol.isTyped && symbol.kind == SymbolKind::Variable && UnitOf(symbol) == kNone;
+    return std::any_of(symbols.begin(), symbols.end(), [&](const ProgramSymbol& symbol) {
+        const bool isStatic = symbol.IsLocal() ? sources.contains(FileName(symbol.file)) : symbol.name.starts_with("_ZZ");
+        return isStatic && IsUnknownVariable(symbol);
+    });
+}
+
+void SymbolUnits::AddPublicNames(Loader& file)
+{
+    // A variable that a header declares is defined by an entry without a name, which the store doesn't get.
+    std::unordered_map<std::string, std::string_view> wanted;
+    for (const ProgramSymbol& symbol : m_image.Symbols()) {
+        if (!symbol.IsLocal() && IsUnknownVariable(symbol)) {
+            wanted.emplace(ShownName(symbol.name, true), symbol.name);
+        }
+    }
+    if (wanted.empty()) {
+        return;
+    }
+    std::string key;
+    VisitPublicNames(m_image.Elf(), [&](u32 entry, std::string_view name) {
+        key = name;
+        const auto found = wanted.find(key);
+        const DbgSymSrcFile* unit = found == wanted.end() ? nullptr : file.Store().FileScopeOfDie(entry);
+        if (unit != nullptr) {
+            m_publicNames.try_emplace(found->second, IndexOf(unit->GetPath()));
+        }
     });
 }
 
@@ -146,7 +191,8 @@ u32 SymbolUnits::UnitOf(const ProgramSymbol& symbol) const
     if (address != 0 && first != m_things.end() && first->address == address) {
         return first->unit;
     }
-    return UnitAt(address);
+    const auto known = m_publicNames.find(symbol.name);
+    return known != m_publicNames.end() && !symbol.IsLocal() ? known->second : UnitAt(address);
 }
 
 u32 SymbolUnits::UnitAt(u32 address) const

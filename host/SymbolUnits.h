@@ -15,7 +15,8 @@ class Loader;
 /// Units of one path are one unit here.
 class SymbolUnits {
 public:
-    /// Loads the symbols of all units; what is local to functions, too, if the units don't know all variables.
+    /// Loads the symbols of all units. If they don't know all variables, looks for those in `.debug_pubnames` as well,
+    /// and loads what is local to functions.
     SymbolUnits(Loader& file, const ProgramImage& image);
 
     const std::vector<std::string_view>& Paths() const { return m_paths; }
@@ -45,12 +46,15 @@ private:
     void AddVariables(const Loader& file);
     void Add(u32 address, u32 size, std::string_view name, u32 unit, SymbolKind kind);
     u32 IndexOf(std::string_view path);
-    bool KnowsAllVariables() const;
+    void AddPublicNames(Loader& file);
+    bool LacksStatics() const;
+    bool IsUnknownVariable(const ProgramSymbol& symbol) const;
 
     const ProgramImage& m_image;
     std::vector<std::string_view> m_paths;
     std::unordered_map<std::string_view, u32> m_byPath;
     std::unordered_map<u32, u32> m_byId; ///< index of a unit by the id of its file scope
+    std::unordered_map<std::string_view, u32> m_publicNames; ///< units of variables by the names of their symbols
     std::vector<Thing> m_things;
     std::vector<Extent> m_ranges;
 };
