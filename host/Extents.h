@@ -8,7 +8,7 @@
 
 struct Extent {
     u64 begin;
-    u64 end;    ///< behind the last byte
+    u64 end; ///< behind the last byte
     u32 owner;
     bool yields; ///< takes nothing if its first byte has an owner already
 };

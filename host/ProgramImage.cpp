@@ -173,7 +173,9 @@ void ProgramImage::SettleKinds()
     for (ProgramSymbol& symbol : m_symbols) {
         if (!symbol.isTyped) {
             const bool code = m_sections[symbol.section].isCode && !IsDataInCode(symbol.section, symbol.offset);
-            symbol.kind = code ? SymbolKind::Function : SymbolKind::Data;
+            // Compilers leave the type out of some variables that they make room for; a bare label has no size.
+            const SymbolKind data = symbol.size != 0 ? SymbolKind::Variable : SymbolKind::Data;
+            symbol.kind = code ? SymbolKind::Function : data;
         }
     }
 }

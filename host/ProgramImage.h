@@ -30,8 +30,8 @@ struct ProgramSection {
     u32 address;
     u32 size;
     MemoryUse memory;
-    bool isCode;      ///< may be run
-    bool hasStrings;  ///< of nothing but texts
+    bool isCode;       ///< may be run
+    bool hasStrings;   ///< of nothing but texts
     bool hasUnwinding; ///< tables for exceptions
 };
 

@@ -248,8 +248,7 @@ private:
                     m_json.Begin(record).Text("path", key).Text("section", section).Number("size", size).End());
             }
             if (noUnit != 0) {
-                m_output.Write(
-                    m_json.Begin(record).Null("path").Text("section", section).Number("size", noUnit).End());
+                m_output.Write(m_json.Begin(record).Null("path").Text("section", section).Number("size", noUnit).End());
             }
         }
     }

@@ -133,8 +133,7 @@ void SymbolUnits::Add(u32 address, u32 size, std::string_view name, u32 unit, Sy
 bool SymbolUnits::IsUnknownVariable(const ProgramSymbol& symbol) const
 {
     // What the compiler makes by itself (tables of virtual functions, type names) no source names.
-    return symbol.isTyped && symbol.kind == SymbolKind::Variable && !symbol.name.starts_with("_ZT") &&
-           UnitOf(symbol) == kNone;
+    return symbol.kind == SymbolKind::Variable && !symbol.name.starts_with("_ZT") && UnitOf(symbol) == kNone;
 }
 
 bool SymbolUnits::LacksStatics() const
@@ -145,7 +144,8 @@ bool SymbolUnits::LacksStatics() const
     }
     const std::vector<ProgramSymbol>& symbols = m_image.Symbols();
     return std::any_of(symbols.begin(), symbols.end(), [&](const ProgramSymbol& symbol) {
-        const bool isStatic = symbol.IsLocal() ? sources.contains(FileName(symbol.file)) : symbol.name.starts_with("_ZZ");
+        const bool isStatic =
+            symbol.IsLocal() ? sources.contains(FileName(symbol.file)) : symbol.name.starts_with("_ZZ");
         return isStatic && IsUnknownVariable(symbol);
     });
 }

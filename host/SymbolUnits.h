@@ -53,7 +53,7 @@ private:
     const ProgramImage& m_image;
     std::vector<std::string_view> m_paths;
     std::unordered_map<std::string_view, u32> m_byPath;
-    std::unordered_map<u32, u32> m_byId; ///< index of a unit by the id of its file scope
+    std::unordered_map<u32, u32> m_byId;                     ///< index of a unit by the id of its file scope
     std::unordered_map<std::string_view, u32> m_publicNames; ///< units of variables by the names of their symbols
     std::vector<Thing> m_things;
     std::vector<Extent> m_ranges;
