@@ -37,6 +37,7 @@
   const unitOf = (symbol) => symbol.u === undefined ? NO_UNIT : data.units[symbol.u].path;
   const sectionOf = (symbol) => data.sections[symbol.s];
   const nameOf = (symbol) => symbol.g ? `(${GAPS[symbol.g]})` : symbol.n;
+  const labelOf = (node) => node.symbol || node.name.endsWith('/') ? node.name : fileName(node.name);
   const kindOf = (symbol) => symbol.g ? 'gap' : KINDS[symbol.k];
   const hex = (n) => `0x${n.toString(16).padStart(8, '0')}`;
 
@@ -65,6 +66,7 @@
     if (grouping === 'section') return [sectionOf(symbol).name, unit];
     if (grouping === 'unit' || symbol.u === undefined) return [unit];
     const folders = folderName(unit).split(/[/\\]+/).filter((part) => part !== '');
+    if (/^[/\\]/.test(unit) && folders.length !== 0) folders[0] = unit[0] + folders[0];
     return [...folders.map((part) => `${part}/`), fileName(unit) || unit];
   };
   const buildTree = (memory, grouping) => {
@@ -214,7 +216,7 @@
                               : colour.frame;
     context.fillRect(left, top, w, h);
     const large = w > 44 && h > HEAD - 2;
-    if (depth !== 0 && large && (whole || h > 3 * HEAD)) drawLabel(context, colour, node.name, left, top, w);
+    if (depth !== 0 && large && (whole || h > 3 * HEAD)) drawLabel(context, colour, labelOf(node), left, top, w);
     if (whole) return;
     const head = h > (depth === 0 ? 2 : 3) * HEAD && w > 44 ? HEAD : 0;
     const border = depth === 0 && w > 12 && h > 12 ? 2 : 0;
@@ -298,9 +300,10 @@
     if (!node.children) box.setAttribute('aria-disabled', 'true');
     Object.assign(box.style, { left: `${x}px`, top: `${y}px`, width: `${Math.max(width, 1)}px`, height: `${Math.max(height, 1)}px` });
     if (width > 34 && height > 17) {
-      box.append(make('span', node.name));
+      box.append(make('span', labelOf(node)));
       if (node.children) {
         box.classList.add('head');
+        if (width < 120) box.classList.add('narrow');
         box.append(make('span', `  ${short(node.size)}`, 'size'));
       } else if (height > 36) {
         box.append(make('span', bytes(node.size), 'size'));
