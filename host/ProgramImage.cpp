@@ -180,9 +180,20 @@ void ProgramImage::SettleKinds()
     }
 }
 
+std::vector<ProgramImage::Mark>::const_iterator ProgramImage::MarkBehind(u32 section, u32 offset) const
+{
+    return std::upper_bound(m_marks.begin(), m_marks.end(), std::pair(section, offset),
+                            [](const auto& place, const Mark& mark) { return place < mark.Place(); });
+}
+
 bool ProgramImage::IsDataInCode(u32 section, u32 offset) const
 {
-    const auto behind = std::upper_bound(m_marks.begin(), m_marks.end(), std::pair(section, offset),
-                                         [](const auto& place, const Mark& mark) { return place < mark.Place(); });
+    const auto behind = MarkBehind(section, offset);
     return behind != m_marks.begin() && std::prev(behind)->section == section && std::prev(behind)->data;
+}
+
+u32 ProgramImage::NextMark(u32 section, u32 offset) const
+{
+    const auto behind = MarkBehind(section, offset);
+    return behind != m_marks.end() && behind->section == section ? behind->offset : m_sections[section].size;
 }

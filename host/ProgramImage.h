@@ -65,6 +65,8 @@ public:
     /// Whether the bytes there are data inside code (a literal pool, a table of jumps): the mapping symbols of the
     /// ELF for the ARM architecture say so.
     bool IsDataInCode(u32 section, u32 offset) const;
+    /// Where the next mapping symbol stands behind an offset; the section's size if there is none.
+    u32 NextMark(u32 section, u32 offset) const;
 
 private:
     void ReadSections();
@@ -79,6 +81,8 @@ private:
         bool data;
         auto Place() const { return std::pair(section, offset); }
     };
+
+    std::vector<Mark>::const_iterator MarkBehind(u32 section, u32 offset) const;
 
     VFKElfFile m_elf; ///< owns the names of the symbols
     bool m_relocatable;

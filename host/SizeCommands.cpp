@@ -25,17 +25,11 @@ protected:
                        "All sums of one level instead of the largest of each");
         options.Value("--html", "OUT", m_options.page, "Write a page with a map and a table of it all",
                       Options::Offer::Files);
-        options.Flag("--no-demangle", m_mangled, "Names as the symbol table has them");
     }
-    int Ask(Loader& file, Host& host) override
-    {
-        m_options.demangle = !m_mangled;
-        return ShowSizes(file, host.GetAnswer(), m_options);
-    }
+    int Ask(Loader& file, Host& host) override { return ShowSizes(file, host.GetAnswer(), m_options); }
 
 private:
     SizeOptions m_options;
-    bool m_mangled = false;
 };
 
 } // namespace

@@ -294,7 +294,7 @@ bool IsSameFile(const std::string& a, const std::string& b)
            first.st_ino == second.st_ino;
 }
 
-int WritePage(const SizeTree& tree, const Loader& file, const SizeOptions& options)
+int WritePage(const SizeTree& tree, const Loader& file, const SizeOptions& options, bool demangle)
 {
     if (IsSameFile(options.page, file.ShownPath())) {
         Complain(options.page, "It is the symbol file");
@@ -306,7 +306,7 @@ int WritePage(const SizeTree& tree, const Loader& file, const SizeOptions& optio
         return 1;
     }
     Output output(descriptor);
-    WriteSizePage(output, tree, file.ShownPath(), options.demangle);
+    WriteSizePage(output, tree, file.ShownPath(), demangle);
     output.Flush();
     const int failed = close(descriptor) != 0 ? errno : 0;
     if (const int error = output.Error() != 0 ? output.Error() : failed) {
@@ -360,12 +360,12 @@ int ShowSizes(Loader& file, Answer answer, const SizeOptions& options)
 {
     const SizeTree tree(file);
     if (!options.page.empty()) {
-        return WritePage(tree, file, options);
+        return WritePage(tree, file, options, answer.demangle);
     }
     if (answer.json) {
         SizeRecords(tree, answer.output).Write(options.by);
     } else {
-        SizeTables(tree, answer.output, options.demangle).Write(options.by);
+        SizeTables(tree, answer.output, answer.demangle).Write(options.by);
     }
     return 0;
 }

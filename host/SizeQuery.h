@@ -21,7 +21,6 @@ enum class SizeLevel {
 
 struct SizeOptions {
     SizeLevel by = SizeLevel::All;
-    bool demangle = true;
     std::string page; ///< file to write the page to; empty for a listing
 };
 

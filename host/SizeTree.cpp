@@ -164,13 +164,18 @@ void SizeTree::AddNameless(u32 section, u64 begin, u64 end)
 
 void SizeTree::AddPiece(u32 section, u64 begin, u64 end, u32 unit)
 {
-    if (begin < end) {
+    while (begin < end) {
+        u64 last = end;
+        if (Sections()[section].isCode) {
+            last = std::min<u64>(end, m_image.NextMark(section, static_cast<u32>(begin)));
+        }
         m_items.push_back({{},
                            section,
                            unit,
                            static_cast<u32>(AddressOf(section) + begin),
-                           static_cast<u32>(end - begin),
-                           KindOfGap(section, begin, end)});
+                           static_cast<u32>(last - begin),
+                           KindOfGap(section, begin, last)});
+        begin = last;
     }
 }
 

@@ -16,19 +16,22 @@
 
 namespace {
 
-constexpr u8 kOpAddr = 0x03; // DW_OP_addr
+constexpr char kOpAddr = '\x03';  // DW_OP_addr
+constexpr char kOpPiece = '\x93'; // DW_OP_piece
 
-/// The address of a variable whose location is one address and nothing more.
+/// The address of a variable whose location is one address, or the first of its pieces is.
 std::optional<u32> FixedAddress(const DbgVariable& variable)
 {
     constexpr std::size_t kLength = 5;
-    if (variable.location.size() != kLength || static_cast<u8>(variable.location[0]) != kOpAddr) {
+    const std::string_view location = variable.location;
+    const bool fixed = location.size() == kLength || (location.size() > kLength && location[kLength] == kOpPiece);
+    if (!fixed || location[0] != kOpAddr) {
         return std::nullopt;
     }
     u32 address = 0;
     for (std::size_t i = 1; i < kLength; ++i) {
         const std::size_t at = variable.littleEndian ? kLength - i : i;
-        address = address << 8 | static_cast<u8>(variable.location[at]);
+        address = address << 8 | static_cast<u8>(location[at]);
     }
     return address;
 }

@@ -9,7 +9,7 @@
     unnamed: 'bytes without a name',
   };
   const NO_UNIT = '(in no unit)';
-  const MOST_BOXES = 400; // what doesn't fit goes into one more box
+  const MOST_BOXES = 400; // an even number
   const ROWS = 100;       // of a page of the table
   const WHOLE_NAMES = 10; // of so many rows long names aren't cut
 
@@ -99,16 +99,23 @@
       for (const child of node.children) if (child.children) waiting.push(child);
     }
   };
-  // The boxes of a node, at most MOST_BOXES: the last may hold all smaller ones.
+  // The boxes of a node, MOST_BOXES at most: where there are more children, the smaller ones share boxes.
   const boxesOf = (node) => {
     if (node.children.length <= MOST_BOXES) return node.children;
     if (!node.boxes) {
-      const rest = { name: '', size: 0, children: node.children.slice(MOST_BOXES - 1), parent: node };
-      for (const child of rest.children) rest.size += child.size;
-      rest.name = `${count(rest.children.length)} smaller ones`;
-      node.boxes = [...node.children.slice(0, MOST_BOXES - 1), rest];
+      const alone = MOST_BOXES / 2;
+      const rest = node.children.slice(alone);
+      const share = Math.ceil(rest.length / Math.min(MOST_BOXES - alone, Math.ceil(rest.length / alone)));
+      node.boxes = node.children.slice(0, alone);
+      for (let i = 0; i < rest.length; i += share) node.boxes.push(newGroup(node, rest.slice(i, i + share)));
     }
     return node.boxes;
+  };
+  const newGroup = (parent, children) => {
+    const most = children[0].size, least = children[children.length - 1].size;
+    const range = most === least ? bytes(most) : `${count(least)} to ${bytes(most)}`;
+    const size = children.reduce((sum, child) => sum + child.size, 0);
+    return { name: `${count(children.length)} of ${range}`, size, children, parent };
   };
   const symbolsIn = (root) => {
     const found = [];
