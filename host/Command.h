@@ -54,8 +54,10 @@ private:
 };
 
 struct ListedCommand {
-    std::string group; ///< the title that it stands under
+    std::string group; ///< the title that it stands under; empty for one that isn't for people
     std::unique_ptr<Command> command;
+
+    bool IsHidden() const { return group.empty(); }
 };
 
 /// All commands, in the order in which help lists them: a row of Commands.def each.

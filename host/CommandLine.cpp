@@ -264,7 +264,9 @@ private:
     {
         Suggestions suggestions(name);
         for (const ListedCommand& listed : m_commands) {
-            suggestions.Offer(listed.command->Describe().name);
+            if (!listed.IsHidden()) {
+                suggestions.Offer(listed.command->Describe().name);
+            }
         }
         return "There is no command '" + name + "'" + suggestions.Question();
     }
@@ -299,6 +301,12 @@ std::optional<int> ParseCommandLine(const std::vector<std::string>& words, LineS
                                     Output& output)
 {
     return Parser(source, invocation.options, output).Parse(words, invocation.command);
+}
+
+void DeclareCommonOptions(Options& options, CommonOptions& common, LineSource source)
+{
+    DeclareCommon(options, common, source);
+    DeclareInquiries(options, source);
 }
 
 std::vector<ListedCommand> CommandsFor(LineSource source)

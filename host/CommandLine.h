@@ -28,5 +28,8 @@ enum class LineSource {
 std::optional<int> ParseCommandLine(const std::vector<std::string>& words, LineSource source, Invocation& invocation,
                                     Output& output);
 
+/// The options of every command, for what reads declarations.
+void DeclareCommonOptions(Options& options, CommonOptions& common, LineSource source);
+
 /// The commands that lines of that source can name.
 std::vector<ListedCommand> CommandsFor(LineSource source);

@@ -143,6 +143,12 @@ Completer::Result Completer::Complete(std::string_view line)
     return {last, WithPrefix(command == "elfsect" ? m_sections : m_symbols, word), false};
 }
 
+std::vector<std::string> Completer::SymbolsFrom(std::string_view start)
+{
+    ReadNames();
+    return WithPrefix(m_symbols, start);
+}
+
 void Completer::ReadNames()
 {
     if (m_read) {

@@ -28,6 +28,9 @@ public:
     /// elsewhere nothing.
     Result Complete(std::string_view line);
 
+    /// The symbols that begin with a text, in ascending order.
+    std::vector<std::string> SymbolsFrom(std::string_view start);
+
 private:
     void ReadNames();
 

@@ -71,6 +71,9 @@ std::string CommandList(const std::vector<ListedCommand>& commands)
     std::string text;
     std::string group;
     for (const ListedCommand& listed : commands) {
+        if (listed.IsHidden()) {
+            continue;
+        }
         if (listed.group != group) {
             group = listed.group;
             text += '\n' + group + ":\n";

@@ -10,7 +10,10 @@ namespace {
 
 class RateCommand : public Command {
 public:
-    Text Describe() const override { return {"rate", "How much of each file can be served", {}}; }
+    Text Describe() const override
+    {
+        return {"rate", "How much of each file can be served", {"rate app.axf library.axf", "rate --json app.axf"}};
+    }
     void Declare(Options& options) override
     {
         options.Words("FILE", m_paths, Options::Required, "Symbol files", Options::Offer::Files);
@@ -28,7 +31,7 @@ private:
 
 class SectionsCommand : public FileCommand {
 public:
-    Text Describe() const override { return {"sections", "The engine's sections", {}}; }
+    Text Describe() const override { return {"sections", "The engine's sections", {"sections app.axf"}}; }
 
 protected:
     Opening HowToOpen() const override
@@ -40,7 +43,7 @@ protected:
 
 class UnitsCommand : public FileCommand {
 public:
-    Text Describe() const override { return {"units", "The compile units", {}}; }
+    Text Describe() const override { return {"units", "The compile units", {"units app.axf", "units app.axf --json"}}; }
 
 protected:
     int Ask(Loader& file, Host& host) override { return ListUnits(file, host.GetAnswer()); }
@@ -54,7 +57,12 @@ void DeclareUnit(Options& options, std::string& unit)
 
 class FunctionsCommand : public FileCommand {
 public:
-    Text Describe() const override { return {"functions", "The functions of one unit, or of all", {}}; }
+    Text Describe() const override
+    {
+        return {"functions",
+                "The functions of one unit, or of all",
+                {"functions app.axf", "functions app.axf --unit main.c"}};
+    }
 
 protected:
     void DeclareMore(Options& options) override { DeclareUnit(options, m_unit); }
@@ -67,7 +75,12 @@ private:
 
 class LinesCommand : public FileCommand {
 public:
-    Text Describe() const override { return {"lines", "The line table of one unit, or of all", {}}; }
+    Text Describe() const override
+    {
+        return {"lines",
+                "The line table of one unit, or of all",
+                {"lines app.axf --unit main.c", "lines app.axf --line main.c:42"}};
+    }
 
 protected:
     void DeclareMore(Options& options) override

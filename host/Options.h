@@ -20,7 +20,12 @@ public:
     enum Need { Required, Optional };
 
     /// What a shell can offer for a value.
-    enum class Offer { Nothing, Files, Folders };
+    enum class Offer {
+        Nothing,
+        Files,
+        Folders,
+        Names, ///< of symbols of the command's file
+    };
 
     /// Takes one value. @return why it can't; empty if it has.
     using Take = std::function<std::string(const std::string&)>;
@@ -64,6 +69,8 @@ public:
 
     /// Makes the last item required.
     void Require() { m_items.back().required = true; }
+    /// Says what a shell can offer for the last item.
+    void Offering(Offer offer) { m_items.back().offer = offer; }
 
     const std::vector<Item>& Items() const { return m_items; }
 

@@ -19,12 +19,18 @@ void DeclareRegex(Options& options, bool& regex)
 
 class ScopesCommand : public FileCommand {
 public:
-    Text Describe() const override { return {"scopes", "Blocks, parameters and locals of a function", {}}; }
+    Text Describe() const override
+    {
+        return {"scopes",
+                "Blocks, parameters and locals of a function",
+                {"scopes app.axf main", "scopes app.axf --at 0x8480 --json"}};
+    }
 
 protected:
     void DeclareMore(Options& options) override
     {
         options.Word("FUNCTION", m_function, Options::Optional, "Name, glob, id or address; needed without --at");
+        options.Offering(Options::Offer::Names);
         DeclareRegex(options, m_regex);
         options.Value("--at", "ADDRESS", "What is in scope at this address, and where it is then",
                       [this](const std::string& text) {
@@ -55,7 +61,10 @@ private:
 
 class TypesCommand : public FileCommand {
 public:
-    Text Describe() const override { return {"types", "Types with their members, offsets and sizes", {}}; }
+    Text Describe() const override
+    {
+        return {"types", "Types with their members, offsets and sizes", {"types app.axf", "types app.axf config_t"}};
+    }
 
 protected:
     void DeclareMore(Options& options) override
@@ -83,6 +92,7 @@ protected:
     {
         options.Words("NAME", m_options.names, Options::Optional,
                       "Names, whole or their last part, or globs; without any, read from standard input");
+        options.Offering(Options::Offer::Names);
         options.Flag("--regex", m_options.regex, "Each NAME is a regular expression");
     }
     Opening HowToOpen() const override { return {.hint = true}; }
@@ -94,7 +104,12 @@ private:
 
 class AtCommand : public FileCommand {
 public:
-    Text Describe() const override { return {"at", "Function, kind of code, file and line at an address", {}}; }
+    Text Describe() const override
+    {
+        return {"at",
+                "Function, kind of code, file and line at an address",
+                {"at app.axf 0x8480 0x85f6", "at app.axf --json < addresses.txt"}};
+    }
 
 protected:
     void DeclareMore(Options& options) override
@@ -105,6 +120,7 @@ protected:
                           m_addresses.push_back(address.value_or(0));
                           return address ? "" : "'" + text + "' is no address";
                       });
+        options.Offering(Options::Offer::Names);
     }
     int Ask(Loader& file, Host& host) override { return ResolveAddresses(file, host.GetAnswer(), m_addresses); }
 

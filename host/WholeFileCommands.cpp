@@ -11,7 +11,10 @@ namespace {
 
 class ExportCommand : public FileCommand {
 public:
-    Text Describe() const override { return {"export", "The whole store as JSON Lines", {}}; }
+    Text Describe() const override
+    {
+        return {"export", "The whole store as JSON Lines", {"export app.axf > app.jsonl"}};
+    }
 
 protected:
     Opening HowToOpen() const override { return {.convert = ConvertMode::Never, .evenWithout = true}; }
@@ -20,7 +23,13 @@ protected:
 
 class ConsoleCommand : public FileCommand {
 public:
-    Text Describe() const override { return {"console", "The plug-in's console", {}}; }
+    Text Describe() const override
+    {
+        return {
+            "console",
+            "The plug-in's console",
+            {"console app.axf", "console app.axf -c 'die 0x26' -c 'line 0 > lines.txt'", "console app.axf --load all"}};
+    }
     bool TakesOpenFile() const override { return false; }
 
 protected:
@@ -52,7 +61,10 @@ private:
 
 class ConvertCommand : public Command {
 public:
-    Text Describe() const override { return {"convert", "Writes FILE with its symbols as plain DWARF 2.0", {}}; }
+    Text Describe() const override
+    {
+        return {"convert", "Writes FILE with its symbols as plain DWARF 2.0", {"convert app.axf -o app-dwarf2.axf"}};
+    }
     void Declare(Options& options) override
     {
         options.Word("FILE", m_file, Options::Required, "Symbol file", Options::Offer::Files);

@@ -1,4 +1,6 @@
 // host/main.cpp: whatever goes wrong, one line tells it, and an exit status.
+#include "host/Command.h"
+#include "host/LineRunner.h"
 #include "tests/host/HostTesting.h"
 #include "tests/support/ElfWriter.h"
 
@@ -89,6 +91,33 @@ TEST(Main, HelpAndVersionAreAnsweredAheadOfAllElse)
     EXPECT_EQ(RunHost({"-h", "at", "none", "--bogus"}).out, help);
     EXPECT_NE(RunHost({"console", Sample("station.axf"), "-c", "--help"}).out.find("help"), 0u) << "a value";
     EXPECT_EQ(RunHost({"units", "--version"}).out.rfind("symhost ", 0), 0u);
+}
+
+/// Words of a command line of bash, without its redirection.
+std::vector<std::string> ShellWords(const std::string& line)
+{
+    return SplitConsoleLine(line.substr(0, line.find(" < "))).words;
+}
+
+TEST(Main, ExamplesOfTheHelpAreLinesThatItTakes)
+{
+    const TempFile out("");
+    for (const ListedCommand& listed : MakeCommands()) {
+        const Command::Text text = listed.command->Describe();
+        EXPECT_EQ(text.examples.empty(), listed.IsHidden()) << text.name;
+        const std::string help = RunHost({"help", text.name}).out;
+        for (const std::string& example : text.examples) {
+            EXPECT_NE(help.find("\n  symhost " + example + "\n"), std::string::npos) << help;
+            std::vector<std::string> words = ShellWords(example);
+            EXPECT_EQ(words.front(), text.name);
+            for (std::string& word : words) {
+                word = word == "app-dwarf2.axf" || word.ends_with(".html") ? out.Path()
+                       : word.ends_with(".axf") || word.ends_with(".elf")  ? Sample("station.axf")
+                                                                           : word;
+            }
+            EXPECT_NE(RunHost(words).status, 2) << example;
+        }
+    }
 }
 
 TEST(Main, TheConsoleLoadsAsDeepAsItIsTold)
