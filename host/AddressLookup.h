@@ -39,12 +39,14 @@ public:
     /// loaded. Null if there is none.
     const DbgSymFuncScope* FindFunction(const DbgAddress& address);
 
+    /// False for a row that the next one doesn't advance from.
+    static bool HasCode(const DbgSymLineTable& table, u32 row);
+
 private:
     std::optional<Place> FindInUnit(u32 unit, const DbgAddress& address);
     bool LoadNextGroup();
     void AddRuns(u32 unit);
     ExtentIndex& RowsOf(u32 unit);
-    static bool HasCode(const DbgSymLineTable& table, u32 row);
     bool IsStray(u32 unit, const DbgSymLineTable& table, u32 row) const;
     ExtentIndex& FunctionsOf(u32 unitId);
 

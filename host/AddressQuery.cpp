@@ -1,175 +1,142 @@
-// What stands at an address: function, kind of code, source file and line. One line an address.
-#include "host/AddressLookup.h"
+// What stands at an address: function or variable, kind of code, source file and line.
+#include "host/AddressAnswer.h"
+#include "host/AddressFacts.h"
+#include "host/AddressInput.h"
 #include "host/Json.h"
 #include "host/Loader.h"
 #include "host/Output.h"
 #include "host/Queries.h"
 #include "host/Text.h"
-#include "interfaces/DbgSymSrcFile.h"
-#include "interfaces/DbgSymbolicInterface.h"
+#include "interfaces/VFKElfFile.h"
 
-#include <optional>
 #include <string>
 #include <unistd.h>
 
 namespace {
 
-struct Function {
-    std::string name;
-    DbgAddrRange range;
-};
-
-struct Code {
-    u32 type = 0;
-    u32 run = 0; ///< bytes up to the next kind of content
-};
-
-const char* CodeName(u32 type)
-{
-    switch (type) {
-    case DbgSymbolicInterface::kCodeArm:
-        return "ARM";
-    case DbgSymbolicInterface::kCodeThumb:
-        return "THMB";
-    case DbgSymbolicInterface::kCodeData:
-        return "DATA";
-    default:
-        return nullptr;
-    }
-}
-
 class AddressResolver {
 public:
-    AddressResolver(Loader& file, Answer answer)
+    AddressResolver(Loader& file, Answer answer, const AtOptions& options)
         : m_file(file)
         , m_answer(answer)
-        , m_map(file)
+        , m_inlines(options.inlines || answer.json)
+        , m_elf(file.Store().GetPath())
+        , m_names(file, m_elf)
+        , m_finder(file, m_elf, m_names, answer.demangle)
+        , m_input(file, m_names, m_finder)
     {
     }
 
-    /// @return false if nothing is known of the address.
-    bool Resolve(u32 address)
+    /// @return false if something that was asked for isn't there, which has been told.
+    bool Resolve(const std::string& text) { return AnswerTo(text, m_input.Read(text)); }
+
+    /// A line of any text: one that is an address is answered like an argument, of another each number that lies in
+    /// the program.
+    bool ResolveLine(const std::string& line)
     {
-        const DbgAddress held = m_file.AddressOf(address);
-        const std::optional<Function> function = FindFunction(held);
-        const std::optional<Code> code = FindCode(held);
-        const std::optional<AddressLookup::Place> place = m_map.FindLine(held);
-        if (m_answer.json) {
-            WriteJson(address, function, code, place);
-        } else {
-            WriteText(address, function, code, place);
+        const std::size_t first = line.find_first_not_of(" \t");
+        if (first == std::string::npos) {
+            return true;
         }
-        if (!function && !code && !place) {
-            std::string text = "Nothing is known of the address ";
-            AppendHex8(text, address);
-            Complain(m_file.ShownPath(), text);
-            return false;
+        const std::string text = line.substr(first, line.find_last_not_of(" \t") - first + 1);
+        if (text.find_first_of(" \t") == std::string::npos) {
+            const AskedPlaces asked = m_input.Read(text);
+            if (asked.failure.empty()) {
+                return AnswerTo(text, asked);
+            }
+        }
+        for (const ScannedNumber& number : ScanNumbers(line)) {
+            for (const Spot& spot : InProgram(number.value)) {
+                Write(line.substr(number.begin, number.end - number.begin), m_finder.Find(spot, m_inlines));
+            }
         }
         return true;
     }
 
-private:
-    /// From the symbol table, else from the debug information: a stripped file can have that alone.
-    std::optional<Function> FindFunction(const DbgAddress& address)
+    /// The line, with the answers behind its numbers.
+    void Annotate(const std::string& line)
     {
-        const DbgSymContext context = m_file.Context();
-        Function found;
-        if (m_file.Plugin().FindElfSymbolByAddress(&context, nullptr, &address, &found.name, &found.range)) {
-            return found;
-        }
-        if (const DbgSymFuncScope* scope = m_map.FindFunction(address)) {
-            return Function{std::string(scope->name), scope->range};
-        }
-        return std::nullopt;
-    }
-
-    std::optional<Code> FindCode(const DbgAddress& address) const
-    {
-        const DbgSymContext context = m_file.Context();
-        Code code;
-        if (m_file.Plugin().GetCodeType(&context, &address, &code.type, &code.run, nullptr)) {
-            return code;
-        }
-        return std::nullopt;
-    }
-
-    void WriteJson(u32 address, const std::optional<Function>& function, const std::optional<Code>& code,
-                   const std::optional<AddressLookup::Place>& place)
-    {
-        m_json.Begin().Number("address", address);
-        if (function) {
-            m_json.Text("function", function->name)
-                .Number("function_address", function->range.value)
-                .Number("function_size", function->range.size);
-        } else {
-            m_json.Null("function").Null("function_address").Null("function_size");
-        }
-        if (code) {
-            m_json.TextOrNull("code", CodeName(code->type)).Number("run", code->run);
-        } else {
-            m_json.Null("code").Null("run");
-        }
-        if (place) {
-            m_json.Text("file", *place->path).Number("line", place->entry->line);
-        } else {
-            m_json.Null("file").Null("line");
-        }
-        m_answer.output.Write(m_json.End());
-    }
-
-    void WriteText(u32 address, const std::optional<Function>& function, const std::optional<Code>& code,
-                   const std::optional<AddressLookup::Place>& place)
-    {
-        std::string line;
-        AppendHex8(line, address);
-        line += "  ";
-        const std::size_t column = line.size();
-        if (function) {
-            AppendPrintable(line, function->name);
-            // A Thumb function's symbol has the lowest bit set; the code starts below it.
-            const u32 value = function->range.value;
-            const u32 start = code && code->type == DbgSymbolicInterface::kCodeThumb ? value & ~1u : value;
-            if (address > start) {
-                line += '+';
-                AppendDecimal(line, address - start);
+        std::string text;
+        std::size_t written = 0;
+        for (const ScannedNumber& number : ScanNumbers(line)) {
+            AppendPrintable(text, line.substr(written, number.end - written), "\t");
+            written = number.end;
+            for (const Spot& spot : InProgram(number.value)) {
+                text += ' ' + AddressNote(m_finder.Find(spot, m_inlines), m_names.Symbols());
             }
-        } else {
-            line += "??";
         }
-        PadTo(line, column + 32);
-        const char* name = code ? CodeName(code->type) : nullptr;
-        line += name == nullptr ? "??" : name;
-        PadTo(line, column + 38);
-        if (place) {
-            AppendShort(line, *place->path);
-            line += ':';
-            AppendDecimal(line, place->entry->line);
-        } else {
-            line += "??";
+        AppendPrintable(text, line.substr(written), "\t");
+        m_answer.output.Write(text + '\n');
+    }
+
+private:
+    bool AnswerTo(const std::string& query, const AskedPlaces& asked)
+    {
+        if (!asked.failure.empty()) {
+            Complain(m_file.ShownPath(), asked.failure);
+            return false;
         }
-        m_answer.output.Write(line + '\n');
+        bool all = true;
+        std::string last;
+        for (const Spot& spot : asked.spots) {
+            const AddressFacts facts = m_finder.Find(spot, m_inlines);
+            // Of a range, only where something else begins.
+            const std::string content = asked.isRange ? AddressContent(facts) : std::string();
+            if (!content.empty() && content == last) {
+                continue;
+            }
+            last = content;
+            Write(query, facts);
+            if (!facts.IsKnown()) {
+                Tell(facts, asked.hint);
+                all = false;
+            }
+        }
+        return all;
+    }
+
+    std::vector<Spot> InProgram(u32 address) const
+    {
+        std::vector<Spot> spots = m_finder.SpotsAt(address);
+        std::erase_if(spots, [](const Spot& spot) { return spot.section == SymbolTable::kAnySection; });
+        return spots;
+    }
+
+    void Write(const std::string& query, const AddressFacts& facts)
+    {
+        if (m_answer.json) {
+            m_answer.output.Write(AddressObject(m_json, query, facts, m_names.Symbols()));
+        } else {
+            m_answer.output.Write(AddressRow(facts, m_names.Symbols()));
+        }
+    }
+
+    void Tell(const AddressFacts& facts, const std::string& hint) const
+    {
+        std::string text = "Nothing is known of the address ";
+        AppendHex8(text, facts.spot.address);
+        Complain(m_file.ShownPath(), hint.empty() ? text : text + ": " + hint);
     }
 
     Loader& m_file;
     Answer m_answer;
-    AddressLookup m_map;
+    bool m_inlines;
+    const VFKElfFile m_elf;
+    NameLookup m_names;
+    AddressFinder m_finder;
+    AddressInput m_input;
     JsonLine m_json;
 };
 
-/// Addresses one a line; empty lines are passed over.
-bool ResolveInput(AddressResolver& resolver, Output& output, const std::string& path)
+bool ResolveInput(AddressResolver& resolver, Output& output, bool annotate)
 {
     bool all = true;
     LineReader lines(STDIN_FILENO);
     for (std::string line; lines.Next(line) && output.Error() == 0;) {
-        const std::size_t first = line.find_first_not_of(" \t");
-        if (first != std::string::npos) {
-            const std::string text = line.substr(first, line.find_last_not_of(" \t") - first + 1);
-            const std::optional<u32> address = ParseNumber(text);
-            if (!address) {
-                Complain(path, "'" + text + "' is no address");
-            }
-            all = address && resolver.Resolve(*address) && all;
+        if (annotate) {
+            resolver.Annotate(line);
+        } else {
+            all = resolver.ResolveLine(line) && all;
         }
         if (!lines.Buffered()) {
             output.Flush();
@@ -180,16 +147,16 @@ bool ResolveInput(AddressResolver& resolver, Output& output, const std::string& 
 
 } // namespace
 
-int ResolveAddresses(Loader& file, Answer answer, const std::vector<u32>& addresses)
+int ResolveAddresses(Loader& file, Answer answer, const AtOptions& options)
 {
     file.LoadIndex();
-    AddressResolver resolver(file, answer);
+    AddressResolver resolver(file, answer, options);
     bool all = true;
-    for (const u32 address : addresses) {
+    for (const std::string& address : options.addresses) {
         all = resolver.Resolve(address) && all;
     }
-    if (addresses.empty()) {
-        all = ResolveInput(resolver, answer.output, file.ShownPath());
+    if (options.addresses.empty()) {
+        all = ResolveInput(resolver, answer.output, options.annotate && !answer.json);
     }
     return all ? 0 : 1;
 }

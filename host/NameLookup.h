@@ -42,6 +42,9 @@ public:
     /// The defined symbols that the pattern fits best; loads nothing.
     std::vector<const ElfSymbol*> FindSymbols(const NamePattern& pattern);
 
+    /// All units with all scopes.
+    void LoadEverything();
+
     SymbolTable& Symbols() { return m_symbols; }
     /// The C++ name of a symbol; empty if it is none.
     std::string_view Demangled(const ElfSymbol& symbol);
@@ -69,7 +72,6 @@ private:
     std::string_view NameOf(const Entry& entry) const;
     void Load(const NamePattern& pattern, const std::vector<u32>& symbols);
     void LoadUnit(u32 unitId);
-    void LoadEverything();
     std::vector<u32> MatchSymbols(const NamePattern& pattern);
     Offered Offer(const NamePattern& pattern, const Entry& entry, NameMatch own) const;
     std::vector<Offered> Fitting(const NamePattern& pattern, const std::vector<Entry>& candidates);

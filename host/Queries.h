@@ -59,5 +59,10 @@ int FindNames(Loader& file, Answer answer, const FindOptions& options);
 
 // AddressQuery.cpp
 
-/// @param addresses without any, one a line from standard input.
-int ResolveAddresses(Loader& file, Answer answer, const std::vector<u32>& addresses);
+struct AtOptions {
+    std::vector<std::string> addresses; ///< as AddressInput takes them; without any, any text from standard input
+    bool inlines = false;               ///< tell the chain of inlined functions; JSON has it always
+    bool annotate = false;              ///< echo the text with the answers in it
+};
+
+int ResolveAddresses(Loader& file, Answer answer, const AtOptions& options);

@@ -4,9 +4,6 @@
 #include "host/Options.h"
 #include "host/Output.h"
 #include "host/Queries.h"
-#include "host/Text.h"
-
-#include <optional>
 
 namespace {
 
@@ -108,24 +105,24 @@ public:
     {
         return {"at",
                 "Function, kind of code, file and line at an address",
-                {"at app.axf 0x8480 0x85f6", "at app.axf --json < addresses.txt"}};
+                {"at app.axf 0x8480 main+0x10 uart.c:81", "at app.axf -i 0x8480-0x84c0",
+                 "at app.axf --annotate < crash.log"}};
     }
 
 protected:
     void DeclareMore(Options& options) override
     {
-        options.Words("ADDRESS", Options::Optional, "Addresses; without any, read from standard input",
-                      [this](const std::string& text) {
-                          const std::optional<u32> address = ParseNumber(text);
-                          m_addresses.push_back(address.value_or(0));
-                          return address ? "" : "'" + text + "' is no address";
-                      });
+        options.Words("ADDRESS", m_options.addresses, Options::Optional,
+                      "Numbers, SYMBOL, SYMBOL+0x10, FILE:LINE, or ranges A-B;\n"
+                      "without any, those in the text from standard input");
         options.Offering(Options::Offer::Names);
+        options.Flag("-i", m_options.inlines, "Tell the chain of inlined functions");
+        options.Flag("--annotate", m_options.annotate, "Echo the text with the answers behind its numbers");
     }
-    int Ask(Loader& file, Host& host) override { return ResolveAddresses(file, host.GetAnswer(), m_addresses); }
+    int Ask(Loader& file, Host& host) override { return ResolveAddresses(file, host.GetAnswer(), m_options); }
 
 private:
-    std::vector<u32> m_addresses;
+    AtOptions m_options;
 };
 
 } // namespace

@@ -32,6 +32,12 @@ auto Rank(const ElfSymbol& symbol)
     return std::tuple(symbol.size != 0, thing, binding);
 }
 
+/// True for what a running program has at its address. Thread-local data without bytes only takes up numbers.
+bool IsInMemory(const Elf32_Shdr& section)
+{
+    return (section.sh_flags & kShfAlloc) != 0 && !(section.sh_type == kShtNobits && (section.sh_flags & kShfTls) != 0);
+}
+
 } // namespace
 
 bool ElfSymbol::HasPlace() const
@@ -123,9 +129,7 @@ std::vector<u16> SymbolTable::SectionsAt(u32 address) const
 {
     std::vector<u16> found;
     for (u16 index = 1; const Elf32_Shdr* section = m_elf.GetSectionHeader(index); ++index) {
-        const bool loaded = (section->sh_flags & kShfAlloc) != 0;
-        const bool noPlace = section->sh_type == kShtNobits && (section->sh_flags & kShfTls) != 0;
-        if (loaded && !noPlace && address >= section->sh_addr && address - section->sh_addr < section->sh_size) {
+        if (IsInMemory(*section) && address >= section->sh_addr && address - section->sh_addr < section->sh_size) {
             found.push_back(index);
         }
         if (index + 1 == kShnLoReserve) {
@@ -133,6 +137,17 @@ std::vector<u16> SymbolTable::SectionsAt(u32 address) const
         }
     }
     return found;
+}
+
+std::vector<u32> SymbolTable::SectionStarts() const
+{
+    std::vector<u32> starts;
+    for (u32 index = 1; const Elf32_Shdr* section = m_elf.GetSectionHeader(index); ++index) {
+        if (IsInMemory(*section)) {
+            starts.push_back(section->sh_addr);
+        }
+    }
+    return starts;
 }
 
 std::string_view SymbolTable::SectionName(u16 section) const
@@ -146,6 +161,15 @@ bool SymbolTable::IsCode(u16 section) const
 {
     const Elf32_Shdr* header = m_elf.GetSectionHeader(section);
     return header != nullptr && (header->sh_flags & kShfExecInstr) != 0;
+}
+
+u32 SymbolTable::CodeSections() const
+{
+    u32 count = 0;
+    for (u32 index = 1; const Elf32_Shdr* section = m_elf.GetSectionHeader(index); ++index) {
+        count += (section->sh_flags & kShfExecInstr) != 0 && section->sh_size != 0 ? 1 : 0;
+    }
+    return count;
 }
 
 u32 SymbolTable::SectionAddress(u16 section) const

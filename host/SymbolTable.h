@@ -51,9 +51,13 @@ public:
     /// Indices of the sections that hold an address in the running program: one, unless the file is an object file,
     /// whose sections all begin at 0.
     std::vector<u16> SectionsAt(u32 address) const;
+    /// Where the sections begin that SectionsAt knows.
+    std::vector<u32> SectionStarts() const;
     /// Name of a section, "" for a reserved index.
     std::string_view SectionName(u16 section) const;
     bool IsCode(u16 section) const;
+    /// The number of sections that hold code.
+    u32 CodeSections() const;
     u32 SectionAddress(u16 section) const;
 
 private:

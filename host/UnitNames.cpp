@@ -8,10 +8,35 @@
 #include "host/Text.h"
 #include "interfaces/DbgSymSrcFile.h"
 
+#include <algorithm>
 #include <optional>
 #include <string_view>
 
 namespace {
+
+bool IsSeparator(char character)
+{
+    return character == '/' || character == '\\';
+}
+
+bool IsEndOf(std::string_view path, std::string_view text)
+{
+    if (text.empty() || text.size() > path.size()) {
+        return false;
+    }
+    const std::size_t begin = path.size() - text.size();
+    const bool same = std::equal(text.begin(), text.end(), path.substr(begin).begin(), [](char one, char other) {
+        return one == other || (IsSeparator(one) && IsSeparator(other));
+    });
+    return same && (begin == 0 || IsSeparator(path[begin - 1]));
+}
+
+std::string_view StemOf(std::string_view path)
+{
+    const std::size_t name = path.find_last_of("/\\") + 1; // 0 if there is none
+    const std::size_t dot = path.rfind('.');
+    return dot == std::string_view::npos || dot < name ? path : path.substr(0, dot);
+}
 
 /// How a unit fits, the worst first.
 enum class UnitMatch { None, Glob, Stem, End, Whole };
@@ -31,24 +56,17 @@ public:
         if (m_text.empty() || (m_id && *m_id == id) || path == m_text) {
             return UnitMatch::Whole;
         }
-        if (EndsInPath(path, m_text)) {
+        if (IsEndOf(path, m_text)) {
             return UnitMatch::End;
         }
         const std::string_view stem = StemOf(path);
-        if (stem == m_text || EndsInPath(stem, m_text)) {
+        if (IsEndOf(stem, m_text)) {
             return UnitMatch::Stem;
         }
         return m_glob.IsWide() && (FitsGlob(path) || FitsGlob(stem)) ? UnitMatch::Glob : UnitMatch::None;
     }
 
 private:
-    static std::string_view StemOf(std::string_view path)
-    {
-        const std::size_t name = path.find_last_of("/\\") + 1; // 0 if there is none
-        const std::size_t dot = path.rfind('.');
-        return dot == std::string_view::npos || dot < name ? path : path.substr(0, dot);
-    }
-
     bool FitsGlob(std::string_view path) const { return m_glob.FitsAll(path) || m_endGlob.FitsAll(path); }
 
     std::string m_text;
@@ -69,6 +87,11 @@ std::string NearUnits(const Loader& file, const std::string& unit)
 }
 
 } // namespace
+
+bool FitsPath(std::string_view path, std::string_view text)
+{
+    return IsEndOf(path, text) || IsEndOf(StemOf(path), text);
+}
 
 std::vector<u32> SelectUnits(Loader& file, const std::string& unit)
 {

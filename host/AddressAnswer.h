@@ -1,0 +1,24 @@
+// An answer about an address as it is printed: a row, an object, or a word behind a number.
+#pragma once
+
+#include "host/AddressFacts.h"
+#include "host/Json.h"
+
+#include <string>
+
+/// "station_main+16", "g_config.mode", "(.text+48)", "(no section)".
+std::string PlaceName(const AddressFacts& facts, const SymbolTable& symbols);
+
+/// One row of the table, and with inlined functions one more.
+std::string AddressRow(const AddressFacts& facts, const SymbolTable& symbols);
+
+/// What makes a row another than the one above it, when the rows of a range are listed.
+std::string AddressContent(const AddressFacts& facts);
+
+/// What stands behind a number in an annotated text: "<station_main+16 station.c:81>".
+std::string AddressNote(const AddressFacts& facts, const SymbolTable& symbols);
+
+/// The keys of the module's answer, then those of what is known besides.
+/// @param query what was typed.
+const std::string& AddressObject(JsonLine& json, const std::string& query, const AddressFacts& facts,
+                                 const SymbolTable& symbols);

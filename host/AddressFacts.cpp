@@ -1,0 +1,230 @@
+// Facts about addresses. What belongs to one symbol, unit or function is loaded when it is first asked for.
+#include "host/AddressFacts.h"
+
+#include "host/Loader.h"
+#include "interfaces/DbgSymSrcFile.h"
+#include "interfaces/DbgSymbolicInterface.h"
+#include "interfaces/VFKElfFile.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+bool Holds(const DbgAddrRange& range, const DbgAddress& address)
+{
+    return range.section == address.section && address.value >= range.value && address.value - range.value < range.size;
+}
+
+} // namespace
+
+AddressFinder::AddressFinder(Loader& file, const VFKElfFile& elf, NameLookup& names, bool demangle)
+    : m_file(file)
+    , m_names(names)
+    , m_symbols(names.Symbols())
+    , m_types(file.Store(), elf.m_byteOrder == kElfDataMsb)
+    , m_lines(file)
+    , m_demangle(demangle)
+    , m_ambiguous(m_symbols.IsRelocatable() && m_symbols.CodeSections() > 1)
+{
+}
+
+std::vector<Spot> AddressFinder::SpotsAt(u32 address) const
+{
+    std::vector<Spot> spots;
+    for (const u16 section : m_symbols.SectionsAt(address)) {
+        spots.push_back({address, section});
+        if (!m_symbols.IsRelocatable()) {
+            break;
+        }
+    }
+    return spots.empty() ? std::vector<Spot>{{address, SymbolTable::kAnySection}} : spots;
+}
+
+AddressFacts AddressFinder::Find(const Spot& spot, bool inlines)
+{
+    AddressFacts facts;
+    facts.spot = spot;
+    AskModule(facts);
+    const std::vector<u16> sections = m_symbols.SectionsAt(spot.address);
+    if (std::find(sections.begin(), sections.end(), spot.section) == sections.end()) {
+        return facts; // a symbol can also stand behind the last byte of its section
+    }
+    facts.section = spot.section;
+    facts.isCode = m_symbols.IsCode(spot.section);
+    FindSymbol(facts);
+    if (facts.isCode) {
+        FindCode(facts, inlines);
+        FindSource(facts);
+    } else {
+        FindData(facts);
+    }
+    return facts;
+}
+
+void AddressFinder::AskModule(AddressFacts& facts)
+{
+    const DbgAddress held = m_file.AddressOf(facts.spot.address);
+    const DbgSymContext context = m_file.Context();
+    AddressFacts::Function function;
+    if (m_file.Plugin().FindElfSymbolByAddress(&context, nullptr, &held, &function.name, &function.range)) {
+        facts.function = std::move(function);
+    } else if (const DbgSymFuncScope* scope = m_lines.FindFunction(held)) {
+        // A stripped file can have that alone.
+        facts.function = AddressFacts::Function{std::string(scope->name), scope->range};
+    }
+    AddressFacts::Code code;
+    if (m_file.Plugin().GetCodeType(&context, &held, &code.type, &code.run, nullptr)) {
+        facts.code = code;
+    }
+    facts.place = m_lines.FindLine(held);
+}
+
+void AddressFinder::FindSymbol(AddressFacts& facts)
+{
+    const u32 address = facts.spot.address;
+    facts.symbol = m_symbols.FindAt(address, facts.spot.section);
+    if (facts.symbol != nullptr) {
+        const std::string_view demangled = m_names.Demangled(*facts.symbol);
+        facts.name = m_demangle && !demangled.empty() ? demangled : facts.symbol->name;
+        facts.offset = address - facts.symbol->address;
+    }
+}
+
+void AddressFinder::FindCode(AddressFacts& facts, bool inlines)
+{
+    if (m_ambiguous) {
+        // Mapping symbols of all sections have the same addresses.
+        facts.isThumb = facts.symbol != nullptr && facts.symbol->value != facts.symbol->address;
+        facts.isArm = facts.symbol != nullptr && facts.symbol->IsFunction() && !facts.isThumb;
+    } else if (facts.code) {
+        facts.isThumb = facts.code->type == DbgSymbolicInterface::kCodeThumb;
+        facts.isArm = facts.code->type == DbgSymbolicInterface::kCodeArm;
+    }
+    if (facts.isThumb) {
+        facts.offset &= ~1u; // the lowest bit of a return address says Thumb
+    }
+    if (m_ambiguous || (facts.symbol != nullptr && !inlines)) {
+        return;
+    }
+    const DbgAddress held = m_file.AddressOf(facts.spot.address);
+    const DbgSymFuncScope* function = m_lines.FindFunction(held);
+    if (function == nullptr) {
+        return;
+    }
+    if (facts.symbol == nullptr) {
+        facts.name = function->name;
+        facts.offset = held.value - function->range.value;
+    }
+    if (inlines) {
+        facts.inlined = InlinedAt(*function, held);
+    }
+}
+
+std::vector<std::string> AddressFinder::InlinedAt(const DbgSymFuncScope& function, const DbgAddress& address)
+{
+    m_file.LoadScopes(function);
+    const DbgSymSymFile& store = m_file.Store();
+    for (; m_blocksSeen < store.SubScopeCount(); ++m_blocksSeen) {
+        const DbgSymSubScope& block = store.SubScopeAt(m_blocksSeen);
+        if (block.name != nullptr) {
+            m_blocks[block.context.funcScope].push_back(static_cast<u32>(m_blocksSeen));
+        }
+    }
+    // An entry stands behind those around it, so the ids of a chain ascend inwards.
+    std::vector<const DbgSymSubScope*> chain;
+    for (const u32 index : m_blocks[function.id]) {
+        const DbgSymSubScope& block = store.SubScopeAt(index);
+        if (Holds(block.range, address)) {
+            chain.push_back(&block);
+        }
+    }
+    std::sort(chain.begin(), chain.end(), [](const auto* one, const auto* other) { return one->id > other->id; });
+    std::vector<std::string> names;
+    for (const DbgSymSubScope* block : chain) {
+        names.emplace_back(block->name);
+    }
+    return names;
+}
+
+/// A line of another function that only reaches so far is none of this address. Line 0 stands for no line, and so do
+/// those that a table counts down to below it.
+void AddressFinder::FindSource(AddressFacts& facts)
+{
+    constexpr u32 kGreatest = 0x7FFFFFFF;
+    if (m_ambiguous || !facts.place || facts.place->entry->line == 0 || facts.place->entry->line > kGreatest) {
+        return;
+    }
+    const u32 begin = facts.place->entry->range.value;
+    const std::vector<u16> sections = m_symbols.SectionsAt(begin);
+    const bool sameSection = std::find(sections.begin(), sections.end(), facts.spot.section) != sections.end();
+    const ElfSymbol* symbol = m_symbols.FindAt(begin, facts.spot.section);
+    const bool ended = symbol != nullptr && symbol != facts.symbol && symbol->size != 0 &&
+                       facts.spot.address >= symbol->address && facts.spot.address - symbol->address >= symbol->size;
+    if (sameSection && !(ended && facts.symbol == nullptr)) {
+        facts.source = facts.place;
+    }
+}
+
+void AddressFinder::FindData(AddressFacts& facts)
+{
+    std::optional<Variable> variable;
+    if (facts.symbol != nullptr) {
+        variable = facts.symbol->size == 0 ? std::nullopt : VariableOf(*facts.symbol);
+    } else if (!m_symbols.IsRelocatable() && !m_symbols.HasSizes(facts.spot.section)) {
+        variable = VariableAt(facts.spot.address);
+    }
+    if (!variable) {
+        return;
+    }
+    facts.isVariable = true;
+    if (facts.symbol == nullptr) {
+        facts.name = variable->name;
+        facts.offset = facts.spot.address - variable->address;
+    }
+    facts.member = FindMember(m_file.Store(), variable->type, facts.offset);
+    facts.type = m_types.NameOf(variable->type);
+}
+
+AddressFinder::Variable AddressFinder::Describe(const DbgVariable& variable, u32 address) const
+{
+    return {std::string(variable.name), address, variable.byteSize,
+            DbgTypeDescription{variable.baseType, variable.qualifiers, variable.udtId}};
+}
+
+std::optional<AddressFinder::Variable> AddressFinder::VariableOf(const ElfSymbol& symbol)
+{
+    const auto [known, added] = m_variables.try_emplace(&symbol);
+    if (!added) {
+        return known->second;
+    }
+    for (const NamedThing& thing : m_names.Find(NamePattern(std::string(symbol.name)))) {
+        const bool same = std::find(thing.symbols.begin(), thing.symbols.end(), &symbol) != thing.symbols.end();
+        if (same && thing.kind == NamedThing::Kind::Variable) {
+            known->second = Describe(m_file.Store().VariableAt(thing.index), symbol.address);
+            break;
+        }
+    }
+    return known->second;
+}
+
+/// Without a symbol table only the debug information has the variables, and tells where they are when all is loaded.
+std::optional<AddressFinder::Variable> AddressFinder::VariableAt(u32 address)
+{
+    if (!m_allVariables) {
+        m_allVariables.emplace();
+        m_names.LoadEverything();
+        for (std::size_t i = 0; i < m_file.Store().VariableCount(); ++i) {
+            const DbgVariable& variable = m_file.Store().VariableAt(i);
+            if (const std::optional<u32> at = FixedAddress(variable)) {
+                m_allVariables->emplace(*at, Describe(variable, *at));
+            }
+        }
+    }
+    const auto above = m_allVariables->upper_bound(address);
+    if (above == m_allVariables->begin()) {
+        return std::nullopt;
+    }
+    const Variable& variable = std::prev(above)->second;
+    return address - variable.address < variable.size ? std::optional(variable) : std::nullopt;
+}

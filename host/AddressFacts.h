@@ -1,0 +1,103 @@
+// What is known of an address: what the module answers, and what the symbols, sections and types of the file add.
+#pragma once
+
+#include "host/AddressLookup.h"
+#include "host/MemberPath.h"
+#include "host/NameLookup.h"
+#include "host/SymbolTable.h"
+#include "host/TypeText.h"
+#include "interfaces/DbgAddress.h"
+#include "interfaces/Types.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+class Loader;
+class VFKElfFile;
+
+/// A place that is asked for: an address, and in an object file, where each section begins at 0, the section.
+struct Spot {
+    u32 address = 0;
+    u16 section = SymbolTable::kAnySection;
+};
+
+struct AddressFacts {
+    /// The function below the address, by the symbol table alone, else of the debug information.
+    struct Function {
+        std::string name;
+        DbgAddrRange range;
+    };
+    struct Code {
+        u32 type = 0;
+        u32 run = 0; ///< bytes up to the next kind of content
+    };
+
+    Spot spot;
+    std::optional<Function> function; ///< these three are the module's answer
+    std::optional<Code> code;
+    std::optional<AddressLookup::Place> place;
+
+    std::optional<u16> section; ///< none: the running program has nothing there
+    bool isCode = false;        ///< what the section holds
+    const ElfSymbol* symbol = nullptr;
+    std::string name; ///< of the symbol, in C++ if that is wanted, or of a function or variable without symbol
+    u32 offset = 0;   ///< from the start of what has the name
+    bool isThumb = false;
+    bool isArm = false;
+    std::vector<std::string> inlined; ///< functions, the innermost first
+    bool isVariable = false;
+    MemberPath member;                          ///< in the variable
+    std::string type;                           ///< of the variable
+    std::optional<AddressLookup::Place> source; ///< the line, unless it is another section's or beyond its function
+
+    /// Whether anything but the module's nearest function is known.
+    bool IsKnown() const { return section.has_value(); }
+};
+
+class AddressFinder {
+public:
+    /// @param elf the same file, whose index is loaded. All must outlive this.
+    AddressFinder(Loader& file, const VFKElfFile& elf, NameLookup& names, bool demangle);
+
+    /// The spots of a number: one, or one for each section of an object file that holds it; one without a section if
+    /// none does.
+    std::vector<Spot> SpotsAt(u32 address) const;
+    /// @param inlines whether the chain of inlined functions is wanted, which loads the function's scopes.
+    AddressFacts Find(const Spot& spot, bool inlines);
+
+    AddressLookup& Lines() { return m_lines; }
+
+private:
+    struct Variable {
+        std::string name;
+        u32 address = 0;
+        u32 size = 0;
+        DbgTypeDescription type;
+    };
+
+    void AskModule(AddressFacts& facts);
+    void FindSymbol(AddressFacts& facts);
+    void FindCode(AddressFacts& facts, bool inlines);
+    void FindData(AddressFacts& facts);
+    void FindSource(AddressFacts& facts);
+    std::vector<std::string> InlinedAt(const DbgSymFuncScope& function, const DbgAddress& address);
+    std::optional<Variable> VariableOf(const ElfSymbol& symbol);
+    std::optional<Variable> VariableAt(u32 address);
+    Variable Describe(const DbgVariable& variable, u32 address) const;
+
+    Loader& m_file;
+    NameLookup& m_names;
+    SymbolTable& m_symbols;
+    TypeText m_types;
+    AddressLookup m_lines;
+    bool m_demangle;
+    bool m_ambiguous;                                   ///< an object file with several sections of code
+    std::unordered_map<u32, std::vector<u32>> m_blocks; ///< named ones by their function
+    std::size_t m_blocksSeen = 0;
+    std::unordered_map<const ElfSymbol*, std::optional<Variable>> m_variables;
+    std::optional<std::map<u32, Variable>> m_allVariables; ///< by address, once they were needed
+};

@@ -1,0 +1,286 @@
+// Reads what was typed in the order in which it is likely to be meant: a source line, a number, a symbol, a sum, a
+// range, bare hexadecimal digits.
+#include "host/AddressInput.h"
+
+#include "host/Loader.h"
+#include "host/Suggestions.h"
+#include "host/UnitNames.h"
+#include "interfaces/DbgSymSrcFile.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstddef>
+
+namespace {
+
+bool IsHexDigit(char character)
+{
+    return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'f') ||
+           (character >= 'A' && character <= 'F');
+}
+
+bool IsDigit(char character)
+{
+    return character >= '0' && character <= '9';
+}
+
+std::optional<u32> ParseHex(std::string_view digits)
+{
+    u32 value = 0;
+    const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
+    const bool all = result.ec == std::errc() && result.ptr == digits.data() + digits.size();
+    return all ? std::optional(value) : std::nullopt;
+}
+
+bool IsWordPart(char character)
+{
+    return IsHexDigit(character) || (character >= 'g' && character <= 'z') || (character >= 'G' && character <= 'Z') ||
+           character == '_' || character == '$';
+}
+
+/// Calls `visit(entry, path)` for each row that has code, of all units.
+template <typename Visit>
+void VisitRows(Loader& file, Visit&& visit)
+{
+    for (u32 unit = 0; unit < file.UnitCount(); ++unit) {
+        DbgSymSrcFile& source = file.Store().FileScopeAt(unit);
+        file.LoadLines(source.GetId());
+        const DbgSymLineTable* table = source.GetLineTableMember();
+        for (u32 row = 0; table != nullptr && row < table->Count(); ++row) {
+            const DbgSymLineEntry& entry = *table->GetLineEntryByIdx(row);
+            if (AddressLookup::HasCode(*table, row) && entry.range.size != 0) {
+                const std::string* path = table->GetEntryPath(entry);
+                visit(entry, path == nullptr ? source.GetPath() : *path);
+            }
+        }
+    }
+}
+
+} // namespace
+
+std::optional<u32> ParseBareHex(std::string_view text)
+{
+    const bool digits = !text.empty() && text.size() <= 8 && std::all_of(text.begin(), text.end(), IsHexDigit);
+    return digits && !ParseNumber(text) ? ParseHex(text) : std::nullopt;
+}
+
+std::vector<ScannedNumber> ScanNumbers(std::string_view text)
+{
+    std::vector<ScannedNumber> found;
+    for (std::size_t begin = 0; begin < text.size();) {
+        if (!IsWordPart(text[begin])) {
+            ++begin;
+            continue;
+        }
+        std::size_t end = begin;
+        while (end < text.size() && IsWordPart(text[end])) {
+            ++end;
+        }
+        std::string_view word = text.substr(begin, end - begin);
+        const bool prefixed = word.size() > 2 && word[0] == '0' && (word[1] == 'x' || word[1] == 'X');
+        word.remove_prefix(prefixed ? 2 : 0);
+        const bool digits = word.size() <= 8 && std::all_of(word.begin(), word.end(), IsHexDigit);
+        const bool mixed = word.size() >= 4 && std::any_of(word.begin(), word.end(), IsDigit) &&
+                           !std::all_of(word.begin(), word.end(), IsDigit);
+        const bool added = begin != 0 && text[begin - 1] == '+';
+        if (digits && !added && (prefixed || mixed || word.size() == 8)) {
+            found.push_back({begin, end, *ParseHex(word)});
+        }
+        begin = end;
+    }
+    return found;
+}
+
+AddressInput::AddressInput(Loader& file, NameLookup& names, AddressFinder& finder)
+    : m_file(file)
+    , m_names(names)
+    , m_finder(finder)
+{
+}
+
+AskedPlaces AddressInput::Read(const std::string& text)
+{
+    AskedPlaces asked;
+    const std::optional<SourceLine> line = ParseSourceLine(text);
+    if (line && !line->path.empty() && line->path.back() != ':') {
+        ReadLine(*line, asked);
+        return asked;
+    }
+    if (std::optional<std::vector<Spot>> spots = ReadPoint(text)) {
+        asked.spots = std::move(*spots);
+        const bool alone = asked.spots.size() == 1 && asked.spots[0].section == SymbolTable::kAnySection;
+        const bool digits = std::all_of(text.begin(), text.end(), IsDigit);
+        const std::optional<u32> hex = alone && digits ? ParseHex(text) : std::nullopt;
+        if (hex && !m_names.Symbols().SectionsAt(*hex).empty()) {
+            asked.hint = text + (text[0] == '0' ? " is octal; 0x" : " is decimal; 0x") + text + '?';
+        }
+    } else if (!ReadRange(text, asked)) {
+        asked.failure = Failure(text);
+    }
+    return asked;
+}
+
+std::optional<std::vector<Spot>> AddressInput::ReadPoint(const std::string& text)
+{
+    if (const std::optional<u32> number = ParseNumber(text)) {
+        return m_finder.SpotsAt(*number);
+    }
+    if (auto spots = ReadSymbol(text)) {
+        return spots;
+    }
+    if (auto spots = ReadSum(text)) {
+        return spots;
+    }
+    const std::optional<u32> hex = ParseBareHex(text);
+    return hex ? std::optional(m_finder.SpotsAt(*hex)) : std::nullopt;
+}
+
+std::optional<std::vector<Spot>> AddressInput::ReadSum(const std::string& text)
+{
+    const std::size_t plus = text.rfind('+');
+    const std::optional<u32> more =
+        plus == std::string::npos ? std::nullopt : ParseNumber(std::string_view(text).substr(plus + 1));
+    if (!more || plus == 0) {
+        return std::nullopt;
+    }
+    std::optional<std::vector<Spot>> spots = ReadPoint(text.substr(0, plus));
+    for (std::size_t i = 0; spots && i < spots->size(); ++i) {
+        Spot& spot = (*spots)[i];
+        spot.address += *more;
+        // Beyond its section it is another's, if it is any's.
+        const std::vector<u16> sections = m_names.Symbols().SectionsAt(spot.address);
+        if (std::find(sections.begin(), sections.end(), spot.section) == sections.end()) {
+            const bool other = !sections.empty() && !m_names.Symbols().IsRelocatable();
+            spot.section = other ? sections[0] : SymbolTable::kAnySection;
+        }
+    }
+    return spots;
+}
+
+std::optional<std::vector<Spot>> AddressInput::ReadSymbol(const std::string& text)
+{
+    const NamePattern pattern(text);
+    std::vector<Spot> spots;
+    const auto add = [&](const Spot& spot) {
+        const bool known = std::any_of(spots.begin(), spots.end(), [&](const Spot& other) {
+            return other.address == spot.address && other.section == spot.section;
+        });
+        if (!known) { // two symbols can stand at one place
+            spots.push_back(spot);
+        }
+    };
+    for (const ElfSymbol* symbol : m_names.FindSymbols(pattern)) {
+        add({symbol->address, symbol->section});
+    }
+    if (!spots.empty() || text.find_first_of("+-:.") == 0) {
+        return spots.empty() ? std::nullopt : std::optional(spots);
+    }
+    if (!m_names.Symbols().All().empty()) {
+        return std::nullopt;
+    }
+    // A stripped file.
+    for (const NamedThing& thing : m_names.Find(pattern)) {
+        std::optional<u32> address;
+        if (thing.kind == NamedThing::Kind::Function) {
+            address = m_file.Store().FuncScopeAt(thing.index).range.value;
+        } else if (thing.kind == NamedThing::Kind::Variable) {
+            address = FixedAddress(m_file.Store().VariableAt(thing.index));
+        }
+        if (address) {
+            add(m_finder.SpotsAt(*address).front());
+        }
+    }
+    return spots.empty() ? std::nullopt : std::optional(spots);
+}
+
+/// The end of a range may be as far as it likes: what begins in it is bounded by the file.
+bool AddressInput::ReadRange(const std::string& text, AskedPlaces& asked)
+{
+    for (std::size_t dash = text.find('-'); dash != std::string::npos; dash = text.find('-', dash + 1)) {
+        const auto from = ReadPoint(text.substr(0, dash));
+        const auto to = from ? ReadPoint(text.substr(dash + 1)) : std::nullopt;
+        if (!to) {
+            continue;
+        }
+        const Spot begin = from->front();
+        const u32 end = to->front().address;
+        asked.isRange = true;
+        if (end <= begin.address) {
+            asked.failure = "The range '" + text + "' ends ahead of its start";
+            return true;
+        }
+        std::vector<u32> starts = {begin.address};
+        const auto add = [&](u32 address) {
+            if (address > begin.address && address < end) {
+                starts.push_back(address);
+            }
+        };
+        VisitRows(m_file, [&](const DbgSymLineEntry& entry, const std::string&) { add(entry.range.value); });
+        for (const ElfSymbol& symbol : m_names.Symbols().All()) {
+            if (symbol.HasPlace()) {
+                add(symbol.address);
+                add(symbol.address + symbol.size);
+            }
+        }
+        for (const u32 address : m_names.Symbols().SectionStarts()) {
+            add(address);
+        }
+        std::sort(starts.begin(), starts.end());
+        starts.erase(std::unique(starts.begin(), starts.end()), starts.end());
+        for (const u32 address : starts) {
+            const std::vector<Spot> spots = m_finder.SpotsAt(address);
+            const bool inSection = spots.front().section != SymbolTable::kAnySection;
+            if (inSection || address == begin.address) {
+                asked.spots.insert(asked.spots.end(), spots.begin(), spots.end());
+            }
+        }
+        return true;
+    }
+    return false;
+}
+
+/// The starts of the line's code: what follows without a gap belongs to the one ahead of it.
+void AddressInput::ReadLine(const SourceLine& line, AskedPlaces& asked)
+{
+    std::vector<DbgAddrRange> ranges;
+    bool hasFile = false;
+    std::optional<u32> next;
+    VisitRows(m_file, [&](const DbgSymLineEntry& entry, const std::string& path) {
+        if (!FitsPath(path, line.path)) {
+            return;
+        }
+        hasFile = true;
+        if (entry.line == line.number) {
+            ranges.push_back(entry.range);
+        } else if (entry.line > line.number) {
+            next = std::min(next.value_or(kNone), entry.line);
+        }
+    });
+    std::sort(ranges.begin(), ranges.end(),
+              [](const DbgAddrRange& one, const DbgAddrRange& other) { return one.value < other.value; });
+    u64 end = 0;
+    for (const DbgAddrRange& range : ranges) {
+        if (asked.spots.empty() || range.value > end) {
+            const std::vector<Spot> spots = m_finder.SpotsAt(range.value);
+            asked.spots.insert(asked.spots.end(), spots.begin(), spots.end());
+        }
+        end = std::max(end, u64{range.value} + range.size);
+    }
+    if (asked.spots.empty()) {
+        asked.failure = hasFile ? "No code is of line " + std::to_string(line.number) + " of '" + line.path + "'"
+                                : "No code is of a file '" + line.path + "'";
+        asked.failure += next ? "; the next that has some is " + std::to_string(*next) : "";
+    }
+}
+
+std::string AddressInput::Failure(const std::string& text)
+{
+    Suggestions suggestions(text);
+    for (std::size_t i = 0; i < m_names.Symbols().All().size(); ++i) {
+        const ElfSymbol& symbol = m_names.Symbols().All()[i];
+        const std::string_view name = m_names.Demangled(symbol);
+        suggestions.Offer(symbol.name);
+        suggestions.Offer(LastWord(name));
+    }
+    return "'" + text + "' is no address, and no symbol" + suggestions.Question();
+}
