@@ -5,6 +5,7 @@
 #include "interfaces/DbgSymSrcFile.h"
 #include "interfaces/DbgSymbolicInterface.h"
 
+#include <algorithm>
 #include <string_view>
 
 namespace {
@@ -64,6 +65,33 @@ std::string SectionOf(const AddressFacts& facts, const SymbolTable& symbols)
     std::string name;
     AppendShort(name, symbols.SectionName(*facts.section));
     return name;
+}
+
+/// A name that is too long for a row loses what stands in its brackets: "std::sort<...>(...)".
+std::string Abbreviated(std::string_view name)
+{
+    constexpr std::size_t kLongest = 100;
+    if (name.size() <= kLongest) {
+        return std::string(name);
+    }
+    std::string text;
+    u32 depth = 0;
+    for (const char character : name) {
+        const bool closes = depth != 0 && (character == '>' || character == ')');
+        depth -= closes ? 1 : 0;
+        if (depth == 0) {
+            text += character;
+        }
+        if (character == '<' || character == '(') {
+            text += depth == 0 ? "..." : "";
+            ++depth;
+        }
+    }
+    if (text.size() > kLongest) {
+        text.resize(kLongest);
+        text += "...";
+    }
+    return text;
 }
 
 void TextOrNull(JsonLine& json, const char* key, std::string_view text)
@@ -131,7 +159,7 @@ std::string PlaceName(const AddressFacts& facts, const SymbolTable& symbols)
     }
     std::string text;
     if (!facts.name.empty()) {
-        AppendShort(text, facts.name);
+        AppendPrintable(text, Abbreviated(facts.name));
         text += facts.member.path;
         AppendOffset(text, facts.isVariable ? facts.member.rest : facts.offset);
         return text;
@@ -147,14 +175,16 @@ std::string AddressRow(const AddressFacts& facts, const SymbolTable& symbols)
     AppendHex8(line, facts.spot.address);
     line += "  ";
     line += PlaceName(facts, symbols);
-    PadTo(line, kCodeColumn);
+    PadTo(line, std::max(line.size() + 2, kCodeColumn));
     line += KindOf(facts);
-    PadTo(line, kPlaceColumn);
+    PadTo(line, std::max(line.size() + 2, kPlaceColumn));
     if (facts.source) {
         AppendLine(line, *facts.source, false);
     } else if (facts.IsKnown() && !facts.isCode) {
         line += facts.isVariable ? facts.type + " in " : "in ";
         line += SectionOf(facts, symbols);
+    } else if (facts.IsKnown() && symbols.IsRelocatable()) {
+        line += "no line, in " + SectionOf(facts, symbols);
     } else {
         line += facts.IsKnown() ? "no line" : "??";
     }
@@ -164,7 +194,7 @@ std::string AddressRow(const AddressFacts& facts, const SymbolTable& symbols)
         line += "  inlined ";
         for (std::size_t i = 0; i < facts.inlined.size(); ++i) {
             line += i == 0 ? "" : ", in ";
-            AppendShort(line, facts.inlined[i]);
+            AppendPrintable(line, Abbreviated(facts.inlined[i]));
         }
         line += '\n';
     }
@@ -193,7 +223,7 @@ std::string AddressNote(const AddressFacts& facts, const SymbolTable& symbols)
     }
     for (const std::string& name : facts.inlined) {
         note += &name == &facts.inlined.front() ? ", inlined " : ", in ";
-        AppendShort(note, name);
+        AppendPrintable(note, Abbreviated(name));
     }
     return note + '>';
 }

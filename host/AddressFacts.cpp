@@ -34,11 +34,17 @@ std::vector<Spot> AddressFinder::SpotsAt(u32 address) const
     std::vector<Spot> spots;
     for (const u16 section : m_symbols.SectionsAt(address)) {
         spots.push_back({address, section});
-        if (!m_symbols.IsRelocatable()) {
-            break;
-        }
     }
-    return spots.empty() ? std::vector<Spot>{{address, SymbolTable::kAnySection}} : spots;
+    if (spots.empty()) {
+        return {{address, SymbolTable::kAnySection}};
+    }
+    const auto nameless = [&](const Spot& spot) { return m_symbols.FindAt(address, spot.section) == nullptr; };
+    if (!m_symbols.IsRelocatable()) {
+        spots.resize(1);
+    } else if (!std::all_of(spots.begin(), spots.end(), nameless)) {
+        std::erase_if(spots, nameless); // tables of the linker
+    }
+    return spots;
 }
 
 AddressFacts AddressFinder::Find(const Spot& spot, bool inlines)
@@ -147,8 +153,8 @@ std::vector<std::string> AddressFinder::InlinedAt(const DbgSymFuncScope& functio
     return names;
 }
 
-/// A line of another function that only reaches so far is none of this address. Line 0 stands for no line, and so do
-/// those that a table counts down to below it.
+/// Line 0 stands for no line, and so do those that a table counts down to below it. A table's last row can be stretched
+/// to the end of its unit, over what isn't of its sequence: beyond the function that it began in it says nothing.
 void AddressFinder::FindSource(AddressFacts& facts)
 {
     constexpr u32 kGreatest = 0x7FFFFFFF;
@@ -158,10 +164,10 @@ void AddressFinder::FindSource(AddressFacts& facts)
     const u32 begin = facts.place->entry->range.value;
     const std::vector<u16> sections = m_symbols.SectionsAt(begin);
     const bool sameSection = std::find(sections.begin(), sections.end(), facts.spot.section) != sections.end();
-    const ElfSymbol* symbol = m_symbols.FindAt(begin, facts.spot.section);
-    const bool ended = symbol != nullptr && symbol != facts.symbol && symbol->size != 0 &&
-                       facts.spot.address >= symbol->address && facts.spot.address - symbol->address >= symbol->size;
-    if (sameSection && !(ended && facts.symbol == nullptr)) {
+    const bool otherPlace = facts.symbol == nullptr ? m_symbols.HasSizes(facts.spot.section)
+                                                    : m_symbols.FindAt(begin, facts.spot.section) != facts.symbol;
+    const bool stretched = facts.place->isLast && otherPlace;
+    if (sameSection && !stretched) {
         facts.source = facts.place;
     }
 }

@@ -172,11 +172,10 @@ std::optional<std::vector<Spot>> AddressInput::ReadSymbol(const std::string& tex
     for (const ElfSymbol* symbol : m_names.FindSymbols(pattern)) {
         add({symbol->address, symbol->section});
     }
-    if (!spots.empty() || text.find_first_of("+-:.") == 0) {
+    if (!spots.empty() || !m_names.Symbols().All().empty()) {
+        std::sort(spots.begin(), spots.end(),
+                  [](const Spot& one, const Spot& other) { return one.address < other.address; });
         return spots.empty() ? std::nullopt : std::optional(spots);
-    }
-    if (!m_names.Symbols().All().empty()) {
-        return std::nullopt;
     }
     // A stripped file.
     for (const NamedThing& thing : m_names.Find(pattern)) {
@@ -205,6 +204,10 @@ bool AddressInput::ReadRange(const std::string& text, AskedPlaces& asked)
         const Spot begin = from->front();
         const u32 end = to->front().address;
         asked.isRange = true;
+        if (from->size() > 1 || to->size() > 1) {
+            asked.failure = "The range '" + text + "' has more than one start or end";
+            return true;
+        }
         if (end <= begin.address) {
             asked.failure = "The range '" + text + "' ends ahead of its start";
             return true;

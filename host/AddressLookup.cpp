@@ -68,7 +68,7 @@ std::optional<AddressLookup::Place> AddressLookup::FindInUnit(u32 unit, const Db
         const DbgSymLineTable* table = source.GetLineTableMember();
         const DbgSymLineEntry* entry = table->GetLineEntryByIdx(row);
         const std::string* path = table->GetEntryPath(*entry);
-        place = Place{&source, entry, path == nullptr ? &source.GetPath() : path};
+        place = Place{&source, entry, path == nullptr ? &source.GetPath() : path, row + 1 == table->Count()};
         return true;
     });
     return place;
@@ -76,20 +76,23 @@ std::optional<AddressLookup::Place> AddressLookup::FindInUnit(u32 unit, const Db
 
 std::optional<AddressLookup::Place> AddressLookup::FindLine(const DbgAddress& address)
 {
+    // A table's last row is stretched to the end of its unit, and can cover what other units have lines for.
     std::optional<Place> place;
     const auto visit = [&](u32 unit) {
-        place = FindInUnit(unit, address);
-        return place.has_value();
-    };
-    if (m_ranges.Visiting(address.value, visit)) {
-        return place;
-    }
-    do {
-        if (m_runs.Visiting(address.value, visit)) {
-            return place;
+        const std::optional<Place> found = FindInUnit(unit, address);
+        if (found && (!place || !found->isLast)) {
+            place = found;
         }
-    } while (LoadNextGroup());
-    return std::nullopt;
+        return place && !place->isLast;
+    };
+    m_ranges.Visiting(address.value, visit);
+    while (!place) {
+        m_runs.Visiting(address.value, visit);
+        if (!place && !LoadNextGroup()) {
+            break;
+        }
+    }
+    return place;
 }
 
 bool AddressLookup::LoadNextGroup()

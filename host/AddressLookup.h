@@ -29,6 +29,7 @@ public:
         const DbgSymSrcFile* unit;
         const DbgSymLineEntry* entry;
         const std::string* path; ///< the row's file, or the unit's own
+        bool isLast;             ///< of its table
     };
     std::optional<Place> FindLine(const DbgAddress& address);
 

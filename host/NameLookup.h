@@ -67,6 +67,7 @@ private:
 
     void EnterSymbols();
     void EnterStore();
+    /// @param name stays where it is.
     void Enter(NamedThing::Kind kind, std::string_view name, std::size_t index, std::size_t value = 0);
     std::vector<Entry> Candidates(const std::vector<std::string>& words) const;
     std::string_view NameOf(const Entry& entry) const;

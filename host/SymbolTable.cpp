@@ -93,10 +93,15 @@ const ElfSymbol* SymbolTable::FindAt(u32 address, u16 section)
     for (auto at = above; at != m_places.begin();) {
         const ElfSymbol& symbol = m_symbols[*--at];
         if (symbol.section == section) {
-            return symbol.size == 0 ? &symbol : nullptr;
+            return symbol.size == 0 && !IsInside(symbol) ? &symbol : nullptr;
         }
     }
     return nullptr;
+}
+
+bool SymbolTable::IsInside(const ElfSymbol& label)
+{
+    return m_extents.Visiting(label.address, [&](u32 place) { return m_symbols[place].section == label.section; });
 }
 
 std::vector<const ElfSymbol*> SymbolTable::StandingAt(u32 address, u16 section) const

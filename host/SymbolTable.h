@@ -61,6 +61,8 @@ public:
     u32 SectionAddress(u16 section) const;
 
 private:
+    /// True for a label within the extent of a symbol, which ends with that.
+    bool IsInside(const ElfSymbol& label);
     bool Precedes(const ElfSymbol& one, const ElfSymbol& other) const;
 
     const VFKElfFile& m_elf;

@@ -1,0 +1,134 @@
+// host/AddressInput.cpp, host/AddressFacts.cpp and what `at` makes of them.
+#include "host/AddressInput.h"
+#include "tests/host/HostTesting.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+namespace {
+
+using nlohmann::json;
+
+/// The rows for what is typed, without those of the hint that more could be converted.
+std::vector<std::string> RowsAt(const std::string& text, const std::string& file = "station.axf")
+{
+    return SplitLines(RunHost({"at", Sample(file), text}).out);
+}
+
+json At(const std::string& text, const std::string& file = "station.axf")
+{
+    return json::parse(SplitLines(RunHost({"at", Sample(file), text, "--json"}).out).at(0));
+}
+
+TEST(AddressInput, AnAddressCanBeTypedInManyWays)
+{
+    const std::vector<std::string> wanted = RowsAt("0x85f6");
+    ASSERT_EQ(wanted.size(), 1u);
+    for (const char* text : {"34294", "0102766", "85f6", "clamp", "clamp+0", "filter.c:7", "samples/filter:7",
+                             "0x85F0+6", "clamp-clamp+2"}) {
+        EXPECT_EQ(RowsAt(text), wanted) << text;
+    }
+    EXPECT_EQ(RowsAt("Ring<short, 4>::Next()"), RowsAt("_ZN4RingIsLi4EE4NextEv"));
+}
+
+TEST(AddressInput, ARangeIsListedWhereSomethingBegins)
+{
+    std::vector<std::string> wanted;
+    for (const char* start : {"0x85d8", "0x85e2", "0x85ea", "0x85ee", "0x85f6"}) {
+        wanted.push_back(RowsAt(start).at(0));
+    }
+    EXPECT_EQ(RowsAt("0x85d8-0x85f8"), wanted);
+    wanted.pop_back();
+    EXPECT_EQ(RowsAt("85d8-85f6"), wanted) << "the end doesn't belong to it";
+    EXPECT_GT(RowsAt("0-0xffffffff").size(), 100u);
+}
+
+TEST(AddressInput, WhatIsWrongIsTold)
+{
+    const std::pair<const char*, const char*> cases[] = {
+        {"8480", "8480 is decimal; 0x8480?"},
+        {"0x9000", "Nothing is known of the address 0x00009000"},
+        {"station_mian", "Did you mean station_main?"},
+        {"filter.c:1", "No code is of line 1 of 'filter.c'; the next that has some is 7"},
+        {"fliter.c:1", "No code is of a file 'fliter.c'"},
+        {"0x8480-0x8480", "ends ahead of its start"},
+        {"scale-0x8600", "more than one start"},
+        {"", "no address"},
+        {"+4", "no address"}};
+    for (const auto& [text, words] : cases) {
+        const Ran ran = RunHost({"at", Sample("station.axf"), text});
+        EXPECT_EQ(ran.status, 1) << text;
+        EXPECT_NE(ran.err.find(words), std::string::npos) << ran.err;
+    }
+}
+
+TEST(AddressInput, NumbersOfATextAreThoseThatLookLikeAddresses)
+{
+    const std::pair<const char*, std::vector<u32>> cases[] = {
+        {"PC=0x8480, LR:00008485 [<000085f6>]", {0x8480, 0x8485, 0x85F6}},
+        {"main+0x10/0x40 1a2b face 1234 dead12", {0x40, 0x1A2B, 0xDEAD12}},
+        {"x12345678 0x123456789 _1a2b 0x 12ag", {}},
+        {"", {}}};
+    for (const auto& [text, wanted] : cases) {
+        std::vector<u32> found;
+        for (const ScannedNumber& number : ScanNumbers(text)) {
+            found.push_back(number.value);
+        }
+        EXPECT_EQ(found, wanted) << text;
+    }
+    EXPECT_EQ(ParseBareHex("00008000"), 0x8000u);
+    EXPECT_EQ(ParseBareHex("8000"), std::nullopt) << "decimal";
+    EXPECT_EQ(ParseBareHex("123456789"), std::nullopt);
+}
+
+TEST(AddressQuery, TextFromStandardInputIsAnsweredAndAnnotated)
+{
+    const std::string log = "PC 00008490 r0 00009000\n0x85f6\nstation_main\n";
+    const std::vector<std::string> rows = SplitLines(RunHost({"at", Sample("station.axf")}, log).out);
+    EXPECT_EQ(rows, (std::vector<std::string>{RowsAt("0x8490")[0], RowsAt("clamp")[0], RowsAt("station_main")[0]}));
+    EXPECT_EQ(RunHost({"at", Sample("station.axf"), "--annotate"}, log).out,
+              "PC 00008490 <station_main+16 station.c:81> r0 00009000\n"
+              "0x85f6 <clamp filter.c:7>\n"
+              "station_main\n");
+}
+
+TEST(AddressQuery, NothingIsSaidOfWhatIsBeyond)
+{
+    const json beyond = At("0x9000");
+    EXPECT_EQ(beyond["function"], "__device_update_from_arm") << "the module's answer";
+    for (const char* key : {"section_name", "symbol", "symbol_name", "offset", "kind", "source"}) {
+        EXPECT_TRUE(beyond[key].is_null()) << key;
+    }
+    const json gap = At("0x8af4");
+    EXPECT_EQ(gap["section_name"], ".text");
+    EXPECT_TRUE(gap["symbol"].is_null());
+    EXPECT_TRUE(gap["source"].is_null());
+}
+
+TEST(AddressQuery, VariablesAreToldByTheirMembers)
+{
+    const std::pair<const char*, const char*> cases[] = {{"root+5", "root.right"},
+                                                         {"root", "root.left"},
+                                                         {"control_words+4", "control_words[1]"},
+                                                         {"last_total", "last_total"}};
+    for (const auto& [text, path] : cases) {
+        const json answer = At(text);
+        EXPECT_EQ(answer["variable"], path) << text;
+        EXPECT_EQ(answer["kind"], "DATA");
+    }
+    EXPECT_EQ(At("root+5")["variable_offset"], 1);
+    EXPECT_TRUE(At("channels+20")["variable"].is_null()) << "without debug information";
+    EXPECT_EQ(At("channels+20")["offset"], 20);
+}
+
+TEST(AddressQuery, InlinedFunctionsAreToldFromTheInside)
+{
+    const json chain = {"geometry::Shape::Shape", "geometry::detail::Polygon<int, 4>::Polygon"};
+    EXPECT_EQ(At("0x80cc", "shapes-5-O2.axf")["inlined"], chain);
+    EXPECT_EQ(RowsAt("0x80cc", "shapes-5-O2.axf").size(), 1u);
+    EXPECT_EQ(SplitLines(RunHost({"at", "-i", Sample("shapes-5-O2.axf"), "0x80cc"}).out).at(1),
+              "              inlined geometry::Shape::Shape, in geometry::detail::Polygon<int, 4>::Polygon");
+}
+
+} // namespace
