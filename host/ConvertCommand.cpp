@@ -176,7 +176,7 @@ bool RunConversion(const std::string& file, int output, ConversionReport& report
     ProgressBars bars;
     const std::unique_ptr<ProgressIndicator> bar(
         bars.OpenProgress("Converting", ShortName(file).c_str(), 0, 100, 0, false));
-    Conversion conversion(PathBesideProgram("symconvert"));
+    Conversion conversion(PathOfCompanion("symconvert"));
     conversion.progress = [&](u32 percent) { bar->SetPosition(percent); };
     return conversion.Run(file, output, report, why);
 }

@@ -20,12 +20,15 @@ std::string AsFile(const std::string& path)
 
 } // namespace
 
-std::string PathBesideProgram(const char* name)
+std::string PathOfCompanion(const std::string& name)
 {
     char path[PATH_MAX];
     const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
     const std::string program(path, length > 0 ? static_cast<std::size_t>(length) : 0);
-    return program.substr(0, program.rfind('/') + 1) + name;
+    const std::string folder = program.substr(0, program.rfind('/') + 1);
+    const std::string installed = folder + COMPANIONS_FROM_PROGRAM "/" + name;
+    const bool beside = access((folder + name).c_str(), F_OK) == 0 || access(installed.c_str(), F_OK) != 0;
+    return beside ? folder + name : installed;
 }
 
 Module::~Module()
@@ -37,7 +40,7 @@ Module::~Module()
 
 bool Module::Load(const std::string& path, std::string& error)
 {
-    const std::string file = path.empty() ? PathBesideProgram("Dwarf2.so") : AsFile(path);
+    const std::string file = path.empty() ? PathOfCompanion("Dwarf2.so") : AsFile(path);
     const std::string why = WhyUnreadable(file); // the loader would wait for a pipe's writer
     if (!why.empty()) {
         error = "can't load the module: " + file + ": " + why;

@@ -5,8 +5,8 @@
 
 class DbgSymbolicInterface;
 
-/// The path of a file that stands in the folder of the running program.
-std::string PathBesideProgram(const char* name);
+/// The path of a file that belongs to the running program: in its folder, or where it is installed.
+std::string PathOfCompanion(const std::string& name);
 
 class Module {
 public:
@@ -18,7 +18,7 @@ public:
 
     /// Loads the module and gets its plug-in object. The preference folder has to be set by then:
     /// the module reads its preferences as it is loaded.
-    /// @param path the module's file; empty takes the one that stands beside the program.
+    /// @param path the module's file; empty takes the one that belongs to the program.
     /// @return false, with one line in `error`, if there is no plug-in to be had.
     bool Load(const std::string& path, std::string& error);
 
