@@ -84,6 +84,11 @@ public:
         if (const std::optional<int> status = AnswerInquiry(words)) {
             return status;
         }
+        const std::size_t place = PlaceOfCommand(words);
+        if (place < words.size() && Find(words[place]) == nullptr) {
+            Complain("", NoSuchCommand(words[place]));
+            return kUsageError;
+        }
         try {
             ParseWords(words);
             command = std::move(Find(m_app.get_subcommands().front()->get_name())->command);
@@ -165,7 +170,11 @@ private:
     /// Throws what the library throws.
     void ParseWords(std::vector<std::string> words)
     {
-        LeadWithCommand(words);
+        // The library takes none of a command's options ahead of it.
+        const auto command = words.begin() + static_cast<std::ptrdiff_t>(PlaceOfCommand(words));
+        if (command != words.end()) {
+            std::rotate(words.begin(), command, command + 1);
+        }
         std::vector<std::string> reversed;
         for (std::size_t i = words.size(); i-- != 0;) {
             const bool isValue = i != 0 && TakesValue(words[i - 1]);
@@ -177,17 +186,14 @@ private:
         }
     }
 
-    /// Puts the command ahead of its options: the library takes no others there.
-    void LeadWithCommand(std::vector<std::string>& words)
+    /// The first word that is neither an option nor the value of one: the command, if there is one of that name.
+    std::size_t PlaceOfCommand(const std::vector<std::string>& words) const
     {
-        std::size_t first = 0;
-        while (first < words.size() && !words[first].empty() && words[first].front() == '-') {
-            first += TakesValue(words[first]) ? 2 : 1;
+        std::size_t place = 0;
+        while (place < words.size() && !words[place].empty() && words[place].front() == '-') {
+            place += TakesValue(words[place]) ? 2 : 1;
         }
-        if (first < words.size() && Find(words[first]) != nullptr) {
-            const auto command = words.begin() + static_cast<std::ptrdiff_t>(first);
-            std::rotate(words.begin(), command, command + 1);
-        }
+        return std::min(place, words.size());
     }
 
     static void TakeValues(const Bound& bound)
@@ -243,9 +249,6 @@ private:
             rest.begin(), rest.end(), [](const std::string& word) { return word.size() > 1 && word.front() == '-'; });
         if (option != rest.end()) {
             return NoSuchOption(option->substr(0, option->find('=')), chosen);
-        }
-        if (chosen.empty()) {
-            return NoSuchCommand(rest.front());
         }
         std::string text = rest.size() == 1 ? "This word is" : "These words are";
         text += " not expected:";

@@ -382,7 +382,7 @@ public:
     Text Describe() const override { return {"completions", "What the shells complete command lines with", {}}; }
     void Declare(Options& options) override
     {
-        options.Word("SHELL", m_what, Options::Required, "bash, zsh or fish; or names, for those of a file");
+        options.Word("SHELL", m_what, Options::Required, "bash, zsh or fish; commands; or names, for those of a file");
         options.Word("FILE", m_file, Options::Optional, "The file that has the names");
         options.Word("START", m_start, Options::Optional, "What they begin with");
     }
@@ -391,6 +391,10 @@ public:
         Output& output = host.GetAnswer().output;
         if (m_what == "names") {
             WriteNames(output);
+            return 0;
+        }
+        if (m_what == "commands") {
+            output.Write(Joined(CommandNames(ReadTable()), "\n") + '\n');
             return 0;
         }
         const std::string script = CompletionScript(m_what);

@@ -26,6 +26,7 @@ TEST(Main, OneLineAndAStatusForEachFailure)
         {{"nonsense"}, 2, "There is no command 'nonsense'"},
         {{"units"}, 2, "FILE is required"},
         {{"untis", file}, 2, "Did you mean units?"},
+        {{file, "units"}, 2, "There is no command '" + file + "'"},
         {{"help", "fnid"}, 2, "Did you mean find?"},
         {{"units", file, "[more]", "b", "a"}, 2, "not expected: [more] b a"},
         {{"units", file, "--bogus"}, 2, "There is no option '--bogus' of 'units'"},
