@@ -31,7 +31,7 @@ void DeclareCommon(Options& options, CommonOptions& common, LineSource source)
     options.Choice("--convert", common.convert,
                    std::vector<std::pair<std::string, ConvertMode>>{
                        {"auto", ConvertMode::Auto}, {"always", ConvertMode::Always}, {"never", ConvertMode::Never}},
-                   "Convert to DWARF 2.0 what is shown; auto, for most commands\nthe default: only newer DWARF");
+                   "Convert to DWARF 2.0 what is shown; auto, for most commands the default: only newer DWARF");
     options.Choice("--color", common.color,
                    std::vector<std::pair<std::string, ColorMode>>{
                        {"auto", ColorMode::Auto}, {"always", ColorMode::Always}, {"never", ColorMode::Never}},

@@ -5,14 +5,16 @@
 #include "host/Options.h"
 #include "host/Text.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string_view>
 
 namespace {
 
 constexpr std::size_t kColumn = 28;
+constexpr std::size_t kWidth = 80;
 
-/// "  left   right", and further lines of `right` under the first.
+/// "  left   right", and as many further lines of `right` as it takes.
 void AppendRow(std::string& text, const std::string& left, std::string_view right)
 {
     std::string line = "  " + left;
@@ -20,16 +22,17 @@ void AppendRow(std::string& text, const std::string& left, std::string_view righ
         text += line + '\n';
         line.clear();
     }
-    while (true) {
-        const std::size_t end = right.find('\n');
-        PadTo(line, kColumn);
-        text += line + std::string(right.substr(0, end)) + '\n';
-        if (end == std::string_view::npos) {
-            return;
+    for (std::size_t start = 0; start < right.size();) {
+        const std::size_t end = std::min(right.find_first_of(" \n", start), right.size());
+        if (line.size() > kColumn && line.size() + 1 + end - start > kWidth) {
+            text += line + '\n';
+            line.clear();
         }
-        right.remove_prefix(end + 1);
-        line.clear();
+        PadTo(line, line.size() < kColumn ? kColumn : line.size() + 1);
+        line += right.substr(start, end - start);
+        start = end + 1;
     }
+    text += line + '\n';
 }
 
 std::string WordOf(const Options::Item& item)

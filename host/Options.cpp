@@ -42,7 +42,7 @@ void Options::Word(const std::string& name, std::string& word, Need need, const 
 {
     Item& item = Add(name, help, Into(word));
     item.isWord = true;
-    item.required = need == Required;
+    item.required = IsRequired(need);
     item.offer = offer;
 }
 
@@ -58,7 +58,7 @@ void Options::Words(const std::string& name, Need need, const std::string& help,
     Item& item = Add(name, help, std::move(take));
     item.isWord = true;
     item.repeats = true;
-    item.required = need == Required;
+    item.required = IsRequired(need);
 }
 
 void Options::Flag(const std::string& name, bool& on, const std::string& help)

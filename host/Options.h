@@ -17,7 +17,11 @@ public:
 
     bool IsFileOpen() const { return m_fileIsOpen; }
 
-    enum Need { Required, Optional };
+    enum Need {
+        Required,
+        Optional,
+        OrInput, ///< optional, for standard input has more; required at the console, whose lines come from there
+    };
 
     /// What a shell can offer for a value.
     enum class Offer {
@@ -75,6 +79,7 @@ public:
     const std::vector<Item>& Items() const { return m_items; }
 
 private:
+    bool IsRequired(Need need) const { return need == Required || (need == OrInput && m_fileIsOpen); }
     Item& Add(const std::string& name, const std::string& help, Take take);
     /// Takes the index of the choice.
     void AddChoice(const std::string& name, std::vector<std::string> choices, const std::string& help,

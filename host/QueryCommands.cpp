@@ -87,7 +87,7 @@ public:
 protected:
     void DeclareMore(Options& options) override
     {
-        options.Words("NAME", m_options.names, Options::Optional,
+        options.Words("NAME", m_options.names, Options::OrInput,
                       "Names, whole or their last part, or globs; without any, read from standard input");
         options.Offering(Options::Offer::Names);
         options.Flag("--regex", m_options.regex, "Each NAME is a regular expression");
@@ -112,7 +112,7 @@ public:
 protected:
     void DeclareMore(Options& options) override
     {
-        options.Words("ADDRESS", m_options.addresses, Options::Optional,
+        options.Words("ADDRESS", m_options.addresses, Options::OrInput,
                       "Numbers, SYMBOL, SYMBOL+0x10, FILE:LINE, or ranges A-B;\n"
                       "without any, those in the text from standard input");
         options.Offering(Options::Offer::Names);

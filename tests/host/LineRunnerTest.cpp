@@ -40,6 +40,7 @@ TEST(LineRunner, WhatGoesWrongIsToldAndEndsWithStatusOne)
         {"help untis", "There is no command 'untis'. Did you mean units?"},
         {"convert -o x", "There is no command 'convert'"},
         {"units --jsno", "There is no option '--jsno' of 'units'. Did you mean --json?"},
+        {"at", "ADDRESS is required"},
         {"units FILE", "This word is not expected: FILE"},
         {"scopes nothing", "There is no function 'nothing'"},
         {"lines --line 100000", "No code is of line 100000"},
