@@ -25,7 +25,7 @@ TEST(LineRunner, AHostCommandSaysWhatItSaysOnItsOwn)
               RunHost({"functions", kFile, "--unit", "filter.c", "--json"}).out);
     EXPECT_EQ(RunHost({"console", kFile, "--json"}, "units\n# a remark\nquit\nunits\n").out,
               RunHost({"units", kFile, "--json"}).out);
-    EXPECT_EQ(RunLine("help at").out.rfind("Usage: at [ADDRESS]... [OPTIONS]\n", 0), 0u);
+    EXPECT_EQ(RunLine("help at").out.rfind("Usage: at ADDRESS... [OPTIONS]\n", 0), 0u);
     EXPECT_EQ(RunLine("at --help").out, RunLine("help at").out);
 }
 
