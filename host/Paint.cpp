@@ -93,8 +93,13 @@ std::string Painted(std::string_view text)
 
 std::string PaintedHead(std::string_view head)
 {
-    const std::string_view line = head.substr(0, head.find('\n'));
-    return std::string(kBold).append(line).append(kPlain).append(head.substr(line.size()));
+    const std::size_t start = std::min(head.find_first_not_of('\n'), head.size()); // a gap may stand above it
+    const std::string_view line = head.substr(start, head.find('\n', start) - start);
+    return std::string(head.substr(0, start))
+        .append(kBold)
+        .append(line)
+        .append(kPlain)
+        .append(head.substr(start + line.size()));
 }
 
 bool IsPainted(ColorMode mode, bool terminal)

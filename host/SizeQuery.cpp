@@ -168,7 +168,7 @@ private:
                 rest.Add(rows[i].sum);
             }
         }
-        m_output.Write(std::string(m_tables++ == 0 ? "" : "\n") + "     flash         ram  " + heading + '\n');
+        m_output.WriteHead(std::string(m_tables++ == 0 ? "" : "\n") + "     flash         ram  " + heading + '\n');
         for (std::size_t i = 0; i < std::min(rows.size(), most); ++i) {
             WriteRow(rows[i].sum, rows[i].text);
         }

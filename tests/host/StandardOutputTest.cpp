@@ -69,6 +69,12 @@ TEST(StandardOutput, PaintTakesNothingAndAddsNothingElse)
         "       5       3          \x1b[33m<hole>\x1b[m\n\x1b[1mlast\x1b[m  1");
 }
 
+TEST(StandardOutput, HeadsAreBold)
+{
+    EXPECT_EQ(PaintedHead("  id  name\n"), "\x1b[1m  id  name\x1b[m\n");
+    EXPECT_EQ(PaintedHead("\n  id\n"), "\n\x1b[1m  id\x1b[m\n");
+}
+
 TEST(StandardOutput, ALineIsPaintedAsAWholeWhereverABufferEnds)
 {
     const TempFile file("");
