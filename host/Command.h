@@ -26,6 +26,8 @@ public:
     virtual void Declare(Options& options) = 0;
     /// @return the exit status.
     virtual int Run(Host& host) = 0;
+    /// The exit status if the run could not be done, or what it printed not be written.
+    virtual int TroubleStatus() const { return 1; }
 
     /// True for a command that can run on a file that is open already, the console's.
     virtual bool TakesOpenFile() const { return false; }

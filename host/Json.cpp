@@ -17,7 +17,7 @@ bool NeedsEscape(char character)
 template <typename Number>
 void AppendNumber(std::string& line, Number value)
 {
-    char digits[12];
+    char digits[24];
     line.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
 }
 
@@ -53,6 +53,13 @@ void JsonLine::Key(const char* key)
 }
 
 JsonLine& JsonLine::Number(const char* key, u32 value)
+{
+    Key(key);
+    AppendNumber(m_line, value);
+    return *this;
+}
+
+JsonLine& JsonLine::Number64(const char* key, u64 value)
 {
     Key(key);
     AppendNumber(m_line, value);
@@ -130,9 +137,9 @@ JsonLine& JsonLine::CloseList()
     return *this;
 }
 
-JsonLine& JsonLine::OpenObject()
+JsonLine& JsonLine::OpenObject(const char* key)
 {
-    Key(nullptr);
+    Key(key);
     m_line += '{';
     return *this;
 }

@@ -19,6 +19,7 @@ public:
 
     /// Inside a list the key is left out: pass null.
     JsonLine& Number(const char* key, u32 value);
+    JsonLine& Number64(const char* key, u64 value);
     JsonLine& Signed(const char* key, i32 value);
     /// null if the value is kNone.
     JsonLine& NumberOrNull(const char* key, u32 value);
@@ -33,7 +34,7 @@ public:
 
     JsonLine& OpenList(const char* key);
     JsonLine& CloseList();
-    JsonLine& OpenObject();
+    JsonLine& OpenObject(const char* key = nullptr);
     JsonLine& CloseObject();
 
 private:

@@ -63,6 +63,18 @@ const char* MemoryName(MemoryUse memory)
     }
 }
 
+const char* SymbolKindName(SymbolKind kind)
+{
+    switch (kind) {
+    case SymbolKind::Function:
+        return "function";
+    case SymbolKind::Variable:
+        return "variable";
+    default:
+        return "data";
+    }
+}
+
 ProgramImage::ProgramImage(const std::string& path)
     : m_elf(path)
     , m_relocatable(m_elf.m_ehdr.e_type == kTypeRelocatable)

@@ -37,6 +37,9 @@ struct ProgramSection {
 
 enum class SymbolKind : u8 { Function, Variable, Data };
 
+/// "function", "variable" or "data".
+const char* SymbolKindName(SymbolKind kind);
+
 /// Names bytes of one section: at least one of its address or its size is the section's.
 struct ProgramSymbol {
     std::string_view name; ///< as the file has it

@@ -328,11 +328,11 @@ const char* SizeKindName(SizeKind kind)
 {
     switch (kind) {
     case SizeKind::Function:
-        return "function";
+        return SymbolKindName(SymbolKind::Function);
     case SizeKind::Variable:
-        return "variable";
+        return SymbolKindName(SymbolKind::Variable);
     case SizeKind::Data:
-        return "data";
+        return SymbolKindName(SymbolKind::Data);
     default:
         return "gap";
     }

@@ -46,7 +46,7 @@ void StandardOutput::Leave()
     }
 }
 
-int StandardOutput::Finish(int status)
+int StandardOutput::Finish(int status, int trouble)
 {
     if (status == EXIT_SUCCESS) {
         m_output->ShowHead();
@@ -62,5 +62,5 @@ int StandardOutput::Finish(int status)
     if (m_output->Error() != EPIPE) {
         Complain("standard output", m_output->Error());
     }
-    return EXIT_FAILURE;
+    return trouble;
 }

@@ -22,8 +22,9 @@ public:
     void Apply(const CommonOptions& options);
     /// Shows the rest, and waits until the person leaves the pager.
     /// @param status of the command.
+    /// @param trouble the program's if not all could be written.
     /// @return the program's.
-    int Finish(int status);
+    int Finish(int status, int trouble);
 
 private:
     void Leave();

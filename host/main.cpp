@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <fcntl.h>
 #include <new>
@@ -25,7 +26,7 @@ int RunGuarded(const Invocation& invocation, Output& output)
     } catch (const std::exception& exception) {
         Complain("", exception.what());
     }
-    return 1;
+    return invocation.command->TroubleStatus();
 }
 
 /// What the shell has closed must not become the symbol file, and stays of no use: to read from it, or to write
@@ -56,5 +57,5 @@ int main(int argc, char** argv)
         output.Apply(invocation.options);
         status = RunGuarded(invocation, output.Get());
     }
-    return output.Finish(*status);
+    return output.Finish(*status, invocation.command == nullptr ? EXIT_FAILURE : invocation.command->TroubleStatus());
 }
