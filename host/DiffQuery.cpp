@@ -73,7 +73,7 @@ public:
 private:
     void WriteSections()
     {
-        m_answer.output.Write("       old       new    change  section\n");
+        m_answer.output.WriteHead("       old       new    change  section\n");
         SectionDifference sum;
         for (const SectionDifference& section : m_diff.sections) {
             std::string line = Numbers(section.oldSize, section.newSize);
@@ -90,7 +90,8 @@ private:
 
     void WriteSymbols()
     {
-        m_answer.output.Write("\n       old       new    change  section       name\n");
+        m_answer.output.WriteHead("\n       old       new    change  section       name\n");
+        std::string last;
         for (const SymbolDifference& symbol : m_diff.symbols) {
             std::string line = Numbers(Wide(symbol.oldSize), Wide(symbol.newSize));
             AppendShort(line, symbol.section);
@@ -100,7 +101,10 @@ private:
                 line += "  ";
                 AppendShort(line, symbol.unit);
             }
-            m_answer.output.Write(line + '\n');
+            if (line != last) { // a constructor has several symbols of the same C++ name
+                m_answer.output.Write(line + '\n');
+            }
+            last = std::move(line);
         }
     }
 

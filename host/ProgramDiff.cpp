@@ -237,14 +237,10 @@ std::vector<TypeDifference> DiffTypes(const ComparedProgram& older, const Compar
 
 ComparedProgram::ComparedProgram(Loader& file)
     : image(file.Store().GetPath())
+    , types(ShapesOf(file))
     , units(file, image)
     , hasUnits(file.UnitCount() != 0)
 {
-    // Types may be local to functions.
-    for (std::size_t i = 0; i < file.Store().FuncScopeCount(); ++i) {
-        file.LoadScopes(file.Store().FuncScopeAt(i));
-    }
-    types = ShapesOf(file);
 }
 
 const char* SymbolDifference::Change() const

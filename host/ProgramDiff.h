@@ -18,8 +18,8 @@ struct ComparedProgram {
     explicit ComparedProgram(Loader& file);
 
     ProgramImage image;
-    SymbolUnits units;
     std::vector<TypeShape> types;
+    SymbolUnits units; ///< behind the types: it may load functions, and only of some programs
     bool hasUnits;
 };
 

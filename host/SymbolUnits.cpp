@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstddef>
+#include <deque>
 #include <optional>
 #include <string>
 #include <unordered_set>
@@ -156,19 +157,18 @@ bool SymbolUnits::LacksStatics() const
 void SymbolUnits::AddPublicNames(Loader& file)
 {
     // A variable that a header declares is defined by an entry without a name, which the store doesn't get.
-    std::unordered_map<std::string, std::string_view> wanted;
+    std::deque<std::string> names;
+    std::unordered_map<std::string_view, std::string_view> wanted; // symbols' names by those in the source
     for (const ProgramSymbol& symbol : m_image.Symbols()) {
         if (!symbol.IsLocal() && IsUnknownVariable(symbol)) {
-            wanted.emplace(ShownName(symbol.name, true), symbol.name);
+            wanted.emplace(names.emplace_back(ShownName(symbol.name, true)), symbol.name);
         }
     }
     if (wanted.empty()) {
         return;
     }
-    std::string key;
     VisitPublicNames(m_image.Elf(), [&](u32 entry, std::string_view name) {
-        key = name;
-        const auto found = wanted.find(key);
+        const auto found = wanted.find(name);
         const DbgSymSrcFile* unit = found == wanted.end() ? nullptr : file.Store().FileScopeOfDie(entry);
         if (unit != nullptr) {
             m_publicNames.try_emplace(found->second, IndexOf(unit->GetPath()));

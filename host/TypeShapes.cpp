@@ -70,6 +70,7 @@ public:
     std::vector<TypeShape> Read()
     {
         std::unordered_set<u64> seen;
+        seen.reserve(m_store.TypeCount() / 4);
         std::vector<std::size_t> namelessEnums;
         for (std::size_t i = 0; i < m_store.TypeCount(); ++i) {
             const DbgUserDefinedVarType& type = m_store.TypeAt(i);
@@ -137,6 +138,9 @@ private:
         if (HasName(*stored)) {
             return Mix(Mix(head, stored->GetName()), stored->GetType());
         }
+        if (!IsNamelessWhole(stored)) {
+            return Mix(head, SignatureOf(*stored, depth + 1));
+        }
         const auto [known, isNew] = m_signatures.try_emplace(type.udtId, 0);
         if (isNew) {
             const u64 signature = SignatureOf(*stored, depth + 1); // finds 0 where it comes back to this type
@@ -175,6 +179,7 @@ private:
         }
         const DbgUserDefinedVarType* end = EndOf(target);
         if (IsNamelessWhole(end)) {
+            m_parts.insert(SignatureOf(*end, 0));
             shape.size = end->GetByteSize();
             ReadRows(*end, shape);
             return;
@@ -229,7 +234,7 @@ private:
             const DbgUserDefinedVarType* stored = Find(ElementOf(member.type));
             const bool opens = IsNamelessWhole(stored) && part.depth < kMaxNesting && m_nestedRows < kMaxNestedRows;
             if (opens) {
-                m_whole.insert(stored->GetId());
+                m_parts.insert(SignatureOf(*stored, 0));
                 parts.push_back({stored, hasName ? part.prefix + member.name + '.' : part.prefix,
                                  part.offset + member.offset, part.depth + 1});
             }
@@ -285,15 +290,10 @@ private:
     /// Enumerations that no name leads to are one list of constants.
     void AddEnumerators(const std::vector<std::size_t>& enums)
     {
-        for (std::size_t i = 0; i < m_store.TypeCount(); ++i) {
-            if (IsKind(&m_store.TypeAt(i), Kind::Typedef)) {
-                m_whole.insert(TypedefOf(m_store.TypeAt(i)).target.udtId);
-            }
-        }
         std::set<std::pair<std::string_view, i32>> values;
         for (const std::size_t i : enums) {
             const DbgUserDefinedVarType& type = m_store.TypeAt(i);
-            if (!m_whole.contains(type.GetId())) {
+            if (!m_parts.contains(SignatureOf(type, 0))) {
                 for (const DbgUDTInfoEnum32::Value& value : ValuesOf(type)) {
                     values.emplace(value.name == nullptr ? "" : value.name, value.value);
                 }
@@ -334,8 +334,8 @@ private:
 
     DbgSymSymFile& m_store;
     TypeText m_text;
-    std::unordered_map<u32, u64> m_signatures; ///< of types without a name, by their ids
-    std::unordered_set<u32> m_whole;           ///< ids of types without a name that are part of one with
+    std::unordered_map<u32, u64> m_signatures; ///< of wholes without a name, by their ids
+    std::unordered_set<u64> m_parts;           ///< signatures of wholes without a name that are in one with
     std::size_t m_nestedRows = 0;
     std::vector<TypeShape> m_shapes;
 };
@@ -344,5 +344,6 @@ private:
 
 std::vector<TypeShape> ShapesOf(Loader& file)
 {
+    file.Load(LoadDepth::Symbols);
     return ShapeReader(file).Read();
 }

@@ -36,5 +36,6 @@ struct TypeShape {
     u64 likeness = 0;        ///< equal for equal sizes and rows
 };
 
-/// Each layout once, however many units have it; a type that is only declared isn't there. Sorted by name and kind.
+/// Loads the symbols of all units. Each layout of their types once, however many units have it; a type that is only
+/// declared isn't there, nor one that is local to a function. Sorted by name and kind.
 std::vector<TypeShape> ShapesOf(Loader& file);
