@@ -199,7 +199,9 @@ private:
     static void TakeValues(const Bound& bound)
     {
         for (std::string value : bound.option->results()) {
-            Unshield(value);
+            if (bound.item.isWord) {
+                Unshield(value);
+            }
             const std::string why = bound.item.take(value);
             if (!why.empty()) {
                 throw CLI::ValidationError(bound.item.name, why);
