@@ -56,10 +56,13 @@ public:
     Conversion(const Program& program, Dwarf* dwarf, Report& report)
         : m_program(program)
         , m_units(ListUnits(dwarf))
+        , m_sections{FindDebugSection(dwarf, ".debug_info").bytes,     FindDebugSection(dwarf, ".debug_types").bytes,
+                     FindDebugSection(dwarf, ".debug_abbrev").bytes,   FindDebugSection(dwarf, ".debug_str").bytes,
+                     FindDebugSection(dwarf, ".debug_line_str").bytes, program.BigEndian()}
         , m_definitions(m_units)
         , m_frames(dwarf)
         , m_locations(dwarf, m_frames, program.BigEndian())
-        , m_info(program.BigEndian(), FindDebugSection(dwarf, ".debug_str").bytes)
+        , m_info(program.BigEndian(), m_sections.texts)
         , m_lines(program.BigEndian())
         , m_lists(program.BigEndian())
         , m_macros(program.BigEndian())
@@ -69,9 +72,10 @@ public:
         , m_shared{program,
                    dwarf,
                    m_units,
+                   m_sections,
                    m_definitions,
-                   {FindDebugSection(dwarf, ".debug_line").bytes, FindDebugSection(dwarf, ".debug_line_str").bytes,
-                    FindDebugSection(dwarf, ".debug_str").bytes, program.BigEndian()},
+                   {FindDebugSection(dwarf, ".debug_line").bytes, m_sections.lineTexts, m_sections.texts,
+                    program.BigEndian()},
                    m_locations,
                    m_info,
                    m_lines,
@@ -94,8 +98,9 @@ public:
         }
         ReportUnits(m_units, m_report);
         FindCommonWords();
+        UnitReader reader(m_sections);
         for (std::size_t i = 0; i < m_units.size(); ++i) {
-            const Unit unit(m_units[i].die, m_units[i].end, m_program.BigEndian());
+            const Unit unit = reader.Read(m_units[i]);
             if (unit.IsDamaged()) {
                 m_report.LeaveOut("entries", "damaged, with what follows in their unit");
             }
@@ -148,6 +153,7 @@ private:
 
     const Program& m_program;
     std::vector<InputUnit> m_units;
+    UnitSections m_sections;
     Definitions m_definitions;
     FrameRules m_frames;
     LocationReader m_locations;

@@ -27,32 +27,6 @@ bool HasFlag(Dwarf_Die& die, unsigned name)
 
 } // namespace
 
-std::vector<InputUnit> ListUnits(Dwarf* dwarf)
-{
-    std::vector<InputUnit> units;
-    Dwarf_CU* cu = nullptr;
-    InputUnit unit;
-    Dwarf_Half version = 0;
-    while (dwarf_get_units(dwarf, cu, &cu, &version, &unit.type, &unit.die, nullptr) == 0) {
-        unit.version = version;
-        // The next unit begins where this one ends, by its own length.
-        const u64 offset = dwarf_cuoffset(&unit.die);
-        Dwarf_Off next = 0;
-        std::size_t headerSize = 0;
-        Dwarf_Half ignored = 0;
-        u64 signature = 0;
-        const bool inTypes = KeyOf(&unit.die).inTypes;
-        const Dwarf_Off start = dwarf_dieoffset(&unit.die) - offset;
-        if (dwarf_next_unit(dwarf, start, &next, &headerSize, &ignored, nullptr, nullptr, nullptr,
-                            inTypes ? &signature : nullptr, nullptr) != 0) {
-            break;
-        }
-        unit.end = next;
-        units.push_back(unit);
-    }
-    return units;
-}
-
 Definitions::Definitions(const std::vector<InputUnit>& units)
 {
     for (const InputUnit& unit : units) {

@@ -12,17 +12,6 @@
 
 namespace convert {
 
-/// A unit of the input, as it is found in its section.
-struct InputUnit {
-    Dwarf_Die die;
-    u64 end = 0; ///< offset in the section of what follows the unit
-    u32 version = 0;
-    u8 type = 0; ///< DW_UT_*
-};
-
-/// All units, those of `.debug_types` last.
-std::vector<InputUnit> ListUnits(Dwarf* dwarf);
-
 /// The definitions of a program, by their whole names.
 class Definitions {
 public:

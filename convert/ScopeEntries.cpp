@@ -45,17 +45,29 @@ AddressRanges UnitConverter::RangesOf(u32 node) const
     if (!hasRange) {
         return ranges;
     }
-    constexpr u64 kMaxAddress = 0xFFFFFFFF;
-    Dwarf_Die die = m_unit.Die(node);
-    Dwarf_Addr base = 0;
-    Dwarf_Addr begin = 0;
-    Dwarf_Addr end = 0;
-    for (std::ptrdiff_t at = 0; (at = dwarf_ranges(&die, at, &base, &begin, &end)) > 0;) {
+    const auto add = [&](u64 begin, u64 end) {
+        constexpr u64 kMaxAddress = 0xFFFFFFFF;
         if (begin < end && begin <= kMaxAddress) {
             const u32 thumb = static_cast<u32>(begin & 1); // assemblers leave it in both ends
             ranges.push_back(
                 {static_cast<u32>(begin) - thumb, static_cast<u32>(std::min<u64>(end - thumb, kMaxAddress))});
         }
+    };
+    if (!m_unit.Has(node, DW_AT_ranges)) {
+        const std::optional<u32> begin = m_unit.Address(node, DW_AT_low_pc);
+        if (const std::optional<u64> size = m_unit.Number(node, DW_AT_high_pc); begin && size) {
+            add(*begin, *begin + *size);
+        } else if (const std::optional<u32> end = m_unit.Address(node, DW_AT_high_pc); begin && end) {
+            add(*begin, *end);
+        }
+        return ranges;
+    }
+    Dwarf_Die die = m_unit.Die(node);
+    Dwarf_Addr base = 0;
+    Dwarf_Addr begin = 0;
+    Dwarf_Addr end = 0;
+    for (std::ptrdiff_t at = 0; (at = dwarf_ranges(&die, at, &base, &begin, &end)) > 0;) {
+        add(begin, end);
     }
     return Disjoint(std::move(ranges));
 }

@@ -1,21 +1,38 @@
-// Reading of a unit: one pass over its bytes, entry by entry, with libdw's abbreviations and attributes.
+// Reading of a unit in one pass over its bytes, and of the values in it.
 #include "convert/Unit.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace convert {
 
 namespace {
 
 constexpr u32 kBlockBits = 6;
+constexpr u32 kAddressOffsetForm = 0x2001; // DW_FORM_LLVM_addrx_offset is younger than the header
 
-/// The section of an entry isn't told by libdw, but its units are: type units of version 4 stand in `.debug_types`.
-bool StandsInTypes(Dwarf_CU* cu)
+/// Where DW_FORM_data4 and data8 are offsets in versions 2 and 3.
+bool MayBeOffset(u32 attribute)
 {
-    Dwarf_Half version = 0;
-    u8 type = 0;
-    return dwarf_cu_info(cu, &version, &type, nullptr, nullptr, nullptr, nullptr, nullptr) == 0 && version < 5 &&
-           type == DW_UT_type;
+    switch (attribute) {
+    case DW_AT_location:
+    case DW_AT_stmt_list:
+    case DW_AT_string_length:
+    case DW_AT_return_addr:
+    case DW_AT_start_scope:
+    case DW_AT_data_member_location:
+    case DW_AT_frame_base:
+    case DW_AT_macro_info:
+    case DW_AT_segment:
+    case DW_AT_static_link:
+    case DW_AT_use_location:
+    case DW_AT_vtable_elem_location:
+    case DW_AT_ranges:
+    case DW_AT_GNU_macros:
+        return true;
+    default:
+        return false;
+    }
 }
 
 } // namespace
@@ -61,207 +78,206 @@ EntryKey KeyOf(Dwarf_Die* die)
     return {static_cast<u32>(dwarf_dieoffset(die)), StandsInTypes(die->cu)};
 }
 
-Unit::Unit(Dwarf_Die die, u64 end, bool bigEndian)
-    : m_cu(die.cu)
-    , m_bigEndian(bigEndian)
+/// One pass over the bytes of a unit.
+class Unit::Reading {
+public:
+    explicit Reading(Unit& unit)
+        : m_unit(unit)
+        , m_data(unit.m_section.data)
+    {
+    }
+
+    /// Reads the entries from `at` on. @param end offset in the section; nothing is read behind it.
+    void Read(u32 at, u32 end)
+    {
+        m_at = at;
+        m_end = end;
+        std::vector<u32> open; // the entries whose children are being read
+        while (m_at < m_end) {
+            if (m_data[m_at] == 0) {
+                if (open.empty()) {
+                    break; // padding behind the unit's entry
+                }
+                m_unit.m_nodes[open.back()].end = m_unit.Count();
+                open.pop_back();
+                ++m_at;
+                if (open.empty()) {
+                    break;
+                }
+                continue;
+            }
+            const u32 node = m_unit.Count();
+            const Abbreviation* const read = ReadEntry(open.empty() ? kNoNode : open.back());
+            if (read == nullptr) {
+                m_unit.m_damaged = true;
+                break;
+            }
+            if (read->hasChildren) {
+                open.push_back(node);
+            } else if (open.empty()) {
+                break;
+            }
+        }
+        for (const u32 node : open) {
+            m_unit.m_nodes[node].end = m_unit.Count();
+            m_unit.m_damaged = true;
+        }
+    }
+
+private:
+    /// Null, and no node, if the entry can't be read whole.
+    const Abbreviation* ReadEntry(u32 parent)
+    {
+        const u32 offset = m_at;
+        const Abbreviation* const abbreviation = m_unit.m_abbreviations->Find(Uleb());
+        if (abbreviation == nullptr || abbreviation->tag == 0) {
+            return nullptr;
+        }
+        std::vector<Attribute>& attributes = m_unit.m_attributes;
+        const u32 first = static_cast<u32>(attributes.size());
+        const AttributeShape* const shapes = m_unit.m_abbreviations->AttributesOf(*abbreviation);
+        attributes.resize(first + abbreviation->count);
+        Attribute* out = attributes.data() + first;
+        for (const AttributeShape* shape = shapes; shape != shapes + abbreviation->count; ++shape, ++out) {
+            *out = {shape->name, shape->form, m_at};
+            if (shape->layout <= Layout::MaxFixed) {
+                Skip(static_cast<u32>(shape->layout));
+            } else if (shape->layout == Layout::Implicit) {
+                out->value = shape->implicit;
+            } else {
+                SkipVariable(shape->layout, *out);
+            }
+        }
+        if (m_failed) {
+            attributes.resize(first);
+            return nullptr;
+        }
+        const u32 node = m_unit.Count();
+        m_unit.m_nodes.push_back({offset, parent, node + 1, first, abbreviation});
+        m_unit.m_tags.push_back(abbreviation->tag);
+        return abbreviation;
+    }
+
+    void SkipVariable(Layout layout, Attribute& attribute)
+    {
+        constexpr int kMaxIndirect = 4;
+        for (int nested = 0; layout == Layout::Indirect && nested < kMaxIndirect; ++nested) {
+            const u64 form = Uleb();
+            layout = LayoutOf(form);
+            attribute.form = static_cast<u16>(form);
+            attribute.value = m_at;
+        }
+        if (layout <= Layout::MaxFixed) {
+            return Skip(static_cast<u32>(layout));
+        }
+        switch (layout) {
+        case Layout::Address:
+            return Skip(m_unit.m_addressSize);
+        case Layout::Offset:
+            return Skip(m_unit.m_offsetSize);
+        case Layout::SectionRef:
+            return Skip(m_unit.m_version < 3 ? m_unit.m_addressSize : m_unit.m_offsetSize);
+        case Layout::Text: {
+            const void* const zero = m_at < m_end ? std::memchr(m_data + m_at, 0, m_end - m_at) : nullptr;
+            m_failed = m_failed || zero == nullptr;
+            m_at = zero == nullptr ? m_end : static_cast<u32>(static_cast<const u8*>(zero) - m_data) + 1;
+            return;
+        }
+        case Layout::Block1:
+            return SkipBlock(1);
+        case Layout::Block2:
+            return SkipBlock(2);
+        case Layout::Block4:
+            return SkipBlock(4);
+        case Layout::BlockUleb:
+            return Skip(Uleb());
+        case Layout::Uleb:
+            Uleb();
+            return;
+        case Layout::AddressOffset:
+            Uleb();
+            return Skip(4);
+        default: // a form that isn't known, or a constant that is implicit although its form is said in the entry
+            m_failed = true;
+        }
+    }
+
+    void SkipBlock(u32 width)
+    {
+        const u32 length = m_at;
+        Skip(width);
+        if (!m_failed) {
+            Skip(m_unit.FixedAt(length, width));
+        }
+    }
+
+    void Skip(u64 count)
+    {
+        const u64 rest = m_end - m_at;
+        m_failed = m_failed || count > rest;
+        m_at += static_cast<u32>(count > rest ? rest : count);
+    }
+
+    u64 Uleb()
+    {
+        u64 value = 0;
+        for (u32 shift = 0; m_at < m_end; shift += 7) {
+            const u8 byte = m_data[m_at++];
+            if (shift < 64) {
+                value |= u64{byte & 0x7Fu} << shift;
+            }
+            if ((byte & 0x80) == 0) {
+                return value;
+            }
+        }
+        m_failed = true;
+        return 0;
+    }
+
+    Unit& m_unit;
+    const u8* m_data;
+    u32 m_at = 0;
+    u32 m_end = 0;
+    bool m_failed = false;
+};
+
+Unit::Unit(const InputUnit& input, const UnitSections& sections, std::shared_ptr<const Abbreviations> abbreviations)
+    : m_abbreviations(std::move(abbreviations))
+    , m_sections(sections)
+    , m_section(input.standsInTypes ? sections.types : sections.info)
+    , m_cu(input.die.cu)
+    , m_offset(input.offset)
+    , m_version(input.version)
+    , m_type(input.type)
+    , m_addressSize(input.addressSize)
+    , m_offsetSize(input.offsetSize)
+    , m_inTypes(input.standsInTypes)
 {
-    Dwarf_Half version = 0;
-    dwarf_cu_info(m_cu, &version, &m_type, nullptr, nullptr, nullptr, &m_addressSize, &m_offsetSize);
-    m_version = version;
-    m_inTypes = StandsInTypes(m_cu);
-    u8* const begin = static_cast<u8*>(die.addr);
-    const u64 offset = dwarf_dieoffset(&die);
-    m_section = begin - offset;
-    m_offset = offset - dwarf_cuoffset(&die);
-    const u64 size = end > offset ? end - offset : 0;
-    m_nodes.reserve(static_cast<std::size_t>(size / 8));
-    m_attributes.reserve(static_cast<std::size_t>(size / 3));
-    Read(begin, begin + size);
+    const u64 end = std::min<u64>(input.end, m_section.size);
+    const u64 begin = std::min<u64>(input.entry, end);
+    m_nodes.reserve(static_cast<std::size_t>((end - begin) / 8));
+    m_tags.reserve(m_nodes.capacity());
+    m_attributes.reserve(static_cast<std::size_t>((end - begin) / 3));
+    Reading(*this).Read(static_cast<u32>(begin), static_cast<u32>(end));
     if (m_nodes.empty()) {
-        m_nodes.push_back({static_cast<u32>(offset), kNoNode, 1, 0, DW_TAG_compile_unit, 0});
+        m_nodes.push_back({static_cast<u32>(begin), kNoNode, 1, 0, nullptr});
+        m_tags.push_back(DW_TAG_compile_unit);
         m_damaged = true;
     }
     IndexOffsets();
     m_language = static_cast<u32>(Number(0, DW_AT_language).value_or(0));
-}
-
-bool Unit::HasNamespaces() const
-{
-    return Dwarf2Language(m_language) == DW_LANG_C_plus_plus;
+    m_hasNamespaces = Dwarf2Language(m_language) == DW_LANG_C_plus_plus;
 }
 
 Dwarf_Die Unit::Die(u32 node) const
 {
-    return {m_section + m_nodes[node].offset, m_cu, nullptr, 0};
-}
-
-int Unit::TakeAttribute(Dwarf_Attribute* attribute, void* unit)
-{
-    static_cast<Unit*>(unit)->m_attributes.push_back({attribute->code, attribute->form, attribute->valp});
-    return DWARF_CB_OK;
-}
-
-void Unit::Read(u8* begin, const u8* end)
-{
-    std::vector<u32> open; // the entries whose children are being read
-    for (u8* at = begin; at < end && !m_damaged;) {
-        if (*at == 0) {
-            if (open.empty()) {
-                break; // padding behind the unit's entry
-            }
-            m_nodes[open.back()].end = Count();
-            open.pop_back();
-            ++at;
-            if (open.empty()) {
-                break;
-            }
-            continue;
-        }
-        const u32 node = Count();
-        bool hasChildren = false;
-        at = ReadEntry(at, end, open.empty() ? kNoNode : open.back(), hasChildren);
-        if (hasChildren) {
-            open.push_back(node);
-        } else if (open.empty()) {
-            break;
-        }
-    }
-    for (const u32 node : open) {
-        m_nodes[node].end = Count();
-        m_damaged = true;
-    }
-}
-
-/// @return where the next entry begins.
-u8* Unit::ReadEntry(u8* at, const u8* end, u32 parent, bool& hasChildren)
-{
-    Dwarf_Die die{at, m_cu, nullptr, 0};
-    const int tag = dwarf_tag(&die);
-    const std::size_t first = m_attributes.size();
-    if (tag == DW_TAG_invalid || dwarf_getattrs(&die, TakeAttribute, this, 0) != 1) {
-        m_attributes.resize(first);
-        m_damaged = true;
-        return at;
-    }
-    const u32 index = Count();
-    m_nodes.push_back({static_cast<u32>(at - m_section), parent, index + 1, static_cast<u32>(first),
-                       static_cast<u16>(tag), static_cast<u16>(m_attributes.size() - first)});
-    hasChildren = dwarf_haschildren(&die) > 0;
-    u8* next = at;
-    for (bool more = true; more && next < end; ++next) { // the abbreviation code
-        more = (*next & 0x80) != 0;
-    }
-    for (std::size_t i = first; i < m_attributes.size(); ++i) {
-        u8* const behind = ValueEnd(m_attributes[i], end);
-        next = std::max(next, behind); // a value of DW_FORM_implicit_const lies elsewhere
-    }
-    if (next > end) {
-        m_damaged = true;
-    }
-    return next;
-}
-
-/// Where the bytes of a value end; null if they aren't in the unit. Gives a value of DW_FORM_indirect its real form.
-u8* Unit::ValueEnd(Attribute& attribute, const u8* end) const
-{
-    if (attribute.form == DW_FORM_implicit_const || attribute.value > end) {
-        return nullptr;
-    }
-    ByteReader reader({attribute.value, static_cast<std::size_t>(end - attribute.value)}, m_bigEndian);
-    for (int nested = 0; attribute.form == DW_FORM_indirect && nested < 4; ++nested) {
-        attribute.form = static_cast<u32>(reader.Uleb());
-        attribute.value += reader.Offset();
-        reader = ByteReader({attribute.value, static_cast<std::size_t>(end - attribute.value)}, m_bigEndian);
-    }
-    switch (attribute.form) {
-    case DW_FORM_flag_present:
-    case DW_FORM_implicit_const:
-        break;
-    case DW_FORM_data1:
-    case DW_FORM_ref1:
-    case DW_FORM_flag:
-    case DW_FORM_strx1:
-    case DW_FORM_addrx1:
-        reader.Skip(1);
-        break;
-    case DW_FORM_data2:
-    case DW_FORM_ref2:
-    case DW_FORM_strx2:
-    case DW_FORM_addrx2:
-        reader.Skip(2);
-        break;
-    case DW_FORM_strx3:
-    case DW_FORM_addrx3:
-        reader.Skip(3);
-        break;
-    case DW_FORM_data4:
-    case DW_FORM_ref4:
-    case DW_FORM_strx4:
-    case DW_FORM_addrx4:
-    case DW_FORM_ref_sup4:
-        reader.Skip(4);
-        break;
-    case DW_FORM_data8:
-    case DW_FORM_ref8:
-    case DW_FORM_ref_sig8:
-    case DW_FORM_ref_sup8:
-        reader.Skip(8);
-        break;
-    case DW_FORM_data16:
-        reader.Skip(16);
-        break;
-    case DW_FORM_addr:
-        reader.Skip(m_addressSize);
-        break;
-    case DW_FORM_ref_addr:
-        reader.Skip(m_version < 3 ? m_addressSize : m_offsetSize);
-        break;
-    case DW_FORM_strp:
-    case DW_FORM_line_strp:
-    case DW_FORM_sec_offset:
-    case DW_FORM_strp_sup:
-    case DW_FORM_GNU_strp_alt:
-    case DW_FORM_GNU_ref_alt:
-        reader.Skip(m_offsetSize);
-        break;
-    case DW_FORM_string:
-        reader.Text();
-        break;
-    case DW_FORM_block1:
-        reader.Skip(reader.U8());
-        break;
-    case DW_FORM_block2:
-        reader.Skip(reader.U16());
-        break;
-    case DW_FORM_block4:
-        reader.Skip(reader.U32());
-        break;
-    case DW_FORM_block:
-    case DW_FORM_exprloc:
-        reader.Skip(reader.Uleb());
-        break;
-    default: // the rest are single LEB128 numbers; libdw has refused what it doesn't know
-        reader.Uleb();
-        break;
-    }
-    return attribute.value + reader.Offset();
-}
-
-const Unit::Attribute* Unit::Find(u32 node, u32 attribute) const
-{
-    const Node& entry = m_nodes[node];
-    const Attribute* const first = m_attributes.data() + entry.firstAttribute;
-    for (const Attribute* at = first; at != first + entry.attributeCount; ++at) {
-        if (at->name == attribute) {
-            return at;
-        }
-    }
-    return nullptr;
+    return {const_cast<u8*>(m_section.data) + m_nodes[node].offset, m_cu, nullptr, 0};
 }
 
 Dwarf_Attribute Unit::Public(const Attribute& attribute) const
 {
-    return {attribute.name, attribute.form, attribute.value, m_cu};
+    const ByteView from = attribute.form == DW_FORM_implicit_const ? m_sections.abbreviations : m_section;
+    return {attribute.name, attribute.form, const_cast<u8*>(from.data) + attribute.value, m_cu};
 }
 
 std::optional<Dwarf_Attribute> Unit::Get(u32 node, u32 attribute) const
@@ -270,65 +286,149 @@ std::optional<Dwarf_Attribute> Unit::Get(u32 node, u32 attribute) const
     return found == nullptr ? std::nullopt : std::optional(Public(*found));
 }
 
+/// The bytes from a value on. Those of the value itself are known to be there.
+ByteReader Unit::ReaderAt(const Attribute& attribute) const
+{
+    const ByteView from = attribute.form == DW_FORM_implicit_const ? m_sections.abbreviations : m_section;
+    return {from.From(attribute.value), m_sections.bigEndian};
+}
+
+/// @param width 1, 2, 4 or 8 bytes, which are there.
+u64 Unit::FixedAt(u32 offset, u32 width) const
+{
+    const u8* const at = m_section.data + offset;
+    u64 value = 0;
+    for (u32 i = 0; i < width; ++i) {
+        value = value << 8 | at[m_sections.bigEndian ? i : width - 1 - i];
+    }
+    return value;
+}
+
 bool Unit::Flag(u32 node, u32 attribute) const
 {
     const Attribute* const found = Find(node, attribute);
     if (found == nullptr) {
         return false;
     }
-    return found->form == DW_FORM_flag_present || (found->form == DW_FORM_flag && *found->value != 0);
+    return found->form == DW_FORM_flag_present || (found->form == DW_FORM_flag && m_section.data[found->value] != 0);
 }
 
 std::string_view Unit::Text(u32 node, u32 attribute) const
 {
-    std::optional<Dwarf_Attribute> found = Get(node, attribute);
-    const char* const text = found ? dwarf_formstring(&*found) : nullptr;
-    return text == nullptr ? std::string_view() : std::string_view(text);
+    const Attribute* const found = Find(node, attribute);
+    return found == nullptr ? std::string_view() : TextAt(*found);
+}
+
+std::string_view Unit::TextAt(const Attribute& attribute) const
+{
+    switch (attribute.form) {
+    case DW_FORM_string:
+        return reinterpret_cast<const char*>(m_section.data + attribute.value);
+    case DW_FORM_strp:
+    case DW_FORM_line_strp: {
+        const ByteView texts = attribute.form == DW_FORM_strp ? m_sections.texts : m_sections.lineTexts;
+        const ByteView rest = texts.From(FixedAt(attribute.value, m_offsetSize));
+        const void* const zero = rest.size == 0 ? nullptr : std::memchr(rest.data, 0, rest.size);
+        const char* const text = reinterpret_cast<const char*>(rest.data);
+        return zero == nullptr
+                   ? std::string_view()
+                   : std::string_view(text, static_cast<std::size_t>(static_cast<const char*>(zero) - text));
+    }
+    default: {
+        Dwarf_Attribute shown = Public(attribute);
+        const char* const text = dwarf_formstring(&shown);
+        return text == nullptr ? std::string_view() : std::string_view(text);
+    }
+    }
 }
 
 std::optional<u64> Unit::Number(u32 node, u32 attribute) const
 {
     const Attribute* const found = Find(node, attribute);
-    if (found == nullptr) {
+    return found == nullptr ? std::nullopt : NumberAt(*found);
+}
+
+std::optional<u64> Unit::NumberAt(const Attribute& attribute) const
+{
+    switch (attribute.form) {
+    case DW_FORM_data1:
+        return m_section.data[attribute.value];
+    case DW_FORM_data2:
+        return FixedAt(attribute.value, 2);
+    case DW_FORM_addr:
         return std::nullopt;
+    case DW_FORM_udata:
+        return ReaderAt(attribute).Uleb();
+    case DW_FORM_sdata:
+    case DW_FORM_implicit_const:
+        return static_cast<u64>(ReaderAt(attribute).Sleb());
+    case DW_FORM_data4:
+        if (!MayBeOffset(attribute.name)) {
+            return FixedAt(attribute.value, 4);
+        }
+        break;
+    case DW_FORM_data8:
+        if (!MayBeOffset(attribute.name)) {
+            return FixedAt(attribute.value, 8);
+        }
+        break;
+    default:
+        break;
     }
-    if (found->form == DW_FORM_data1) { // by far the most frequent
-        return *found->value;
-    }
-    Dwarf_Attribute shown = Public(*found);
+    Dwarf_Attribute shown = Public(attribute);
     Dwarf_Word value = 0;
     return dwarf_formudata(&shown, &value) == 0 ? std::optional<u64>(value) : std::nullopt;
 }
 
 std::optional<i64> Unit::Signed(u32 node, u32 attribute) const
 {
-    std::optional<Dwarf_Attribute> found = Get(node, attribute);
-    if (!found) {
-        return std::nullopt;
-    }
-    if (found->form == DW_FORM_sdata || found->form == DW_FORM_implicit_const) {
-        Dwarf_Sword value = 0;
-        return dwarf_formsdata(&*found, &value) == 0 ? std::optional<i64>(value) : std::nullopt;
-    }
     const std::optional<u64> value = Number(node, attribute);
     return value ? std::optional(static_cast<i64>(*value)) : std::nullopt;
 }
 
 std::optional<u32> Unit::Address(u32 node, u32 attribute) const
 {
-    std::optional<Dwarf_Attribute> found = Get(node, attribute);
-    Dwarf_Addr address = 0;
-    if (!found || dwarf_formaddr(&*found, &address) != 0) {
+    const Attribute* const found = Find(node, attribute);
+    if (found == nullptr) {
         return std::nullopt;
     }
-    return static_cast<u32>(address);
+    if (found->form == DW_FORM_addr && m_addressSize == 4) {
+        return static_cast<u32>(FixedAt(found->value, 4));
+    }
+    Dwarf_Attribute shown = Public(*found);
+    u64 added = 0;
+    if (found->form == kAddressOffsetForm) {
+        ByteReader reader = ReaderAt(*found);
+        reader.Uleb();
+        added = reader.U32();
+        shown.form = DW_FORM_addrx;
+    }
+    Dwarf_Addr address = 0;
+    return dwarf_formaddr(&shown, &address) == 0 ? std::optional(static_cast<u32>(address + added)) : std::nullopt;
+}
+
+/// The offset in the unit that a reference within it says.
+u64 Unit::LocalReference(const Attribute& attribute) const
+{
+    switch (attribute.form) {
+    case DW_FORM_ref1:
+        return FixedAt(attribute.value, 1);
+    case DW_FORM_ref2:
+        return FixedAt(attribute.value, 2);
+    case DW_FORM_ref4:
+        return FixedAt(attribute.value, 4);
+    case DW_FORM_ref8:
+        return FixedAt(attribute.value, 8);
+    default:
+        return ReaderAt(attribute).Uleb();
+    }
 }
 
 Reference Unit::Refer(u32 node, u32 attribute) const
 {
-    std::optional<Dwarf_Attribute> found = Get(node, attribute);
     Reference reference;
-    if (!found) {
+    const Attribute* const found = Find(node, attribute);
+    if (found == nullptr) {
         return reference;
     }
     switch (found->form) {
@@ -336,20 +436,13 @@ Reference Unit::Refer(u32 node, u32 attribute) const
     case DW_FORM_ref2:
     case DW_FORM_ref4:
     case DW_FORM_ref8:
-    case DW_FORM_ref_udata: {
-        constexpr u32 kLongestNumber = 10;
-        ByteReader reader({found->valp, kLongestNumber}, m_bigEndian);
-        const u64 offset = found->form == DW_FORM_ref1   ? reader.U8()
-                           : found->form == DW_FORM_ref2 ? reader.U16()
-                           : found->form == DW_FORM_ref4 ? reader.U32()
-                           : found->form == DW_FORM_ref8 ? reader.U64()
-                                                         : reader.Uleb();
-        reference.node = NodeAt(m_offset + offset);
+    case DW_FORM_ref_udata:
+        reference.node = NodeAt(m_offset + LocalReference(*found));
         return reference;
-    }
     default: {
+        Dwarf_Attribute shown = Public(*found);
         Dwarf_Die die;
-        if (dwarf_formref_die(&*found, &die) != nullptr) {
+        if (dwarf_formref_die(&shown, &die) != nullptr) {
             if (die.cu == m_cu) {
                 reference.node = NodeAt(dwarf_dieoffset(&die));
             } else {
@@ -395,6 +488,15 @@ u32 Unit::DeclarationOf(u32 node) const
         }
     }
     return kNoNode;
+}
+
+Unit UnitReader::Read(const InputUnit& input)
+{
+    if (m_last == nullptr || m_lastOffset != input.abbreviations) {
+        m_last = std::make_shared<Abbreviations>(m_sections.abbreviations, input.abbreviations, m_sections.bigEndian);
+        m_lastOffset = input.abbreviations;
+    }
+    return Unit(input, m_sections, m_last);
 }
 
 } // namespace convert

@@ -1,11 +1,14 @@
 // One unit of the input, read into a tree that can be asked quickly.
 #pragma once
 
+#include "convert/Abbreviations.h"
 #include "convert/Bytes.h"
+#include "convert/InputUnits.h"
 #include "interfaces/Types.h"
 
 #include <dwarf.h>
 #include <elfutils/libdw.h>
+#include <memory>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -40,26 +43,39 @@ struct Reference {
     explicit operator bool() const { return IsLocal() || foreign.has_value(); }
 };
 
+/// The sections that all units of an input read, uncompressed. They outlive the units.
+struct UnitSections {
+    ByteView info;
+    ByteView types; ///< `.debug_types`
+    ByteView abbreviations;
+    ByteView texts;     ///< `.debug_str`
+    ByteView lineTexts; ///< `.debug_line_str`
+    bool bigEndian = false;
+};
+
 /// The entries of one unit in the order of the section. A node is named by its index; the unit's own entry is node 0.
 /// Everything borrowed (texts, blocks) lies in the sections, which libdw keeps.
+///
+/// What producers write all the time is decoded here; libdw gets what is rare, and what leads to other units.
 class Unit {
 public:
-    /// @param die the unit's own entry, @param end offset in its section of the next unit.
-    /// What follows an entry that can't be read is left out; IsDamaged() tells.
-    Unit(Dwarf_Die die, u64 end, bool bigEndian);
+    /// What follows an entry that can't be read is left out; IsDamaged() tells. libdw isn't asked for anything here, so
+    /// that units can be read by a thread of their own.
+    /// @param abbreviations the unit's table.
+    Unit(const InputUnit& input, const UnitSections& sections, std::shared_ptr<const Abbreviations> abbreviations);
 
     u32 Count() const { return static_cast<u32>(m_nodes.size()); }
     u32 Version() const { return m_version; }
     u32 Language() const { return m_language; }
     bool IsDamaged() const { return m_damaged; }
     /// A language whose scopes have names: C++ and what is like it.
-    bool HasNamespaces() const;
+    bool HasNamespaces() const { return m_hasNamespaces; }
     bool IsType() const { return m_type == DW_UT_type || m_type == DW_UT_split_type; }
     Dwarf_CU* Cu() const { return m_cu; }
     Dwarf_Die Die(u32 node) const;
     EntryKey Key(u32 node) const { return {m_nodes[node].offset, m_inTypes}; }
 
-    u32 Tag(u32 node) const { return m_nodes[node].tag; }
+    u32 Tag(u32 node) const { return m_tags[node]; }
     /// kNoNode for the unit's own entry.
     u32 Parent(u32 node) const { return m_nodes[node].parent; }
     /// Index behind the last entry below this one: the next sibling if there is one.
@@ -80,7 +96,7 @@ public:
     bool Flag(u32 node, u32 attribute) const;
     /// Empty if it isn't there.
     std::string_view Text(u32 node, u32 attribute) const;
-    /// Constants, addresses and flags; nothing for blocks and references.
+    /// Constants and offsets in other sections; nothing for addresses, blocks and references.
     std::optional<u64> Number(u32 node, u32 attribute) const;
     /// The same with the sign of forms that have one (sdata, implicit_const).
     std::optional<i64> Signed(u32 node, u32 attribute) const;
@@ -98,37 +114,72 @@ private:
         u32 parent;
         u32 end;
         u32 firstAttribute;
-        u16 tag;
-        u16 attributeCount;
+        const Abbreviation* abbreviation; ///< null for the only node of a unit whose own entry can't be read
     };
     struct Attribute {
-        u32 name;
-        u32 form;
-        u8* value;
+        u16 name;
+        u16 form;
+        u32 value; ///< offset in the section, in `.debug_abbrev` for an implicit constant
     };
+    class Reading;
 
-    const Attribute* Find(u32 node, u32 attribute) const;
+    /// Null if the node doesn't have it.
+    const Attribute* Find(u32 node, u32 attribute) const
+    {
+        const Node& entry = m_nodes[node];
+        if (entry.abbreviation == nullptr || !entry.abbreviation->MayHave(attribute)) {
+            return nullptr;
+        }
+        const Attribute* const end = m_attributes.data() + entry.firstAttribute + entry.abbreviation->count;
+        for (const Attribute* at = m_attributes.data() + entry.firstAttribute; at != end; ++at) {
+            if (at->name == attribute) {
+                return at;
+            }
+        }
+        return nullptr;
+    }
     Dwarf_Attribute Public(const Attribute& attribute) const;
-    void Read(u8* begin, const u8* end);
+    ByteReader ReaderAt(const Attribute& attribute) const;
+    u64 FixedAt(u32 offset, u32 width) const;
+    std::string_view TextAt(const Attribute& attribute) const;
+    std::optional<u64> NumberAt(const Attribute& attribute) const;
+    u64 LocalReference(const Attribute& attribute) const;
     void IndexOffsets();
-    u8* ReadEntry(u8* at, const u8* end, u32 parent, bool& hasChildren);
-    static int TakeAttribute(Dwarf_Attribute* attribute, void* unit);
-    u8* ValueEnd(Attribute& attribute, const u8* end) const;
 
     std::vector<Node> m_nodes;
+    std::vector<u16> m_tags; ///< by node
     std::vector<Attribute> m_attributes;
     std::vector<u32> m_blocks; ///< nodes, by pieces of the section
-    Dwarf_CU* m_cu = nullptr;
-    u8* m_section = nullptr; ///< where offset 0 of the section lies
-    u64 m_offset = 0;        ///< of the unit in its section
-    u32 m_version = 0;
+    std::shared_ptr<const Abbreviations> m_abbreviations;
+    const UnitSections& m_sections;
+    ByteView m_section; ///< in which the unit stands
+    Dwarf_CU* m_cu;
+    u64 m_offset; ///< of the unit in its section
+    u32 m_version;
     u32 m_language = 0;
-    u8 m_type = 0;
-    u8 m_addressSize = 4;
-    u8 m_offsetSize = 4;
-    bool m_bigEndian = false;
-    bool m_inTypes = false;
+    u8 m_type;
+    u8 m_addressSize;
+    u8 m_offsetSize;
+    bool m_inTypes;
+    bool m_hasNamespaces = false;
     bool m_damaged = false;
+};
+
+/// Reads units, one after the other. Units that follow each other often share a table of abbreviations.
+class UnitReader {
+public:
+    /// @param sections outlives this and the units.
+    explicit UnitReader(const UnitSections& sections)
+        : m_sections(sections)
+    {
+    }
+
+    Unit Read(const InputUnit& input);
+
+private:
+    const UnitSections& m_sections;
+    std::shared_ptr<const Abbreviations> m_last;
+    u64 m_lastOffset = 0;
 };
 
 } // namespace convert

@@ -282,8 +282,9 @@ const AddressRanges& UnitConverter::FunctionsNearZero()
         return *m_shared.functions;
     }
     AddressRanges& found = m_shared.functions.emplace();
+    UnitReader reader(m_shared.sections);
     for (const InputUnit& input : m_shared.units) {
-        const Unit unit(input.die, input.end, m_shared.program.BigEndian());
+        const Unit unit = reader.Read(input);
         UnitConverter other(m_shared, unit);
         for (u32 node = 1; node < unit.Count(); ++node) {
             if (unit.Tag(node) == DW_TAG_subprogram) {

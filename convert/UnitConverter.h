@@ -31,6 +31,7 @@ struct Shared {
     const Program& program;
     Dwarf* dwarf;
     const std::vector<InputUnit>& units;
+    const UnitSections& sections;
     const Definitions& definitions;
     LineSections lineSections;
     LocationReader& locations;

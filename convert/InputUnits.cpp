@@ -1,0 +1,41 @@
+// Units are found by libdw; each ends where its own length says.
+#include "convert/InputUnits.h"
+
+#include <dwarf.h>
+
+namespace convert {
+
+bool StandsInTypes(Dwarf_CU* cu)
+{
+    Dwarf_Half version = 0;
+    u8 type = 0;
+    return dwarf_cu_info(cu, &version, &type, nullptr, nullptr, nullptr, nullptr, nullptr) == 0 && version < 5 &&
+           type == DW_UT_type;
+}
+
+std::vector<InputUnit> ListUnits(Dwarf* dwarf)
+{
+    std::vector<InputUnit> units;
+    Dwarf_CU* cu = nullptr;
+    InputUnit unit;
+    Dwarf_Half version = 0;
+    while (dwarf_get_units(dwarf, cu, &cu, &version, &unit.type, &unit.die, nullptr) == 0) {
+        unit.version = version;
+        unit.standsInTypes = StandsInTypes(cu);
+        unit.entry = dwarf_dieoffset(&unit.die);
+        unit.offset = unit.entry - dwarf_cuoffset(&unit.die);
+        Dwarf_Off next = 0;
+        std::size_t headerSize = 0;
+        Dwarf_Half ignored = 0;
+        u64 signature = 0;
+        if (dwarf_next_unit(dwarf, unit.offset, &next, &headerSize, &ignored, &unit.abbreviations, &unit.addressSize,
+                            &unit.offsetSize, unit.standsInTypes ? &signature : nullptr, nullptr) != 0) {
+            break;
+        }
+        unit.end = next;
+        units.push_back(unit);
+    }
+    return units;
+}
+
+} // namespace convert
