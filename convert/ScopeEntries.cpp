@@ -55,10 +55,10 @@ AddressRanges UnitConverter::RangesOf(u32 node) const
     };
     if (!m_unit.Has(node, DW_AT_ranges)) {
         const std::optional<u32> begin = m_unit.Address(node, DW_AT_low_pc);
-        if (const std::optional<u64> size = m_unit.Number(node, DW_AT_high_pc); begin && size) {
-            add(*begin, *begin + *size);
-        } else if (const std::optional<u32> end = m_unit.Address(node, DW_AT_high_pc); begin && end) {
+        if (const std::optional<u32> end = m_unit.Address(node, DW_AT_high_pc); begin && end) {
             add(*begin, *end);
+        } else if (const std::optional<u64> size = m_unit.Number(node, DW_AT_high_pc); begin && size) {
+            add(*begin, *begin + *size);
         }
         return ranges;
     }

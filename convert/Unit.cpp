@@ -392,16 +392,30 @@ std::optional<u32> Unit::Address(u32 node, u32 attribute) const
     if (found == nullptr) {
         return std::nullopt;
     }
-    if (found->form == DW_FORM_addr && m_addressSize == 4) {
-        return static_cast<u32>(FixedAt(found->value, 4));
-    }
-    Dwarf_Attribute shown = Public(*found);
     u64 added = 0;
-    if (found->form == kAddressOffsetForm) {
+    Dwarf_Attribute shown = Public(*found);
+    switch (found->form) {
+    case DW_FORM_addr:
+        if (m_addressSize == 4) {
+            return static_cast<u32>(FixedAt(found->value, 4));
+        }
+        break;
+    case DW_FORM_addrx:
+    case DW_FORM_addrx1:
+    case DW_FORM_addrx2:
+    case DW_FORM_addrx3:
+    case DW_FORM_addrx4:
+    case DW_FORM_GNU_addr_index:
+        break;
+    case kAddressOffsetForm: {
         ByteReader reader = ReaderAt(*found);
         reader.Uleb();
         added = reader.U32();
         shown.form = DW_FORM_addrx;
+        break;
+    }
+    default:
+        return std::nullopt;
     }
     Dwarf_Addr address = 0;
     return dwarf_formaddr(&shown, &address) == 0 ? std::optional(static_cast<u32>(address + added)) : std::nullopt;
