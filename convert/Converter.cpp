@@ -1,6 +1,7 @@
 // From the units of a program to its new sections.
 #include "convert/Converter.h"
 
+#include "convert/Channel.h"
 #include "convert/DebugSections.h"
 #include "convert/Failure.h"
 #include "convert/FrameRules.h"
@@ -98,15 +99,7 @@ public:
         }
         ReportUnits(m_units, m_report);
         FindCommonWords();
-        UnitReader reader(m_sections);
-        for (std::size_t i = 0; i < m_units.size(); ++i) {
-            const Unit unit = reader.Read(m_units[i]);
-            if (unit.IsDamaged()) {
-                m_report.LeaveOut("entries", "damaged, with what follows in their unit");
-            }
-            UnitConverter(m_shared, unit).Convert();
-            progress(static_cast<u32>(100 * (i + 1) / (m_units.size() + 1)));
-        }
+        ConvertUnits(progress);
         m_info.Finish();
         for (std::size_t reason = 0; reason < kUnsaidCount; ++reason) {
             m_report.LeaveOut("ranges of variables", kReasons[reason], m_locations.Counts()[reason]);
@@ -134,6 +127,50 @@ public:
     }
 
 private:
+    /// Three threads at once: one reads units, this one converts them, one writes their entries. libdw is this
+    /// thread's alone.
+    void ConvertUnits(const std::function<void(u32 percent)>& progress)
+    {
+        Channel<Unit> unitsRead;
+        Channel<std::unique_ptr<UnitConverter>> unitsConverted;
+        const auto stop = [&] {
+            unitsRead.Close();
+            unitsConverted.Close();
+        };
+        Worker writer(
+            [&] {
+                while (const std::optional<std::unique_ptr<UnitConverter>> unit = unitsConverted.Take()) {
+                    (*unit)->Write();
+                }
+            },
+            stop);
+        Worker reader(
+            [&] {
+                UnitReader units(m_sections);
+                for (const InputUnit& unit : m_units) {
+                    if (!unitsRead.Put(units.Read(unit))) {
+                        return;
+                    }
+                }
+            },
+            [&] { unitsRead.Close(); });
+        std::size_t done = 0;
+        while (std::optional<Unit> unit = unitsRead.Take()) {
+            if (unit->IsDamaged()) {
+                m_report.LeaveOut("entries", "damaged, with what follows in their unit");
+            }
+            auto converter = std::make_unique<UnitConverter>(m_shared, std::move(*unit));
+            converter->Convert();
+            if (!unitsConverted.Put(std::move(converter))) {
+                break;
+            }
+            progress(static_cast<u32>(100 * ++done / (m_units.size() + 1)));
+        }
+        unitsConverted.Close();
+        reader.Finish();
+        writer.Finish();
+    }
+
     /// Partial units and skeletons leave to others what they have in common.
     void FindCommonWords()
     {

@@ -33,6 +33,10 @@ std::vector<InputUnit> ListUnits(Dwarf* dwarf)
             break;
         }
         unit.end = next;
+        Dwarf_Attribute attribute;
+        Dwarf_Word language = 0;
+        dwarf_formudata(dwarf_attr(&unit.die, DW_AT_language, &attribute), &language);
+        unit.language = static_cast<u32>(language);
         units.push_back(unit);
     }
     return units;

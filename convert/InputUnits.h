@@ -15,6 +15,7 @@ struct InputUnit {
     u64 entry = 0;              ///< offset in the section of its own entry
     u64 end = 0;                ///< offset in the section of what follows the unit
     u64 abbreviations = 0;      ///< offset of its table in `.debug_abbrev`
+    u32 language = 0;           ///< AT_language, 0 if there is none
     u32 version = 0;            ///< 2 to 5
     u8 type = 0;                ///< DW_UT_*
     u8 addressSize = 0;         ///< of DW_FORM_addr, in bytes

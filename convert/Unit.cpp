@@ -248,10 +248,12 @@ Unit::Unit(const InputUnit& input, const UnitSections& sections, std::shared_ptr
     , m_cu(input.die.cu)
     , m_offset(input.offset)
     , m_version(input.version)
+    , m_language(input.language)
     , m_type(input.type)
     , m_addressSize(input.addressSize)
     , m_offsetSize(input.offsetSize)
     , m_inTypes(input.standsInTypes)
+    , m_hasNamespaces(Dwarf2Language(input.language) == DW_LANG_C_plus_plus)
 {
     const u64 end = std::min<u64>(input.end, m_section.size);
     const u64 begin = std::min<u64>(input.entry, end);
@@ -265,8 +267,6 @@ Unit::Unit(const InputUnit& input, const UnitSections& sections, std::shared_ptr
         m_damaged = true;
     }
     IndexOffsets();
-    m_language = static_cast<u32>(Number(0, DW_AT_language).value_or(0));
-    m_hasNamespaces = Dwarf2Language(m_language) == DW_LANG_C_plus_plus;
 }
 
 Dwarf_Die Unit::Die(u32 node) const

@@ -156,12 +156,12 @@ private:
     Dwarf_CU* m_cu;
     u64 m_offset; ///< of the unit in its section
     u32 m_version;
-    u32 m_language = 0;
+    u32 m_language;
     u8 m_type;
     u8 m_addressSize;
     u8 m_offsetSize;
     bool m_inTypes;
-    bool m_hasNamespaces = false;
+    bool m_hasNamespaces;
     bool m_damaged = false;
 };
 

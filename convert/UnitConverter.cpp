@@ -5,6 +5,7 @@
 #include "convert/Failure.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace convert {
 
@@ -60,13 +61,13 @@ bool IsFileScope(u32 tag)
 
 } // namespace
 
-UnitConverter::UnitConverter(Shared& shared, const Unit& unit)
+UnitConverter::UnitConverter(Shared& shared, Unit unit)
     : m_shared(shared)
-    , m_unit(unit)
-    , m_names(unit)
-    , m_tree(unit.Count())
-    , m_functionOf(unit.Count(), kNoNode)
-    , m_maxEntries(u64{kEntriesPerNode} * unit.Count() + kFreeEntries)
+    , m_unit(std::move(unit))
+    , m_names(m_unit)
+    , m_tree(m_unit.Count())
+    , m_functionOf(m_unit.Count(), kNoNode)
+    , m_maxEntries(u64{kEntriesPerNode} * m_unit.Count() + kFreeEntries)
 {
 }
 
@@ -92,6 +93,10 @@ void UnitConverter::Convert()
         AddFunction(m_functions[function++]);
     }
     AddCopies();
+}
+
+void UnitConverter::Write()
+{
     const PlacedUnit placed = m_shared.info.Write(m_tree);
     for (u32 node = 0; node < m_unit.Count(); ++node) {
         // Nothing else is referred to from other units.
@@ -284,10 +289,9 @@ const AddressRanges& UnitConverter::FunctionsNearZero()
     AddressRanges& found = m_shared.functions.emplace();
     UnitReader reader(m_shared.sections);
     for (const InputUnit& input : m_shared.units) {
-        const Unit unit = reader.Read(input);
-        UnitConverter other(m_shared, unit);
-        for (u32 node = 1; node < unit.Count(); ++node) {
-            if (unit.Tag(node) == DW_TAG_subprogram) {
+        UnitConverter other(m_shared, reader.Read(input));
+        for (u32 node = 1; node < other.m_unit.Count(); ++node) {
+            if (other.m_unit.Tag(node) == DW_TAG_subprogram) {
                 other.ClassifyFunction(node);
             }
         }

@@ -50,10 +50,13 @@ struct Shared {
 
 class UnitConverter {
 public:
-    UnitConverter(Shared& shared, const Unit& unit);
+    UnitConverter(Shared& shared, Unit unit);
 
-    /// Writes the unit and whatever it needs in other sections.
+    /// Makes the tree of entries, and writes what the unit needs in sections of lines, locations and macros.
     void Convert();
+    /// Writes the entries and what leads to them. May run while other units are converted: it touches `info`,
+    /// `publicNames` and `ranges` of what is shared, and Convert() doesn't.
+    void Write();
 
 private:
     /// Where a type leads once what DWARF 2.0 can't say is left out.
@@ -158,7 +161,7 @@ private:
     void LeaveOut(const char* kind, const char* reason) { m_shared.report.LeaveOut(kind, reason); }
 
     Shared& m_shared;
-    const Unit& m_unit;
+    const Unit m_unit;
     Names m_names;
     EntryTree m_tree;
     LineTable m_lineTable;
