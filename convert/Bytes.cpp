@@ -29,11 +29,7 @@ u64 ByteReader::Number(u32 width)
         m_offset = m_bytes.size;
         return 0;
     }
-    u64 value = 0;
-    for (u32 i = 0; i < width; ++i) {
-        const u32 from = m_bigEndian ? i : width - 1 - i;
-        value = value << 8 | m_bytes.data[m_offset + from];
-    }
+    const u64 value = LoadNumber(m_bytes.data + m_offset, width, m_bigEndian);
     m_offset += width;
     return value;
 }

@@ -27,6 +27,28 @@ struct ByteView {
     }
 };
 
+/// The operators of a location expression: a string, as most are short and there are many.
+using ExpressionBytes = std::basic_string<u8>;
+
+inline ByteView View(const ExpressionBytes& bytes)
+{
+    return {bytes.data(), bytes.size()};
+}
+
+/// A number of 1 to 8 bytes.
+inline u64 LoadNumber(const u8* at, u32 width, bool bigEndian)
+{
+    if (width == 4) { // by far the most frequent
+        return bigEndian ? u32{at[0]} << 24 | u32{at[1]} << 16 | u32{at[2]} << 8 | at[3]
+                         : u32{at[3]} << 24 | u32{at[2]} << 16 | u32{at[1]} << 8 | at[0];
+    }
+    u64 value = 0;
+    for (u32 i = 0; i < width; ++i) {
+        value = value << 8 | at[bigEndian ? i : width - 1 - i];
+    }
+    return value;
+}
+
 /// A cursor over borrowed bytes. Reading beyond the end gives zeros, leaves the cursor at the end and sets Failed().
 class ByteReader {
 public:

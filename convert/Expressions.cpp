@@ -379,7 +379,7 @@ private:
 /// Writes an expression anew, operator by operator, and then moves the targets of its branches.
 class Rewriter {
 public:
-    Rewriter(ByteView expression, const ExpressionFormat& format, ByteView cfa, std::vector<u8>& out)
+    Rewriter(ByteView expression, const ExpressionFormat& format, ByteView cfa, ExpressionBytes& out)
         : m_expression(expression)
         , m_format(format)
         , m_cfa(cfa)
@@ -503,7 +503,7 @@ private:
     const ExpressionFormat& m_format;
     ByteView m_cfa;
     ByteReader m_reader;
-    std::vector<u8>& m_out;
+    ExpressionBytes& m_out;
     std::size_t m_start;
     std::vector<Place> m_places; ///< of the operators, and of the end
     std::vector<Place> m_branches;
@@ -526,7 +526,7 @@ ExpressionFacts ScanExpression(ByteView expression, const ExpressionFormat& form
 }
 
 std::optional<Unsaid> RewriteExpression(ByteView expression, const ExpressionFormat& format, ByteView cfa,
-                                        std::vector<u8>& out)
+                                        ExpressionBytes& out)
 {
     return Rewriter(expression, format, cfa, out).Run();
 }

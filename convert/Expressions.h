@@ -68,6 +68,6 @@ ExpressionFacts ScanExpression(ByteView expression, const ExpressionFormat& form
 /// @param cfa operators that give the canonical frame address; of no meaning unless it is FrameBound.
 /// @return why not, if it can't be done; `out` has a part of it then.
 std::optional<Unsaid> RewriteExpression(ByteView expression, const ExpressionFormat& format, ByteView cfa,
-                                        std::vector<u8>& out);
+                                        ExpressionBytes& out);
 
 } // namespace convert

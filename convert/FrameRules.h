@@ -2,6 +2,7 @@
 #pragma once
 
 #include "convert/AddressRange.h"
+#include "convert/Bytes.h"
 #include "interfaces/Types.h"
 
 #include <elfutils/libdw.h>
@@ -15,7 +16,7 @@ namespace convert {
 struct CfaRule {
     u32 begin = 0;
     u32 end = 0;
-    std::vector<u8> expression; ///< DWARF 2.0 operators that give it (DW_OP_breg<n> offset); empty: it can't be said
+    ExpressionBytes expression; ///< DWARF 2.0 operators that give it (DW_OP_breg<n> offset); empty: it can't be said
 };
 
 class FrameSection;

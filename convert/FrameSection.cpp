@@ -34,7 +34,7 @@ EntryLength ReadLength(ByteReader& reader)
 
 } // namespace
 
-void AppendRule(std::vector<CfaRule>& rules, u32 begin, u32 end, const std::vector<u8>& expression)
+void AppendRule(std::vector<CfaRule>& rules, u32 begin, u32 end, const ExpressionBytes& expression)
 {
     if (begin >= end) {
         return;
@@ -110,7 +110,7 @@ private:
         return true;
     }
 
-    std::vector<u8> Expression() const
+    ExpressionBytes Expression() const
     {
         if (m_state.rule == Rule::Register) {
             ByteWriter out(m_section.m_bigEndian);
@@ -121,9 +121,9 @@ private:
                 out.Uleb(m_state.number);
             }
             out.Sleb(m_state.offset);
-            return std::move(out.Bytes());
+            return {out.Bytes().begin(), out.Bytes().end()};
         }
-        std::vector<u8> bytes;
+        ExpressionBytes bytes;
         if (m_state.rule == Rule::Expression) {
             ExpressionFormat format;
             format.bigEndian = m_section.m_bigEndian;

@@ -73,6 +73,6 @@ private:
 };
 
 /// Appends a rule; one that goes on where an equal one ends makes that one longer. Nothing for an empty range.
-void AppendRule(std::vector<CfaRule>& rules, u32 begin, u32 end, const std::vector<u8>& expression);
+void AppendRule(std::vector<CfaRule>& rules, u32 begin, u32 end, const ExpressionBytes& expression);
 
 } // namespace convert

@@ -12,7 +12,7 @@ namespace {
 /// One location has no more pieces, whatever frame rules make of its list.
 constexpr std::size_t kMaxPieces = 0xFFFF;
 
-std::vector<u8> Copy(ByteView bytes)
+ExpressionBytes Copy(ByteView bytes)
 {
     return {bytes.data, bytes.data + bytes.size};
 }
@@ -92,12 +92,12 @@ bool IsOneOver(const std::vector<LocationPiece>& pieces, const AddressRanges& sc
     return next != 0 && next == pieces.size();
 }
 
-void AddPiece(std::vector<LocationPiece>& pieces, AddressRange range, std::vector<u8> expression)
+void AddPiece(std::vector<LocationPiece>& pieces, AddressRange range, ExpressionBytes expression)
 {
     pieces.push_back({range.begin, range.end, std::move(expression)});
 }
 
-void MakeFrameBase(std::vector<u8>& expression)
+void MakeFrameBase(ExpressionBytes& expression)
 {
     if (expression.size() == 1 && expression[0] >= DW_OP_reg0 && expression[0] <= DW_OP_reg31) {
         expression = {static_cast<u8>(expression[0] - DW_OP_reg0 + DW_OP_breg0), 0};
@@ -251,7 +251,7 @@ void LocationReader::AddPieces(ByteView expression, const LocationUnit& unit, Ad
         NoteAddress(pieces.back().expression);
         break;
     case Kind::Rewrite: {
-        std::vector<u8> rewritten;
+        ExpressionBytes rewritten;
         if (Rewrite(expression, unit, {}, rewritten)) {
             AddPiece(pieces, range, std::move(rewritten));
         }
@@ -285,14 +285,14 @@ void LocationReader::AddFrameBound(ByteView expression, const LocationUnit& unit
             LeaveOut(rule.expression.empty() ? Unsaid::FrameUnknown : Unsaid::Other);
             continue;
         }
-        std::vector<u8> rewritten;
-        if (Rewrite(expression, unit, {rule.expression.data(), rule.expression.size()}, rewritten)) {
+        ExpressionBytes rewritten;
+        if (Rewrite(expression, unit, View(rule.expression), rewritten)) {
             AddPiece(pieces, part, std::move(rewritten));
         }
     }
 }
 
-bool LocationReader::Rewrite(ByteView expression, const LocationUnit& unit, ByteView cfa, std::vector<u8>& out)
+bool LocationReader::Rewrite(ByteView expression, const LocationUnit& unit, ByteView cfa, ExpressionBytes& out)
 {
     if (const std::optional<Unsaid> reason = RewriteExpression(expression, unit.format, cfa, out)) {
         LeaveOut(*reason);
@@ -303,7 +303,7 @@ bool LocationReader::Rewrite(ByteView expression, const LocationUnit& unit, Byte
     return true;
 }
 
-void LocationReader::NoteAddress(const std::vector<u8>& expression)
+void LocationReader::NoteAddress(const ExpressionBytes& expression)
 {
     if (expression.size() == 5 && expression[0] == DW_OP_addr) {
         ByteReader reader({expression.data(), expression.size()}, m_bigEndian);

@@ -19,7 +19,7 @@ namespace convert {
 struct LocationPiece {
     u32 begin = 0;
     u32 end = 0;
-    std::vector<u8> expression;
+    ExpressionBytes expression;
 };
 
 /// Where a variable is, or a frame base.
@@ -33,7 +33,7 @@ struct Location {
                   ///< empty `value` is the number, not cut to the type's size
     };
     Kind kind = Kind::None;
-    std::vector<u8> expression;
+    ExpressionBytes expression;
     std::vector<LocationPiece> pieces;
     i64 value = 0;
 };
@@ -76,9 +76,9 @@ private:
                    std::vector<LocationPiece>& pieces);
     void AddFrameBound(ByteView expression, const LocationUnit& unit, AddressRange range, const AddressRanges& scope,
                        std::vector<LocationPiece>& pieces);
-    bool Rewrite(ByteView expression, const LocationUnit& unit, ByteView cfa, std::vector<u8>& out);
+    bool Rewrite(ByteView expression, const LocationUnit& unit, ByteView cfa, ExpressionBytes& out);
     void LeaveOut(Unsaid reason) { ++m_counts[static_cast<std::size_t>(reason)]; }
-    void NoteAddress(const std::vector<u8>& expression);
+    void NoteAddress(const ExpressionBytes& expression);
 
     FrameRules& m_frames;
     bool m_bigEndian;

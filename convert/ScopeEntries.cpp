@@ -23,7 +23,7 @@ bool IsAddress(const Location& location)
 /// Takes away what is said relative to a frame base: there is none.
 void DropFrameBound(Location& location)
 {
-    const auto isBound = [](const std::vector<u8>& expression) {
+    const auto isBound = [](const ExpressionBytes& expression) {
         return !expression.empty() && expression.front() == DW_OP_fbreg;
     };
     if (location.kind == Location::Kind::Whole && isBound(location.expression)) {
@@ -206,7 +206,8 @@ void UnitConverter::AddFunction(const Function& function)
 {
     const u32 node = function.node;
     m_currentFunction = m_functionOf[node];
-    m_locationOf.clear();
+    m_locationOf.assign(m_unit.End(node) - node, kNoNode);
+    m_locations.clear();
     Location frameBase;
     if (std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_frame_base)) {
         frameBase = m_shared.locations.Read(*attribute, function.ranges);
@@ -339,19 +340,28 @@ void UnitConverter::AddBlock(u32 node, u32 parent, std::optional<AddressRange> r
 
 const Location& UnitConverter::LocationOf(u32 node)
 {
-    const auto [found, added] = m_locationOf.try_emplace(node);
-    if (added) {
-        if (std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_location)) {
-            found->second = m_shared.locations.Read(*attribute, m_functions[m_currentFunction].ranges);
-            if (m_shared.locations.IsAddress() && !VariableStands(node, m_shared.locations.Address())) {
-                found->second = {}; // the linker dropped it
-            }
-            if (!m_hasFrameBase) {
-                DropFrameBound(found->second);
-            }
-        }
+    static const Location kNowhere;
+    if (m_currentFunction == kNoNode) {
+        return kNowhere;
     }
-    return found->second;
+    u32& index = m_locationOf[node - m_functions[m_currentFunction].node];
+    if (index != kNoNode) {
+        return m_locations[index];
+    }
+    std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_location);
+    if (!attribute) {
+        return kNowhere;
+    }
+    index = static_cast<u32>(m_locations.size());
+    Location& location =
+        m_locations.emplace_back(m_shared.locations.Read(*attribute, m_functions[m_currentFunction].ranges));
+    if (m_shared.locations.IsAddress() && !VariableStands(node, m_shared.locations.Address())) {
+        location = {}; // the linker dropped it
+    }
+    if (!m_hasFrameBase) {
+        DropFrameBound(location);
+    }
+    return location;
 }
 
 bool UnitConverter::VariableStands(u32 node, u32 address)
@@ -448,14 +458,14 @@ bool UnitConverter::LocationAttribute(u32 name, const Location& location, std::o
     case Location::Kind::None:
         return false;
     case Location::Kind::Whole:
-        m_tree.Block(name, {location.expression.data(), location.expression.size()});
+        m_tree.Block(name, View(location.expression));
         return true;
     case Location::Kind::Constant:
         if (name == DW_AT_location) {
             if (location.expression.empty()) {
                 m_tree.Signed(DW_AT_const_value, location.value);
             } else {
-                m_tree.Block(DW_AT_const_value, {location.expression.data(), location.expression.size()});
+                m_tree.Block(DW_AT_const_value, View(location.expression));
             }
         }
         return false;
@@ -468,7 +478,7 @@ bool UnitConverter::LocationAttribute(u32 name, const Location& location, std::o
     }
     if (within.pieces.size() == 1 && range && within.pieces[0].begin <= range->begin &&
         within.pieces[0].end >= range->end) {
-        const std::vector<u8>& expression = within.pieces[0].expression;
+        const ExpressionBytes& expression = within.pieces[0].expression;
         m_tree.Block(name, {expression.data(), expression.size()});
         return true;
     }

@@ -334,7 +334,7 @@ void UnitConverter::MemberOffset(u64 offset)
 /// AT_data_member_location: a number becomes the expression that adds it.
 void UnitConverter::DataLocation(u32 node)
 {
-    std::vector<u8> expression;
+    ExpressionBytes expression;
     std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_data_member_location);
     if (const std::optional<u64> offset = m_unit.Number(node, DW_AT_data_member_location); offset || !attribute) {
         return MemberOffset(offset.value_or(0));
@@ -343,7 +343,7 @@ void UnitConverter::DataLocation(u32 node)
     if (location.kind != Location::Kind::Whole) {
         return;
     }
-    const ByteView bytes{location.expression.data(), location.expression.size()};
+    const ByteView bytes = View(location.expression);
     if (const std::optional<u64> added = AddedConstant(bytes)) {
         return MemberOffset(*added);
     }
@@ -468,7 +468,7 @@ void UnitConverter::AddMethod(u32 node, u32 parent)
         if (std::optional<Dwarf_Attribute> slot = m_unit.Get(node, DW_AT_vtable_elem_location)) {
             const Location location = m_shared.locations.Read(*slot, {});
             if (location.kind == Location::Kind::Whole) {
-                m_tree.Block(DW_AT_vtable_elem_location, {location.expression.data(), location.expression.size()});
+                m_tree.Block(DW_AT_vtable_elem_location, View(location.expression));
             }
         }
         TypeAttribute(Resolve(m_unit.Refer(node, DW_AT_containing_type)), DW_AT_containing_type);

@@ -153,8 +153,9 @@ private:
             return nullptr;
         }
         const u32 node = m_unit.Count();
-        m_unit.m_nodes.push_back({offset, parent, node + 1, first, abbreviation});
+        m_unit.m_nodes.push_back({parent, node + 1, first, abbreviation});
         m_unit.m_tags.push_back(abbreviation->tag);
+        m_unit.m_offsets.push_back(offset);
         return abbreviation;
     }
 
@@ -259,11 +260,13 @@ Unit::Unit(const InputUnit& input, const UnitSections& sections, std::shared_ptr
     const u64 begin = std::min<u64>(input.entry, end);
     m_nodes.reserve(static_cast<std::size_t>((end - begin) / 8));
     m_tags.reserve(m_nodes.capacity());
+    m_offsets.reserve(m_nodes.capacity());
     m_attributes.reserve(static_cast<std::size_t>((end - begin) / 3));
     Reading(*this).Read(static_cast<u32>(begin), static_cast<u32>(end));
     if (m_nodes.empty()) {
-        m_nodes.push_back({static_cast<u32>(begin), kNoNode, 1, 0, nullptr});
+        m_nodes.push_back({kNoNode, 1, 0, nullptr});
         m_tags.push_back(DW_TAG_compile_unit);
+        m_offsets.push_back(static_cast<u32>(begin));
         m_damaged = true;
     }
     IndexOffsets();
@@ -271,7 +274,7 @@ Unit::Unit(const InputUnit& input, const UnitSections& sections, std::shared_ptr
 
 Dwarf_Die Unit::Die(u32 node) const
 {
-    return {const_cast<u8*>(m_section.data) + m_nodes[node].offset, m_cu, nullptr, 0};
+    return {const_cast<u8*>(m_section.data) + m_offsets[node], m_cu, nullptr, 0};
 }
 
 Dwarf_Attribute Unit::Public(const Attribute& attribute) const
@@ -291,17 +294,6 @@ ByteReader Unit::ReaderAt(const Attribute& attribute) const
 {
     const ByteView from = attribute.form == DW_FORM_implicit_const ? m_sections.abbreviations : m_section;
     return {from.From(attribute.value), m_sections.bigEndian};
-}
-
-/// @param width 1, 2, 4 or 8 bytes, which are there.
-u64 Unit::FixedAt(u32 offset, u32 width) const
-{
-    const u8* const at = m_section.data + offset;
-    u64 value = 0;
-    for (u32 i = 0; i < width; ++i) {
-        value = value << 8 | at[m_sections.bigEndian ? i : width - 1 - i];
-    }
-    return value;
 }
 
 bool Unit::Flag(u32 node, u32 attribute) const
@@ -470,24 +462,25 @@ Reference Unit::Refer(u32 node, u32 attribute) const
 
 u32 Unit::NodeAt(u64 offset) const
 {
-    const u64 first = m_nodes.front().offset;
+    const u64 first = m_offsets.front();
     const u64 block = (offset - first) >> kBlockBits;
     if (offset < first || block >= m_blocks.size()) {
         return kNoNode;
     }
     u32 node = m_blocks[static_cast<std::size_t>(block)];
-    while (node < Count() && m_nodes[node].offset < offset) {
+    while (node < Count() && m_offsets[node] < offset) {
         ++node;
     }
-    return node < Count() && m_nodes[node].offset == offset ? node : kNoNode;
+    return node < Count() && m_offsets[node] == offset ? node : kNoNode;
 }
 
 /// For each piece of the section the first entry in or behind it.
 void Unit::IndexOffsets()
 {
-    const u64 first = m_nodes.front().offset;
+    const u64 first = m_offsets.front();
+    m_blocks.reserve(static_cast<std::size_t>((m_offsets.back() - first) >> kBlockBits) + 1);
     for (u32 node = 0; node < Count(); ++node) {
-        const u64 block = (m_nodes[node].offset - first) >> kBlockBits;
+        const u64 block = (m_offsets[node] - first) >> kBlockBits;
         while (m_blocks.size() <= block) {
             m_blocks.push_back(node);
         }

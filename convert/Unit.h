@@ -73,7 +73,7 @@ public:
     bool IsType() const { return m_type == DW_UT_type || m_type == DW_UT_split_type; }
     Dwarf_CU* Cu() const { return m_cu; }
     Dwarf_Die Die(u32 node) const;
-    EntryKey Key(u32 node) const { return {m_nodes[node].offset, m_inTypes}; }
+    EntryKey Key(u32 node) const { return {m_offsets[node], m_inTypes}; }
 
     u32 Tag(u32 node) const { return m_tags[node]; }
     /// kNoNode for the unit's own entry.
@@ -110,7 +110,6 @@ public:
 
 private:
     struct Node {
-        u32 offset;
         u32 parent;
         u32 end;
         u32 firstAttribute;
@@ -140,14 +139,19 @@ private:
     }
     Dwarf_Attribute Public(const Attribute& attribute) const;
     ByteReader ReaderAt(const Attribute& attribute) const;
-    u64 FixedAt(u32 offset, u32 width) const;
+    /// @param width 1, 2, 4 or 8 bytes, which are there.
+    u64 FixedAt(u32 offset, u32 width) const
+    {
+        return LoadNumber(m_section.data + offset, width, m_sections.bigEndian);
+    }
     std::string_view TextAt(const Attribute& attribute) const;
     std::optional<u64> NumberAt(const Attribute& attribute) const;
     u64 LocalReference(const Attribute& attribute) const;
     void IndexOffsets();
 
     std::vector<Node> m_nodes;
-    std::vector<u16> m_tags; ///< by node
+    std::vector<u16> m_tags;    ///< by node
+    std::vector<u32> m_offsets; ///< likewise, in the section; ascending
     std::vector<Attribute> m_attributes;
     std::vector<u32> m_blocks; ///< nodes, by pieces of the section
     std::shared_ptr<const Abbreviations> m_abbreviations;

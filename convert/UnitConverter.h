@@ -18,6 +18,7 @@
 #include "convert/TypeGraph.h"
 #include "convert/Unit.h"
 
+#include <deque>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -185,11 +186,12 @@ private:
     std::vector<std::pair<u32, u32>> m_copies; ///< an entry whose AT_type is to lead to a copy of a node
     u32 m_intType = kNoEntry;
     std::unordered_map<std::string, u32> m_originByName;
-    u32 m_currentFunction = kNoNode;                   ///< index in m_functions
-    bool m_hasFrameBase = true;                        ///< that function
-    std::unordered_map<u32, Location> m_locationOf;    ///< of the current function's variables
-    std::vector<std::pair<std::string, u32>> m_public; ///< names and entries
-    std::vector<std::pair<std::string, u32>> m_publicLocals;
+    u32 m_currentFunction = kNoNode; ///< index in m_functions
+    bool m_hasFrameBase = true;      ///< that function
+    std::vector<u32> m_locationOf;   ///< by node of the current function: index in m_locations
+    std::deque<Location> m_locations;
+    std::vector<std::pair<std::string_view, u32>> m_public; ///< names and entries
+    std::vector<std::pair<std::string_view, u32>> m_publicLocals;
 };
 
 } // namespace convert
