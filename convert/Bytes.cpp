@@ -1,6 +1,9 @@
 // Numbers of up to eight bytes and LEB128, bounded at the end of the bytes.
 #include "convert/Bytes.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace convert {
 
 void ByteReader::Seek(u64 offset)
@@ -97,54 +100,39 @@ ByteView ByteReader::Block(u64 count)
     return block;
 }
 
-void ByteWriter::Number(u64 value, u32 width)
-{
-    u8 bytes[8];
-    for (u32 i = 0; i < width; ++i) {
-        const u32 shift = 8 * (m_bigEndian ? width - 1 - i : i);
-        bytes[i] = static_cast<u8>(value >> shift);
-    }
-    m_bytes.insert(m_bytes.end(), bytes, bytes + width);
-}
-
-void ByteWriter::Uleb(u64 value)
-{
-    do {
-        const u64 rest = value >> 7;
-        m_bytes.push_back(static_cast<u8>((value & 0x7F) | (rest != 0 ? 0x80 : 0)));
-        value = rest;
-    } while (value != 0);
-}
-
 void ByteWriter::Sleb(i64 value)
 {
     for (bool more = true; more;) {
         const u8 low = static_cast<u8>(value & 0x7F);
         value >>= 7; // arithmetic
         more = !((value == 0 && (low & 0x40) == 0) || (value == -1 && (low & 0x40) != 0));
-        m_bytes.push_back(static_cast<u8>(low | (more ? 0x80 : 0)));
+        U8(low | (more ? 0x80u : 0u));
     }
 }
 
 void ByteWriter::Text(std::string_view text)
 {
-    m_bytes.insert(m_bytes.end(), text.begin(), text.end());
-    m_bytes.push_back(0);
+    Append({reinterpret_cast<const u8*>(text.data()), text.size()});
+    U8(0);
 }
 
 void ByteWriter::Append(ByteView bytes)
 {
     if (bytes.size != 0) {
-        m_bytes.insert(m_bytes.end(), bytes.data, bytes.data + bytes.size);
+        std::memcpy(Claim(bytes.size), bytes.data, bytes.size);
     }
 }
 
-void ByteWriter::PatchU32(u32 offset, u32 value)
+void ByteWriter::Grow(std::size_t count)
 {
-    for (u32 i = 0; i < 4; ++i) {
-        const u32 shift = 8 * (m_bigEndian ? 3 - i : i);
-        m_bytes[offset + i] = static_cast<u8>(value >> shift);
+    constexpr std::size_t kFirstCapacity = 256;
+    const std::size_t capacity = std::max({kFirstCapacity, 2 * m_capacity, m_size + count});
+    auto bytes = std::make_unique_for_overwrite<u8[]>(capacity);
+    if (m_size != 0) {
+        std::memcpy(bytes.get(), m_bytes.get(), m_size);
     }
+    m_bytes = std::move(bytes);
+    m_capacity = capacity;
 }
 
 } // namespace convert

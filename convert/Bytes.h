@@ -5,9 +5,9 @@
 
 #include <cstddef>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace convert {
 
@@ -47,6 +47,19 @@ inline u64 LoadNumber(const u8* at, u32 width, bool bigEndian)
         value = value << 8 | at[bigEndian ? i : width - 1 - i];
     }
     return value;
+}
+
+inline void StoreNumber(u8* at, u64 value, u32 width, bool bigEndian)
+{
+    if (width == 4) {
+        for (u32 i = 0; i < 4; ++i) {
+            at[i] = static_cast<u8>(value >> 8 * (bigEndian ? 3 - i : i));
+        }
+        return;
+    }
+    for (u32 i = 0; i < width; ++i) {
+        at[bigEndian ? width - 1 - i : i] = static_cast<u8>(value >> 8 * i);
+    }
 }
 
 /// A cursor over borrowed bytes. Reading beyond the end gives zeros, leaves the cursor at the end and sets Failed().
@@ -96,27 +109,47 @@ public:
     }
 
     bool BigEndian() const { return m_bigEndian; }
-    u32 Size() const { return static_cast<u32>(m_bytes.size()); }
-    const std::vector<u8>& Bytes() const { return m_bytes; }
-    std::vector<u8>& Bytes() { return m_bytes; }
-    ByteView View() const { return {m_bytes.data(), m_bytes.size()}; }
+    u32 Size() const { return static_cast<u32>(m_size); }
+    ByteView View() const { return {m_bytes.get(), m_size}; }
 
-    void U8(u64 value) { m_bytes.push_back(static_cast<u8>(value)); }
+    void U8(u64 value) { *Claim(1) = static_cast<u8>(value); }
     void U16(u64 value) { Number(value, 2); }
     void U32(u64 value) { Number(value, 4); }
     void U64(u64 value) { Number(value, 8); }
-    void Number(u64 value, u32 width);
-    void Uleb(u64 value);
+    void Number(u64 value, u32 width) { StoreNumber(Claim(width), value, width, m_bigEndian); }
+    void Uleb(u64 value)
+    {
+        for (; value >= 0x80; value >>= 7) {
+            U8(value | 0x80);
+        }
+        U8(value);
+    }
     void Sleb(i64 value);
     /// The text and a zero.
     void Text(std::string_view text);
     void Append(ByteView bytes);
     /// Writes over four bytes that are there already.
-    void PatchU32(u32 offset, u32 value);
+    void PatchU32(u32 offset, u32 value) { StoreNumber(m_bytes.get() + offset, value, 4, m_bigEndian); }
+    /// Takes away what is behind `size`.
+    void Truncate(u32 size) { m_size = size; }
 
 private:
+    /// Room for `count` bytes at the end.
+    u8* Claim(std::size_t count)
+    {
+        if (m_capacity - m_size < count) {
+            Grow(count);
+        }
+        u8* const at = m_bytes.get() + m_size;
+        m_size += count;
+        return at;
+    }
+    void Grow(std::size_t count);
+
+    std::unique_ptr<u8[]> m_bytes;
+    std::size_t m_size = 0;
+    std::size_t m_capacity = 0;
     bool m_bigEndian;
-    std::vector<u8> m_bytes;
 };
 
 } // namespace convert

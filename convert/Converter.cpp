@@ -63,9 +63,9 @@ public:
         , m_definitions(m_units)
         , m_frames(dwarf)
         , m_locations(dwarf, m_frames, program.BigEndian())
-        , m_info(program.BigEndian(), m_sections.texts)
-        , m_lines(program.BigEndian())
         , m_lists(program.BigEndian())
+        , m_info(program.BigEndian(), m_sections.texts, m_lists)
+        , m_lines(program.BigEndian())
         , m_macros(program.BigEndian())
         , m_publicNames(program.BigEndian())
         , m_ranges(program.BigEndian())
@@ -80,7 +80,6 @@ public:
                    m_locations,
                    m_info,
                    m_lines,
-                   m_lists,
                    m_macros,
                    m_publicNames,
                    m_ranges,
@@ -194,9 +193,9 @@ private:
     Definitions m_definitions;
     FrameRules m_frames;
     LocationReader m_locations;
+    LocationWriter m_lists;
     InfoWriter m_info;
     LineWriter m_lines;
-    LocationWriter m_lists;
     MacroWriter m_macros;
     ByteWriter m_publicNames;
     ByteWriter m_ranges;

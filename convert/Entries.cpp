@@ -11,6 +11,14 @@ constexpr std::size_t kStorePiece = 64 * 1024;
 
 } // namespace
 
+EntryTree::EntryTree(u32 nodes)
+    : m_entryOf(nodes, kNoEntry)
+{
+    constexpr std::size_t kUsualAttributes = 3;
+    m_entries.reserve(nodes);
+    m_attributes.reserve(kUsualAttributes * nodes);
+}
+
 u32 EntryTree::Add(u32 parent, u32 tag)
 {
     const u32 index = Count();
@@ -103,6 +111,13 @@ void EntryTree::Block(u32 name, ByteView bytes)
     attribute.length = static_cast<u32>(bytes.size);
 }
 
+void EntryTree::List(u32 name, ByteView bytes)
+{
+    OutAttribute& attribute = Push(name, ValueKind::List);
+    attribute.bytes = Keep(bytes);
+    attribute.length = static_cast<u32>(bytes.size);
+}
+
 void EntryTree::ToForeign(u32 name, EntryKey key)
 {
     Push(name, ValueKind::Foreign).number = m_foreign.size();
@@ -111,10 +126,9 @@ void EntryTree::ToForeign(u32 name, EntryKey key)
 
 void EntryTree::Set(u32 entry, u32 name, u64 value)
 {
-    OutAttribute* const first = m_attributes.data() + m_entries[entry].firstAttribute;
-    for (OutAttribute* at = first; at != first + m_entries[entry].attributeCount; ++at) {
-        if (at->name == name) {
-            at->number = value;
+    for (OutAttribute& attribute : AttributesOf(entry)) {
+        if (attribute.name == name) {
+            attribute.number = value;
         }
     }
 }

@@ -5,6 +5,7 @@
 #include "convert/Unit.h"
 #include "interfaces/Types.h"
 
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -20,7 +21,8 @@ enum class ValueKind : u8 {
     Address, ///< addr
     Offset,  ///< data4: an offset in another section
     Text,    ///< borrowed; string or strp
-    Block,   ///< borrowed or in the tree's own store; block1 to block4
+    Block,   ///< in the tree's own store; block1 to block4
+    List,    ///< likewise, the bytes of a location list: data4, its offset
     Entry,   ///< index in the same tree
     Node,    ///< a node of the input unit: the entry that was made of it
     Foreign, ///< an entry of another input unit; the value is the index of a key in the tree
@@ -29,7 +31,8 @@ enum class ValueKind : u8 {
 struct OutAttribute {
     u16 name;
     ValueKind kind;
-    u32 length; ///< of texts and blocks
+    u8 form;    ///< chosen where it is written
+    u32 length; ///< of texts, blocks and lists
     union {
         u64 number;
         const char* text;
@@ -52,10 +55,7 @@ public:
     };
 
     /// @param nodes how many nodes the input unit has.
-    explicit EntryTree(u32 nodes)
-        : m_entryOf(nodes, kNoEntry)
-    {
-    }
+    explicit EntryTree(u32 nodes);
 
     u32 Add(u32 parent, u32 tag);
     /// The same, as what `node` of the input became: references to the node lead to it. The first entry of a node
@@ -74,13 +74,19 @@ public:
     void OwnText(u32 name, std::string_view text);
     /// Keeps a copy.
     void Block(u32 name, ByteView bytes);
+    /// Likewise.
+    void List(u32 name, ByteView bytes);
     void ToEntry(u32 name, u32 entry) { Push(name, ValueKind::Entry).number = entry; }
     void ToNode(u32 name, u32 node) { Push(name, ValueKind::Node).number = node; }
     void ToForeign(u32 name, EntryKey key);
 
     u32 Count() const { return static_cast<u32>(m_entries.size()); }
     const Entry& At(u32 entry) const { return m_entries[entry]; }
-    const OutAttribute* AttributesOf(u32 entry) const { return m_attributes.data() + m_entries[entry].firstAttribute; }
+    std::span<OutAttribute> AttributesOf(u32 entry)
+    {
+        const Entry& at = m_entries[entry];
+        return std::span(m_attributes).subspan(at.firstAttribute, at.attributeCount);
+    }
     EntryKey ForeignKey(u64 index) const { return m_foreign[static_cast<std::size_t>(index)]; }
     bool HasForeign() const { return !m_foreign.empty(); }
     bool HasChildren(u32 entry) const { return m_entries[entry].firstChild != kNoEntry; }

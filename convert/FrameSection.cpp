@@ -121,7 +121,7 @@ private:
                 out.Uleb(m_state.number);
             }
             out.Sleb(m_state.offset);
-            return {out.Bytes().begin(), out.Bytes().end()};
+            return {out.View().data, out.View().size};
         }
         ExpressionBytes bytes;
         if (m_state.rule == Rule::Expression) {

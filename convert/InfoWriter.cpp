@@ -34,26 +34,7 @@ u32 SlebSize(i64 value)
     return size;
 }
 
-void AppendUleb(std::string& key, u32 value)
-{
-    for (; value >= 0x80; value >>= 7) {
-        key += static_cast<char>(value | 0x80);
-    }
-    key += static_cast<char>(value);
-}
-
-} // namespace
-
-InfoWriter::InfoWriter(bool bigEndian, ByteView stableTexts)
-    : m_stableTexts(stableTexts)
-    , m_info(bigEndian)
-    , m_abbreviations(bigEndian)
-    , m_texts(bigEndian)
-{
-    m_texts.U8(0);
-}
-
-u32 InfoWriter::FormOf(const OutAttribute& attribute) const
+u8 FormOf(const OutAttribute& attribute)
 {
     switch (attribute.kind) {
     case ValueKind::Number:
@@ -68,6 +49,7 @@ u32 InfoWriter::FormOf(const OutAttribute& attribute) const
     case ValueKind::Address:
         return DW_FORM_addr;
     case ValueKind::Offset:
+    case ValueKind::List:
         return DW_FORM_data4;
     case ValueKind::Text:
         return attribute.length < kInlineText ? DW_FORM_string : DW_FORM_strp;
@@ -82,9 +64,10 @@ u32 InfoWriter::FormOf(const OutAttribute& attribute) const
     return 0;
 }
 
-u32 InfoWriter::SizeOf(const OutAttribute& attribute) const
+/// @param attribute with its form.
+u32 SizeOf(const OutAttribute& attribute)
 {
-    switch (FormOf(attribute)) {
+    switch (attribute.form) {
     case DW_FORM_data1:
     case DW_FORM_flag:
         return 1;
@@ -107,46 +90,81 @@ u32 InfoWriter::SizeOf(const OutAttribute& attribute) const
     }
 }
 
-/// The codes rise by one over all units, in the order in which they are needed.
-u32 InfoWriter::AbbreviationOf(const EntryTree& tree, u32 entry)
+u32 Pair(u32 name, u32 form)
 {
-    const EntryTree::Entry& at = tree.At(entry);
+    return name << 8 | form;
+}
+
+} // namespace
+
+InfoWriter::InfoWriter(bool bigEndian, ByteView stableTexts, LocationWriter& lists)
+    : m_stableTexts(stableTexts)
+    , m_info(bigEndian)
+    , m_abbreviations(bigEndian)
+    , m_texts(bigEndian)
+    , m_lists(lists)
+    , m_shapeBegins{0, 0}
+{
+    m_texts.U8(0);
+}
+
+/// Chooses the forms of an entry and its abbreviation. @return its size in bytes, without AT_sibling.
+u32 InfoWriter::LayOutEntry(EntryTree& tree, u32 entry)
+{
     const bool hasChildren = tree.HasChildren(entry);
-    std::string key;
-    AppendUleb(key, at.tag);
-    key += static_cast<char>(hasChildren ? DW_CHILDREN_yes : DW_CHILDREN_no);
+    m_shape.assign(1, Pair(tree.At(entry).tag, hasChildren ? DW_CHILDREN_yes : DW_CHILDREN_no));
     if (hasChildren && entry != 0) {
-        AppendUleb(key, DW_AT_sibling);
-        AppendUleb(key, DW_FORM_ref4);
+        m_shape.push_back(Pair(DW_AT_sibling, DW_FORM_ref4));
     }
-    const OutAttribute* const first = tree.AttributesOf(entry);
-    for (const OutAttribute* attribute = first; attribute != first + at.attributeCount; ++attribute) {
-        AppendUleb(key, attribute->name);
-        AppendUleb(key, FormOf(*attribute));
+    u32 size = 0;
+    for (OutAttribute& attribute : tree.AttributesOf(entry)) {
+        attribute.form = FormOf(attribute);
+        m_shape.push_back(Pair(attribute.name, attribute.form));
+        size += SizeOf(attribute);
     }
-    const auto [found, added] = m_codes.try_emplace(std::move(key), static_cast<u32>(m_codes.size() + 1));
-    if (added) {
-        m_abbreviations.Uleb(found->second);
-        m_abbreviations.Append({reinterpret_cast<const u8*>(found->first.data()), found->first.size()});
-        m_abbreviations.U16(0); // the pair (0, 0)
+    m_codeOf[entry] = AbbreviationOfShape();
+    return size + UlebSize(m_codeOf[entry]);
+}
+
+/// The codes rise by one over all units, in the order in which they are needed.
+u32 InfoWriter::AbbreviationOfShape()
+{
+    u64 hash = m_shape.size();
+    for (const u32 word : m_shape) {
+        hash = (hash ^ word) * 0x9E3779B97F4A7C15;
+        hash ^= hash >> 32;
     }
-    return found->second;
+    const u32 known = m_codes.Find(hash, [&](u32 code) {
+        return std::equal(m_shape.begin(), m_shape.end(), m_shapes.begin() + m_shapeBegins[code],
+                          m_shapes.begin() + m_shapeBegins[code + 1]);
+    });
+    if (known != kNone) {
+        return known;
+    }
+    const u32 code = static_cast<u32>(m_shapeBegins.size() - 1);
+    m_codes.Add(hash, code);
+    m_shapes.insert(m_shapes.end(), m_shape.begin(), m_shape.end());
+    m_shapeBegins.push_back(static_cast<u32>(m_shapes.size()));
+    m_abbreviations.Uleb(code);
+    m_abbreviations.Uleb(m_shape[0] >> 8);
+    m_abbreviations.U8(m_shape[0]);
+    for (std::size_t i = 1; i < m_shape.size(); ++i) {
+        m_abbreviations.Uleb(m_shape[i] >> 8);
+        m_abbreviations.Uleb(m_shape[i] & 0xFF);
+    }
+    m_abbreviations.U16(0); // the pair (0, 0)
+    return code;
 }
 
 /// Gives all entries their offsets. @return the offset behind the last.
-u32 InfoWriter::Layout(const EntryTree& tree, u32 root, PlacedUnit& placed)
+u32 InfoWriter::Layout(EntryTree& tree, u32 root, PlacedUnit& placed)
 {
     u64 offset = u64{placed.offset} + kHeaderSize;
     u32 entry = root;
     while (true) {
         placed.offsets[entry] = static_cast<u32>(offset);
-        m_codeOf[entry] = AbbreviationOf(tree, entry);
+        offset += LayOutEntry(tree, entry);
         const EntryTree::Entry& at = tree.At(entry);
-        offset += UlebSize(m_codeOf[entry]);
-        const OutAttribute* const first = tree.AttributesOf(entry);
-        for (const OutAttribute* attribute = first; attribute != first + at.attributeCount; ++attribute) {
-            offset += SizeOf(*attribute);
-        }
         if (at.firstChild != kNoEntry) {
             offset += entry == root ? 0 : 4; // AT_sibling
             entry = at.firstChild;
@@ -168,7 +186,7 @@ u32 InfoWriter::Layout(const EntryTree& tree, u32 root, PlacedUnit& placed)
     return static_cast<u32>(offset);
 }
 
-PlacedUnit InfoWriter::Write(const EntryTree& tree)
+PlacedUnit InfoWriter::Write(EntryTree& tree)
 {
     PlacedUnit placed;
     placed.offset = m_info.Size();
@@ -200,22 +218,20 @@ PlacedUnit InfoWriter::Write(const EntryTree& tree)
     }
 }
 
-void InfoWriter::WriteEntry(const EntryTree& tree, u32 entry, const PlacedUnit& placed)
+void InfoWriter::WriteEntry(EntryTree& tree, u32 entry, const PlacedUnit& placed)
 {
-    const EntryTree::Entry& at = tree.At(entry);
     m_info.Uleb(m_codeOf[entry]);
     if (tree.HasChildren(entry) && entry != 0) {
         m_info.U32(m_behind[entry] - placed.offset);
     }
-    const OutAttribute* const first = tree.AttributesOf(entry);
-    for (const OutAttribute* attribute = first; attribute != first + at.attributeCount; ++attribute) {
-        WriteValue(tree, *attribute, placed);
+    for (const OutAttribute& attribute : tree.AttributesOf(entry)) {
+        WriteValue(tree, attribute, placed);
     }
 }
 
 void InfoWriter::WriteValue(const EntryTree& tree, const OutAttribute& attribute, const PlacedUnit& placed)
 {
-    switch (FormOf(attribute)) {
+    switch (attribute.form) {
     case DW_FORM_udata:
         m_info.Uleb(attribute.number);
         return;
@@ -254,7 +270,11 @@ void InfoWriter::WriteValue(const EntryTree& tree, const OutAttribute& attribute
         m_info.U32(0);
         return;
     default:
-        m_info.Number(attribute.number, SizeOf(attribute));
+        if (attribute.kind == ValueKind::List) {
+            m_info.U32(m_lists.Write({attribute.bytes, attribute.length}));
+        } else {
+            m_info.Number(attribute.number, SizeOf(attribute));
+        }
     }
 }
 
@@ -262,7 +282,7 @@ void InfoWriter::WriteValue(const EntryTree& tree, const OutAttribute& attribute
 bool InfoWriter::IsAt(u32 offset, std::string_view text) const
 {
     const std::size_t rest = m_texts.Size() - offset;
-    const char* const there = reinterpret_cast<const char*>(m_texts.Bytes().data()) + offset;
+    const char* const there = reinterpret_cast<const char*>(m_texts.View().data) + offset;
     return rest > text.size() && there[text.size()] == 0 && std::memcmp(there, text.data(), text.size()) == 0;
 }
 

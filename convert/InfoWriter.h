@@ -4,11 +4,10 @@
 #include "convert/Bytes.h"
 #include "convert/Entries.h"
 #include "convert/FlatTable.h"
+#include "convert/LocationWriter.h"
 #include "interfaces/Types.h"
 
-#include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace convert {
@@ -25,11 +24,12 @@ struct PlacedUnit {
 class InfoWriter {
 public:
     /// @param stableTexts where texts stay as long as this lives, so that their place tells them apart.
-    InfoWriter(bool bigEndian, ByteView stableTexts);
+    /// @param lists where location lists go. It outlives this.
+    InfoWriter(bool bigEndian, ByteView stableTexts, LocationWriter& lists);
 
     /// Writes a tree whose entry 0 is the unit's own. References to nodes without an entry throw Failure, as does a
     /// section beyond 4 GiB.
-    PlacedUnit Write(const EntryTree& tree);
+    PlacedUnit Write(EntryTree& tree);
     /// Makes known where the entry of an input unit has gone.
     void Place(EntryKey key, u32 offset) { m_placed.emplace_back(key, offset); }
     /// Fills in the references between units and ends the tables. Throws Failure if one leads to nothing.
@@ -45,11 +45,10 @@ private:
         EntryKey key;
     };
 
-    u32 Layout(const EntryTree& tree, u32 root, PlacedUnit& placed);
-    u32 AbbreviationOf(const EntryTree& tree, u32 entry);
-    u32 FormOf(const OutAttribute& attribute) const;
-    u32 SizeOf(const OutAttribute& attribute) const;
-    void WriteEntry(const EntryTree& tree, u32 entry, const PlacedUnit& placed);
+    u32 Layout(EntryTree& tree, u32 root, PlacedUnit& placed);
+    u32 LayOutEntry(EntryTree& tree, u32 entry);
+    u32 AbbreviationOfShape();
+    void WriteEntry(EntryTree& tree, u32 entry, const PlacedUnit& placed);
     void WriteValue(const EntryTree& tree, const OutAttribute& attribute, const PlacedUnit& placed);
     u32 OffsetOfText(std::string_view text);
     bool IsAt(u32 offset, std::string_view text) const;
@@ -58,11 +57,15 @@ private:
     ByteWriter m_info;
     ByteWriter m_abbreviations;
     ByteWriter m_texts;
-    std::unordered_map<std::string, u32> m_codes; ///< of abbreviations, by tag, children, and pairs
-    std::vector<u32> m_codeOf;                    ///< by entry of the tree that is being written
-    std::vector<u32> m_behind;                    ///< likewise: where what follows its children begins
-    FlatTable m_textOffsets;                      ///< by hash
-    FlatTable m_textOf;                           ///< by place of a stable text in memory
+    LocationWriter& m_lists;
+    std::vector<u32> m_shape;       ///< of an entry: tag and children, then names and forms of its attributes
+    std::vector<u32> m_shapes;      ///< those of all abbreviations
+    std::vector<u32> m_shapeBegins; ///< in m_shapes, by code; with the end of the last
+    FlatTable m_codes;              ///< of abbreviations, by hash
+    std::vector<u32> m_codeOf;      ///< by entry of the tree that is being written
+    std::vector<u32> m_behind;      ///< likewise: where what follows its children begins
+    FlatTable m_textOffsets;        ///< by hash
+    FlatTable m_textOf;             ///< by place of a stable text in memory
     std::vector<Fixup> m_fixups;
     std::vector<std::pair<EntryKey, u32>> m_placed;
 };

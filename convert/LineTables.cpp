@@ -740,7 +740,7 @@ u32 LineWriter::Write(const LineTable& table, const std::vector<const LineSequen
         }
         writer.End(sequence->end);
     }
-    if (m_out.Bytes().size() >= 0xFFFFFFF0) {
+    if (m_out.View().size >= 0xFFFFFFF0) {
         throw Failure("its line number information would grow beyond 4 GiB");
     }
     m_out.PatchU32(headerLength, programme - headerLength - 4);

@@ -14,6 +14,8 @@ namespace {
 
 constexpr u64 kMaxSection = 0xFFFFFFFF;
 
+} // namespace
+
 ByteWriter ListBytes(const std::vector<LocationPiece>& pieces, u32 base, bool bigEndian)
 {
     ByteWriter list(bigEndian);
@@ -31,13 +33,9 @@ ByteWriter ListBytes(const std::vector<LocationPiece>& pieces, u32 base, bool bi
     return list;
 }
 
-} // namespace
-
-u32 LocationWriter::Write(const std::vector<LocationPiece>& pieces, u32 base)
+u32 LocationWriter::Write(ByteView bytes)
 {
-    const ByteWriter list = ListBytes(pieces, base, m_out.BigEndian());
-    const ByteView bytes = list.View();
-    const u64 hash = std::hash<std::string_view>()({reinterpret_cast<const char*>(bytes.data), bytes.size});
+    const u64 hash = std::hash<std::string_view>{}({reinterpret_cast<const char*>(bytes.data), bytes.size});
     const u32 known = m_written.Find(hash, [&](u32 offset) {
         const ByteView there = m_out.View().From(offset, bytes.size);
         return there.size == bytes.size && std::memcmp(there.data, bytes.data, bytes.size) == 0;

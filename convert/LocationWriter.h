@@ -10,6 +10,11 @@
 
 namespace convert {
 
+/// The bytes of a list.
+/// @param pieces of a Location that is a List. Those with expressions of more than 65,535 bytes, an empty range, or an
+///        address below `base` are left out.
+ByteWriter ListBytes(const std::vector<LocationPiece>& pieces, u32 base, bool bigEndian);
+
 /// `.debug_loc`: lists relative to their unit's AT_low_pc, equal ones written once.
 class LocationWriter {
 public:
@@ -19,10 +24,8 @@ public:
     }
 
     /// Throws Failure if the section would grow beyond 4 GiB.
-    /// @param pieces of a Location that is a List. Those with expressions of more than 65,535 bytes, an empty range, or
-    ///        an address below `base` are left out.
     /// @return the offset of the list in the section.
-    u32 Write(const std::vector<LocationPiece>& pieces, u32 base);
+    u32 Write(ByteView bytes);
 
     const ByteWriter& Section() const { return m_out; }
     ByteWriter& Section() { return m_out; }

@@ -215,7 +215,7 @@ std::optional<u32> MacroWriter::Write(Dwarf_Die* unitDie, const LineTable& lines
     }
     const u32 start = m_out.Size();
     if (!UnitMacros(unitDie, lines, m_out, *m_budget).Write()) {
-        m_out.Bytes().resize(start);
+        m_out.Truncate(start);
         ++m_unitsLeftOut;
         return std::nullopt;
     }

@@ -498,7 +498,7 @@ void Writer::WriteSymbols(const Slot& slot)
         buffer.U16(number == kGone ? u32{SHN_ABS} : isExtended ? section : number);
         if (buffer.Size() >= kBuffer) {
             m_out.Put(buffer.View());
-            buffer.Bytes().clear();
+            buffer.Truncate(0);
         }
     }
     buffer.Append(symbols.Block(symbols.Size() - symbols.Offset()));
@@ -532,7 +532,7 @@ void Writer::WriteExtendedNumbers(const Slot& slot)
         buffer.U32(number == kGone ? 0 : number);
         if (buffer.Size() >= kBuffer) {
             m_out.Put(buffer.View());
-            buffer.Bytes().clear();
+            buffer.Truncate(0);
         }
     }
     buffer.Append(numbers.Block(numbers.Size() - numbers.Offset()));
@@ -553,7 +553,7 @@ std::vector<u8> Writer::Group(const Slot& slot) const
             group.U32(member);
         }
     }
-    return group.Bytes();
+    return {group.View().data, group.View().data + group.View().size};
 }
 
 void Writer::WriteSlots()

@@ -485,7 +485,7 @@ bool UnitConverter::LocationAttribute(u32 name, const Location& location, std::o
     if (m_low >= m_high) {
         return false; // a list without code around it
     }
-    m_tree.Offset(name, m_shared.lists.Write(within.pieces, m_low));
+    m_tree.List(name, ListBytes(within.pieces, m_low, m_shared.program.BigEndian()).View());
     return true;
 }
 

@@ -135,7 +135,7 @@ void UnitConverter::AddType(u32 node, u32 parent)
     case DW_TAG_const_type:
     case DW_TAG_volatile_type: {
         // Where it leads to nothing nobody refers to it.
-        const Target target = Resolve(TypeOf(node));
+        const Target target = TargetOf(node);
         if (target.kind != Target::Kind::Void) {
             m_tree.AddFor(parent, m_unit.Tag(node), node);
             TypeAttribute(target);
@@ -199,7 +199,7 @@ u32 UnitConverter::AddCopy(u32 node)
     case DW_TAG_const_type:
     case DW_TAG_volatile_type: {
         m_tree.Add(0, tag);
-        const Target target = Resolve(TypeOf(node));
+        const Target target = TargetOf(node);
         if (target.kind == Target::Kind::Node) {
             m_copies.emplace_back(entry, target.node);
             m_tree.ToEntry(DW_AT_type, kNoEntry);
@@ -225,7 +225,7 @@ void UnitConverter::AddTypedef(u32 node, u32 parent)
     m_tree.AddFor(parent, DW_TAG_typedef, node);
     m_tree.Text(DW_AT_name, m_names.Qualified(node));
     Coordinates(node);
-    SizedType(node, Resolve(TypeOf(node)));
+    SizedType(node, TargetOf(node));
 }
 
 void UnitConverter::AddBaseType(u32 node, u32 parent)
@@ -366,7 +366,7 @@ void UnitConverter::AddMember(u32 node, u32 parent, u32 classNode)
     m_tree.Add(parent, DW_TAG_member);
     m_tree.Text(DW_AT_name, m_unit.Text(node, DW_AT_name));
     Coordinates(node);
-    const Target target = Resolve(TypeOf(node));
+    const Target target = TargetOf(node);
     TypeAttribute(target);
     if (m_unit.Has(node, DW_AT_bit_size)) {
         AddBitField(node);
@@ -541,7 +541,7 @@ void UnitConverter::AddArray(u32 node, u32 parent)
             m_tree.Number(DW_AT_byte_size, *sizes[i]);
         }
         if (i + 1 == dimensions.size()) {
-            SizedType(node, Resolve(TypeOf(node)));
+            SizedType(node, TargetOf(node));
         } else {
             m_tree.ToEntry(DW_AT_type, entry + 2); // behind this one and its subrange
         }

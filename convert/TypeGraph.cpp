@@ -5,7 +5,8 @@
 
 namespace convert {
 
-TypeGraph::TypeGraph(u32 count, const std::function<void(u32 node, const Visit& visit)>& forEachTarget)
+TypeGraph::TypeGraph(u32 count, const std::vector<u32>& roots,
+                     const std::function<void(u32 node, std::vector<u32>& targets)>& addTargets)
     : m_loop(count, 0)
 {
     struct Open {
@@ -27,7 +28,7 @@ TypeGraph::TypeGraph(u32 count, const std::function<void(u32 node, const Visit& 
         onStack[node] = true;
         const std::size_t first = targets.size();
         open.push_back({node, first, first});
-        forEachTarget(node, [&](u32 target) { targets.push_back(target); });
+        addTargets(node, targets);
     };
     const auto leave = [&] {
         const Open last = open.back();
@@ -52,7 +53,7 @@ TypeGraph::TypeGraph(u32 count, const std::function<void(u32 node, const Visit& 
             above = std::min(above, lowest[node]);
         }
     };
-    for (u32 root = 0; root < count; ++root) {
+    for (const u32 root : roots) {
         if (order[root] != 0) {
             continue;
         }

@@ -12,10 +12,10 @@ namespace convert {
 /// itself.
 class TypeGraph {
 public:
-    using Visit = std::function<void(u32 target)>;
-
-    /// @param count of nodes. @param forEachTarget calls its second argument for each node that the first leads to.
-    TypeGraph(u32 count, const std::function<void(u32 node, const Visit& visit)>& forEachTarget);
+    /// @param count of nodes. @param roots nodes from which all others are reached that lead anywhere.
+    /// @param addTargets appends the nodes that its first argument leads to.
+    TypeGraph(u32 count, const std::vector<u32>& roots,
+              const std::function<void(u32 node, std::vector<u32>& targets)>& addTargets);
 
     /// True if each of the two nodes is reached from the other.
     bool InOneLoop(u32 a, u32 b) const { return m_loop[a] != 0 && m_loop[a] == m_loop[b]; }

@@ -133,6 +133,36 @@ std::optional<UnitConverter::Target> UnitConverter::LinkOf(u32 node)
     return Target{Target::Kind::Foreign, kNoNode, *key};
 }
 
+UnitConverter::Target UnitConverter::TargetOf(u32 node)
+{
+    constexpr u32 kVoid = kNoNode - 1;
+    constexpr u32 kForeign = 0x80000000; // and an index in m_foreignTargets; units have fewer nodes
+    const u32 known = m_targetOf[node];
+    if (known == kVoid) {
+        return {};
+    }
+    if (known < kForeign) {
+        return {Target::Kind::Node, known, {}};
+    }
+    if (known != kNoNode) {
+        return {Target::Kind::Foreign, kNoNode, m_foreignTargets[known - kForeign]};
+    }
+    const Target target = Resolve(TypeOf(node));
+    switch (target.kind) {
+    case Target::Kind::Void:
+        m_targetOf[node] = kVoid;
+        break;
+    case Target::Kind::Node:
+        m_targetOf[node] = target.node;
+        break;
+    case Target::Kind::Foreign:
+        m_targetOf[node] = kForeign + static_cast<u32>(m_foreignTargets.size());
+        m_foreignTargets.push_back(target.key);
+        break;
+    }
+    return target;
+}
+
 UnitConverter::Target UnitConverter::Resolve(Reference type)
 {
     u32 modifier = kNoNode; // the first on the way
@@ -316,11 +346,11 @@ std::vector<UnitConverter::Dimension> UnitConverter::DimensionsOf(u32 node) cons
 /// The graph of what a reader has to load when it loads a type.
 void UnitConverter::BuildGraph()
 {
-    m_graph.emplace(m_unit.Count(), [&](u32 node, const TypeGraph::Visit& visit) {
+    m_graph.emplace(m_unit.Count(), m_typeNodes, [&](u32 node, std::vector<u32>& targets) {
         const auto lead = [&](u32 from) {
-            const Target target = Resolve(m_unit.Refer(from, DW_AT_type));
+            const Target target = TargetOf(from);
             if (target.kind == Target::Kind::Node) {
-                visit(target.node);
+                targets.push_back(target.node);
             }
         };
         const u32 tag = m_unit.Tag(node);

@@ -270,6 +270,35 @@ Unit::Unit(const InputUnit& input, const UnitSections& sections, std::shared_ptr
         m_damaged = true;
     }
     IndexOffsets();
+    LookUpValues();
+}
+
+/// Replaces what can be found without libdw.
+void Unit::LookUpValues()
+{
+    for (Attribute& attribute : m_attributes) {
+        switch (attribute.form) {
+        case DW_FORM_string:
+        case DW_FORM_strp:
+        case DW_FORM_line_strp:
+            if (attribute.name == DW_AT_name) {
+                m_texts.push_back(TextAt(attribute));
+                attribute = {attribute.name, kTextForm, static_cast<u32>(m_texts.size() - 1)};
+            }
+            break;
+        case DW_FORM_ref1:
+        case DW_FORM_ref2:
+        case DW_FORM_ref4:
+        case DW_FORM_ref8:
+        case DW_FORM_ref_udata:
+            if (attribute.name != DW_AT_sibling) {
+                attribute = {attribute.name, kNodeForm, NodeAt(m_offset + LocalReference(attribute))};
+            }
+            break;
+        default:
+            break;
+        }
+    }
 }
 
 Dwarf_Die Unit::Die(u32 node) const
@@ -314,6 +343,8 @@ std::string_view Unit::Text(u32 node, u32 attribute) const
 std::string_view Unit::TextAt(const Attribute& attribute) const
 {
     switch (attribute.form) {
+    case kTextForm:
+        return m_texts[attribute.value];
     case DW_FORM_string:
         return reinterpret_cast<const char*>(m_section.data + attribute.value);
     case DW_FORM_strp:
@@ -438,12 +469,8 @@ Reference Unit::Refer(u32 node, u32 attribute) const
         return reference;
     }
     switch (found->form) {
-    case DW_FORM_ref1:
-    case DW_FORM_ref2:
-    case DW_FORM_ref4:
-    case DW_FORM_ref8:
-    case DW_FORM_ref_udata:
-        reference.node = NodeAt(m_offset + LocalReference(*found));
+    case kNodeForm:
+        reference.node = found->value;
         return reference;
     default: {
         Dwarf_Attribute shown = Public(*found);

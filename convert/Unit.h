@@ -118,8 +118,11 @@ private:
     struct Attribute {
         u16 name;
         u16 form;
-        u32 value; ///< offset in the section, in `.debug_abbrev` for an implicit constant
+        u32 value; ///< offset in the section, in `.debug_abbrev` for an implicit constant, or as the form says
     };
+    /// What is asked for again and again is looked up once, as the unit is read. Values of forms of their own.
+    static constexpr u16 kTextForm = 0xFFFE; ///< AT_name: the value is an index in m_texts
+    static constexpr u16 kNodeForm = 0xFFFD; ///< a reference within the unit: the value is the node, or kNoNode
     class Reading;
 
     /// Null if the node doesn't have it.
@@ -148,12 +151,14 @@ private:
     std::optional<u64> NumberAt(const Attribute& attribute) const;
     u64 LocalReference(const Attribute& attribute) const;
     void IndexOffsets();
+    void LookUpValues();
 
     std::vector<Node> m_nodes;
     std::vector<u16> m_tags;    ///< by node
     std::vector<u32> m_offsets; ///< likewise, in the section; ascending
     std::vector<Attribute> m_attributes;
     std::vector<u32> m_blocks; ///< nodes, by pieces of the section
+    std::vector<std::string_view> m_texts;
     std::shared_ptr<const Abbreviations> m_abbreviations;
     const UnitSections& m_sections;
     ByteView m_section; ///< in which the unit stands

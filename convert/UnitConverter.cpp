@@ -68,15 +68,17 @@ UnitConverter::UnitConverter(Shared& shared, Unit unit)
     , m_tree(m_unit.Count())
     , m_functionOf(m_unit.Count(), kNoNode)
     , m_maxEntries(u64{kEntriesPerNode} * m_unit.Count() + kFreeEntries)
+    , m_targetOf(m_unit.Count(), kNoNode)
 {
 }
 
 void UnitConverter::Convert()
 {
     Classify();
+    BuildGraph();
+    FindLocalTypes();
     ReadLines();
     FindExtent();
-    BuildGraph();
     AddUnitEntry();
     AddTypes();
     for (const u32 node : m_codelessFunctions) {
@@ -138,7 +140,11 @@ void UnitConverter::Classify()
             }
         }
     }
-    // Types in functions stay there, but for those with member functions, to which others have to lead.
+}
+
+/// Types in functions stay there, but for those with member functions, to which others have to lead.
+void UnitConverter::FindLocalTypes()
+{
     std::vector<u32> rest;
     for (const u32 node : m_typeNodes) {
         u32 scope = m_unit.Parent(node);

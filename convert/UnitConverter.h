@@ -38,7 +38,6 @@ struct Shared {
     LocationReader& locations;
     InfoWriter& info;
     LineWriter& lines;
-    LocationWriter& lists;
     MacroWriter& macros;
     ByteWriter& publicNames;
     ByteWriter& ranges; ///< `.debug_aranges`
@@ -53,7 +52,7 @@ class UnitConverter {
 public:
     UnitConverter(Shared& shared, Unit unit);
 
-    /// Makes the tree of entries, and writes what the unit needs in sections of lines, locations and macros.
+    /// Makes the tree of entries, and writes what the unit needs in the sections of lines and macros.
     void Convert();
     /// Writes the entries and what leads to them. May run while other units are converted: it touches `info`,
     /// `publicNames` and `ranges` of what is shared, and Convert() doesn't.
@@ -83,6 +82,7 @@ private:
     // UnitConverter.cpp
     void Classify();
     void ClassifyFunction(u32 node);
+    void FindLocalTypes();
     bool StandsWithoutCode(u32 node) const;
     void ReadLines();
     bool SequenceStands(const LineSequence& sequence);
@@ -95,6 +95,7 @@ private:
     u32 LineOffset();
 
     // TypeTargets.cpp
+    Target TargetOf(u32 node); ///< where the type of an entry leads
     Target Resolve(Reference type);
     Target ResolveForeign(Dwarf_Die die) const;
     bool IsDeclaration(u32 node) const;
@@ -134,7 +135,7 @@ private:
     void AddCopies();
     u32 AddCopy(u32 node);
     void TypeAttribute(Target target, u32 name = DW_AT_type);
-    void TypeAttribute(u32 node) { TypeAttribute(Resolve(TypeOf(node))); }
+    void TypeAttribute(u32 node) { TypeAttribute(TargetOf(node)); }
 
     // ScopeEntries.cpp
     void AddCodelessFunction(u32 node);
@@ -182,6 +183,8 @@ private:
     std::unordered_map<u32, std::vector<u32>> m_localTypes; ///< by function
     std::unordered_map<u32, u32> m_definitionOf;            ///< by declaration of a class
     std::unordered_map<std::string_view, u32> m_definitionByName;
+    std::vector<u32> m_targetOf; ///< by node: another one, or one of the values in TargetOf
+    std::vector<EntryKey> m_foreignTargets;
     std::optional<TypeGraph> m_graph;
     std::vector<std::pair<u32, u32>> m_copies; ///< an entry whose AT_type is to lead to a copy of a node
     u32 m_intType = kNoEntry;

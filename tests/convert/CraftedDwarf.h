@@ -114,7 +114,8 @@ private:
 };
 
 /// Bytes as a test compares them with those of a ByteSection.
-inline std::string Text(const std::vector<u8>& bytes)
+template <typename Range>
+std::string Text(const Range& bytes)
 {
     return {bytes.begin(), bytes.end()};
 }

@@ -358,8 +358,8 @@ TEST_P(Lines, WhatIsWrittenIsSortedAndOfTheProfile)
     start.U32(writer.Section().Size() - 4).U16(2).U32(5 + 9 + 1 + 15 + 10 + 1).Raw({1, 1, 0xFB, 14, 10});
     start.Raw({0, 1, 1, 1, 1, 0, 0, 0, 1, 0}).Text("/src/main.c").Raw({0, 0, 0}).Text("b \xFF\x01.h").Raw({0, 0, 0, 0});
     start.Raw({0, 5, DW_LNE_set_address}).U32(0x10);
-    const std::vector<u8>& bytes = writer.Section().Bytes();
-    EXPECT_EQ(std::string(bytes.begin(), bytes.begin() + start.Size()), start.Bytes());
+    const u8* const bytes = writer.Section().View().data;
+    EXPECT_EQ(std::string(bytes, bytes + start.Size()), start.Bytes());
 }
 
 } // namespace

@@ -145,7 +145,7 @@ TEST_P(Locations, BranchesReachWhatTheyReached)
 TEST_P(Locations, WhatCantBeSaidIsCounted)
 {
     const struct {
-        std::vector<u8> expression;
+        ExpressionBytes expression;
         Unsaid reason;
     } all[] = {
         {{DW_OP_breg0, 1, DW_OP_stack_value}, Unsaid::ComputedValue},
@@ -341,15 +341,20 @@ TEST_P(Locations, ABareRegisterIsAFrameBaseOfThatRegisterPlusZero)
 
 TEST_P(Locations, ListsAreWrittenOnce)
 {
-    LocationWriter writer(GetParam() == ByteOrder::Big);
+    const bool isBig = GetParam() == ByteOrder::Big;
+    LocationWriter writer(isBig);
+    const auto write = [&](const std::vector<LocationPiece>& pieces, u32 base) {
+        return writer.Write(ListBytes(pieces, base, isBig).View());
+    };
     const std::vector<LocationPiece> first = {{0x8000, 0x8004, {DW_OP_reg0}},
                                               {0x7FFC, 0x8000, {DW_OP_reg1}}, // below the base
-                                              {0x8010, 0x8020, std::vector<u8>(0x10000)}};
+                                              {0x8010, 0x8020, ExpressionBytes(0x10000, u8{0})}};
     const std::vector<LocationPiece> second = {{0x8000, 0x8004, {DW_OP_reg1}}};
-    EXPECT_EQ(writer.Write(first, 0x8000), 0u);
-    EXPECT_EQ(writer.Write(second, 0x8000), 19u);
-    EXPECT_EQ(writer.Write({{0x9000, 0x9004, {DW_OP_reg0}}}, 0x9000), 0u);
-    EXPECT_EQ(Text(writer.Section().Bytes()),
+    EXPECT_EQ(write(first, 0x8000), 0u);
+    EXPECT_EQ(write(second, 0x8000), 19u);
+    EXPECT_EQ(write({{0x9000, 0x9004, {DW_OP_reg0}}}, 0x9000), 0u);
+    const ByteView written = writer.Section().View();
+    EXPECT_EQ(std::string(written.data, written.data + written.size),
               Bytes().U32(0).U32(4).U16(1).U8(DW_OP_reg0).U64(0).U32(0).U32(4).U16(1).U8(DW_OP_reg1).U64(0).Bytes());
 }
 

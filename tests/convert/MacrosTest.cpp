@@ -65,7 +65,8 @@ protected:
 
     static std::string TextOf(const MacroWriter& writer)
     {
-        return {writer.Section().Bytes().begin(), writer.Section().Bytes().end()};
+        const ByteView bytes = writer.Section().View();
+        return {bytes.data, bytes.data + bytes.size};
     }
 
     ByteSection macro{GetParam()};
