@@ -126,7 +126,11 @@ void ByteWriter::Append(ByteView bytes)
 void ByteWriter::Grow(std::size_t count)
 {
     constexpr std::size_t kFirstCapacity = 256;
-    const std::size_t capacity = std::max({kFirstCapacity, 2 * m_capacity, m_size + count});
+    Resize(std::max({kFirstCapacity, 2 * m_capacity, m_size + count}));
+}
+
+void ByteWriter::Resize(std::size_t capacity)
+{
     auto bytes = std::make_unique_for_overwrite<u8[]>(capacity);
     if (m_size != 0) {
         std::memcpy(bytes.get(), m_bytes.get(), m_size);

@@ -130,6 +130,13 @@ public:
     void Append(ByteView bytes);
     /// Writes over four bytes that are there already.
     void PatchU32(u32 offset, u32 value) { StoreNumber(m_bytes.get() + offset, value, 4, m_bigEndian); }
+    /// Takes the room for that many bytes at once, instead of growing step by step.
+    void Reserve(std::size_t size)
+    {
+        if (size > m_capacity) {
+            Resize(size);
+        }
+    }
     /// Takes away what is behind `size`.
     void Truncate(u32 size) { m_size = size; }
 
@@ -145,6 +152,7 @@ private:
         return at;
     }
     void Grow(std::size_t count);
+    void Resize(std::size_t capacity);
 
     std::unique_ptr<u8[]> m_bytes;
     std::size_t m_size = 0;

@@ -64,7 +64,7 @@ public:
         , m_frames(dwarf)
         , m_locations(dwarf, m_frames, program.BigEndian())
         , m_lists(program.BigEndian())
-        , m_info(program.BigEndian(), m_sections.texts, m_lists)
+        , m_info(program.BigEndian(), m_sections.texts, m_lists, m_sections.info.size)
         , m_lines(program.BigEndian())
         , m_macros(program.BigEndian())
         , m_publicNames(program.BigEndian())

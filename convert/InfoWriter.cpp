@@ -97,7 +97,7 @@ u32 Pair(u32 name, u32 form)
 
 } // namespace
 
-InfoWriter::InfoWriter(bool bigEndian, ByteView stableTexts, LocationWriter& lists)
+InfoWriter::InfoWriter(bool bigEndian, ByteView stableTexts, LocationWriter& lists, std::size_t infoSize)
     : m_stableTexts(stableTexts)
     , m_info(bigEndian)
     , m_abbreviations(bigEndian)
@@ -105,6 +105,8 @@ InfoWriter::InfoWriter(bool bigEndian, ByteView stableTexts, LocationWriter& lis
     , m_lists(lists)
     , m_shapeBegins{0, 0}
 {
+    m_info.Reserve(infoSize);
+    m_texts.Reserve(stableTexts.size);
     m_texts.U8(0);
 }
 

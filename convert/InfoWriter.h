@@ -24,8 +24,8 @@ struct PlacedUnit {
 class InfoWriter {
 public:
     /// @param stableTexts where texts stay as long as this lives, so that their place tells them apart.
-    /// @param lists where location lists go. It outlives this.
-    InfoWriter(bool bigEndian, ByteView stableTexts, LocationWriter& lists);
+    /// @param lists where location lists go. It outlives this. @param infoSize about what `.debug_info` will take.
+    InfoWriter(bool bigEndian, ByteView stableTexts, LocationWriter& lists, std::size_t infoSize);
 
     /// Writes a tree whose entry 0 is the unit's own. References to nodes without an entry throw Failure, as does a
     /// section beyond 4 GiB.

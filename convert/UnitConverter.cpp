@@ -216,6 +216,9 @@ void UnitConverter::ClassifyFunction(u32 node)
 
 bool UnitConverter::StandsAt(u32 node, u32 begin, u32 end)
 {
+    if (!m_shared.program.NearZero(begin)) { // where names don't matter
+        return m_shared.program.Stands(begin, end, {});
+    }
     const std::string_view names[] = {m_names.Linkage(node), m_names.Own(node)};
     return m_shared.program.Stands(begin, end, names);
 }
