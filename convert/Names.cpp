@@ -9,6 +9,7 @@ namespace {
 
 constexpr u32 kMaxDepth = 64;            ///< of scopes, of declarations, of types in types
 constexpr u32 kMaxScopes = 256;          ///< around one entry; those further out go unnamed
+constexpr u32 kMaxTypeUnits = 8;         ///< classes of type units in those of others
 constexpr std::size_t kMaxText = 16'384; ///< of a name that is put together
 
 constexpr std::string_view kNone = ""; ///< a name that has been looked for
@@ -172,7 +173,8 @@ std::string Names::Prefix(u32 node)
         }
         at = declaration;
     }
-    for (const u32 attribute : {DW_AT_specification, DW_AT_abstract_origin}) {
+    // Type units declare the classes of others without the namespaces around them: the definition has these.
+    for (const u32 attribute : {DW_AT_specification, DW_AT_abstract_origin, DW_AT_signature}) {
         if (const Reference reference = m_unit.Refer(at, attribute); reference.foreign) {
             const std::string whole = QualifiedName(*reference.foreign);
             const std::string_view own = Own(at);
@@ -381,12 +383,15 @@ std::string Names::TypeText(Reference type)
     return before + after;
 }
 
-std::string QualifiedName(Dwarf_Die die)
+namespace {
+
+/// @param depth of classes of type units in those of others.
+std::string QualifiedName(Dwarf_Die die, u32 depth)
 {
     Dwarf_Attribute found;
     const char* const own = dwarf_formstring(dwarf_attr_integrate(&die, DW_AT_name, &found));
     Dwarf_Die declaration = die;
-    for (u32 depth = 0; depth < kMaxDepth; ++depth) {
+    for (u32 steps = 0; steps < kMaxDepth; ++steps) {
         Dwarf_Attribute reference;
         Dwarf_Die next;
         if ((dwarf_attr(&declaration, DW_AT_specification, &reference) == nullptr &&
@@ -410,6 +415,12 @@ std::string QualifiedName(Dwarf_Die die)
         if (!IsNamingScope(tag)) {
             continue;
         }
+        Dwarf_Die whole;
+        if (depth < kMaxTypeUnits && dwarf_attr(&scope, DW_AT_signature, &found) != nullptr &&
+            dwarf_formref_die(&found, &whole) != nullptr) {
+            const std::string outer = QualifiedName(whole, depth + 1);
+            return outer.empty() ? text : outer + "::" + text;
+        }
         const char* const word = dwarf_diename(&scope);
         const std::string_view name = ScopeName(tag, word == nullptr ? "" : word);
         if (name.empty()) {
@@ -418,6 +429,13 @@ std::string QualifiedName(Dwarf_Die die)
         text = std::string(name) + "::" + text;
     }
     return text;
+}
+
+} // namespace
+
+std::string QualifiedName(Dwarf_Die die)
+{
+    return QualifiedName(die, 0);
 }
 
 } // namespace convert
