@@ -18,6 +18,9 @@ struct DwarfCloser {
     void operator()(Dwarf* dwarf) const { dwarf_end(dwarf); }
 };
 
+/// How often each byte may be read once more for copies of classes of type units.
+constexpr u64 kCopiesPerByte = 8;
+
 /// By Unsaid.
 constexpr const char* kReasons[] = {
     "computed values",   "constants over a part of the scope",
@@ -87,7 +90,9 @@ public:
                    0,
                    {},
                    std::nullopt,
-                   {}}
+                   {},
+                   UnitReader(m_sections),
+                   kCopiesPerByte * (m_sections.info.size + m_sections.types.size)}
     {
     }
 

@@ -42,7 +42,7 @@ u32 EntryTree::Add(u32 parent, u32 tag)
 u32 EntryTree::AddFor(u32 parent, u32 tag, u32 node)
 {
     const u32 entry = Add(parent, tag);
-    if (m_entryOf[node] == kNoEntry) {
+    if (m_copied == nullptr && m_entryOf[node] == kNoEntry) {
         m_entryOf[node] = entry;
     }
     return entry;

@@ -77,8 +77,19 @@ public:
     /// Likewise.
     void List(u32 name, ByteView bytes);
     void ToEntry(u32 name, u32 entry) { Push(name, ValueKind::Entry).number = entry; }
-    void ToNode(u32 name, u32 node) { Push(name, ValueKind::Node).number = node; }
+    void ToNode(u32 name, u32 node)
+    {
+        if (m_copied != nullptr) {
+            ToForeign(name, m_copied->Key(node));
+        } else {
+            Push(name, ValueKind::Node).number = node;
+        }
+    }
     void ToForeign(u32 name, EntryKey key);
+
+    /// From here on, nodes are those of another unit: what is added is a copy, to which none of them leads, and their
+    /// references lead to that unit. Null: they are the input unit's again.
+    void CopyFrom(const Unit* other) { m_copied = other; }
 
     u32 Count() const { return static_cast<u32>(m_entries.size()); }
     const Entry& At(u32 entry) const { return m_entries[entry]; }
@@ -103,6 +114,7 @@ private:
     std::vector<OutAttribute> m_attributes;
     std::vector<u32> m_entryOf;
     std::vector<EntryKey> m_foreign;
+    const Unit* m_copied = nullptr;
     std::vector<std::vector<u8>> m_store; ///< of texts and blocks, in pieces that don't move
 };
 

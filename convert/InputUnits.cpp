@@ -1,7 +1,10 @@
 // Units are found by libdw; each ends where its own length says.
 #include "convert/InputUnits.h"
 
+#include <algorithm>
 #include <dwarf.h>
+#include <iterator>
+#include <utility>
 
 namespace convert {
 
@@ -40,6 +43,19 @@ std::vector<InputUnit> ListUnits(Dwarf* dwarf)
         units.push_back(unit);
     }
     return units;
+}
+
+const InputUnit* FindUnit(const std::vector<InputUnit>& units, u64 offset, bool inTypes)
+{
+    const auto isBehind = [](const std::pair<bool, u64>& place, const InputUnit& unit) {
+        return place < std::pair(unit.standsInTypes, unit.offset);
+    };
+    const auto behind = std::upper_bound(units.begin(), units.end(), std::pair(inTypes, offset), isBehind);
+    if (behind == units.begin()) {
+        return nullptr;
+    }
+    const InputUnit& unit = *std::prev(behind);
+    return unit.standsInTypes == inTypes && offset < unit.end ? &unit : nullptr;
 }
 
 } // namespace convert

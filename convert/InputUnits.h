@@ -26,7 +26,11 @@ struct InputUnit {
 /// True for type units of version 4. libdw doesn't tell the section of an entry, but it does tell its unit.
 bool StandsInTypes(Dwarf_CU* cu);
 
-/// All units, those of `.debug_types` last. Behind one whose header can't be read nothing is found.
+/// All units in the order of their sections, those of `.debug_types` last. Behind one whose header can't be read
+/// nothing is found.
 std::vector<InputUnit> ListUnits(Dwarf* dwarf);
+
+/// The unit that an offset of its section lies in; null if there is none.
+const InputUnit* FindUnit(const std::vector<InputUnit>& units, u64 offset, bool inTypes);
 
 } // namespace convert

@@ -170,23 +170,84 @@ void UnitConverter::TypeAttribute(Target target, u32 name)
 void UnitConverter::SizedType(u32 node, Target target)
 {
     const u32 final = target.kind == Target::Kind::Node ? Final(target.node) : kNoNode;
-    if (final == kNoNode || !m_graph->InOneLoop(node, final)) {
+    const bool inLoop = final != kNoNode && m_graph->InOneLoop(node, final);
+    if (!inLoop && !LeadsToOtherTypeUnit(target)) {
         return TypeAttribute(target);
     }
     // A reader that loads the target first meets this entry on the way, when the size isn't known yet.
-    m_copies.emplace_back(m_tree.Count() - 1, target.node);
+    Copy(target);
+}
+
+void UnitConverter::Copy(Target target)
+{
+    m_copies.emplace_back(m_tree.Count() - 1, target);
     m_tree.ToEntry(DW_AT_type, kNoEntry);
+}
+
+/// Type units lead to each other in circles, of which each sees one step. So in a type unit all that leads to a class
+/// of another one counts as a part of a circle.
+bool UnitConverter::LeadsToOtherTypeUnit(Target target)
+{
+    constexpr u32 kMaxSteps = 64;
+    for (u32 steps = 0; m_unit.IsType() && steps < kMaxSteps; ++steps) {
+        if (target.kind != Target::Kind::Node) {
+            return target.kind == Target::Kind::Foreign && CopierOf(target.key) != nullptr;
+        }
+        switch (m_unit.Tag(target.node)) {
+        case DW_TAG_typedef:
+        case DW_TAG_template_alias:
+        case DW_TAG_array_type:
+        case DW_TAG_const_type:
+        case DW_TAG_volatile_type:
+            target = TargetOf(target.node);
+            break;
+        default:
+            return false;
+        }
+    }
+    return false;
+}
+
+/// What makes copies of a class of another type unit. Null if the entry is none, or too much has been read for copies.
+UnitConverter* UnitConverter::CopierOf(EntryKey key)
+{
+    const InputUnit* const input = FindUnit(m_shared.units, key.offset, key.inTypes);
+    if (input == nullptr || input->type != DW_UT_type) {
+        return nullptr;
+    }
+    std::unique_ptr<UnitConverter>& copier = m_copiers[2 * input->offset + (input->standsInTypes ? 1 : 0)];
+    if (copier == nullptr) {
+        const u64 size = input->end - input->offset;
+        if (size > m_shared.copyBudget) {
+            return nullptr;
+        }
+        m_shared.copyBudget -= size;
+        copier.reset(new UnitConverter(m_shared, m_shared.reader.Read(*input), m_tree));
+    }
+    const u32 node = copier->m_unit.NodeAt(key.offset);
+    return node != kNoNode && IsClass(copier->m_unit.Tag(node)) ? copier.get() : nullptr;
+}
+
+u32 UnitConverter::AddForeignCopy(EntryKey key)
+{
+    UnitConverter& copier = *CopierOf(key);
+    const u32 entry = m_tree.Count();
+    m_tree.CopyFrom(&copier.m_unit);
+    copier.AddClass(copier.m_unit.NodeAt(key.offset), 0);
+    m_tree.CopyFrom(nullptr);
+    return entry;
 }
 
 void UnitConverter::AddCopies()
 {
     while (!m_copies.empty()) {
-        const auto [entry, node] = m_copies.back();
+        const auto [entry, target] = m_copies.back();
         m_copies.pop_back();
-        if (m_tree.Count() < m_maxEntries) {
-            m_tree.Set(entry, DW_AT_type, AddCopy(node));
+        const bool isForeign = target.kind == Target::Kind::Foreign;
+        if (m_tree.Count() >= m_maxEntries && !isForeign) {
+            m_tree.Set(entry, DW_AT_type, m_tree.EntryOf(target.node));
         } else {
-            m_tree.Set(entry, DW_AT_type, m_tree.EntryOf(node));
+            m_tree.Set(entry, DW_AT_type, isForeign ? AddForeignCopy(target.key) : AddCopy(target.node));
         }
     }
 }
@@ -200,9 +261,8 @@ u32 UnitConverter::AddCopy(u32 node)
     case DW_TAG_volatile_type: {
         m_tree.Add(0, tag);
         const Target target = TargetOf(node);
-        if (target.kind == Target::Kind::Node) {
-            m_copies.emplace_back(entry, target.node);
-            m_tree.ToEntry(DW_AT_type, kNoEntry);
+        if (target.kind == Target::Kind::Node || LeadsToOtherTypeUnit(target)) {
+            Copy(target);
         } else {
             TypeAttribute(target);
         }
@@ -372,7 +432,8 @@ void UnitConverter::AddMember(u32 node, u32 parent, u32 classNode)
         AddBitField(node);
     } else {
         const u32 final = target.kind == Target::Kind::Node ? Final(target.node) : kNoNode;
-        const bool isForeign = target.kind == Target::Kind::Foreign; // which may lead anywhere
+        // Other units may lead anywhere, and type units always lead to others.
+        const bool isForeign = target.kind == Target::Kind::Foreign || m_unit.IsType();
         if (isForeign || (final != kNoNode && m_graph->InOneLoop(classNode, final))) {
             // The size of the type isn't known yet when it leads back to a class that is being read.
             if (const std::optional<u64> size = SizeOf(TypeOf(node))) {

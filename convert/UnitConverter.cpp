@@ -65,12 +65,28 @@ UnitConverter::UnitConverter(Shared& shared, Unit unit)
     : m_shared(shared)
     , m_unit(std::move(unit))
     , m_names(m_unit)
-    , m_tree(m_unit.Count())
+    , m_ownTree(m_unit.Count())
+    , m_tree(m_ownTree)
     , m_functionOf(m_unit.Count(), kNoNode)
     , m_maxEntries(u64{kEntriesPerNode} * m_unit.Count() + kFreeEntries)
     , m_targetOf(m_unit.Count(), kNoNode)
 {
 }
+
+UnitConverter::UnitConverter(Shared& shared, Unit unit, EntryTree& tree)
+    : m_shared(shared)
+    , m_unit(std::move(unit))
+    , m_names(m_unit)
+    , m_ownTree(0)
+    , m_tree(tree)
+    , m_functionOf(m_unit.Count(), kNoNode)
+    , m_maxEntries(0)
+    , m_targetOf(m_unit.Count(), kNoNode)
+{
+    Classify();
+}
+
+UnitConverter::~UnitConverter() = default;
 
 void UnitConverter::Convert()
 {
@@ -296,9 +312,8 @@ const AddressRanges& UnitConverter::FunctionsNearZero()
         return *m_shared.functions;
     }
     AddressRanges& found = m_shared.functions.emplace();
-    UnitReader reader(m_shared.sections);
     for (const InputUnit& input : m_shared.units) {
-        UnitConverter other(m_shared, reader.Read(input));
+        UnitConverter other(m_shared, m_shared.reader.Read(input));
         for (u32 node = 1; node < other.m_unit.Count(); ++node) {
             if (other.m_unit.Tag(node) == DW_TAG_subprogram) {
                 other.ClassifyFunction(node);
@@ -387,6 +402,9 @@ u32 UnitConverter::LineOffset()
 
 void UnitConverter::Coordinates(u32 node)
 {
+    if (IsCopier()) {
+        return; // the files have other numbers
+    }
     if (const std::optional<u64> file = m_unit.Number(node, DW_AT_decl_file)) {
         if (const u32 index = m_lineTable.FileOf(*file); index != LineTable::kNoFile) {
             m_tree.Number(DW_AT_decl_file, u64{index} + 1);

@@ -19,6 +19,8 @@
 #include "convert/Unit.h"
 
 #include <deque>
+#include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -46,11 +48,14 @@ struct Shared {
     std::string producer;                               ///< likewise
     std::optional<AddressRanges> functions;             ///< of all units, near address 0; found when first needed
     std::unordered_map<std::string, u32> tablesOfFiles; ///< written line tables without rows, by their input
+    UnitReader reader;                                  ///< for units that others need
+    u64 copyBudget;                                     ///< bytes of units that may yet be read for copies
 };
 
 class UnitConverter {
 public:
     UnitConverter(Shared& shared, Unit unit);
+    ~UnitConverter();
 
     /// Makes the tree of entries, and writes what the unit needs in the sections of lines and macros.
     void Convert();
@@ -59,6 +64,9 @@ public:
     void Write();
 
 private:
+    /// For copies of classes of a type unit.
+    UnitConverter(Shared& shared, Unit unit, EntryTree& tree);
+
     /// Where a type leads once what DWARF 2.0 can't say is left out.
     struct Target {
         enum class Kind : u8 { Void, Node, Foreign };
@@ -134,6 +142,10 @@ private:
     void SizedType(u32 node, Target target);
     void AddCopies();
     u32 AddCopy(u32 node);
+    u32 AddForeignCopy(EntryKey key);
+    UnitConverter* CopierOf(EntryKey key);
+    void Copy(Target target); ///< AT_type of the last entry leads to a copy
+    bool LeadsToOtherTypeUnit(Target target);
     void TypeAttribute(Target target, u32 name = DW_AT_type);
     void TypeAttribute(u32 node) { TypeAttribute(TargetOf(node)); }
 
@@ -159,13 +171,15 @@ private:
     bool StandsAt(u32 node, u32 begin, u32 end);
     bool VariableStands(u32 node, u32 address);
 
+    bool IsCopier() const { return &m_tree != &m_ownTree; }
     void Coordinates(u32 node); ///< AT_decl_file, AT_decl_line, AT_decl_column
     void LeaveOut(const char* kind, const char* reason) { m_shared.report.LeaveOut(kind, reason); }
 
     Shared& m_shared;
     const Unit m_unit;
     Names m_names;
-    EntryTree m_tree;
+    EntryTree m_ownTree;
+    EntryTree& m_tree; ///< the own one, or that of the unit that gets copies of this one's classes
     LineTable m_lineTable;
     std::vector<const LineSequence*> m_sequences; ///< those that stand
     std::optional<u64> m_lineOffset;              ///< in the input
@@ -186,7 +200,8 @@ private:
     std::vector<u32> m_targetOf; ///< by node: another one, or one of the values in TargetOf
     std::vector<EntryKey> m_foreignTargets;
     std::optional<TypeGraph> m_graph;
-    std::vector<std::pair<u32, u32>> m_copies; ///< an entry whose AT_type is to lead to a copy of a node
+    std::vector<std::pair<u32, Target>> m_copies;            ///< an entry whose AT_type is to lead to a copy
+    std::map<u64, std::unique_ptr<UnitConverter>> m_copiers; ///< of other type units, by offset
     u32 m_intType = kNoEntry;
     std::unordered_map<std::string, u32> m_originByName;
     u32 m_currentFunction = kNoNode; ///< index in m_functions
