@@ -1,6 +1,10 @@
 // Qualified names, and types as text.
 #include "convert/Names.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <cxxabi.h>
+#include <memory>
 #include <utility>
 
 namespace convert {
@@ -218,6 +222,10 @@ std::string_view Names::FindQualified(u32 node)
         return {};
     }
     std::string whole = Prefix(node);
+    if (whole.empty() && IsOfUnnamedClass(node)) { // a lambda of some compilers; only the linkage name says whose
+        std::string demangled = Demangled(node);
+        return demangled.empty() ? own : m_made.emplace_back(std::move(demangled));
+    }
     if (whole.empty()) {
         return own;
     }
@@ -237,6 +245,46 @@ std::string_view Names::Linkage(u32 node) const
             }
         }
         node = m_unit.DeclarationOf(node);
+    }
+    return {};
+}
+
+bool Names::IsOfUnnamedClass(u32 node)
+{
+    u32 at = node;
+    for (u32 depth = 0; depth < kMaxDepth; ++depth) {
+        const u32 declaration = m_unit.DeclarationOf(at);
+        if (declaration == kNoNode) {
+            break;
+        }
+        at = declaration;
+    }
+    const u32 scope = m_unit.Parent(at);
+    return m_unit.Tag(at) == DW_TAG_subprogram && scope != kNoNode && IsClass(m_unit.Tag(scope)) && Own(scope).empty();
+}
+
+std::string Names::Demangled(u32 node) const
+{
+    constexpr std::size_t kMaxMangled = 1024; // what repeats itself grows with each byte
+    const std::string mangled(Linkage(node));
+    if (!mangled.starts_with("_Z") || mangled.size() > kMaxMangled) {
+        return {};
+    }
+    int status = 0;
+    const std::unique_ptr<char, decltype(&std::free)> text(
+        abi::__cxa_demangle(mangled.c_str(), nullptr, nullptr, &status), &std::free);
+    const std::string_view whole = status == 0 ? text.get() : "";
+    // The last parentheses have the parameters; qualifiers may stand behind them.
+    std::size_t at = whole.rfind(')');
+    for (u32 open = 0; at != std::string_view::npos; --at) {
+        open += whole[at] == ')' ? 1 : 0;
+        open -= whole[at] == '(' ? 1 : 0;
+        if (open == 0) {
+            return std::string(whole.substr(0, std::min(at, kMaxText)));
+        }
+        if (at == 0) {
+            break;
+        }
     }
     return {};
 }
@@ -265,6 +313,31 @@ std::string Names::Parameters(u32 subroutine, bool method, u32 depth)
         Declare(m_unit.Refer(child, DW_AT_type), before, after, depth);
         text += before + after;
     });
+    return text;
+}
+
+/// What stands behind the parameters of a member function: " const" where what `this` points to is.
+std::string Names::Qualifiers(u32 subroutine) const
+{
+    std::string text;
+    const u32 first = subroutine + 1;
+    if (first >= m_unit.End(subroutine) || m_unit.Tag(first) != DW_TAG_formal_parameter ||
+        !m_unit.Flag(first, DW_AT_artificial)) {
+        return text;
+    }
+    const u32 pointer = m_unit.Refer(first, DW_AT_type).node; // perhaps const itself
+    const u32 bare = pointer != kNoNode && m_unit.Tag(pointer) == DW_TAG_const_type
+                         ? m_unit.Refer(pointer, DW_AT_type).node
+                         : pointer;
+    u32 target = bare != kNoNode ? m_unit.Refer(bare, DW_AT_type).node : kNoNode;
+    for (u32 steps = 0; target != kNoNode && steps < 2; ++steps) {
+        const u32 tag = m_unit.Tag(target);
+        if (tag != DW_TAG_const_type && tag != DW_TAG_volatile_type) {
+            break;
+        }
+        text += tag == DW_TAG_const_type ? " const" : " volatile";
+        target = m_unit.Refer(target, DW_AT_type).node;
+    }
     return text;
 }
 
@@ -325,7 +398,7 @@ void Names::Declare(Reference type, std::string& before, std::string& after, u32
         if (targetTag() == DW_TAG_subroutine_type) {
             Declare(m_unit.Refer(target.node, DW_AT_type), inner, outer, depth + 1);
             before += inner + " (" + name + "::*";
-            after = ")(" + Parameters(target.node, true, depth + 1) + ")" + outer + after;
+            after = ")(" + Parameters(target.node, true, depth + 1) + ")" + Qualifiers(target.node) + outer + after;
         } else {
             Declare(target, inner, outer, depth + 1);
             before += inner + " " + name + "::*";

@@ -37,7 +37,8 @@ public:
     /// left them to their entries. Empty if it has none. Good for as long as this and the unit live.
     std::string_view Own(u32 node);
     /// The own name behind the names of all scopes around it or, if it has one, around its declaration. Functions give
-    /// no scope. Empty if it has no name.
+    /// no scope. Empty if it has no name. A member function of a class without a name has that of its linkage name,
+    /// without the parameters: "f(int)::$_0::operator()".
     std::string_view Qualified(u32 node);
     /// AT_linkage_name in any spelling, its own or its declaration's; empty if there is none.
     std::string_view Linkage(u32 node) const;
@@ -52,6 +53,9 @@ private:
     std::string WithArguments(u32 node, std::string_view name);
     u32 TagBehindModifiers(Reference type) const;
     void Declare(Reference type, std::string& before, std::string& after, u32 depth);
+    bool IsOfUnnamedClass(u32 node);
+    std::string Demangled(u32 node) const;
+    std::string Qualifiers(u32 subroutine) const;
     std::string Parameters(u32 subroutine, bool method, u32 depth);
 
     const Unit& m_unit;

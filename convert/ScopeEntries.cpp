@@ -167,12 +167,14 @@ void UnitConverter::FunctionAttributes(u32 node, bool hasCode)
         name = m_names.Linkage(node);
     }
     m_tree.Text(DW_AT_name, name);
+    bool isLinked = isMember;
     if (isMember) {
         m_tree.ToNode(DW_AT_specification, declaration);
     } else if (hasCode) {
-        AddOrigin(node);
+        isLinked = AddOrigin(node);
     }
-    Coordinates(node);
+    // What it isn't linked to can't say where it was written.
+    Coordinates(isLinked || m_unit.Has(node, DW_AT_decl_line) ? node : declaration);
     TypeAttribute(node);
     for (const u32 flag : {DW_AT_external, DW_AT_prototyped}) {
         if (FlagOf(node, flag)) {

@@ -405,6 +405,9 @@ void UnitConverter::Coordinates(u32 node)
     if (IsCopier()) {
         return; // the files have other numbers
     }
+    if (!m_unit.Has(node, DW_AT_decl_line)) {
+        return ForeignCoordinates(node);
+    }
     if (const std::optional<u64> file = m_unit.Number(node, DW_AT_decl_file)) {
         if (const u32 index = m_lineTable.FileOf(*file); index != LineTable::kNoFile) {
             m_tree.Number(DW_AT_decl_file, u64{index} + 1);
@@ -414,6 +417,34 @@ void UnitConverter::Coordinates(u32 node)
         if (const std::optional<u64> number = m_unit.Number(node, name)) {
             m_tree.Number(name, *number);
         }
+    }
+}
+
+/// With link-time optimisation the origin of an entry stands in another unit, and counts that unit's files. Where this
+/// one's table doesn't have the file, nothing is said.
+void UnitConverter::ForeignCoordinates(u32 node)
+{
+    for (const u32 link : {DW_AT_specification, DW_AT_abstract_origin}) {
+        Reference origin = m_unit.Refer(node, link);
+        if (!origin.foreign) {
+            continue;
+        }
+        Dwarf_Die& die = *origin.foreign;
+        const char* const path = dwarf_decl_file(&die);
+        const auto& files = m_lineTable.files;
+        const auto file = path == nullptr ? files.end() : std::find(files.begin(), files.end(), path);
+        if (file == files.end()) {
+            return;
+        }
+        m_tree.Number(DW_AT_decl_file, static_cast<u64>(file - files.begin()) + 1);
+        int number = 0;
+        if (dwarf_decl_line(&die, &number) == 0 && number > 0) {
+            m_tree.Number(DW_AT_decl_line, static_cast<u64>(number));
+        }
+        if (dwarf_decl_column(&die, &number) == 0 && number > 0) {
+            m_tree.Number(DW_AT_decl_column, static_cast<u64>(number));
+        }
+        return;
     }
 }
 

@@ -172,6 +172,7 @@ private:
     bool VariableStands(u32 node, u32 address);
 
     bool IsCopier() const { return &m_tree != &m_ownTree; }
+    void ForeignCoordinates(u32 node);
     void Coordinates(u32 node); ///< AT_decl_file, AT_decl_line, AT_decl_column
     void LeaveOut(const char* kind, const char* reason) { m_shared.report.LeaveOut(kind, reason); }
 

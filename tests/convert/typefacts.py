@@ -2,6 +2,7 @@
 structure. What DWARF 2.0 has to say in another way (restrict, pointers to member, bit fields, dimensions) has the same
 text in either form."""
 
+import ctypes
 import re
 
 from dwarf import AT, BLOCK_FORMS, TAG
@@ -140,8 +141,25 @@ class TypeFacts:
             if plain is None and die.refer(AT.signature):
                 self._names[die.key] = self.name(die.refer(AT.signature))
             elif plain is not None:
-                self._names[die.key] = self.prefix(self.chain(die)[-1]) + plain
+                whole = self.prefix(self.chain(die)[-1]) + plain
+                self._names[die.key] = (self._demangled(die) if whole == plain else None) or whole
         return self._names[die.key]
+
+    def _demangled(self, die):
+        """Of a member of a class without a name: what its linkage name says ahead of the parameters."""
+        parent = self.chain(die)[-1].parent
+        mangled = self.linkage_names(die)[0]
+        if self.chain(die)[-1].tag != TAG.subprogram or parent.tag not in AGGREGATES or not mangled:
+            return None
+        whole = demangle(mangled)
+        if not whole or ")" not in whole:
+            return None
+        depth = 0
+        for at in range(whole.rindex(")"), -1, -1):
+            depth += (whole[at] == ")") - (whole[at] == "(")
+            if depth == 0:
+                return whole[:at]
+        return None
 
     def prefix(self, die):
         """What stands in front of the name of an entry, "ns::K::" or nothing: functions and blocks give no prefix, nor
@@ -477,6 +495,14 @@ def _plain(facts):
     if not hasattr(facts, "plain_facts"):
         facts.plain_facts = TypeFacts(facts.program) if facts.ambiguous else facts
     return facts.plain_facts
+
+
+def demangle(mangled):
+    library = ctypes.CDLL("libstdc++.so.6")
+    library.__cxa_demangle.restype = ctypes.c_void_p
+    status = ctypes.c_int()
+    text = library.__cxa_demangle(mangled.encode(), None, None, ctypes.byref(status))
+    return ctypes.string_at(text).decode() if text else None
 
 
 def qualified(text, qualifier):
