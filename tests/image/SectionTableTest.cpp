@@ -7,7 +7,7 @@
 namespace {
 
 constexpr u32 kCode = kShfAlloc | kShfExecInstr;
-constexpr u32 kData = kShfAlloc | kShfWrite;
+constexpr u32 kDataFlags = kShfAlloc | kShfWrite;
 
 class SectionTable : public DwarfTest {
 protected:
@@ -51,7 +51,7 @@ TEST_P(SectionTable, TheTypeTellsCodeFromDataAndItsSegment)
         for (const u32 flags : {kPfX, kPfX | kPfArmPi}) {
             ElfWriter elf(GetParam(), machine);
             const u32 code = elf.Section(".text", Bytes(), {.flags = kCode});
-            const u32 data = elf.Section(".data", Bytes(), {.flags = kData, .address = 0x100});
+            const u32 data = elf.Section(".data", Bytes(), {.flags = kDataFlags, .address = 0x100});
             elf.Section(".debug_line", Bytes());
             elf.Segment(code, flags);
             elf.Segment(data, flags);
@@ -114,7 +114,7 @@ TEST_P(SectionTable, ALibraryLinkedAtZeroIsRelativeToItsCode)
 {
     dwarf.Unit().Name("lib.c").Range(0x40, 0x60);
     ElfWriter elf(GetParam());
-    const u32 data = elf.Section(".first", Bytes(), {.flags = kData});
+    const u32 data = elf.Section(".first", Bytes(), {.flags = kDataFlags});
     const u32 code = elf.Section(".text", Bytes(0x80), {.flags = kCode});
     elf.Segment(data, kPfArmPi); // not executable: not it
     elf.Segment(code, kPfArmPi | kPfX);

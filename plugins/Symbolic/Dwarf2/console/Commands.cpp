@@ -401,9 +401,7 @@ void Dwarf2File::CommandRun::Mem()
     const u32 elements = 12 * count;
     u32 bytes = 0;
     for (const auto& [offset, list] : m_file.m_abbrListMap) {
-        if (list != nullptr) {
-            bytes += 16 * static_cast<u32>(list->size());
-        }
+        bytes += 16 * static_cast<u32>(list.size());
     }
     PutText(out, "m_abbrListMap (elems size = ") << dec(elements);
     PutText(out, ") contains ") << dec(count);

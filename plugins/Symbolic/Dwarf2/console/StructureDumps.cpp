@@ -140,7 +140,7 @@ void Dwarf2File::DumpAbbrevSection(bool parsed)
         return;
     }
     for (const auto& [offset, list] : m_abbrListMap) {
-        dump.DumpList(offset, *list);
+        dump.DumpList(offset, list);
     }
 }
 

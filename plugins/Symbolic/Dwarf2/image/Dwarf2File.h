@@ -15,7 +15,6 @@
 #include "interfaces/VFKElfFile.h"
 #include "symbols/Chain.h"
 
-#include <boost/shared_ptr.hpp>
 #include <cstddef>
 #include <iosfwd>
 #include <map>
@@ -398,8 +397,8 @@ private:
     VFKDataBuf m_debug_str;
     VFKDataBuf m_debug_macinfo;
     VFKDataBuf m_debug_pubnames;
-    std::map<u32, boost::shared_ptr<AbbrevList>> m_abbrListMap; ///< by offset in `.debug_abbrev`
-    std::map<u32, CompileUnitInfo> m_cuHeaderMap;               ///< by offset in `.debug_info`
+    std::map<u32, AbbrevList> m_abbrListMap;      ///< by offset in `.debug_abbrev`
+    std::map<u32, CompileUnitInfo> m_cuHeaderMap; ///< by offset in `.debug_info`
     DieInfoMap m_dieInfoMap;
     OffsetMap<std::pair<u32, u32>> m_typeRefMap;     ///< DIE to base type code and byte size
     OffsetMap<u32> m_constTypeMap;                   ///< TAG_const_type DIE to its AT_type

@@ -6,7 +6,6 @@
 #include "index/IndexTicks.h"
 #include "interfaces/DbgSymSymFile.h"
 
-#include <boost/make_shared.hpp>
 #include <ostream>
 #include <utility>
 
@@ -19,19 +18,15 @@ void Dwarf2File::ReadAbbrevTables()
         *m_dumpStream << "Start tick = " << hex8(g_indexTicks) << '\n';
     }
     m_debug_abbrev.Init();
-    std::map<u32, boost::shared_ptr<AbbrevList>> tables;
-    const auto startTable = [&] {
-        auto list = boost::make_shared<AbbrevList>();
-        tables[m_debug_abbrev.Pos()] = list;
-        return list;
-    };
-    auto list = startTable();
+    std::map<u32, AbbrevList> tables;
+    AbbrevList* list = &tables[m_debug_abbrev.Pos()];
     while (!AtEnd(m_debug_abbrev)) {
         AbbrevDecl decl{};
         decl.offset = m_debug_abbrev.Pos();
         decl.code = m_debug_abbrev.Get32_ULEB128(4);
         if (decl.code == 0) {
-            list = startTable();
+            list = &tables[m_debug_abbrev.Pos()];
+            list->clear();
             continue;
         }
         decl.tag = m_debug_abbrev.Get32_ULEB128(4);
@@ -64,11 +59,11 @@ const AbbrevDecl* Dwarf2File::FindAbbrevDecl(u32 tableOffset, u32 code)
 {
     if (tableOffset != m_lastAbbrevOffset || m_lastAbbrevList == nullptr) {
         const auto found = m_abbrListMap.find(tableOffset);
-        if (found == m_abbrListMap.end() || !found->second || found->second->empty()) {
+        if (found == m_abbrListMap.end() || found->second.empty()) {
             return nullptr;
         }
         m_lastAbbrevOffset = tableOffset;
-        m_lastAbbrevList = found->second.get();
+        m_lastAbbrevList = &found->second;
     }
     // The list is an array indexed by code; a code below the first wraps to a very large index.
     const u32 index = code - m_lastAbbrevList->front().code;
