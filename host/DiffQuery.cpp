@@ -46,9 +46,9 @@ std::optional<u64> Wide(const std::optional<u32>& size)
     return size ? std::optional<u64>(*size) : std::nullopt;
 }
 
-const char* ChangeOf(const void* before, const void* now)
+const char* ChangeOf(bool before, bool now)
 {
-    return before == nullptr ? "added" : now == nullptr ? "removed" : "changed";
+    return !before ? "added" : !now ? "removed" : "changed";
 }
 
 class DiffTables {
@@ -113,11 +113,11 @@ private:
         const TypeShape* before = difference.oldType;
         const TypeShape* now = difference.newType;
         const TypeShape& type = now == nullptr ? *before : *now;
-        std::string line = std::string("\n") + ChangeOf(before, now) + "  " + type.kind + ' ';
-        AppendShort(line, type.name.empty() ? std::string_view("(no name)") : type.name);
+        std::string line = std::string("\n") + ChangeOf(before != nullptr, now != nullptr) + "  " + type.kind + ' ';
+        AppendShort(line, type.name.empty() ? "(no name)" : type.name);
         AppendSizes(line, before, now);
         m_answer.output.Write(line + '\n');
-        for (const MemberDifference& member : difference.members) {
+        for (const MemberDifference& member : m_diff.MembersOf(difference)) {
             WriteMember(member);
         }
     }
@@ -138,28 +138,32 @@ private:
 
     void WriteMember(const MemberDifference& member)
     {
-        for (const auto& [row, sign] : {std::pair(member.oldRow, '-'), std::pair(member.newRow, '+')}) {
-            if (row == nullptr) {
-                continue;
+        for (const auto& [row, sign] : {std::pair(&member.oldRow, '-'), std::pair(&member.newRow, '+')}) {
+            if (*row) {
+                WriteRow(**row, sign);
             }
-            std::string line = std::string("  ") + sign + ' ';
-            if (row->value) {
-                AppendShort(line, row->name);
-                line += " = ";
-                AppendDecimal(line, *row->value);
-            } else {
-                if (!row->isTarget) {
-                    AppendPlace(line, *row);
-                }
-                AppendShort(line, row->type);
-                line += row->name.empty() ? "" : "  ";
-                AppendShort(line, row->name);
-            }
-            m_answer.output.Write(line + '\n');
         }
     }
 
-    static void AppendPlace(std::string& line, const TypeShape::Row& row)
+    void WriteRow(const ShapeRow& row, char sign)
+    {
+        std::string line = std::string("  ") + sign + ' ';
+        if (row.value) {
+            AppendShort(line, row.name);
+            line += " = ";
+            AppendDecimal(line, *row.value);
+        } else {
+            if (!row.isTarget) {
+                AppendPlace(line, row);
+            }
+            AppendShort(line, row.type);
+            line += row.name.empty() ? "" : "  ";
+            AppendShort(line, row.name);
+        }
+        m_answer.output.Write(line + '\n');
+    }
+
+    static void AppendPlace(std::string& line, const ShapeRow& row)
     {
         line += "offset ";
         AppendDecimal(line, static_cast<i64>(row.offset));
@@ -227,15 +231,15 @@ private:
     {
         const TypeShape& type = difference.newType == nullptr ? *difference.oldType : *difference.newType;
         m_json.Begin("type");
-        Name(type.name).Text("change", ChangeOf(difference.oldType, difference.newType));
+        Name(type.name).Text("change", ChangeOf(difference.oldType != nullptr, difference.newType != nullptr));
         for (const auto& [key, shape] : {std::pair("old", difference.oldType), std::pair("new", difference.newType)}) {
             Size(key, shape == nullptr ? std::nullopt : Wide(shape->size), m_json);
         }
         m_json.OpenList("members");
-        for (const MemberDifference& member : difference.members) {
+        for (const MemberDifference& member : m_diff.MembersOf(difference)) {
             m_json.OpenObject();
-            const TypeShape::Row& row = member.newRow == nullptr ? *member.oldRow : *member.newRow;
-            Name(row.name).Text("change", ChangeOf(member.oldRow, member.newRow));
+            const ShapeRow& row = member.newRow ? *member.newRow : *member.oldRow;
+            Name(row.name).Text("change", ChangeOf(member.oldRow.has_value(), member.newRow.has_value()));
             WriteRow("old", member.oldRow);
             WriteRow("new", member.newRow);
             m_json.CloseObject();
@@ -243,11 +247,11 @@ private:
         m_output.Write(m_json.CloseList().Text("kind", type.kind).End());
     }
 
-    JsonLine& Name(const std::string& name) { return name.empty() ? m_json.Null("name") : m_json.Text("name", name); }
+    JsonLine& Name(std::string_view name) { return name.empty() ? m_json.Null("name") : m_json.Text("name", name); }
 
-    void WriteRow(const char* key, const TypeShape::Row* row)
+    void WriteRow(const char* key, const std::optional<ShapeRow>& row)
     {
-        if (row == nullptr) {
+        if (!row) {
             m_json.Null(key);
             return;
         }

@@ -164,44 +164,13 @@ std::vector<SectionDifference> DiffSections(const ComparedProgram& older, const 
     return found;
 }
 
-/// What differs in the rows of two types, in the order of their offsets.
-std::vector<MemberDifference> DiffRows(const TypeShape& before, const TypeShape& now)
-{
-    using Row = TypeShape::Row;
-    std::unordered_map<std::string_view, Sides<const Row*>> byKey;
-    for (const Row& row : before.rows) {
-        byKey[row.Key()].olds.push_back(&row);
-    }
-    for (const Row& row : now.rows) {
-        byKey[row.Key()].news.push_back(&row);
-    }
-    std::vector<MemberDifference> found;
-    for (const auto& [key, sides] : byKey) {
-        for (std::size_t i = 0; i < std::max(sides.olds.size(), sides.news.size()); ++i) {
-            const Row* oldRow = i < sides.olds.size() ? sides.olds[i] : nullptr;
-            const Row* newRow = i < sides.news.size() ? sides.news[i] : nullptr;
-            if (oldRow == nullptr || newRow == nullptr || *oldRow != *newRow) {
-                found.push_back({oldRow, newRow});
-            }
-        }
-    }
-    std::sort(found.begin(), found.end(), [](const MemberDifference& a, const MemberDifference& b) {
-        const auto key = [](const MemberDifference& of) {
-            const Row& row = of.newRow == nullptr ? *of.oldRow : *of.newRow;
-            return std::tuple(row.value.value_or(0), row.offset, row.Key(), of.newRow != nullptr);
-        };
-        return key(a) < key(b);
-    });
-    return found;
-}
-
 std::vector<TypeDifference> DiffTypes(const ComparedProgram& older, const ComparedProgram& newer)
 {
     std::map<std::pair<std::string_view, std::string_view>, Sides<const TypeShape*>> byName;
-    for (const TypeShape& shape : older.types) {
+    for (const TypeShape& shape : older.types.All()) {
         byName[{shape.name, shape.kind}].olds.push_back(&shape);
     }
-    for (const TypeShape& shape : newer.types) {
+    for (const TypeShape& shape : newer.types.All()) {
         byName[{shape.name, shape.kind}].news.push_back(&shape);
     }
     std::vector<TypeDifference> found;
@@ -223,11 +192,8 @@ std::vector<TypeDifference> DiffTypes(const ComparedProgram& older, const Compar
             if ((before == nullptr || now == nullptr) && name.second == std::string_view("base")) {
                 return; // a program may use one more and break nothing
             }
-            TypeDifference difference = {before == nullptr ? nullptr : *before, now == nullptr ? nullptr : *now, {}};
-            if (before != nullptr && now != nullptr) {
-                difference.members = DiffRows(**before, **now);
-            }
-            found.push_back(std::move(difference));
+            TypeDifference difference = {before == nullptr ? nullptr : *before, now == nullptr ? nullptr : *now};
+            found.push_back(difference);
         });
     }
     return found;
@@ -237,7 +203,7 @@ std::vector<TypeDifference> DiffTypes(const ComparedProgram& older, const Compar
 
 ComparedProgram::ComparedProgram(Loader& file)
     : image(file.Store().GetPath())
-    , types(ShapesOf(file))
+    , types(file)
     , units(file, image)
     , hasUnits(file.UnitCount() != 0)
 {
@@ -251,13 +217,51 @@ const char* SymbolDifference::Change() const
     return !newSize ? "removed" : *newSize > *oldSize ? "grown" : "shrunk";
 }
 
-ProgramDiff::ProgramDiff(const ComparedProgram& older, const ComparedProgram& newer)
-    : sections(DiffSections(older, newer))
+ProgramDiff::ProgramDiff(const ComparedProgram& oldProgram, const ComparedProgram& newProgram)
+    : older(oldProgram)
+    , newer(newProgram)
+    , sections(DiffSections(older, newer))
     , symbols(SymbolDiff(older, newer).Run())
 {
     if (older.hasUnits && newer.hasUnits) {
         types = DiffTypes(older, newer);
     }
+}
+
+std::vector<MemberDifference> ProgramDiff::MembersOf(const TypeDifference& type) const
+{
+    std::vector<MemberDifference> found;
+    if (type.oldType == nullptr || type.newType == nullptr) {
+        return found;
+    }
+    const std::vector<ShapeRow> oldRows = older.types.RowsOf(*type.oldType);
+    const std::vector<ShapeRow> newRows = newer.types.RowsOf(*type.newType);
+    std::unordered_map<std::string_view, Sides<const ShapeRow*>> byKey;
+    for (const ShapeRow& row : oldRows) {
+        byKey[row.Key()].olds.push_back(&row);
+    }
+    for (const ShapeRow& row : newRows) {
+        byKey[row.Key()].news.push_back(&row);
+    }
+    const auto at = [](const std::vector<const ShapeRow*>& rows, std::size_t i) {
+        return i < rows.size() ? std::optional(*rows[i]) : std::nullopt;
+    };
+    for (const auto& [key, sides] : byKey) {
+        for (std::size_t i = 0; i < std::max(sides.olds.size(), sides.news.size()); ++i) {
+            MemberDifference member = {at(sides.olds, i), at(sides.news, i)};
+            if (member.oldRow != member.newRow) {
+                found.push_back(std::move(member));
+            }
+        }
+    }
+    std::sort(found.begin(), found.end(), [](const MemberDifference& a, const MemberDifference& b) {
+        const auto order = [](const MemberDifference& of) {
+            const ShapeRow& row = of.newRow ? *of.newRow : *of.oldRow;
+            return std::tuple(row.value.value_or(0), row.offset, row.Key(), of.newRow.has_value());
+        };
+        return order(a) < order(b);
+    });
+    return found;
 }
 
 bool ProgramDiff::IsSame() const

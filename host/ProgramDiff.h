@@ -18,7 +18,7 @@ struct ComparedProgram {
     explicit ComparedProgram(Loader& file);
 
     ProgramImage image;
-    std::vector<TypeShape> types;
+    TypeShapes types;
     SymbolUnits units; ///< behind the types: it may load functions, and only of some programs
     bool hasUnits;
 };
@@ -45,15 +45,14 @@ struct SymbolDifference {
     const char* Change() const;
 };
 
-struct MemberDifference {
-    const TypeShape::Row* oldRow; ///< null: added
-    const TypeShape::Row* newRow; ///< null: removed
-};
-
 struct TypeDifference {
     const TypeShape* oldType; ///< null: added
     const TypeShape* newType; ///< null: removed
-    std::vector<MemberDifference> members;
+};
+
+struct MemberDifference {
+    std::optional<ShapeRow> oldRow; ///< nothing: added
+    std::optional<ShapeRow> newRow; ///< nothing: removed
 };
 
 struct ProgramDiff {
@@ -61,6 +60,11 @@ struct ProgramDiff {
     ProgramDiff(const ComparedProgram& older, const ComparedProgram& newer);
 
     bool IsSame() const;
+    /// What a type that changed differs in, in the order of the offsets.
+    std::vector<MemberDifference> MembersOf(const TypeDifference& type) const;
+
+    const ComparedProgram& older;
+    const ComparedProgram& newer;
 
     std::vector<SectionDifference> sections; ///< all of both programs
     std::vector<SymbolDifference> symbols;   ///< by section, the largest changes first
