@@ -37,8 +37,10 @@ protected:
         for (const char* program : {"symhost", "symbench"}) {
             fs::copy_file(fs::path(BIN_DIR) / program, m_folder / program);
         }
-        for (const char* library : {"Dwarf2.so", "libdbgengine.so", "libvfk.so"}) {
-            fs::create_symlink(fs::path(BIN_DIR) / library, m_folder / library);
+        for (const fs::directory_entry& entry : fs::directory_iterator(BIN_DIR)) {
+            if (entry.path().filename().string().find(".so") != std::string::npos) {
+                fs::create_symlink(entry.path(), m_folder / entry.path().filename());
+            }
         }
         fs::create_directory(m_folder / "files");
         Converter("cat '" + Sample("station.axf") + "' > /proc/self/fd/$2; " + kLine);
