@@ -59,7 +59,8 @@ SymbolTable::SymbolTable(const VFKElfFile& elf)
         m_symbols.push_back(
             {name, entry->st_value, address, entry->st_size, entry->st_shndx, type, SymbolBinding(*entry)});
     }
-    for (u32 i = 0; i < m_symbols.size(); ++i) {
+    // The first of the table is preferred among equals, as the plug-in does.
+    for (u32 i = static_cast<u32>(m_symbols.size()); i-- != 0;) {
         if (m_symbols[i].HasPlace()) {
             m_places.push_back(i);
         }
