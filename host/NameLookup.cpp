@@ -22,6 +22,9 @@ namespace {
 
 using Kind = NamedThing::Kind;
 
+/// The value of a symbol's entry under its C++ name.
+constexpr u16 kDemangled = 1;
+
 /// After so many passes over the sections it is cheaper to load everything.
 constexpr u32 kMaxSearches = 8;
 
@@ -72,22 +75,12 @@ void NameLookup::EnterSymbols()
     const std::vector<ElfSymbol>& symbols = m_symbols.All();
     m_demangled.resize(symbols.size());
     for (std::size_t i = 0; i < symbols.size(); ++i) {
-        Enter(Kind::Symbol, symbols[i].name, i);
+        Enter(Kind::Symbol, i);
         if (std::optional<std::string> name = Demangle(symbols[i].name)) {
             m_demangled[i] = std::move(*name);
-            Enter(Kind::Symbol, m_demangled[i], i); // whose text stays where it is: it is known by its place
+            Enter(Kind::Symbol, i, kDemangled);
         }
     }
-}
-
-void NameLookup::Enter(Kind kind, std::string_view name, std::size_t index, std::size_t value)
-{
-    // The store keeps equal texts once, and most names occur in many units.
-    const auto [hash, added] = m_hashes.try_emplace(name.data(), 0);
-    if (added) {
-        hash->second = HashOf(LastWord(name));
-    }
-    m_entries.push_back({hash->second, static_cast<u32>(index), static_cast<u16>(value), kind});
 }
 
 /// The store only grows: each thing is entered once.
@@ -95,39 +88,54 @@ void NameLookup::EnterStore()
 {
     const DbgSymSymFile& store = m_file.Store();
     for (; m_functions < store.FuncScopeCount(); ++m_functions) {
-        Enter(Kind::Function, store.FuncScopeAt(m_functions).name, m_functions);
+        Enter(Kind::Function, m_functions);
     }
     for (; m_blocks < store.SubScopeCount(); ++m_blocks) {
-        if (const char* name = store.SubScopeAt(m_blocks).name) {
-            Enter(Kind::Inlined, name, m_blocks);
+        if (store.SubScopeAt(m_blocks).name != nullptr) {
+            Enter(Kind::Inlined, m_blocks);
         }
     }
     for (; m_variables < store.VariableCount(); ++m_variables) {
         const DbgVariable& variable = store.VariableAt(m_variables);
         if (!variable.context.ValidFuncContext() || FixedAddress(variable)) {
-            Enter(Kind::Variable, variable.name, m_variables);
+            Enter(Kind::Variable, m_variables);
         }
     }
     for (; m_types < store.TypeCount(); ++m_types) {
         const DbgUserDefinedVarType& type = store.TypeAt(m_types);
         if (type.GetName() != nullptr) {
-            Enter(Kind::Type, type.GetName(), m_types);
+            Enter(Kind::Type, m_types);
         }
         const DbgUDTInfoEnum32* enumerators = Enumerators(type);
         for (std::size_t i = 0;
              enumerators != nullptr && i < std::min<std::size_t>(enumerators->Values().size(), 0xFFFF); ++i) {
-            Enter(Kind::Enumerator, TextOf(enumerators->Values()[i].name), m_types, i);
+            Enter(Kind::Enumerator, m_types, i);
         }
     }
-    const auto byHash = [](const Entry& one, const Entry& other) { return one.hash < other.hash; };
+}
+
+/// The store keeps equal texts once, and most names occur in many units.
+void NameLookup::SortEntries()
+{
     const auto behind = m_entries.begin() + static_cast<std::ptrdiff_t>(m_sorted);
+    for (auto entry = behind; entry != m_entries.end(); ++entry) {
+        const bool demangled = entry->kind == Kind::Symbol && entry->value == kDemangled;
+        const std::string_view name = demangled ? m_demangled[entry->index] : NameOf(*entry);
+        const auto [hash, added] = m_hashes.try_emplace(name.data(), 0);
+        if (added) {
+            hash->second = HashOf(LastWord(name));
+        }
+        entry->hash = hash->second;
+    }
+    const auto byHash = [](const Entry& one, const Entry& other) { return one.hash < other.hash; };
     std::stable_sort(behind, m_entries.end(), byHash);
     std::inplace_merge(m_entries.begin(), behind, m_entries.end(), byHash);
     m_sorted = m_entries.size();
 }
 
-std::vector<NameLookup::Entry> NameLookup::Candidates(const std::vector<std::string>& words) const
+std::vector<NameLookup::Entry> NameLookup::Candidates(const std::vector<std::string>& words)
 {
+    SortEntries();
     std::vector<Entry> found;
     for (const std::string& word : words) {
         const u32 hash = HashOf(word);
@@ -293,7 +301,8 @@ std::vector<NameLookup::Offered> NameLookup::Fitting(const NamePattern& pattern,
 
 std::vector<NamedThing> NameLookup::Find(const NamePattern& pattern)
 {
-    const std::vector<u32> symbols = MatchSymbols(pattern);
+    // A pattern looks at all names anyway.
+    const std::vector<u32> symbols = pattern.IsWide() ? std::vector<u32>() : MatchSymbols(pattern);
     Load(pattern, symbols);
     EnterStore();
     std::vector<std::string> words = {pattern.Word()};
@@ -324,10 +333,14 @@ std::vector<std::string_view> NameLookup::KnownNames()
         LoadEverything();
     }
     EnterStore();
+    std::unordered_set<const char*> seen; // most names occur in many units
     std::vector<std::string_view> names;
     for (const Entry& entry : m_entries) {
         const bool mangled = entry.kind == Kind::Symbol && !m_demangled[entry.index].empty();
-        names.push_back(mangled ? m_demangled[entry.index] : NameOf(entry));
+        const std::string_view name = mangled ? m_demangled[entry.index] : NameOf(entry);
+        if (seen.insert(name.data()).second) {
+            names.push_back(name);
+        }
     }
     return names;
 }

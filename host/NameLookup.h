@@ -67,9 +67,12 @@ private:
 
     void EnterSymbols();
     void EnterStore();
-    /// @param name stays where it is.
-    void Enter(NamedThing::Kind kind, std::string_view name, std::size_t index, std::size_t value = 0);
-    std::vector<Entry> Candidates(const std::vector<std::string>& words) const;
+    void Enter(NamedThing::Kind kind, std::size_t index, std::size_t value = 0)
+    {
+        m_entries.push_back({0, static_cast<u32>(index), static_cast<u16>(value), kind});
+    }
+    void SortEntries();
+    std::vector<Entry> Candidates(const std::vector<std::string>& words);
     std::string_view NameOf(const Entry& entry) const;
     void Load(const NamePattern& pattern, const std::vector<u32>& symbols);
     void LoadUnit(u32 unitId);

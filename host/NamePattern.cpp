@@ -28,6 +28,10 @@ bool IsWord(std::string_view name)
 std::string WithoutBlanks(std::string_view text)
 {
     std::string kept;
+    if (text.find_first_of(" \t") == std::string_view::npos) {
+        return kept.assign(text);
+    }
+    kept.reserve(text.size());
     std::size_t depth = 0;
     bool blank = false;
     for (const char character : text) {
