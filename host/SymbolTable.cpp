@@ -48,6 +48,15 @@ bool ElfSymbol::HasPlace() const
 SymbolTable::SymbolTable(const VFKElfFile& elf)
     : m_elf(elf)
 {
+    for (u16 index = 1; index < kShnLoReserve; ++index) {
+        const Elf32_Shdr* section = elf.GetSectionHeader(index);
+        if (section == nullptr) {
+            break;
+        }
+        if (IsInMemory(*section)) {
+            m_sections.push_back({index, section->sh_addr, section->sh_size});
+        }
+    }
     const bool arm = elf.m_ehdr.e_machine == kMachineArm;
     for (u32 index = 1; const elf32_sym* entry = elf.GetSymtabEntry(index); ++index) {
         const char* name = elf.GetString(entry->st_name);
@@ -134,12 +143,9 @@ bool SymbolTable::HasSizes(u16 section) const
 std::vector<u16> SymbolTable::SectionsAt(u32 address) const
 {
     std::vector<u16> found;
-    for (u16 index = 1; const Elf32_Shdr* section = m_elf.GetSectionHeader(index); ++index) {
-        if (IsInMemory(*section) && address >= section->sh_addr && address - section->sh_addr < section->sh_size) {
-            found.push_back(index);
-        }
-        if (index + 1 == kShnLoReserve) {
-            break;
+    for (const MemorySection& section : m_sections) {
+        if (address >= section.address && address - section.address < section.size) {
+            found.push_back(section.index);
         }
     }
     return found;
@@ -148,10 +154,8 @@ std::vector<u16> SymbolTable::SectionsAt(u32 address) const
 std::vector<u32> SymbolTable::SectionStarts() const
 {
     std::vector<u32> starts;
-    for (u32 index = 1; const Elf32_Shdr* section = m_elf.GetSectionHeader(index); ++index) {
-        if (IsInMemory(*section)) {
-            starts.push_back(section->sh_addr);
-        }
+    for (const MemorySection& section : m_sections) {
+        starts.push_back(section.address);
     }
     return starts;
 }

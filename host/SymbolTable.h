@@ -65,8 +65,15 @@ private:
     bool IsInside(const ElfSymbol& label);
     bool Precedes(const ElfSymbol& one, const ElfSymbol& other) const;
 
+    struct MemorySection {
+        u16 index;
+        u32 address;
+        u32 size;
+    };
+
     const VFKElfFile& m_elf;
-    std::vector<ElfSymbol> m_symbols; ///< in the order of the table
-    std::vector<u32> m_places;        ///< of those with a place: ascending by address, the preferred last
-    ExtentIndex m_extents;            ///< of those with a size
+    std::vector<MemorySection> m_sections; ///< that a running program has
+    std::vector<ElfSymbol> m_symbols;      ///< in the order of the table
+    std::vector<u32> m_places;             ///< of those with a place: ascending by address, the preferred last
+    ExtentIndex m_extents;                 ///< of those with a size
 };
