@@ -160,7 +160,7 @@ bool PagedOutput::FillsScreen(const char* bytes, std::size_t count)
     const winsize screen = ScreenSize(Descriptor());
     for (std::size_t i = 0; i < count; ++i) {
         if (bytes[i] == '\x1b') { // a colour takes no room
-            i = std::find(bytes + i, bytes + count, 'm') - bytes;
+            i = static_cast<std::size_t>(std::find(bytes + i, bytes + count, 'm') - bytes);
             continue;
         }
         const bool inside = (static_cast<unsigned char>(bytes[i]) & 0xC0) == 0x80; // of a character of UTF-8

@@ -188,8 +188,9 @@ std::vector<TypeDifference> DiffTypes(const ComparedProgram& older, const Compar
         const auto isInBoth = [&](const TypeShape* shape) { return known[shape->likeness] == 3; };
         std::erase_if(rest.olds, isInBoth);
         std::erase_if(rest.news, isInBoth);
+        const bool isBase = name.second == std::string_view("base");
         VisitPairs(rest.olds, rest.news, describe, [&](const TypeShape* const* before, const TypeShape* const* now) {
-            if ((before == nullptr || now == nullptr) && name.second == std::string_view("base")) {
+            if ((before == nullptr || now == nullptr) && isBase) {
                 return; // a program may use one more and break nothing
             }
             TypeDifference difference = {before == nullptr ? nullptr : *before, now == nullptr ? nullptr : *now};
