@@ -137,7 +137,8 @@ TEST(Sizes, UnitsTakeWhatTheirEntriesName)
         {"channels", "station.c"},     {"overflows.0", "station.c"}, {"_ZN6Device7s_countE", "device.cpp"},
         {"station_main", "station.c"}, {"_ZTV8Recorder", nullptr},   {"memcpy", "start.c"}};
     const std::vector<nlohmann::json> symbols = Records(Sample("station.axf"), "symbol");
-    for (const auto& [name, unit] : expected) {
+    for (const auto& [symbolName, unit] : expected) {
+        const std::string name = symbolName;
         const auto found =
             std::find_if(symbols.begin(), symbols.end(), [&](const auto& symbol) { return symbol["name"] == name; });
         ASSERT_NE(found, symbols.end()) << name;
