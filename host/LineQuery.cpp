@@ -1,5 +1,5 @@
 // Line tables, whole or the rows of one source line.
-#include "host/Json.h"
+#include "host/Listing.h"
 #include "host/Loader.h"
 #include "host/Output.h"
 #include "host/Queries.h"
@@ -10,7 +10,9 @@
 
 #include <numeric>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -28,66 +30,143 @@ std::string RowLine(const DbgSymLineEntry& entry, std::string_view path)
     return line;
 }
 
-/// Indexes of the rows to list, ascending.
-std::vector<u32> RowsOf(const DbgSymSrcFile& source, const DbgSymLineTable& table,
-                        const std::optional<SourceLine>& line)
-{
-    std::vector<u32> rows;
-    if (!line) {
-        rows.resize(table.Count());
-        std::iota(rows.begin(), rows.end(), 0u);
-        return rows;
+struct Row {
+    const DbgSymSrcFile* source;
+    const DbgSymLineTable* table;
+    u32 index;
+
+    const DbgSymLineEntry& Entry() const { return *table->GetLineEntryByIdx(index); }
+    const std::string& Path() const
+    {
+        const std::string* path = table->GetEntryPath(Entry());
+        return path == nullptr ? source->GetPath() : *path;
     }
-    rows = table.FindByLine(line->number);
-    std::erase_if(rows, [&](u32 row) {
-        const std::string* path = table.GetEntryPath(*table.GetLineEntryByIdx(row));
-        const std::string& file = path == nullptr ? source.GetPath() : *path;
-        const std::string& wanted = line->path.empty() ? source.GetPath() : line->path;
-        return file != wanted && !EndsInPath(file, wanted);
-    });
-    return rows;
-}
+};
+
+class LineLister {
+public:
+    LineLister(Loader& file, Answer answer, const std::optional<SourceLine>& line, const Selection& selection)
+        : m_file(file)
+        , m_answer(answer)
+        , m_line(line)
+        , m_selection(selection)
+        , m_records(answer.output)
+    {
+    }
+
+    /// @return whether there were rows.
+    bool List(const std::vector<u32>& units)
+    {
+        if (!m_answer.json) {
+            m_answer.output.WriteHead("  address         line   col    size  file\n");
+        }
+        const bool byUnit = m_selection.sort == SortBy::Nothing;
+        std::vector<Row> rows;
+        for (const u32 unit : units) {
+            AddRows(m_file.Store().FileScopeAt(unit), rows);
+            if (byUnit) {
+                WriteUnit(rows);
+                rows.clear();
+            }
+        }
+        SortRows(rows, m_selection.sort, [](const Row& row) {
+            return SortKey{row.Entry().range.size, row.Entry().range, row.Path()};
+        });
+        for (const Row& row : rows) {
+            Write(row);
+        }
+        if (!m_answer.json && m_count != 0) {
+            m_answer.output.Write("total  " + Counted(m_count, "row") + '\n');
+        }
+        return m_count != 0;
+    }
+
+private:
+    void AddRows(DbgSymSrcFile& source, std::vector<Row>& rows)
+    {
+        m_file.LoadLines(source.GetId());
+        const DbgSymLineTable* table = source.GetLineTableMember();
+        if (table == nullptr || m_answer.output.Error() != 0) {
+            return;
+        }
+        std::vector<u32> indices;
+        if (m_line) {
+            indices = table->FindByLine(m_line->number);
+        } else {
+            indices.resize(table->Count());
+            std::iota(indices.begin(), indices.end(), 0u);
+        }
+        for (const u32 index : indices) {
+            const Row row{&source, table, index};
+            if ((!m_line || IsOfLine(row)) && (!m_selection.match || IsMatched(row.Path()))) {
+                rows.push_back(row);
+            }
+        }
+    }
+
+    /// The number is known to fit.
+    bool IsOfLine(const Row& row) const
+    {
+        const std::string& wanted = m_line->path.empty() ? row.source->GetPath() : m_line->path;
+        return row.Path() == wanted || EndsInPath(row.Path(), wanted);
+    }
+
+    /// There are few paths, and many rows of each.
+    bool IsMatched(const std::string& path)
+    {
+        const auto [known, added] = m_matched.emplace(&path, false);
+        if (added) {
+            known->second = m_selection.TakesPath(path);
+        }
+        return known->second;
+    }
+
+    void WriteUnit(const std::vector<Row>& rows)
+    {
+        if (!rows.empty() && !m_answer.json) {
+            WriteHeading(m_answer.output, rows.front().source);
+        }
+        for (const Row& row : rows) {
+            Write(row);
+        }
+    }
+
+    void Write(const Row& row)
+    {
+        ++m_count;
+        if (m_answer.json) {
+            m_records.Line(*row.table, row.index, row.Entry(), row.source->GetId());
+            return;
+        }
+        const std::string text = RowLine(row.Entry(), m_paths.Shown(row.Path()));
+        m_paths.Count(text.size());
+        m_answer.output.Write(text);
+    }
+
+    Loader& m_file;
+    Answer m_answer;
+    const std::optional<SourceLine>& m_line;
+    const Selection& m_selection;
+    RecordWriter m_records;
+    RowPaths m_paths;
+    std::unordered_map<const std::string*, bool> m_matched;
+    u64 m_count = 0;
+};
 
 } // namespace
 
-int ListLines(Loader& file, Answer answer, const std::string& unit, const std::optional<SourceLine>& line)
+int ListLines(Loader& file, Answer answer, const std::string& unit, const std::optional<SourceLine>& line,
+              const Selection& selection)
 {
     const std::vector<u32> units = SelectUnits(file, unit);
     if (!unit.empty() && units.empty()) {
         return 1;
     }
-    bool found = !line;
-    RecordWriter records(answer.output);
-    RowPaths paths;
-    if (!answer.json) {
-        answer.output.WriteHead("  address         line   col    size  file\n");
+    const bool found = LineLister(file, answer, line, selection).List(units);
+    if (found || units.empty() || (!line && !selection.match)) {
+        return found || (!line && !selection.match) ? 0 : 1;
     }
-    for (const u32 index : units) {
-        DbgSymSrcFile& source = file.Store().FileScopeAt(index);
-        file.LoadLines(source.GetId());
-        const DbgSymLineTable* table = source.GetLineTableMember();
-        if (table == nullptr || answer.output.Error() != 0) {
-            continue;
-        }
-        const std::vector<u32> rows = RowsOf(source, *table, line);
-        if (!answer.json && !(line && rows.empty())) {
-            WriteHeading(answer.output, &source);
-        }
-        for (const u32 row : rows) {
-            found = true;
-            const DbgSymLineEntry& entry = *table->GetLineEntryByIdx(row);
-            if (answer.json) {
-                records.Line(*table, row, entry, source.GetId());
-            } else {
-                const std::string* path = table->GetEntryPath(entry);
-                const std::string text = RowLine(entry, paths.Shown(path == nullptr ? source.GetPath() : *path));
-                paths.Count(text.size());
-                answer.output.Write(text);
-            }
-        }
-    }
-    if (!found && !units.empty()) {
-        Complain(file.ShownPath(), "No code is of line " + std::to_string(line->number));
-    }
-    return found ? 0 : 1;
+    Complain(file.ShownPath(), line ? "No code is of line " + std::to_string(line->number)
+                                    : "No code is of '" + selection.match->Text() + "'");
+    return 1;
 }

@@ -1,9 +1,12 @@
 // The commands that list what a file has: each with its options.
-#include "host/Command.h"
+#include "host/ListingCommand.h"
+#include "host/Loader.h"
 #include "host/Options.h"
 #include "host/Queries.h"
 #include "host/Text.h"
 
+#include <algorithm>
+#include <iterator>
 #include <optional>
 
 namespace {
@@ -41,12 +44,21 @@ protected:
     int Ask(Loader& file, Host& host) override { return ListSections(file, host.GetAnswer()); }
 };
 
-class UnitsCommand : public FileCommand {
+class UnitsCommand : public ListingCommand {
 public:
-    Text Describe() const override { return {"units", "The compile units", {"units app.axf", "units app.axf --json"}}; }
+    Text Describe() const override
+    {
+        return {"units", "The compile units", {"units app.axf --sort size", "units app.axf --match 'drivers/*.c'"}};
+    }
 
 protected:
-    int Ask(Loader& file, Host& host) override { return ListUnits(file, host.GetAnswer()); }
+    void DeclareMore(Options&) override {}
+    std::string MatchHelp() const override { return "Units of this path, an end of it, or a glob"; }
+    Opening HowToOpen() const override { return {}; }
+    int List(Loader& file, Answer answer, const Selection& selection) override
+    {
+        return ListUnits(file, answer, selection);
+    }
 };
 
 /// The option of the listings that can show one unit alone.
@@ -55,31 +67,35 @@ void DeclareUnit(Options& options, std::string& unit)
     options.Value("--unit", "ID|PATH", unit, "One unit, by id or path, instead of all");
 }
 
-class FunctionsCommand : public FileCommand {
+class FunctionsCommand : public ListingCommand {
 public:
     Text Describe() const override
     {
         return {"functions",
                 "The functions of one unit, or of all",
-                {"functions app.axf", "functions app.axf --unit main.c"}};
+                {"functions app.axf --sort size", "functions app.axf --unit uart.c",
+                 "functions app.axf --match '*::Next'"}};
     }
 
 protected:
     void DeclareMore(Options& options) override { DeclareUnit(options, m_unit); }
-    Opening HowToOpen() const override { return {.hint = true}; }
-    int Ask(Loader& file, Host& host) override { return ListFunctions(file, host.GetAnswer(), m_unit); }
+    std::string MatchHelp() const override { return "Functions of this name, whole or its last part, or a glob"; }
+    int List(Loader& file, Answer answer, const Selection& selection) override
+    {
+        return ListFunctions(file, answer, m_unit, selection);
+    }
 
 private:
     std::string m_unit;
 };
 
-class LinesCommand : public FileCommand {
+class LinesCommand : public ListingCommand {
 public:
     Text Describe() const override
     {
         return {"lines",
                 "The line table of one unit, or of all",
-                {"lines app.axf --unit main.c", "lines app.axf --line main.c:42"}};
+                {"lines app.axf --line uart.c:120", "lines app.axf --match '*.h' --sort size"}};
     }
 
 protected:
@@ -92,11 +108,64 @@ protected:
                           return m_line ? "" : "'" + text + "' is no source line";
                       });
     }
-    int Ask(Loader& file, Host& host) override { return ListLines(file, host.GetAnswer(), m_unit, m_line); }
+    std::string MatchHelp() const override { return "Rows of files of this path, an end of it, or a glob"; }
+    Opening HowToOpen() const override { return {}; }
+    int List(Loader& file, Answer answer, const Selection& selection) override
+    {
+        return ListLines(file, answer, m_unit, m_line, selection);
+    }
 
 private:
     std::string m_unit;
     std::optional<SourceLine> m_line;
+};
+
+/// The first word is a file; a further one that is an ELF file is one too, and everything else a name.
+class TypesCommand : public ListingCommand {
+public:
+    Text Describe() const override
+    {
+        return {
+            "types",
+            "Types with their members, offsets and sizes",
+            {"types app.axf reading", "types app.axf 'uart_*'", "types app.axf --holes", "types app.axf --sort size"}};
+    }
+
+protected:
+    void DeclareWords(Options& options) override
+    {
+        if (!options.IsFileOpen()) {
+            options.Word("FILE", m_file, Options::Required, "Symbol file; further ones may follow",
+                         Options::Offer::Files);
+        }
+        options.Words("NAME", m_words, Options::Optional,
+                      "Types of these names, whole or their last part, globs or ids, instead of all");
+    }
+    void DeclareMore(Options& options) override
+    {
+        options.Flag("--holes", m_options.holes, "Those that lose bytes to holes and padding, the worst first");
+    }
+    std::string MatchHelp() const override { return "The same as NAME"; }
+    std::vector<std::string> Files() const override
+    {
+        std::vector<std::string> files{m_file};
+        std::copy_if(m_words.begin(), m_words.end(), std::back_inserter(files), IsElf);
+        return files;
+    }
+    int List(Loader& file, Answer answer, const Selection& selection) override
+    {
+        m_options.names.clear();
+        std::remove_copy_if(m_words.begin(), m_words.end(), std::back_inserter(m_options.names),
+                            [this](const std::string& word) { return !m_file.empty() && IsElf(word); });
+        m_options.regex = IsRegex();
+        return ListTypes(file, answer, m_options, selection);
+    }
+
+private:
+    static bool IsElf(const std::string& word) { return WhyUnreadable(word).empty() && WhyNotElf32(word).empty(); }
+
+    std::string m_file; ///< empty where one is open
+    TypeOptions m_options;
 };
 
 } // namespace
@@ -124,4 +193,9 @@ std::unique_ptr<Command> MakeFunctionsCommand()
 std::unique_ptr<Command> MakeLinesCommand()
 {
     return std::make_unique<LinesCommand>();
+}
+
+std::unique_ptr<Command> MakeTypesCommand()
+{
+    return std::make_unique<TypesCommand>();
 }

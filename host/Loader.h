@@ -40,6 +40,8 @@ public:
     const DbgSymSymFile& Store() const { return m_store; }
     /// The file's path where a person reads it; that of the store may be one of a converted file.
     const std::string& ShownPath() const { return m_shownPath; }
+    /// True if the store is that of a converted file.
+    bool IsConverted() const { return m_store.GetPath() != m_shownPath; }
 
     /// CheckFile: how much of the file the plug-in can serve, 0 for nothing.
     u32 Rate();

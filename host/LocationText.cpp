@@ -156,10 +156,11 @@ private:
             return chosen ? Run(chosen->exprBegin, chosen->exprEnd, depth + 1) : Reading::Nowhere;
         }
         const std::string_view list = m_text.substr(start - 1, pos - start + 1); // with its operator
-        if (!m_frameBase.empty() && m_frameBase != list) {
+        if (m_frameBase.empty()) {
+            m_frameBase = list;
+        } else if (m_frameBase != list) {
             return Reading::Failed;
         }
-        m_frameBase = list;
         m_register = false;
         m_stack.push_back({"fbreg", 0, Term::Base});
         return Reading::Done;

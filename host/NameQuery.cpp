@@ -38,7 +38,7 @@ public:
         , m_options(options)
         , m_demangle(answer.demangle)
         , m_elf(file.Store().GetPath())
-        , m_types(file.Store(), m_elf.m_byteOrder == kElfDataMsb)
+        , m_types(file.Store(), m_elf.m_byteOrder == kElfDataMsb, file.IsConverted())
         , m_lookup(file, m_elf)
         , m_writer(answer, file, m_lookup, m_types)
     {

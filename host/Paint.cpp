@@ -93,13 +93,19 @@ std::string Painted(std::string_view text)
 
 std::string PaintedHead(std::string_view head)
 {
-    const std::size_t start = std::min(head.find_first_not_of('\n'), head.size()); // a gap may stand above it
-    const std::string_view line = head.substr(start, head.find('\n', start) - start);
-    return std::string(head.substr(0, start))
-        .append(kBold)
-        .append(line)
-        .append(kPlain)
-        .append(head.substr(start + line.size()));
+    if (head.substr(0, 1) == "{") {
+        return std::string(head); // of JSON
+    }
+    std::string out;
+    while (!head.empty()) {
+        const std::string_view line = head.substr(0, head.find('\n'));
+        if (!line.empty()) {
+            out.append(kBold).append(line).append(kPlain);
+        }
+        out += line.size() < head.size() ? "\n" : "";
+        head.remove_prefix(std::min(line.size() + 1, head.size()));
+    }
+    return out;
 }
 
 bool IsPainted(ColorMode mode, bool terminal)

@@ -8,7 +8,7 @@
 /// @param text whole lines; a piece of one is taken for a line.
 std::string Painted(std::string_view text);
 
-/// The line above a table.
+/// The lines above a table.
 std::string PaintedHead(std::string_view head);
 
 /// When there are colours.

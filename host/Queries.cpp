@@ -1,12 +1,12 @@
-// The plain listings: ratings, sections, units and functions.
+// The plain listings: ratings, sections and units.
 #include "host/Queries.h"
 
 #include "host/Json.h"
+#include "host/Listing.h"
 #include "host/Loader.h"
 #include "host/Output.h"
 #include "host/Records.h"
 #include "host/Text.h"
-#include "host/UnitNames.h"
 #include "interfaces/DbgSection.h"
 #include "interfaces/DbgSymSrcFile.h"
 
@@ -32,39 +32,26 @@ const char* SectionTypeName(u32 type)
     }
 }
 
-/// Indices of the functions to list, unit by unit, each under the unit that UnitOf says. Those
-/// under none come last.
-std::vector<std::pair<u32, std::size_t>> FunctionsByUnit(const Loader& file, const std::vector<u32>& units, bool all)
+std::string UnitLine(const DbgSymSrcFile& unit, const FileRange& range)
 {
-    const DbgSymSymFile& store = file.Store();
-    std::vector<u32> ids;
-    for (const u32 unit : units) {
-        ids.push_back(store.FileScopeAt(unit).GetId());
-    }
-    std::sort(ids.begin(), ids.end());
-    std::vector<std::pair<u32, std::size_t>> rows;
-    for (std::size_t i = 0; i < store.FuncScopeCount(); ++i) {
-        const DbgSymFuncScope& function = store.FuncScopeAt(i);
-        const u32 unit = file.UnitOf(function.fileId, function.id);
-        if (all || std::binary_search(ids.begin(), ids.end(), unit)) {
-            rows.emplace_back(unit, i);
-        }
-    }
-    std::stable_sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-    return rows;
-}
-
-std::string FunctionLine(const DbgSymFuncScope& function)
-{
-    std::string line = "  ";
-    AppendHex8(line, function.id);
+    std::string line;
+    AppendHex8(line, unit.GetId());
     line += "  ";
-    AppendAddress(line, function.range);
-    AppendDecimal(line, function.range.size, 10);
+    if (range.range.value == kNone) {
+        line += "-         ";
+    } else {
+        AppendAddress(line, range.range);
+    }
+    AppendDecimal(line, range.range.size, 12);
     line += "  ";
-    AppendPrintable(line, function.name);
-    line += '\n';
-    return line;
+    if (range.lineOffset == kNone) {
+        line += "-         ";
+    } else {
+        AppendHex8(line, range.lineOffset);
+    }
+    line += "  ";
+    AppendPrintable(line, unit.GetPath());
+    return line + '\n';
 }
 
 } // namespace
@@ -129,69 +116,39 @@ int ListSections(Loader& file, Answer answer)
     return 0;
 }
 
-int ListUnits(Loader& file, Answer answer)
+int ListUnits(Loader& file, Answer answer, const Selection& selection)
 {
     file.LoadIndex();
+    const DbgSymSymFile& store = file.Store();
+    std::vector<std::size_t> units;
+    for (std::size_t i = 0; i < file.UnitCount(); ++i) {
+        if (selection.TakesPath(store.FileScopeAt(i).GetPath())) {
+            units.push_back(i);
+        }
+    }
+    if (units.empty() && selection.match) {
+        Complain(file.ShownPath(), "There is no unit '" + selection.match->Text() + "'");
+        return 1;
+    }
+    SortRows(units, selection.sort, [&](std::size_t i) {
+        const DbgAddrRange& range = store.FileRangeAt(i).range;
+        return SortKey{range.size, range, store.FileScopeAt(i).GetPath()};
+    });
     RecordWriter records(answer.output);
     if (!answer.json) {
         answer.output.WriteHead("id          address           size  lines       path\n");
     }
-    for (std::size_t i = 0; i < file.UnitCount(); ++i) {
-        const DbgSymSrcFile& unit = file.Store().FileScopeAt(i);
-        const FileRange& range = file.Store().FileRangeAt(i);
+    u64 bytes = 0;
+    for (const std::size_t i : units) {
+        bytes += store.FileRangeAt(i).range.size;
         if (answer.json) {
-            records.Unit(unit, range);
-            continue;
-        }
-        std::string line;
-        AppendHex8(line, unit.GetId());
-        line += "  ";
-        if (range.range.value == kNone) {
-            line += "-         ";
+            records.Unit(store.FileScopeAt(i), store.FileRangeAt(i));
         } else {
-            AppendAddress(line, range.range);
+            answer.output.Write(UnitLine(store.FileScopeAt(i), store.FileRangeAt(i)));
         }
-        AppendDecimal(line, range.range.size, 12);
-        line += "  ";
-        if (range.lineOffset == kNone) {
-            line += "-         ";
-        } else {
-            AppendHex8(line, range.lineOffset);
-        }
-        line += "  ";
-        AppendPrintable(line, unit.GetPath());
-        answer.output.Write(line + '\n');
     }
-    return 0;
-}
-
-int ListFunctions(Loader& file, Answer answer, const std::string& unit)
-{
-    const std::vector<u32> units = SelectUnits(file, unit);
-    if (!unit.empty() && units.empty()) {
-        return 1;
-    }
-    for (const u32 index : units) {
-        file.LoadUnit(file.Store().FileScopeAt(index).GetId());
-    }
-    RecordWriter records(answer.output);
-    if (!answer.json) {
-        answer.output.WriteHead("  id          address           size  name\n");
-    }
-    bool first = true;
-    u32 heading = kNone;
-    for (const auto& [owner, index] : FunctionsByUnit(file, units, unit.empty())) {
-        const DbgSymFuncScope& function = file.Store().FuncScopeAt(index);
-        if (answer.json) {
-            records.Function(function, owner);
-            continue;
-        }
-        if (first || heading != owner) {
-            WriteHeading(answer.output, file.Store().FindFileScope(owner, nullptr));
-            heading = owner;
-            first = false;
-        }
-        answer.output.Write(FunctionLine(function));
+    if (!answer.json && !units.empty()) {
+        WriteTotal(answer.output, Counted(units.size(), "unit"), bytes);
     }
     return 0;
 }

@@ -16,6 +16,7 @@ class DbgSymbolicInterface;
 class Loader;
 class NamePattern;
 class Output;
+struct Selection;
 
 // Queries.cpp. Each returns the exit status: 0, or 1 if something asked for isn't there, which one
 // line on standard error tells.
@@ -24,18 +25,25 @@ class Output;
 /// no 32-bit ELF file is rated 0; both give the status 1.
 int RateFiles(DbgSymbolicInterface& plugin, const std::vector<std::string>& paths, ConvertMode convert, Answer answer);
 int ListSections(Loader& file, Answer answer);
-int ListUnits(Loader& file, Answer answer);
-/// @param unit a unit's id or path, as SelectUnits takes it; empty for all.
-int ListFunctions(Loader& file, Answer answer, const std::string& unit);
+/// @param selection by the paths.
+int ListUnits(Loader& file, Answer answer, const Selection& selection);
 
 /// The line above what belongs to one unit. Null: to none.
 void WriteHeading(Output& output, const DbgSymSrcFile* unit);
+
+// FunctionQuery.cpp
+
+/// @param unit a unit's id or path, as SelectUnits takes it; empty for all.
+/// @param selection in another order than that of the units, each function has its unit beside it.
+int ListFunctions(Loader& file, Answer answer, const std::string& unit, const Selection& selection);
 
 // LineQuery.cpp
 
 /// @param unit as for ListFunctions.
 /// @param line of the unit's own file, or of the one whose path is or ends in `line->path`; none for all rows.
-int ListLines(Loader& file, Answer answer, const std::string& unit, const std::optional<SourceLine>& line);
+/// @param selection by the paths of the rows.
+int ListLines(Loader& file, Answer answer, const std::string& unit, const std::optional<SourceLine>& line,
+              const Selection& selection);
 
 // ScopeQuery.cpp
 
@@ -45,8 +53,13 @@ int ShowScopes(Loader& file, Answer answer, const NamePattern* function, std::op
 
 // TypeQuery.cpp
 
-/// @param name empty for all; else the types of that name.
-int ListTypes(Loader& file, Answer answer, const std::string& name);
+struct TypeOptions {
+    std::vector<std::string> names; ///< or ids; none for all types
+    bool regex = false;             ///< the names are regular expressions
+    bool holes = false;             ///< a table of those that lose bytes to holes and padding, the worst first
+};
+
+int ListTypes(Loader& file, Answer answer, const TypeOptions& options, const Selection& selection);
 
 // NameQuery.cpp
 

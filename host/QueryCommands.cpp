@@ -1,6 +1,5 @@
 // The commands that answer a question about a name or an address: each with its options.
-#include "host/Command.h"
-#include "host/NamePattern.h"
+#include "host/ListingCommand.h"
 #include "host/Options.h"
 #include "host/Output.h"
 #include "host/Queries.h"
@@ -8,11 +7,6 @@
 namespace {
 
 constexpr int kUsageError = 2;
-
-void DeclareRegex(Options& options, bool& regex)
-{
-    options.Flag("--regex", regex, "Names are regular expressions");
-}
 
 class ScopesCommand : public FileCommand {
 public:
@@ -42,37 +36,17 @@ protected:
             Complain("", "FUNCTION or --at is required");
             return kUsageError;
         }
-        const NamePattern function(m_function, m_regex);
-        if (!function.Error().empty()) {
-            Complain("", "'" + m_function + "' is no regular expression: " + function.Error());
+        const std::optional<NamePattern> function = ReadPattern(m_function, m_regex);
+        if (!function) {
             return kUsageError;
         }
-        return ShowScopes(file, host.GetAnswer(), m_function.empty() ? nullptr : &function, m_at);
+        return ShowScopes(file, host.GetAnswer(), m_function.empty() ? nullptr : &*function, m_at);
     }
 
 private:
     std::string m_function;
     bool m_regex = false;
     std::optional<u32> m_at;
-};
-
-class TypesCommand : public FileCommand {
-public:
-    Text Describe() const override
-    {
-        return {"types", "Types with their members, offsets and sizes", {"types app.axf", "types app.axf config_t"}};
-    }
-
-protected:
-    void DeclareMore(Options& options) override
-    {
-        options.Word("NAME", m_name, Options::Optional, "The types of this name instead of all");
-    }
-    Opening HowToOpen() const override { return {.hint = true}; }
-    int Ask(Loader& file, Host& host) override { return ListTypes(file, host.GetAnswer(), m_name); }
-
-private:
-    std::string m_name;
 };
 
 class FindCommand : public FileCommand {
@@ -130,11 +104,6 @@ private:
 std::unique_ptr<Command> MakeScopesCommand()
 {
     return std::make_unique<ScopesCommand>();
-}
-
-std::unique_ptr<Command> MakeTypesCommand()
-{
-    return std::make_unique<TypesCommand>();
 }
 
 std::unique_ptr<Command> MakeFindCommand()

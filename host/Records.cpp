@@ -17,7 +17,7 @@ void Description(JsonLine& json, const DbgTypeDescription& type)
     json.Number("base_type", type.baseType).Number("qualifiers", type.qualifiers).NumberOrNull("type", type.udtId);
 }
 
-void Members(JsonLine& json, const DbgUDTInfoMembers& info)
+void Members(JsonLine& json, const DbgUDTInfoMembers& info, const MemberKeys& more)
 {
     json.OpenList("members");
     for (const DbgUDTInfoMembers::Member& member : info.Members()) {
@@ -29,8 +29,11 @@ void Members(JsonLine& json, const DbgUDTInfoMembers& info)
             .Number("offset", member.offset)
             .NumberOrNull("type", member.type.udtId)
             .Number("bit_size", member.bitSize)
-            .Number("bit_offset", member.bitOffset)
-            .CloseObject();
+            .Number("bit_offset", member.bitOffset);
+        if (more) {
+            more(json, member.type);
+        }
+        json.CloseObject();
     }
     json.CloseList();
 }
@@ -44,7 +47,7 @@ void Values(JsonLine& json, const DbgUDTInfoEnum32& info)
     json.CloseList();
 }
 
-void Info(JsonLine& json, const DbgUDTInfo& info)
+void Info(JsonLine& json, const DbgUDTInfo& info, const MemberKeys& more)
 {
     switch (info.GetKind()) {
     case DbgUDTInfo::Kind::Typedef:
@@ -65,7 +68,7 @@ void Info(JsonLine& json, const DbgUDTInfo& info)
         break;
     }
     case DbgUDTInfo::Kind::Members:
-        Members(json.Text("info", "members"), static_cast<const DbgUDTInfoMembers&>(info));
+        Members(json.Text("info", "members"), static_cast<const DbgUDTInfoMembers&>(info), more);
         break;
     case DbgUDTInfo::Kind::Enum:
         Values(json.Text("info", "enum"), static_cast<const DbgUDTInfoEnum32&>(info));
@@ -75,13 +78,13 @@ void Info(JsonLine& json, const DbgUDTInfo& info)
 
 } // namespace
 
-JsonLine& TypeKeys(JsonLine& json, const DbgUserDefinedVarType& type)
+JsonLine& TypeKeys(JsonLine& json, const DbgUserDefinedVarType& type, const MemberKeys& more)
 {
     json.Number("byte_size", type.GetByteSize()).Number("kind", type.GetType());
     if (type.GetInfo() == nullptr) {
         return json.Null("info");
     }
-    Info(json, *type.GetInfo());
+    Info(json, *type.GetInfo(), more);
     return json;
 }
 
@@ -184,9 +187,10 @@ void RecordWriter::Variable(const DbgVariable& variable, u32 unit)
     Finish();
 }
 
-JsonLine& RecordWriter::TypeKeys(const DbgUserDefinedVarType& type)
+JsonLine& RecordWriter::TypeKeys(const DbgUserDefinedVarType& type, const MemberKeys& more)
 {
-    return ::TypeKeys(m_json.Begin("type").NumberOrNull("id", type.GetId()).TextOrNull("name", type.GetName()), type);
+    return ::TypeKeys(m_json.Begin("type").NumberOrNull("id", type.GetId()).TextOrNull("name", type.GetName()), type,
+                      more);
 }
 
 void RecordWriter::Type(const DbgUserDefinedVarType& type)

@@ -7,12 +7,16 @@
 #include "interfaces/DbgSymSymFile.h"
 #include "interfaces/Types.h"
 
+#include <functional>
+
 class Loader;
 class Output;
 class VFKElfFile;
 
 /// The keys of a type's record behind its id and name.
-JsonLine& TypeKeys(JsonLine& json, const DbgUserDefinedVarType& type);
+/// @param more adds keys to each member.
+using MemberKeys = std::function<void(JsonLine&, const DbgTypeDescription&)>;
+JsonLine& TypeKeys(JsonLine& json, const DbgUserDefinedVarType& type, const MemberKeys& more = {});
 
 class RecordWriter {
 public:
@@ -36,7 +40,7 @@ public:
     JsonLine& FunctionKeys(const DbgSymFuncScope& function, u32 unit);
     JsonLine& BlockKeys(const DbgSymSubScope& block, u32 unit);
     JsonLine& VariableKeys(const DbgVariable& variable, u32 unit);
-    JsonLine& TypeKeys(const DbgUserDefinedVarType& type);
+    JsonLine& TypeKeys(const DbgUserDefinedVarType& type, const MemberKeys& more = {});
     void Finish();
 
 private:

@@ -3,6 +3,7 @@
 
 #include "interfaces/DbgAddress.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
@@ -39,6 +40,10 @@ void AppendDecimal(std::string& line, i64 value, std::size_t width)
 
 void AppendPrintable(std::string& line, std::string_view text, std::string_view kept)
 {
+    if (std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c < '\x7F'; })) {
+        line += text; // nearly all are of such characters
+        return;
+    }
     for (std::size_t i = 0; i < text.size();) {
         const auto byteAt = [&text](std::size_t at) { return static_cast<unsigned char>(text[at]); };
         const unsigned char first = byteAt(i);

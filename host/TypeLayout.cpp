@@ -143,6 +143,43 @@ std::vector<LayoutRow> TypeLayouts::Members(const DbgUserDefinedVarType& type, u
     return rows;
 }
 
+/// The most that a compiler aligns a thing to by itself.
+u64 TypeLayouts::AlignmentOf(const DbgTypeDescription& type, u64 size, u32 depth) const
+{
+    const DbgUserDefinedVarType* stored = type.baseType == kBaseUserDefined ? Find(type.udtId) : nullptr;
+    return stored != nullptr ? AlignmentOf(*stored, depth) : std::clamp(size, u64{1}, kWidestAlignment);
+}
+
+u64 TypeLayouts::AlignmentOf(const DbgUserDefinedVarType& type, u32 depth) const
+{
+    const u64 bySize = std::clamp(u64{type.GetByteSize()}, u64{1}, kWidestAlignment);
+    const DbgUDTInfo* info = type.GetInfo();
+    if (info == nullptr || depth == kMaxTypeDepth) {
+        return bySize;
+    }
+    if (info->GetKind() == DbgUDTInfo::Kind::Typedef) {
+        return AlignmentOf(static_cast<const DbgUDTInfoTypedef*>(info)->target, bySize, depth + 1);
+    }
+    if (info->GetKind() == DbgUDTInfo::Kind::Array) {
+        const auto* array = static_cast<const DbgUDTInfoArray*>(info);
+        return AlignmentOf(array->element, array->elementSize, depth + 1);
+    }
+    const DbgUDTInfoMembers* members = MembersOf(type);
+    if (members == nullptr || members->Members().empty()) {
+        return bySize;
+    }
+    const auto [known, added] = m_alignments.emplace(type.GetId(), bySize);
+    if (!added) {
+        return known->second;
+    }
+    u64 alignment = 1;
+    for (const DbgUDTInfoMembers::Member& member : members->Members()) {
+        alignment = std::max(alignment, AlignmentOf(member.type, member.byteSize, depth + 1));
+    }
+    m_alignments[type.GetId()] = alignment;
+    return alignment;
+}
+
 bool TypeLayouts::IsArray(const DbgTypeDescription& type) const
 {
     DbgTypeDescription at = type;
@@ -161,7 +198,7 @@ bool TypeLayouts::IsArray(const DbgTypeDescription& type) const
 void TypeLayouts::AddGap(std::vector<LayoutRow>& rows, LayoutRow gap, u64 alignment) const
 {
     const u64 size = gap.end - gap.begin;
-    const u64 explained = std::min(alignment, kWidestAlignment) * 8;
+    const u64 explained = alignment * 8;
     const LayoutRow* last = rows.empty() ? nullptr : &rows.back();
     if (!m_wholeArrays && size >= explained && last != nullptr && last->kind == LayoutRow::Member &&
         last->end == gap.begin && last->size != 0 && IsArray(last->member->type)) {
@@ -181,19 +218,18 @@ std::vector<LayoutRow> TypeLayouts::Of(const DbgUserDefinedVarType& type, u32 de
 {
     std::vector<LayoutRow> rows;
     u64 end = 0;
-    u64 alignment = 1;
+    const u64 alignment = AlignmentOf(type, 0);
     for (const LayoutRow& row : Members(type, depth)) {
-        const u64 own = std::max(u64{row.size}, u64{1});
         if (row.begin > end) {
+            const u64 own = AlignmentOf(row.member->type, row.size, 0);
             AddGap(rows, {LayoutRow::Hole, nullptr, 0, end, row.begin}, own);
         }
         rows.push_back(row);
         end = std::max(end, row.end);
-        alignment = std::max(alignment, own);
     }
     const u64 typeEnd = u64{type.GetByteSize()} * 8;
     if (!rows.empty() && typeEnd > end) {
-        const bool tooMuch = typeEnd - end >= std::min(alignment, kWidestAlignment) * 8;
+        const bool tooMuch = typeEnd - end >= alignment * 8;
         const bool bases = tooMuch && HasVirtualFunctions(type);
         AddGap(rows, {bases ? LayoutRow::VirtualBases : LayoutRow::Padding, nullptr, 0, end, typeEnd}, alignment);
     }

@@ -62,6 +62,8 @@ public:
 private:
     std::vector<LayoutRow> Of(const DbgUserDefinedVarType& type, u32 depth) const;
     std::vector<LayoutRow> Members(const DbgUserDefinedVarType& type, u32 depth) const;
+    u64 AlignmentOf(const DbgTypeDescription& type, u64 size, u32 depth) const;
+    u64 AlignmentOf(const DbgUserDefinedVarType& type, u32 depth) const;
     bool IsArray(const DbgTypeDescription& type) const;
     void AddGap(std::vector<LayoutRow>& rows, LayoutRow gap, u64 alignment) const;
     u32 SizeOf(const DbgTypeDescription& type, u32 described) const;
@@ -72,5 +74,6 @@ private:
     DbgSymSymFile& m_store;
     bool m_bigEndian;
     bool m_wholeArrays;
-    mutable std::unordered_map<u32, u64> m_ends; ///< of base classes, by their ids
+    mutable std::unordered_map<u32, u64> m_ends;       ///< of base classes, by their ids
+    mutable std::unordered_map<u32, u64> m_alignments; ///< by the ids of types
 };

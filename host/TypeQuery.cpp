@@ -1,68 +1,362 @@
-// The types of a file, all or those of one name.
+// The types of a file: all or those of some names, or what they lose to holes.
+#include "host/Listing.h"
 #include "host/Loader.h"
+#include "host/NameLookup.h"
+#include "host/NamePattern.h"
 #include "host/Output.h"
 #include "host/Queries.h"
 #include "host/Records.h"
+#include "host/Text.h"
 #include "host/TypeText.h"
+#include "interfaces/DbgSymSrcFile.h"
 #include "interfaces/Elf32.h"
 #include "interfaces/VFKElfFile.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
+#include <numeric>
+#include <optional>
 #include <string_view>
-#include <unordered_set>
+#include <unordered_map>
+#include <vector>
 
 namespace {
 
-bool HasName(const DbgUserDefinedVarType& type, const std::string& name)
+using Types = std::vector<std::size_t>; ///< indices in the store
+
+std::string_view NameOf(const DbgUserDefinedVarType& type)
 {
-    return type.GetName() != nullptr && type.GetName() == name;
+    return type.GetName() == nullptr ? std::string_view() : type.GetName();
 }
 
-bool StoreHasName(const DbgSymSymFile& store, const std::string& name)
-{
-    for (std::size_t i = 0; i < store.TypeCount(); ++i) {
-        if (HasName(store.TypeAt(i), name)) {
-            return true;
-        }
+/// Finds the types that a person means.
+class TypeFinder {
+public:
+    TypeFinder(Loader& file, const VFKElfFile& elf)
+        : m_file(file)
+        , m_elf(elf)
+    {
     }
-    return false;
-}
 
-void WriteTypes(Loader& file, Answer answer, const std::string& name)
-{
-    const DbgSymSymFile& store = file.Store();
-    const TypeText text(file.Store(), VFKElfFile(store.GetPath()).m_byteOrder == kElfDataMsb);
-    RecordWriter records(answer.output);
-    std::unordered_set<std::size_t> shown;
-    for (std::size_t i = 0; i < store.TypeCount() && answer.output.Error() == 0; ++i) {
-        const DbgUserDefinedVarType& type = store.TypeAt(i);
-        if (!name.empty() && !HasName(type, name)) {
-            continue;
+    /// Empty: the complaint has been made.
+    Types Find(const std::string& text, bool regex)
+    {
+        const std::optional<u32> id = regex ? std::nullopt : ParseNumber(text);
+        const NamePattern pattern(regex ? text : WithoutKeyword(text), regex);
+        Types found = id ? FindById(*id) : FindByName(pattern);
+        if (found.empty()) {
+            Complain(m_file.ShownPath(),
+                     "There is no type '" + text + "'" + (m_names ? NearNames(*m_names, pattern) : std::string()));
         }
-        if (answer.json) {
-            records.Type(type);
-        } else if (IsListed(type) && shown.insert(text.LayoutHash(type)).second) {
-            // Units that include one header hold its types alike: once is enough for a person.
-            text.WriteLayout(type, [&](std::string_view line) { answer.output.Write(line); });
+        return found;
+    }
+
+private:
+    /// "struct point" is the type "point".
+    static std::string WithoutKeyword(const std::string& text)
+    {
+        for (const std::string_view word : {"struct ", "class ", "union ", "enum "}) {
+            if (text.size() > word.size() && std::string_view(text).substr(0, word.size()) == word) {
+                return text.substr(word.size());
+            }
+        }
+        return text;
+    }
+
+    Types FindById(u32 id)
+    {
+        const DbgSymSymFile& store = m_file.Store();
+        const DbgSymSrcFile* unit = store.FileScopeOfDie(id);
+        if (unit == nullptr) {
+            return {};
+        }
+        m_file.LoadUnit(unit->GetId());
+        Types found = IndexOf(id);
+        for (std::size_t i = 0; found.empty() && i < store.FuncScopeCount(); ++i) {
+            const DbgSymFuncScope& function = store.FuncScopeAt(i);
+            if (m_file.UnitOf(function.fileId, function.id) == unit->GetId() && function.id < id) {
+                m_file.LoadScopes(function); // it can be local to one
+            }
+        }
+        return found.empty() ? IndexOf(id) : found;
+    }
+
+    Types IndexOf(u32 id)
+    {
+        DbgSymSymFile& store = m_file.Store();
+        if (store.HasUserDefinedType(id)) {
+            for (std::size_t i = 0; i < store.TypeCount(); ++i) {
+                if (store.TypeAt(i).GetId() == id) {
+                    return {i};
+                }
+            }
+        }
+        return {};
+    }
+
+    Types FindByName(const NamePattern& pattern)
+    {
+        if (!m_names) {
+            m_names.emplace(m_file, m_elf);
+        }
+        Types found;
+        for (const NamedThing& thing : m_names->Find(pattern)) {
+            if (thing.kind == NamedThing::Kind::Type) {
+                found.push_back(thing.index);
+            }
+        }
+        return found.empty() ? FindAmongAll(pattern) : found;
+    }
+
+    /// Those that something else has the name better than.
+    Types FindAmongAll(const NamePattern& pattern)
+    {
+        m_file.Load(LoadDepth::Symbols);
+        for (std::size_t i = 0; i < m_file.Store().FuncScopeCount(); ++i) {
+            m_file.LoadScopes(m_file.Store().FuncScopeAt(i));
+        }
+        BestMatches<std::size_t> best;
+        for (std::size_t i = 0; i < m_file.Store().TypeCount(); ++i) {
+            best.Offer(pattern.Match(NameOf(m_file.Store().TypeAt(i))), i);
+        }
+        return best.Things();
+    }
+
+    Loader& m_file;
+    const VFKElfFile& m_elf;
+    std::optional<NameLookup> m_names;
+};
+
+/// Units that include one header hold its types alike. A person sees each once; a script is told.
+class TypeLister {
+public:
+    TypeLister(Loader& file, Answer answer, bool bigEndian)
+        : m_store(file.Store())
+        , m_answer(answer)
+        , m_text(file.Store(), bigEndian, file.IsConverted())
+        , m_records(answer.output)
+    {
+    }
+
+    /// @param all the types are all that there are: the last line says how many.
+    /// @return false if there is nothing to show.
+    bool List(const Types& types, const Selection& selection, bool all)
+    {
+        std::vector<Row> rows = Select(types, all);
+        SortRows(rows, selection.sort, [](const Row& row) {
+            DbgAddress id;
+            id.value = row.type->GetId();
+            return SortKey{row.type->GetByteSize(), id, NameOf(*row.type)};
+        });
+        for (const Row& row : rows) {
+            if (m_answer.json) {
+                WriteRecord(row);
+            } else {
+                m_text.WriteLayout(*row.type, [&](std::string_view line) { m_answer.output.Write(line); });
+            }
+            if (m_answer.output.Error() != 0) {
+                break;
+            }
+        }
+        if (all && !m_answer.json && !rows.empty()) {
+            WriteCount(rows.size());
+        }
+        return !rows.empty();
+    }
+
+    /// The same for those with holes, in a table. The worst come first, unless they are to be sorted otherwise.
+    bool ListHoles(const Types& types, const Selection& selection)
+    {
+        Types losing;
+        std::copy_if(types.begin(), types.end(), std::back_inserter(losing),
+                     [this](std::size_t i) { return LostBytes(m_store.TypeAt(i)) != 0; });
+        std::vector<Row> rows = Select(losing, true);
+        SortRows(rows, selection.sort == SortBy::Nothing ? SortBy::Size : selection.sort, [&](const Row& row) {
+            DbgAddress id;
+            id.value = row.type->GetId();
+            const bool bySize = selection.sort == SortBy::Size;
+            return SortKey{bySize ? row.type->GetByteSize() : LostBytes(*row.type), id, NameOf(*row.type)};
+        });
+        if (m_answer.json) {
+            for (const Row& row : rows) {
+                WriteRecord(row);
+            }
+        } else {
+            WriteHoleTable(rows);
+        }
+        return !rows.empty();
+    }
+
+private:
+    struct Row {
+        const DbgUserDefinedVarType* type;
+        u32 sameAs; ///< id of the first that looks alike; kNone: it is that, or isn't listed by itself
+    };
+
+    /// @param listedOnly leaves out what isn't listed by itself.
+    std::vector<Row> Select(const Types& types, bool listedOnly)
+    {
+        std::vector<Row> rows;
+        std::unordered_map<std::size_t, u32> first; // by the hash of the layout
+        for (const std::size_t i : types) {
+            const DbgUserDefinedVarType& type = m_store.TypeAt(i);
+            if (!m_answer.json && listedOnly && !IsListed(type)) {
+                ++m_unlisted;
+                continue;
+            }
+            const bool compared = !m_answer.json || IsListed(type);
+            const u32 id = type.GetId();
+            const u32 same = compared ? first.emplace(m_text.LayoutHash(type), id).first->second : id;
+            if (same == id || m_answer.json) {
+                rows.push_back({&type, same == id ? kNone : same});
+            } else {
+                ++m_alike;
+            }
+        }
+        return rows;
+    }
+
+    static u64 LostBytes(const std::vector<LayoutRow>& layout)
+    {
+        return std::accumulate(layout.begin(), layout.end(), u64{0},
+                               [](u64 sum, const LayoutRow& row) { return sum + row.LostBytes(); });
+    }
+
+    u64 LostBytes(const DbgUserDefinedVarType& type) const { return LostBytes(m_text.Layouts().Of(type)); }
+
+    void WriteCount(std::size_t shown) const
+    {
+        std::string text = "total  " + Counted(shown, "type");
+        if (m_alike != 0) {
+            text += "; " + std::to_string(m_alike) + " more like these in other units";
+        }
+        if (m_unlisted != 0) {
+            text += "; " + std::to_string(m_unlisted) + " without a name, shown where they are used";
+        }
+        m_answer.output.Write(text + '\n');
+    }
+
+    void WriteHoleTable(const std::vector<Row>& rows)
+    {
+        std::size_t width = 0;
+        u64 sum = 0;
+        std::vector<std::string> titles;
+        for (const Row& row : rows) {
+            titles.push_back(m_text.TitleOf(*row.type));
+            constexpr std::size_t kWidest = 48;
+            width = std::max(width, titles.back().size() > kWidest ? 0 : titles.back().size());
+            sum += LostBytes(*row.type);
+        }
+        constexpr std::size_t kTypeColumn = 18;
+        std::string head = "    lost    size  type";
+        PadTo(head, kTypeColumn + width + 2);
+        m_answer.output.WriteHead(head + "where\n");
+        for (std::size_t i = 0; i < rows.size(); ++i) {
+            std::string line;
+            AppendDecimal(line, static_cast<i64>(LostBytes(*rows[i].type)), 8);
+            AppendDecimal(line, rows[i].type->GetByteSize(), 8);
+            line += "  " + titles[i] + ' ';
+            PadTo(line, kTypeColumn + width + 2);
+            m_answer.output.Write(line + Places(*rows[i].type) + '\n');
+        }
+        if (!rows.empty()) {
+            WriteTotal(m_answer.output, Counted(rows.size(), "type"), sum);
         }
     }
+
+    /// "3 at 5, 4 at the end"
+    std::string Places(const DbgUserDefinedVarType& type) const
+    {
+        constexpr std::size_t kMost = 8;
+        std::string text;
+        std::size_t count = 0;
+        for (const LayoutRow& row : m_text.Layouts().Of(type)) {
+            if (row.LostBytes() == 0) {
+                continue;
+            }
+            if (++count > kMost) {
+                return text + ", ...";
+            }
+            text += (text.empty() ? "" : ", ") + std::to_string(row.LostBytes());
+            text += row.kind == LayoutRow::Padding ? " at the end" : " at " + std::to_string((row.begin + 7) / 8);
+        }
+        return text;
+    }
+
+    void WriteRecord(const Row& row)
+    {
+        constexpr const char* kKinds[] = {"member", "hole", "padding", "virtual_bases", "rest_of_array"};
+        JsonLine& json = m_records.TypeKeys(*row.type, [&](JsonLine& member, const DbgTypeDescription& type) {
+            member.Text("type_name", m_text.NameOf(type));
+        });
+        const std::vector<LayoutRow> layout = m_text.Layouts().Of(*row.type);
+        json.Text("type_name", m_text.TitleOf(*row.type))
+            .NumberOrNull("same_as", row.sameAs)
+            .Number("lost", static_cast<u32>(std::min(LostBytes(layout), u64{kNone})))
+            .OpenList("holes");
+        for (const LayoutRow& gap : layout) {
+            if (gap.kind != LayoutRow::Member) {
+                json.OpenObject()
+                    .Text("kind", kKinds[gap.kind])
+                    .Number("offset", static_cast<u32>(gap.begin / 8))
+                    .Number("bits", static_cast<u32>(std::min(gap.end - gap.begin, u64{kNone})))
+                    .Number("lost", static_cast<u32>(gap.LostBytes()))
+                    .CloseObject();
+            }
+        }
+        json.CloseList();
+        m_records.Finish();
+    }
+
+    DbgSymSymFile& m_store;
+    Answer m_answer;
+    const TypeText m_text;
+    RecordWriter m_records;
+    std::size_t m_alike = 0;
+    std::size_t m_unlisted = 0;
+};
+
+/// Those of `names`, or all.
+/// @param complete set to false if one isn't there, which has been told.
+Types SelectTypes(Loader& file, const VFKElfFile& elf, const TypeOptions& options, bool& complete)
+{
+    file.LoadIndex();
+    Types types;
+    TypeFinder finder(file, elf);
+    for (const std::string& name : options.names) {
+        const Types found = finder.Find(name, options.regex);
+        complete = complete && !found.empty();
+        types.insert(types.end(), found.begin(), found.end());
+    }
+    if (options.names.empty()) {
+        file.Load(LoadDepth::Symbols);
+        types.resize(file.Store().TypeCount());
+        std::iota(types.begin(), types.end(), std::size_t{0});
+    }
+    return types;
 }
 
 } // namespace
 
-int ListTypes(Loader& file, Answer answer, const std::string& name)
+int ListTypes(Loader& file, Answer answer, const TypeOptions& options, const Selection& selection)
 {
-    file.Load(LoadDepth::Symbols);
-    if (!name.empty() && !StoreHasName(file.Store(), name)) {
-        // It can still be local to a function.
-        for (std::size_t i = 0; i < file.Store().FuncScopeCount(); ++i) {
-            file.LoadScopes(file.Store().FuncScopeAt(i));
-        }
-        if (!StoreHasName(file.Store(), name)) {
-            Complain(file.ShownPath(), "There is no type '" + name + "'");
-            return 1;
-        }
+    bool complete = true;
+    const VFKElfFile elf(file.Store().GetPath());
+    Types types = SelectTypes(file, elf, options, complete);
+    if (selection.match) {
+        std::erase_if(types, [&](std::size_t i) { return !selection.Takes(NameOf(file.Store().TypeAt(i))); });
     }
-    WriteTypes(file, answer, name);
-    return 0;
+    const bool whole = options.names.empty() && !selection.match;
+    TypeLister lister(file, answer, elf.m_byteOrder == kElfDataMsb);
+    if (options.holes) {
+        lister.ListHoles(types, selection);
+    } else {
+        lister.List(types, selection, whole);
+    }
+    if (types.empty() && selection.match) {
+        Complain(file.ShownPath(), "There is no type '" + selection.match->Text() + "'");
+        return 1;
+    }
+    return complete ? 0 : 1;
 }

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -38,43 +39,6 @@ std::string_view StemOf(std::string_view path)
     return dot == std::string_view::npos || dot < name ? path : path.substr(0, dot);
 }
 
-/// How a unit fits, the worst first.
-enum class UnitMatch { None, Glob, Stem, End, Whole };
-
-class UnitPattern {
-public:
-    explicit UnitPattern(const std::string& text)
-        : m_text(text)
-        , m_id(ParseNumber(text))
-        , m_glob(text)
-        , m_endGlob("*[/\\]" + text)
-    {
-    }
-
-    UnitMatch Match(u32 id, std::string_view path) const
-    {
-        if (m_text.empty() || (m_id && *m_id == id) || path == m_text) {
-            return UnitMatch::Whole;
-        }
-        if (IsEndOf(path, m_text)) {
-            return UnitMatch::End;
-        }
-        const std::string_view stem = StemOf(path);
-        if (IsEndOf(stem, m_text)) {
-            return UnitMatch::Stem;
-        }
-        return m_glob.IsWide() && (FitsGlob(path) || FitsGlob(stem)) ? UnitMatch::Glob : UnitMatch::None;
-    }
-
-private:
-    bool FitsGlob(std::string_view path) const { return m_glob.FitsAll(path) || m_endGlob.FitsAll(path); }
-
-    std::string m_text;
-    std::optional<u32> m_id;
-    NamePattern m_glob;
-    NamePattern m_endGlob;
-};
-
 std::string NearUnits(const Loader& file, const std::string& unit)
 {
     Suggestions suggestions(unit);
@@ -93,14 +57,38 @@ bool FitsPath(std::string_view path, std::string_view text)
     return IsEndOf(path, text) || IsEndOf(StemOf(path), text);
 }
 
+PathPattern::PathPattern(std::string text)
+    : m_text(std::move(text))
+    , m_glob(m_text)
+    , m_endGlob("*[/\\]" + m_text)
+{
+}
+
+PathMatch PathPattern::Match(std::string_view path) const
+{
+    if (path == m_text) {
+        return PathMatch::Whole;
+    }
+    if (IsEndOf(path, m_text)) {
+        return PathMatch::End;
+    }
+    const std::string_view stem = StemOf(path);
+    if (IsEndOf(stem, m_text)) {
+        return PathMatch::Stem;
+    }
+    return m_glob.IsWide() && (FitsGlob(path) || FitsGlob(stem)) ? PathMatch::Glob : PathMatch::None;
+}
+
 std::vector<u32> SelectUnits(Loader& file, const std::string& unit)
 {
     file.LoadIndex();
-    const UnitPattern pattern(unit);
-    BestMatches<u32, UnitMatch> best;
+    const PathPattern pattern(unit);
+    const std::optional<u32> id = ParseNumber(unit);
+    BestMatches<u32, PathMatch> best;
     for (u32 i = 0; i < file.UnitCount(); ++i) {
         const DbgSymSrcFile& source = file.Store().FileScopeAt(i);
-        best.Offer(pattern.Match(source.GetId(), source.GetPath()), i);
+        const bool whole = unit.empty() || (id && source.GetId() == *id);
+        best.Offer(whole ? PathMatch::Whole : pattern.Match(source.GetPath()), i);
     }
     if (!unit.empty() && best.Things().empty()) {
         Complain(file.ShownPath(), "There is no unit '" + unit + "'" + NearUnits(file, unit));

@@ -1,6 +1,7 @@
-// Which compile units a person means.
+// Which compile units, and which files of source, a person means.
 #pragma once
 
+#include "host/NamePattern.h"
 #include "interfaces/Types.h"
 
 #include <string>
@@ -12,6 +13,24 @@ class Loader;
 /// True if the path of a source file is the text or ends in it, behind a separator, with or without its extension.
 /// Either separator will do for the other.
 bool FitsPath(std::string_view path, std::string_view text);
+
+/// How a path fits, the worst first.
+enum class PathMatch : u8 { None, Glob, Stem, End, Whole };
+
+/// A path, its end behind a separator, that without the extension, or a glob for one of these.
+class PathPattern {
+public:
+    explicit PathPattern(std::string text);
+
+    PathMatch Match(std::string_view path) const;
+
+private:
+    bool FitsGlob(std::string_view path) const { return m_glob.FitsAll(path) || m_endGlob.FitsAll(path); }
+
+    std::string m_text;
+    NamePattern m_glob;
+    NamePattern m_endGlob;
+};
 
 /// Indices of the units that `unit` names; all if it is empty. Loads the index. That is, the first of these that there
 /// are any of: the unit of that id or path; those whose path ends in the text, behind a separator; those whose path
