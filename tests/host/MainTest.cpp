@@ -28,7 +28,21 @@ TEST(Main, OneLineAndAStatusForEachFailure)
         {{"untis", file}, 2, "Did you mean units?"},
         {{file, "units"}, 2, "There is no command '" + file + "'"},
         {{"help", "fnid"}, 2, "Did you mean find?"},
-        {{"units", file, "[more]", "b", "a"}, 2, "not expected: [more] b a"},
+        {{"sections", file, "[more]", "b", "a"}, 2, "not expected: [more] b a"},
+        {{"units", file, "--match", "nobody"}, 1, "There is no unit 'nobody'"},
+        {{"functions", file, "--match", "(", "--regex", "--convert", "never"}, 2, "'(' is no regular expression"},
+        {{"functions", file, "--sort", "weight"}, 2, "'weight' is none of size, name and address"},
+        {{"lines", file, "--match", "nobody", "--convert", "never"}, 1, "No code is of 'nobody'"},
+        {{"types", file, "readin", "--convert", "never"},
+         1,
+         "There is no type 'readin'. Did you mean reading or Read?"},
+        {{"types", file, "0x7", "--convert", "never"}, 1, "There is no type '0x7'"},
+        {{"scopes", file, "--convert", "never"}, 2, "FUNCTION or --at is required"},
+        {{"scopes", file, "station_mian", "--convert", "never"}, 1, "Did you mean station_main?"},
+        {{"scopes", file, "--at", "0x7000", "--convert", "never"}, 1, "There is no function at 0x00007000"},
+        {{"scopes", file, "station_main", "--at", "0x8000", "--convert", "never"},
+         1,
+         "0x00008000 is outside of 'station_main'"},
         {{"units", file, "--bogus"}, 2, "There is no option '--bogus' of 'units'"},
         {{"functions", file, "--unti=a.c"}, 2, "Did you mean --unit?"},
         {{"units", file, "--line", "5"}, 2, "There is no option '--line' of 'units'"},
@@ -72,6 +86,30 @@ TEST(Main, AListingThatFailsShowsNoHead)
     const std::string file = Sample("station.axf");
     EXPECT_EQ(RunHost({"lines", file, "--line", "100000"}).out, "");
     EXPECT_EQ(SplitLines(RunHost({"units", Sample("symbols.axf")}).out).size(), 1u) << "but an empty one does";
+}
+
+TEST(Main, EachOfSeveralFilesHasAHead)
+{
+    const std::string good = Sample("station.axf");
+    const std::string other = Sample("library.axf");
+    const Ran ran = RunHost({"functions", good, other, good + "/none", good, "--match", "station_main"});
+    const std::string one = "==> " + good +
+                            " <==\n"
+                            "  id          address           size  name\n"
+                            "/build/samples/station.c:\n"
+                            "  0x0000068d  0x00008480       344  station_main\n"
+                            "total  1 function, 344 bytes\n";
+    EXPECT_EQ(ran.out, one + '\n' + one) << "and none of what has nothing to show";
+    EXPECT_EQ(ran.status, 1);
+
+    const Ran json = RunHost({"types", good, other, "reading", "usage_t", "--json"});
+    const std::vector<std::string> lines = SplitLines(json.out);
+    ASSERT_EQ(lines.size(), 5u) << json.out;
+    EXPECT_EQ(lines[0], "{\"record\":\"file\",\"path\":\"" + good + "\"}");
+    EXPECT_NE(lines[1].find("\"name\":\"reading\""), std::string::npos);
+    EXPECT_NE(lines[2].find("\"same_as\":871,"), std::string::npos) << "that of another unit";
+    EXPECT_NE(lines[4].find("\"name\":\"usage_t\""), std::string::npos);
+    EXPECT_EQ(json.status, 1) << "neither file has both";
 }
 
 TEST(Main, OptionsStandWhereverOneTypesThem)
