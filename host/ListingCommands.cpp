@@ -140,6 +140,7 @@ protected:
         }
         options.Words("NAME", m_words, Options::Optional,
                       "Types of these names, whole or their last part, globs or ids, instead of all");
+        options.Offering(Options::Offer::Names);
     }
     void DeclareMore(Options& options) override
     {

@@ -317,8 +317,8 @@ const DbgUserDefinedVarType* TypeText::Nameless(const LayoutRow& row) const
 {
     const bool typed = row.member != nullptr && row.member->type.baseType == kBaseUserDefined;
     const DbgUserDefinedVarType* type = typed ? m_layouts.Find(row.member->type.udtId) : nullptr;
-    const bool nameless = type != nullptr && !HasName(*type) && MembersOf(*type) != nullptr;
-    return nameless && m_expanded < kMostExpanded ? type : nullptr;
+    const DbgUDTInfoMembers* members = type == nullptr || HasName(*type) ? nullptr : MembersOf(*type);
+    return members != nullptr && !members->Members().empty() && m_expanded < kMostExpanded ? type : nullptr;
 }
 
 void TypeText::AddMembers(const DbgUserDefinedVarType& type, u64 offset, u32 depth, bool withIds,
