@@ -151,7 +151,7 @@ def their_rows(lines):
 
 def dumped_rows(sample):
     """The rows of the `line` dumps of all units, which come from the programme and not from the loaded table."""
-    for unit in lines_of(SYMHOST, "units", FOLDER / sample)[1:]:
+    for unit in lines_of(SYMHOST, "units", FOLDER / sample)[1:-1]:  # without head and total
         address = "0"
         for line in lines_of(SYMHOST, "console", FOLDER / sample, "-c", "line " + str(int(unit.split()[3], 0))):
             if "LNE_end_sequence" in line:

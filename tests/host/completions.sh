@@ -63,6 +63,6 @@ if command -v zsh >/dev/null; then
         words=(functions)
         source =(symhost completions zsh | sed "s/local context state state_descr line/local line/")' 2>&1)
     expect zsh "$offered" '--color=[Colours in tables; auto, the default\: on a terminal]:auto|always|never:(auto always never)' \
-        '1:FILE:_files'
+        '*:FILE:_files'
 fi
 exit $failed
