@@ -106,14 +106,14 @@ std::vector<std::size_t> SelectFunctions(Loader& file, const NamePattern& patter
     return found;
 }
 
-std::vector<std::size_t> FunctionsAt(Loader& file, const DbgAddress& address)
+std::vector<std::size_t> FunctionsAt(Loader& file, const DbgAddress& address, const std::string& hint)
 {
     file.LoadIndex();
     Functions found = IndexOf(file.Store(), AddressLookup(file).FindFunction(address));
     if (found.empty()) {
         std::string text = "There is no function at ";
         AppendHex8(text, address.value);
-        Complain(file.ShownPath(), text);
+        Complain(file.ShownPath(), hint.empty() ? text : text + ": " + hint);
     }
     return found;
 }

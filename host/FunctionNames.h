@@ -4,6 +4,7 @@
 #include "host/NamePattern.h"
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 class Loader;
@@ -15,4 +16,5 @@ struct DbgAddress;
 std::vector<std::size_t> SelectFunctions(Loader& file, const NamePattern& pattern);
 
 /// The same for the function whose code holds an address.
-std::vector<std::size_t> FunctionsAt(Loader& file, const DbgAddress& address);
+/// @param hint for the complaint, if it isn't empty.
+std::vector<std::size_t> FunctionsAt(Loader& file, const DbgAddress& address, const std::string& hint);

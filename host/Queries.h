@@ -48,8 +48,8 @@ int ListLines(Loader& file, Answer answer, const std::string& unit, const std::o
 // ScopeQuery.cpp
 
 /// @param function as SelectFunctions takes it; null for the function at `at`.
-/// @param at an address: only what is in scope there.
-int ShowScopes(Loader& file, Answer answer, const NamePattern* function, std::optional<u32> at);
+/// @param at an address, as AddressInput takes it: only what is in scope there. Empty: all.
+int ShowScopes(Loader& file, Answer answer, const NamePattern* function, const std::string& at);
 
 // TypeQuery.cpp
 

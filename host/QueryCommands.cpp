@@ -23,16 +23,12 @@ protected:
         options.Word("FUNCTION", m_function, Options::Optional, "Name, glob, id or address; needed without --at");
         options.Offering(Options::Offer::Names);
         DeclareRegex(options, m_regex);
-        options.Value("--at", "ADDRESS", "What is in scope at this address, and where it is then",
-                      [this](const std::string& text) {
-                          m_at = ParseNumber(text);
-                          return m_at ? "" : "'" + text + "' is no address";
-                      });
+        options.Value("--at", "ADDRESS", m_at, "What is in scope at this address, and where it is then");
     }
     Opening HowToOpen() const override { return {.hint = true}; }
     int Ask(Loader& file, Host& host) override
     {
-        if (m_function.empty() && !m_at) {
+        if (m_function.empty() && m_at.empty()) {
             Complain("", "FUNCTION or --at is required");
             return kUsageError;
         }
@@ -46,7 +42,7 @@ protected:
 private:
     std::string m_function;
     bool m_regex = false;
-    std::optional<u32> m_at;
+    std::string m_at;
 };
 
 class FindCommand : public FileCommand {

@@ -1,7 +1,10 @@
 // One function's blocks, parameters and locals, nested; and those that are alive at one address.
+#include "host/AddressFacts.h"
+#include "host/AddressInput.h"
 #include "host/FunctionNames.h"
 #include "host/Loader.h"
 #include "host/LocationText.h"
+#include "host/NameLookup.h"
 #include "host/Output.h"
 #include "host/Queries.h"
 #include "host/Records.h"
@@ -12,6 +15,7 @@
 #include "interfaces/DbgExpression.h"
 #include "interfaces/DbgSymSrcFile.h"
 #include "interfaces/VFKDataString.h"
+#include "interfaces/VFKElfFile.h"
 
 #include <algorithm>
 #include <optional>
@@ -290,32 +294,67 @@ std::string Hex8(u32 value)
     return text;
 }
 
-/// The functions that are asked for; none: the complaint has been made.
-std::vector<std::size_t> FindFunctions(Loader& file, const NamePattern* function, std::optional<u32> at)
+/// The addresses that a text stands for, as `at` takes it. None: the complaint has been made.
+std::vector<u32> AddressesOf(Loader& file, const std::string& text, std::string& hint)
 {
-    if (function == nullptr) {
-        return FunctionsAt(file, file.AddressOf(at.value_or(0)));
+    file.LoadIndex();
+    const VFKElfFile elf(file.Store().GetPath());
+    NameLookup names(file, elf);
+    AddressFinder finder(file, elf, names, false);
+    const AskedPlaces asked = AddressInput(file, names, finder).Read(text);
+    hint = asked.hint;
+    std::vector<u32> addresses;
+    for (const Spot& spot : asked.spots) {
+        addresses.push_back(spot.address);
     }
-    std::vector<std::size_t> found = SelectFunctions(file, *function);
-    if (!found.empty() && at) {
-        const DbgAddress address = file.AddressOf(*at);
-        std::erase_if(found, [&](std::size_t i) { return !Holds(file.Store().FuncScopeAt(i), address); });
-        if (found.empty()) {
-            Complain(file.ShownPath(), Hex8(*at) + " is outside of '" + function->Text() + "'");
-        }
+    std::sort(addresses.begin(), addresses.end());
+    addresses.erase(std::unique(addresses.begin(), addresses.end()), addresses.end());
+    if (addresses.empty()) {
+        Complain(file.ShownPath(), asked.failure.empty() ? "Nothing is at '" + text + "'" : asked.failure);
     }
-    return found;
+    return addresses;
+}
+
+void PrintScopes(Loader& file, Answer answer, ScopeIndex& scopes, const std::vector<std::size_t>& functions,
+                 std::optional<u32> at)
+{
+    for (const std::size_t index : functions) {
+        file.LoadScopes(file.Store().FuncScopeAt(index));
+        ScopePrinter(file, answer, file.Store().FuncScopeAt(index), at).Print(scopes);
+    }
+}
+
+/// @param function null: the one that the address belongs to.
+bool ShowAt(Loader& file, Answer answer, ScopeIndex& scopes, const NamePattern* function, u32 at,
+            const std::string& hint)
+{
+    const DbgAddress address = file.AddressOf(at);
+    std::vector<std::size_t> found =
+        function == nullptr ? FunctionsAt(file, address, hint) : SelectFunctions(file, *function);
+    const bool any = !found.empty();
+    std::erase_if(found, [&](std::size_t i) { return !Holds(file.Store().FuncScopeAt(i), address); });
+    if (any && found.empty()) {
+        Complain(file.ShownPath(), Hex8(at) + " is outside of '" + function->Text() + "'");
+    }
+    PrintScopes(file, answer, scopes, found, at);
+    return !found.empty();
 }
 
 } // namespace
 
-int ShowScopes(Loader& file, Answer answer, const NamePattern* function, std::optional<u32> at)
+int ShowScopes(Loader& file, Answer answer, const NamePattern* function, const std::string& at)
 {
-    const std::vector<std::size_t> found = FindFunctions(file, function, at);
     ScopeIndex scopes(file.Store());
-    for (const std::size_t index : found) {
-        file.LoadScopes(file.Store().FuncScopeAt(index));
-        ScopePrinter(file, answer, file.Store().FuncScopeAt(index), at).Print(scopes);
+    if (at.empty()) {
+        const std::vector<std::size_t> found = SelectFunctions(file, *function);
+        PrintScopes(file, answer, scopes, found, {});
+        return found.empty() ? 1 : 0;
     }
-    return found.empty() ? 1 : 0;
+    std::string hint;
+    const std::vector<u32> addresses = AddressesOf(file, at, hint);
+    bool all = !addresses.empty();
+    for (const u32 address : addresses) {
+        all = ShowAt(file, answer, scopes, function, address, hint) && all;
+    }
+    return all ? 0 : 1;
 }
