@@ -152,6 +152,7 @@ TEST(Main, ExamplesOfTheHelpAreLinesThatItTakes)
             for (std::string& word : words) {
                 word = word == "app-dwarf2.axf" || word.ends_with(".html") ? out.Path()
                        : word.ends_with(".axf") || word.ends_with(".elf")  ? Sample("station.axf")
+                       : word.ends_with("> lines.txt")                     ? "line 0 > " + out.Path()
                                                                            : word;
             }
             EXPECT_NE(RunHost(words).status, 2) << example;
