@@ -170,7 +170,11 @@ std::optional<std::vector<Spot>> AddressInput::ReadSymbol(const std::string& tex
         }
     };
     for (const ElfSymbol* symbol : m_names.FindSymbols(pattern)) {
-        add({symbol->address, symbol->section});
+        if (symbol->HasPlace()) {
+            add({symbol->address, symbol->section});
+        } else {
+            add(m_finder.SpotsAt(symbol->address).front()); // an absolute one is a number
+        }
     }
     if (!spots.empty() || !m_names.Symbols().All().empty()) {
         std::sort(spots.begin(), spots.end(),

@@ -185,9 +185,10 @@ std::vector<u32> NameLookup::MatchSymbols(const NamePattern& pattern)
 
 std::vector<const ElfSymbol*> NameLookup::FindSymbols(const NamePattern& pattern)
 {
+    constexpr u16 kShnAbs = 0xFFF1;
     std::vector<const ElfSymbol*> found;
     for (const u32 index : MatchSymbols(pattern)) {
-        if (m_symbols.All()[index].HasPlace()) {
+        if (m_symbols.All()[index].HasPlace() || m_symbols.All()[index].section == kShnAbs) {
             found.push_back(&m_symbols.All()[index]);
         }
     }

@@ -39,7 +39,7 @@ public:
 
     /// Those that the pattern fits best: by kind, and in the order of the store and the table.
     std::vector<NamedThing> Find(const NamePattern& pattern);
-    /// The defined symbols that the pattern fits best; loads nothing.
+    /// The symbols with a place or an absolute value that the pattern fits best; loads nothing.
     std::vector<const ElfSymbol*> FindSymbols(const NamePattern& pattern);
 
     /// All units with all scopes.
