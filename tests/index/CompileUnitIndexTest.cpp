@@ -1,6 +1,8 @@
 // The first pass over `.debug_info`: headers, rows and file scopes, and where it stops.
 #include "index/CompileUnitInfo.h"
 #include "index/DIEInfo.h"
+#include "index/DwarfCodes.h"
+#include "interfaces/DbgSymSrcFile.h"
 #include "interfaces/DbgSymSymFile.h"
 #include "tests/support/DwarfTest.h"
 
@@ -100,6 +102,20 @@ TEST_P(CompileUnitIndex, ALengthThatLeadsBackOrBeyondEndsTheScan)
         EXPECT_EQ(Row(second + 11).sibling, end + 11) << end;
         EXPECT_EQ(Store().FileScopeCount(), 2u) << end;
     }
+}
+
+TEST_P(CompileUnitIndex, AUnitsRangeTellsWhetherItsEndIsUnknownOrItHasNoCode)
+{
+    dwarf.Unit().Name("both.c").Attr(AT_low_pc, FORM_addr, 0x8000).Attr(AT_high_pc, FORM_addr, 0x8010);
+    dwarf.Unit().Name("start.c").Attr(AT_low_pc, FORM_addr, 0x8010);
+    dwarf.Unit().Name("none.c");
+    Index(dwarf);
+    const auto hasNoSize = [&](std::size_t index) {
+        return (Store().FileScopeAt(index).m_flags & DbgSymSrcFile::kNoSize) != 0;
+    };
+    EXPECT_FALSE(hasNoSize(0));
+    EXPECT_TRUE(hasNoSize(1));
+    EXPECT_FALSE(hasNoSize(2)) << "without an address";
 }
 
 } // namespace

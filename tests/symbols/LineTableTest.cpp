@@ -53,6 +53,20 @@ TEST_P(LineTable, ANumberTakenForTheOwnFileStaysItWhileItIsTheLastOne)
     EXPECT_EQ(Read(), (Rows{"1", "2", "3", "4 /inc\\late.h"}));
 }
 
+TEST_P(LineTable, TheEndOfASequenceStretchesItsLastRowOrIsOneOfItsOwn)
+{
+    LineBuilder line(dwarf.line);
+    line.File("main.c").SetAddress(0x8000).Row(1, 1).AdvancePc(6).EndSequence();
+    line.SetAddress(0x9000).Row(1, 1).AdvanceLine(4).AdvancePc(6).EndSequence();
+    EXPECT_TRUE(Load(line));
+    std::vector<u32> sizes;
+    for (u32 index = 0; const DbgSymLineEntry* entry = Table().GetLineEntryByIdx(index); ++index) {
+        sizes.push_back(entry->range.size);
+    }
+    EXPECT_EQ(Read(), (Rows{"2", "2", "6"}));
+    EXPECT_EQ(sizes, (std::vector<u32>{12, 12, 0})) << "six instructions of two bytes";
+}
+
 // The sum of offset and length wraps at 32 bits and then lies ahead of what has been read.
 TEST_P(LineTable, AUnitEndThatWrapsOrLiesAtTheStartLeavesAllEmpty)
 {

@@ -38,6 +38,17 @@ TEST_P(TypeBuilding, BaseTypesGoByNameThenByEncoding)
     }
 }
 
+TEST_P(TypeBuilding, WhatRefersToABaseTypeOfUnknownKindTakesItForOneByte)
+{
+    LoadUnitOf([&] {
+        dwarf.Label("t").Die(TAG_base_type).Name("odd").Attr(AT_byte_size, FORM_data1, 4);
+        dwarf.Attr(AT_encoding, FORM_data1, 99);
+        Variable(dwarf, "v").Ref(AT_type, "t");
+    });
+    EXPECT_EQ(Size("t"), 4u);
+    EXPECT_EQ(Store().VariableAt(0).byteSize, 1u);
+}
+
 TEST_P(TypeBuilding, PointersSubroutinesAndTypedefs)
 {
     LoadUnitOf([&] {
@@ -216,6 +227,10 @@ TEST_P(TypeBuilding, EnumeratorsAreSignedWordsWithoutRows)
         });
         dwarf.Label("none").Die(TAG_enumeration_type);
         Function(dwarf, "f");
+        dwarf.Label("cut").Die(TAG_enumeration_type).Children([&] {
+            value("first", FORM_data1, 1);
+            dwarf.Die(TAG_label).Name("no enumerator").Attr(AT_const_value, FORM_data1, 2);
+        });
     });
     const auto& values = InfoOf<DbgUDTInfoEnum32>(Id("e")).Values();
     ASSERT_EQ(values.size(), 3u);
@@ -224,6 +239,7 @@ TEST_P(TypeBuilding, EnumeratorsAreSignedWordsWithoutRows)
     EXPECT_EQ(values[2].value, -1);
     EXPECT_EQ(Row("low"), nullptr);
     EXPECT_TRUE(InfoOf<DbgUDTInfoEnum32>(Id("none")).Values().empty());
+    EXPECT_EQ(InfoOf<DbgUDTInfoEnum32>(Id("cut")).Values().size(), 1u) << "another entry ends the list";
     EXPECT_EQ(Functions(), std::vector<std::string>{"f"});
 }
 

@@ -35,6 +35,7 @@ TEST_P(Variables, WhatLacksALocationOrANameIsNoneAndFiltersDropTheRest)
         Variable(dwarf, "tmp");
         Variable(dwarf, "a__b").Attr(AT_artificial, FORM_flag, 0);
         Variable(dwarf, "this").Attr(AT_artificial, FORM_flag, 1);
+        dwarf.Die(TAG_variable).Attr(AT_artificial, FORM_flag, 1).Name("that").Attr(AT_location, FORM_block1, {0x50});
         dwarf.Label("artificial").Die(TAG_variable).Name("tmp2").Attr(AT_artificial, FORM_flag, 1);
         dwarf.Label("origin").Die(TAG_variable).Name("tmp3").Ref(AT_type, "int");
         dwarf.Die(TAG_variable).Ref(AT_abstract_origin, "artificial").Attr(AT_location, FORM_block1, {0x50});
@@ -54,7 +55,8 @@ TEST_P(Variables, WhatLacksALocationOrANameIsNoneAndFiltersDropTheRest)
     g_prefs.omitVarsStart.clear();
     Index(dwarf);
     LoadUnit();
-    EXPECT_EQ(LoadTest::Variables(), (std::vector<std::string>{"__hidden", "tmp", "a__b", "this", "tmp2", "tmp3"}));
+    EXPECT_EQ(LoadTest::Variables(),
+              (std::vector<std::string>{"__hidden", "tmp", "a__b", "this", "that", "tmp2", "tmp3"}));
 }
 
 TEST_P(Variables, TheirScopeFollowsFromTheirPlaceAndTag)
@@ -112,10 +114,13 @@ TEST_P(Variables, TheStaticBaseTakesTheExpressionOfThePreferences)
     EXPECT_EQ(Locations(), std::vector<std::string>{Bytes({0x79, 0x7C, 0x06})}); // no section
 
     g_prefs.sbExpr = "sectid_base(%d)";
-    Dwarf2File& file = Index(dwarf);
-    Probe::m_sectionId(file) = 7;
-    LoadUnit();
-    EXPECT_EQ(Store().VariableAt(0).location, Bytes({0x11, 0x7C, 0xF8, 0x07, 0x22, 0x06}));
+    for (const bool enabled : {true, false}) {
+        g_prefs.enableSb = enabled;
+        Probe::m_sectionId(Index(dwarf)) = 7;
+        LoadUnit();
+        EXPECT_EQ(Store().VariableAt(0).location,
+                  enabled ? Bytes({0x11, 0x7C, 0xF8, 0x07, 0x22, 0x06}) : Bytes({0x79, 0x7C, 0x06}));
+    }
 }
 
 TEST_P(Variables, ListsAreWrappedWithTheirEntriesPrepared)
