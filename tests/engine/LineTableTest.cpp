@@ -69,6 +69,21 @@ TEST_F(LineTable, AmongOverlappingRowsTheOneAddedLastWins)
     }
 }
 
+TEST_F(LineTable, TheEndOfTheUnitSizesALastRowThatLiesBelowIt)
+{
+    const DbgSymLineEntry* last = Add(1, 0x10, 4);
+    const auto sizeUpTo = [&](u32 end, u32 section) {
+        DbgAddress address;
+        address.value = end;
+        address.section = section;
+        table.SetLastEntrySizeByHiPC(&address);
+        return last->range.size;
+    };
+    EXPECT_EQ(sizeUpTo(0x10, kNone), 4u);
+    EXPECT_EQ(sizeUpTo(0x20, 3), 4u) << "of another section";
+    EXPECT_EQ(sizeUpTo(0x20, kNone), 0x10u);
+}
+
 TEST_F(LineTable, ALineHasItsRowsInTheirOrder)
 {
     EXPECT_EQ(table.FindByLine(7), std::vector<u32>{});

@@ -2,6 +2,7 @@
 #include "interfaces/DbgSymSymFile.h"
 #include "interfaces/VFKDataString.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <string>
 #include <string_view>
@@ -45,6 +46,18 @@ TEST_F(Store, EqualTextsAreKeptOnceAndAsLongAsTheyAreHeld)
     }
     EXPECT_EQ(held->name, "v");
     EXPECT_EQ(held->location, "\x50");
+}
+
+TEST_F(Store, ADieBelongsToTheUnitInFrontOfIt)
+{
+    for (const u32 unit : {0x300u, 0x200u, 0x100u}) { // whatever order they come in
+        file.AddFileScope(unit, "a.c", DbgAddrRange(), 0, kNone, false);
+    }
+    EXPECT_EQ(file.FileScopeOfDie(0xFF), nullptr);
+    for (const u32 die : {0x100u, 0x1FFu, 0x2FFu, kNone}) {
+        ASSERT_NE(file.FileScopeOfDie(die), nullptr) << die;
+        EXPECT_EQ(file.FileScopeOfDie(die)->GetId(), std::min(die & ~0xFFu, 0x300u));
+    }
 }
 
 TEST_F(Store, TheFirstOfAnIdIsFound)

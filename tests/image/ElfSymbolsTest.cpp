@@ -76,6 +76,7 @@ TEST_P(ElfSymbols, ARunEndsWhereTheKindOfCodeChanges)
     Map("$a", 0x100);
     Map("$a", 0x140);
     Map("$d", 0x180);
+    Map("$t.1", 0x1C0); // no mapping symbol: its name is longer
     Map("$a", 0x200);
     Map("$t", 0x300);
     Map("$t", 0x320);
