@@ -12,11 +12,11 @@ namespace engine {
 
 /// Open addressing with linear probing, 8 bytes a slot. Any id may be a key; nothing is removed.
 ///
-/// Ids are offsets of DIEs, and what is asked for one after the other mostly lies together in the file.
-/// So it does here: a block of offsets is hashed as a whole, and an id has its place in the block's slots.
+/// Ids are offsets of DIEs, and questions that follow each other mostly concern neighbours in the file. They are
+/// neighbours here too: a block of offsets is hashed as a whole, and an id has its place among the block's slots.
 class IdIndex {
 public:
-    /// Sees to it that the next Insert needs no memory.
+    /// Makes sure that the next Insert needs no memory.
     void MakeRoom()
     {
         if (m_count >= m_slots.size() / 8 * 5) {
@@ -37,7 +37,7 @@ public:
         return true;
     }
 
-    /// Fetches the place of `id` ahead, for who has something else to do before.
+    /// Prefetches the place of `id`, for a caller that has other work to do first.
     void Prefetch(u32 id) const
     {
         if (m_count != 0) {

@@ -1,5 +1,5 @@
 // Preference files: finds a file, reads it as TOML once, and answers from the document. A file that can't
-// be read, for want of memory too, counts as not there; a path or a value may still throw std::bad_alloc.
+// be read, even for lack of memory, counts as absent; a path or a value may still throw std::bad_alloc.
 #include "interfaces/DbgPrefDataExtractor.h"
 
 #include <cstddef>

@@ -15,7 +15,7 @@ class SectionRegistry {
 public:
     static SectionRegistry& Get();
 
-    /// Sees to it that the next Add needs no memory.
+    /// Makes sure that the next Add needs no memory.
     void MakeRoom();
     /// @param section borrowed from `owner`.
     void Add(const DbgSectionList* owner, const DbgSection* section);

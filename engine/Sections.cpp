@@ -76,8 +76,7 @@ const DbgSection* SectionRegistry::FindContaining(u32 address)
 
 namespace {
 
-/// A name longer than this is cut: a table of 65,535 headers can have each name reach over the whole of a
-/// string section without an end zero.
+/// A longer name is cut: in a string section without a closing zero, each of 65,535 headers can name all of it.
 constexpr std::size_t kLongestName = 4096;
 
 } // namespace
@@ -103,7 +102,7 @@ void DbgSectionList::AddSection(const DbgSection* section)
     if (section == nullptr) {
         return;
     }
-    // What can fail for want of memory comes first: then the section is held everywhere or nowhere.
+    // What may run out of memory comes first, so that the section is held everywhere or nowhere.
     engine::SectionRegistry::Get().MakeRoom();
     const DbgSection& added = m_sections.emplace_back(*section);
     try {

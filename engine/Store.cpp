@@ -55,7 +55,7 @@ private:
 /// sorted when asked for.
 class UnitOrder {
 public:
-    /// Sees to it that the next Add needs no memory.
+    /// Makes sure that the next Add needs no memory.
     void MakeRoom()
     {
         if (m_units.size() == m_units.capacity()) {

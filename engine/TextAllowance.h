@@ -1,6 +1,6 @@
-// Bounds what long texts may cost. A file of a few bytes a name can have each of its names reach over
-// the whole of a string section that has no end zero: all names together are then as long as the
-// square of the file, and nothing of that may be read or kept without a limit.
+// Bounds what long texts may cost. In a string section without a closing zero every name reaches to the
+// section's end, so all names together can be as long as the square of the file. What is read and kept of them
+// has a limit.
 #pragma once
 
 #include "interfaces/Types.h"

@@ -12,8 +12,7 @@ namespace {
 
 constexpr u32 kLineColumns = 5;
 
-/// Sets may overlap, as far as their lengths say so; what is listed again and again is limited to
-/// this many times the section, and some for every file.
+/// Sets may overlap. What is listed repeatedly is limited to this many times the section, plus a base for small files.
 constexpr u64 kMaxListings = 16;
 constexpr u64 kListingBase = u64{64} << 10;
 

@@ -207,7 +207,7 @@ private:
     DIEInfo* FindDieInfo(u32 offset) { return m_dieInfoMap.Find(offset); }
     /// True if an entry of the unit, a null entry too, starts at the cursor of m_debug_info.
     bool HasEntry(const CompileUnitInfo& unit) const;
-    /// True if it is no null entry; of whichever unit.
+    /// True if an entry that isn't a null entry starts there, in any unit.
     bool HasNextEntry() const;
     /// Notes in the row where its children, or its sibling, begin: at the cursor.
     void FinishDieAttributes(const Entry& entry);

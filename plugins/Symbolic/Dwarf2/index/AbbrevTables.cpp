@@ -38,7 +38,7 @@ void Dwarf2File::ReadAbbrevTables()
         list->push_back(decl);
         SkipAttributePairs();
     }
-    // All tables or none: if memory runs out, whoever needs them next reads them again.
+    // All tables or none: if memory runs out, they are read again when they are next needed.
     m_abbrListMap = std::move(tables);
     m_lastAbbrevOffset = kNone;
     m_lastAbbrevList = nullptr;

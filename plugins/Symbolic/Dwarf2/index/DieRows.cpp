@@ -1,5 +1,4 @@
-// What every reader of a DIE does to its row at the end of the attributes. The map of the rows is
-// DieInfoMap.
+// Whether an entry follows, and what every reader of a DIE notes in its row at the end of the attributes.
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"

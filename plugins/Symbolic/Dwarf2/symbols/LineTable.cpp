@@ -84,7 +84,7 @@ bool Dwarf2File::BuildLineTable(DbgSymSrcFile* srcFile, DbgSymLineTable* lineTab
         return false;
     }
     Seek(m_debug_line, stmtOffset);
-    // A programme that very many units name runs for the first of them.
+    // If very many units name one programme, it runs only until the budget is spent.
     if (AtEnd(m_debug_line) || m_budget.IsSpent()) {
         return false;
     }
