@@ -190,6 +190,7 @@ u32 InfoWriter::Layout(EntryTree& tree, u32 root, PlacedUnit& placed)
 
 PlacedUnit InfoWriter::Write(EntryTree& tree)
 {
+    m_lists.BeginUnit();
     PlacedUnit placed;
     placed.offset = m_info.Size();
     placed.offsets.assign(tree.Count(), 0);

@@ -15,7 +15,8 @@ namespace convert {
 ///        address below `base` are left out.
 ByteWriter ListBytes(const std::vector<LocationPiece>& pieces, u32 base, bool bigEndian);
 
-/// `.debug_loc`: lists relative to their unit's AT_low_pc, equal ones written once.
+/// `.debug_loc`: lists relative to their unit's AT_low_pc. Equal ones of a unit are written once; readers that go
+/// through the section unit by unit expect no list of another.
 class LocationWriter {
 public:
     explicit LocationWriter(bool bigEndian)
@@ -23,6 +24,7 @@ public:
     {
     }
 
+    void BeginUnit() { m_written = {}; }
     /// Throws Failure if the section would grow beyond 4 GiB.
     /// @return the offset of the list in the section.
     u32 Write(ByteView bytes);
@@ -32,7 +34,7 @@ public:
 
 private:
     ByteWriter m_out;
-    FlatTable m_written; ///< by hash of the list's bytes
+    FlatTable m_written; ///< those of the unit, by hash of the list's bytes
 };
 
 } // namespace convert

@@ -353,9 +353,12 @@ TEST_P(Locations, ListsAreWrittenOnce)
     EXPECT_EQ(write(first, 0x8000), 0u);
     EXPECT_EQ(write(second, 0x8000), 19u);
     EXPECT_EQ(write({{0x9000, 0x9004, {DW_OP_reg0}}}, 0x9000), 0u);
+    const u32 size = writer.Section().Size();
     const ByteView written = writer.Section().View();
     EXPECT_EQ(std::string(written.data, written.data + written.size),
               Bytes().U32(0).U32(4).U16(1).U8(DW_OP_reg0).U64(0).U32(0).U32(4).U16(1).U8(DW_OP_reg1).U64(0).Bytes());
+    writer.BeginUnit();
+    EXPECT_EQ(write(second, 0x8000), size) << "a unit has lists of its own";
 }
 
 } // namespace
