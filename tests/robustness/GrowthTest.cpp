@@ -3,6 +3,7 @@
 // isn't counted would take a test over the limit of minutes that ctest sets.
 #include "frame/Dwarf2SymbolicPlugin.h"
 #include "host/Export.h"
+#include "host/Listing.h"
 #include "host/Loader.h"
 #include "host/NamePattern.h"
 #include "host/Output.h"
@@ -572,12 +573,13 @@ TEST_P(Listings, AreInProportionToTheFile)
         EXPECT_LE(output.Taken(), 64 * kMebi + 4096 * std::filesystem::file_size(path.Path()));
     };
     const NamePattern function("f");
+    const Selection all;
     for (const bool json : {false, true}) {
-        list([&](Output& output) { ListUnits(file, {output, json}); });
-        list([&](Output& output) { ListFunctions(file, {output, json}, ""); });
-        list([&](Output& output) { ListTypes(file, {output, json}, ""); });
-        list([&](Output& output) { ListLines(file, {output, json}, "", std::nullopt); });
-        list([&](Output& output) { ShowScopes(file, {output, json}, &function, std::nullopt); });
+        list([&](Output& output) { ListUnits(file, {output, json}, all); });
+        list([&](Output& output) { ListFunctions(file, {output, json}, "", all); });
+        list([&](Output& output) { ListTypes(file, {output, json}, {}, all); });
+        list([&](Output& output) { ListLines(file, {output, json}, "", std::nullopt, all); });
+        list([&](Output& output) { ShowScopes(file, {output, json}, &function, ""); });
         list([&](Output& output) { FindNames(file, {output, json}, {.names = {"f"}}); });
     }
     list([&](Output& output) { ExportStore(file, file.Rate(), output); });
