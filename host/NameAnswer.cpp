@@ -75,7 +75,13 @@ private:
     void Fact(const NameFact& fact)
     {
         m_json.Text("name", fact.name).NumberOrNull("id", fact.id);
-        m_json.TextOrNull("unit", fact.unit == nullptr ? nullptr : fact.unit->GetPath().c_str());
+        if (fact.unit == nullptr) {
+            m_json.Null("unit");
+        } else {
+            const std::string_view path = m_paths.Shown(fact.unit->GetPath());
+            m_json.Text("unit", path);
+            m_paths.Count(path.size());
+        }
         if (fact.kind == Kind::Enumerator) {
             m_json.Signed("value", fact.value).Text("type_name", fact.type).Number("units", fact.units);
             return;
@@ -132,6 +138,7 @@ private:
 
     JsonLine& m_json;
     NameLookup& m_lookup;
+    RowPaths m_paths; ///< of the units
 };
 
 /// One answer as text: for each name that was found a head, and under it what has that name.
