@@ -166,11 +166,11 @@ bool Dwarf2File::InfoDump::DumpEntry(const CompileUnitInfo& unit)
 bool Dwarf2File::InfoDump::DumpAttributes(const CompileUnitInfo& unit, const DIEInfo& die)
 {
     VFKDataBuf& pairs = m_file.m_debug_abbrev;
-    u32 attribute = 0;
-    u32 form = 0;
+    AttrSpec spec{};
     do {
         const u32 pair = pairs.Pos();
-        m_file.ReadAttrSpec(attribute, form, false);
+        spec = m_file.ReadAttrSpec(false);
+        const auto [attribute, form, width] = spec;
         const u32 padding = pairs.Pos() - pair;
         if (attribute != 0 || form != 0) {
             m_file.PrintAttributeHead(attribute);
@@ -192,7 +192,7 @@ bool Dwarf2File::InfoDump::DumpAttributes(const CompileUnitInfo& unit, const DIE
         if (!Spend(repeated)) {
             return false;
         }
-    } while (attribute != 0 && form != 0 && !AtEnd(pairs));
+    } while (spec.attribute != 0 && spec.form != 0 && !AtEnd(pairs));
     return true;
 }
 

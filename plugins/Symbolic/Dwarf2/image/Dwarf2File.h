@@ -14,7 +14,9 @@
 #include "interfaces/VFKDataBuf.h"
 #include "interfaces/VFKElfFile.h"
 #include "symbols/Chain.h"
+#include "symbols/KnownTypes.h"
 
+#include <boost/shared_ptr.hpp>
 #include <cstddef>
 #include <iosfwd>
 #include <map>
@@ -32,6 +34,7 @@ class DbgSymLineTable;
 class DbgSymSrcFile;
 class DbgSymSymFile;
 class DbgUIConsole;
+class DbgUserDefinedVarType;
 class VFKDataString;
 enum class FormLayout : u8;
 struct DbgAddrRange;
@@ -153,7 +156,8 @@ private:
 
     // index/AbbrevTables.cpp
     void ReadAbbrevTables();
-    void SkipAttributePairs();
+    /// Appends the pairs of the declaration at the cursor of m_debug_abbrev.
+    void ReadAttributePairs(std::vector<AttrSpec>& specs);
     /// Null if there is no such table or no such code in it. Assumes consecutive codes.
     const AbbrevDecl* FindAbbrevDecl(u32 tableOffset, u32 code);
 
@@ -170,8 +174,8 @@ private:
     bool IndexCompileUnit();
 
     // index/AttributeReader.cpp
-    /// Takes the next attribute pair at the cursor of m_debug_abbrev. Always true.
-    bool ReadAttrSpec(u32& attribute, u32& form, bool dump);
+    /// Takes the next attribute pair at the cursor of m_debug_abbrev, and leaves the width open.
+    AttrSpec ReadAttrSpec(bool dump);
     /// Decodes the value at the cursor of m_debug_info (DWARF 2.0, 7.5.4), or steps over it.
     /// @param out gets the value, which is AttrValue's start values if the form gives none; a form of 0 leaves it
     /// untouched. Null drops the value.
@@ -331,11 +335,11 @@ private:
     /// Describes the type at a DIE offset, loading it if it isn't there and the selection allows.
     void ResolveType(u32 offset, TypeRef* ref);
     void LoadMissingType(u32 offset, TypeRef* ref);
-    bool LookupTypeRef(u32 offset, TypeRef* ref);
-    bool LookupStoredType(u32 offset, TypeRef* ref); ///< if false, `ref` still has the offset
-    /// Adds a const's or volatile's qualifier.
-    /// @return what it refers to; kNone if the DIE isn't known as one.
-    u32 LookupTypeModifier(u32 offset, TypeRef* ref) const;
+    /// What a DIE is known as, in this order: base type, type of the store, const, volatile. Null for none.
+    const TypeStep* LookupType(u32 offset);
+    void AddTypeModifier(u32 offset, TypeStep step);
+    void AddBaseTypeSize(u32 offset, u32 byteSize);
+    void AddToStore(const boost::shared_ptr<DbgUserDefinedVarType>& type);
 
     // symbols/TypeBuilder.h
     class TypeBuilder;
@@ -398,11 +402,12 @@ private:
     VFKDataBuf m_debug_macinfo;
     VFKDataBuf m_debug_pubnames;
     std::map<u32, AbbrevList> m_abbrListMap;      ///< by offset in `.debug_abbrev`
+    std::vector<AttrSpec> m_attrSpecs;            ///< of all declarations
     std::map<u32, CompileUnitInfo> m_cuHeaderMap; ///< by offset in `.debug_info`
     DieInfoMap m_dieInfoMap;
-    OffsetMap<std::pair<u32, u32>> m_typeRefMap;     ///< DIE to base type code and byte size
-    OffsetMap<u32> m_constTypeMap;                   ///< TAG_const_type DIE to its AT_type
-    OffsetMap<u32> m_volatileTypeMap;                ///< TAG_volatile_type DIE to its AT_type
+    OffsetMap<u32> m_baseTypeSizes;                  ///< DIE of a base or subroutine type to its byte size
+    OffsetMap<TypeStep> m_typeModifiers;             ///< DIE of a const or volatile to its AT_type
+    KnownTypes m_knownTypes;                         ///< answers of the two and of the store
     OffsetMap<u32> m_frameBaseLocListMap;            ///< function DIE to offset in `.debug_loc`
     OffsetMap<std::string_view> m_frameBaseBlockMap; ///< function DIE to its AT_frame_base block
     std::unordered_set<u32> m_typesBeingLoaded;      ///< offsets that ResolveType is loading now
@@ -427,6 +432,9 @@ private:
     u32 m_loadDepth = 0;
     static constexpr u32 kMaxLoadDepth = 65536;
     OffsetMap<ScopeWords> m_scopes; ///< around the children of a DIE
+    /// What was answered of m_scopes last, and for which DIE.
+    u32 m_lastScopesParent = kNone;
+    ScopeWords m_lastScopes;
     /// The table that FindAbbrevDecl answered from last.
     u32 m_lastAbbrevOffset = kNone;
     const AbbrevList* m_lastAbbrevList = nullptr;

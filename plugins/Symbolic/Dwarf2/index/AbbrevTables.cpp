@@ -3,6 +3,7 @@
 #include "console/Format.h"
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
+#include "index/DwarfCodes.h"
 #include "index/IndexTicks.h"
 #include "interfaces/DbgSymSymFile.h"
 
@@ -10,6 +11,27 @@
 #include <utility>
 
 u32 g_indexTicks = 0;
+
+namespace {
+
+/// Bytes of a value if that is for the form alone to say, else 0.
+u8 WidthOf(FormLayout layout)
+{
+    switch (layout) {
+    case FormLayout::One:
+        return 1;
+    case FormLayout::Two:
+        return 2;
+    case FormLayout::Four:
+        return 4;
+    case FormLayout::Eight:
+        return 8;
+    default:
+        return 0;
+    }
+}
+
+} // namespace
 
 void Dwarf2File::ReadAbbrevTables()
 {
@@ -19,6 +41,7 @@ void Dwarf2File::ReadAbbrevTables()
     }
     m_debug_abbrev.Init();
     std::map<u32, AbbrevList> tables;
+    std::vector<AttrSpec> specs;
     AbbrevList* list = &tables[m_debug_abbrev.Pos()];
     while (!AtEnd(m_debug_abbrev)) {
         AbbrevDecl decl{};
@@ -34,25 +57,31 @@ void Dwarf2File::ReadAbbrevTables()
             break; // cut off: not stored
         }
         decl.hasChildren = m_debug_abbrev.Get8();
-        decl.headerSize = static_cast<u8>(m_debug_abbrev.Pos() - decl.offset);
+        const u32 headerSize = m_debug_abbrev.Pos() - decl.offset;
+        decl.headerSize = static_cast<u8>(headerSize);
+        // Behind a longer header, in padded numbers, the pairs are looked for where they aren't.
+        decl.firstSpec = headerSize == decl.headerSize ? static_cast<u32>(specs.size()) : kNone;
+        ReadAttributePairs(specs);
+        decl.pairsEnd = m_debug_abbrev.Pos();
         list->push_back(decl);
-        SkipAttributePairs();
     }
     // All tables or none: if memory runs out, they are read again when they are next needed.
     m_abbrListMap = std::move(tables);
+    m_attrSpecs = std::move(specs);
     m_lastAbbrevOffset = kNone;
     m_lastAbbrevList = nullptr;
 }
 
-void Dwarf2File::SkipAttributePairs()
+void Dwarf2File::ReadAttributePairs(std::vector<AttrSpec>& specs)
 {
     while (!AtEnd(m_debug_abbrev)) {
-        const u32 attribute = m_debug_abbrev.Get32_ULEB128(4);
-        const u32 form = m_debug_abbrev.Get32_ULEB128(4);
-        if (attribute == 0 || form == 0) {
-            break;
+        AttrSpec& spec = specs.emplace_back(ReadAttrSpec(false));
+        spec.width = WidthOf(LayoutOf(spec.form));
+        if (spec.attribute == 0 || spec.form == 0) {
+            return;
         }
     }
+    specs.push_back({0, 0, 0}); // cut off
 }
 
 const AbbrevDecl* Dwarf2File::FindAbbrevDecl(u32 tableOffset, u32 code)

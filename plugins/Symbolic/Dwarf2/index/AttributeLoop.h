@@ -12,11 +12,10 @@
 /// Reads the value of one attribute, at most once.
 class AttrReader {
 public:
-    AttrReader(Dwarf2File& file, const CompileUnitInfo* unit, u32 form, bool dump)
+    AttrReader(Dwarf2File& file, const Entry& entry, const AttrSpec& spec)
         : m_file(file)
-        , m_unit(unit)
-        , m_form(form)
-        , m_dump(dump)
+        , m_entry(entry)
+        , m_spec(spec)
     {
     }
 
@@ -24,7 +23,8 @@ public:
     const AttrValue* operator()()
     {
         m_taken = true;
-        return m_file.ReadAttrValue(m_unit, m_form, m_dump, &m_value, true, true) ? &m_value : nullptr;
+        return m_file.ReadAttrValue(m_entry.unit, m_spec.form, m_entry.printed, &m_value, true, true) ? &m_value
+                                                                                                      : nullptr;
     }
 
     /// Stores the number of the attribute; leaves `target` alone if it can't be read.
@@ -38,17 +38,21 @@ public:
     /// Steps over what hasn't been read.
     void Finish()
     {
-        if (!m_taken) {
-            m_file.ReadAttrValue(m_unit, m_form, m_dump, nullptr, true, true);
+        if (m_taken) {
+            return;
+        }
+        if (m_spec.width != 0) {
+            m_file.m_debug_info.Skip(m_spec.width);
+        } else {
+            m_file.ReadAttrValue(m_entry.unit, m_spec.form, m_entry.printed, nullptr, true, true);
         }
     }
 
 private:
     Dwarf2File& m_file;
-    const CompileUnitInfo* m_unit;
+    const Entry& m_entry;
+    const AttrSpec& m_spec;
     AttrValue m_value;
-    u32 m_form;
-    bool m_dump;
     bool m_taken = false;
 };
 
@@ -60,17 +64,22 @@ void Dwarf2File::ForEachAttribute(const Entry& entry, Handle&& handle)
     }
     const u32 start = m_debug_info.Pos();
     const u32 pairs = m_debug_abbrev.Pos();
-    u32 attribute = 0;
-    u32 form = 0;
+    // Decoded pairs are for readers that don't print: with them the cursor of m_debug_abbrev moves once.
+    const bool decoded = m_dumpStream == nullptr && entry.decl->firstSpec != kNone;
+    const AttrSpec* next = decoded ? &m_attrSpecs[entry.decl->firstSpec] : nullptr;
+    AttrSpec spec;
     do {
-        ReadAttrSpec(attribute, form, entry.printed);
-        if (attribute == 0) {
+        spec = decoded ? *next++ : ReadAttrSpec(entry.printed);
+        if (spec.attribute == 0) {
             break;
         }
-        AttrReader read(*this, entry.unit, form, entry.printed);
-        handle(attribute, read);
+        AttrReader read(*this, entry, spec);
+        handle(spec.attribute, read);
         read.Finish();
-    } while (form != 0 && !AtEnd(m_debug_abbrev));
+    } while (spec.form != 0 && (decoded || !AtEnd(m_debug_abbrev)));
+    if (decoded) {
+        Seek(m_debug_abbrev, entry.decl->pairsEnd);
+    }
     SpendOnAttributes(m_debug_abbrev.Pos() - pairs, m_debug_info.Pos() - start);
 }
 

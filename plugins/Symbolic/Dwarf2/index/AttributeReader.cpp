@@ -22,16 +22,16 @@ bool IsReference(u32 form)
 
 } // namespace
 
-bool Dwarf2File::ReadAttrSpec(u32& attribute, u32& form, bool dump)
+AttrSpec Dwarf2File::ReadAttrSpec(bool dump)
 {
-    attribute = m_debug_abbrev.Get32_ULEB128(4);
-    form = m_debug_abbrev.Get32_ULEB128(4);
+    const u32 attribute = m_debug_abbrev.Get32_ULEB128(4);
+    const u32 form = m_debug_abbrev.Get32_ULEB128(4);
     if (dump && m_dumpStream != nullptr && (attribute != 0 || form != 0)) {
         PrintOffsetPrefix(m_debug_info.Pos(), false);
         PrintIndent(0);
         PrintAttributeName(*m_dumpStream, attribute);
     }
-    return true;
+    return {attribute, form < kFormLayouts.size() ? static_cast<u8>(form) : AttrSpec::kNoForm, 0};
 }
 
 bool Dwarf2File::ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump, AttrValue* out, bool makeAbsolute,

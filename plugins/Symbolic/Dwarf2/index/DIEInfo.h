@@ -17,4 +17,6 @@ struct DIEInfo {
     static constexpr u32 kDieChildrenRead = 0x2;
     /// A walk has put the DIE into the queue.
     static constexpr u32 kDieQueued = 0x4;
+    /// The scopes around its children have been filed once.
+    static constexpr u32 kScopesKnown = 0x8;
 };

@@ -51,9 +51,7 @@ void Dwarf2File::UnitScopeBuilder::ReadAttributes()
     const u32 start = m_file.m_debug_info.Pos();
     const u32 pairs = m_file.m_debug_abbrev.Pos();
     while (!m_file.EndIfSpent() && !AtEnd(m_file.m_debug_info)) {
-        u32 attribute = 0;
-        u32 form = 0;
-        m_file.ReadAttrSpec(attribute, form, true);
+        const auto [attribute, form, width] = m_file.ReadAttrSpec(true);
         if (attribute == 0) {
             break;
         }

@@ -25,7 +25,7 @@ void Dwarf2File::BuildType(const Entry& entry)
         return;
     }
     TypeBuilder(*this, entry, *type).Build();
-    m_symFile->AddUserDefinedType(type);
+    AddToStore(type);
 }
 
 void Dwarf2File::TypeBuilder::Build()
@@ -83,7 +83,7 @@ void Dwarf2File::TypeBuilder::BuildSubroutineType()
     m_file.ReadEntry(m_entry, [](u32, AttrReader&) {});
     m_type.SetTypeName("(*function)");
     m_type.SetTypeInfo(new (std::nothrow) DbgUDTInfoTypedef(m_file.m_symFile, kBaseInt, 0, kNone));
-    m_file.m_typeRefMap[m_entry.row->infoOffset] = {0, 0};
+    m_file.AddBaseTypeSize(m_entry.row->infoOffset, 0);
 }
 
 void Dwarf2File::TypeBuilder::BuildArray()
@@ -207,7 +207,7 @@ void Dwarf2File::BuildTypedef(const Entry& entry)
     type->SetTypeInfo(new (std::nothrow)
                           DbgUDTInfoTypedef(m_symFile, target.baseType, target.qualifiers, target.udtId));
     type->m_byteSize = target.byteSize;
-    m_symFile->AddUserDefinedType(type);
+    AddToStore(type);
 }
 
 void Dwarf2File::BuildTypeModifier(const Entry& entry)
@@ -218,8 +218,9 @@ void Dwarf2File::BuildTypeModifier(const Entry& entry)
             read.To(entry.row->sibling);
         } else if (attribute == AT_type) {
             if (const AttrValue* got = read()) {
-                OffsetMap<u32>& modifiers = entry.decl->tag == TAG_const_type ? m_constTypeMap : m_volatileTypeMap;
-                modifiers[entry.row->infoOffset] = got->value;
+                const bool isConst = entry.decl->tag == TAG_const_type;
+                AddTypeModifier(entry.row->infoOffset,
+                                {got->value, isConst ? kQualifierConst : kQualifierVolatile});
             }
         }
     });

@@ -256,15 +256,18 @@ void Dwarf2File::FillContextFromDie(const DIEInfo* die, DbgSymContext* context)
 
 ScopeWords Dwarf2File::ScopesOf(u32 parent)
 {
+    if (parent == m_lastScopesParent) {
+        return m_lastScopes;
+    }
     // A walk reads rising offsets, so a parent lies below its child, or is the DIE itself: the climb ends.
     ScopeWords scopes;
-    std::vector<const DIEInfo*> climbed;
+    std::vector<DIEInfo*> climbed;
     for (u32 offset = parent, last = kNone; offset < last; last = std::exchange(offset, climbed.back()->parent)) {
         if (const ScopeWords* known = m_scopes.Find(offset)) {
             scopes = *known;
             break;
         }
-        const DIEInfo* row = FindDieInfo(offset);
+        DIEInfo* row = FindDieInfo(offset);
         if (row == nullptr || !m_budget.Spend(1, Budget::kLink)) {
             break;
         }
@@ -273,6 +276,11 @@ ScopeWords Dwarf2File::ScopesOf(u32 parent)
     for (; !climbed.empty(); climbed.pop_back()) {
         EnterScope(*climbed.back(), scopes);
         m_scopes[climbed.back()->infoOffset] = scopes;
+        climbed.back()->flags |= DIEInfo::kScopesKnown;
+    }
+    if (m_scopes.Find(parent) != nullptr) {
+        m_lastScopesParent = parent;
+        m_lastScopes = scopes;
     }
     return scopes;
 }
@@ -296,8 +304,10 @@ void Dwarf2File::SetParent(DIEInfo* row, u32 parent)
     if (row->parent == parent) {
         return;
     }
-    if (m_scopes.Find(row->infoOffset) != nullptr) {
+    if ((row->flags & DIEInfo::kScopesKnown) != 0 && m_scopes.Find(row->infoOffset) != nullptr) {
         m_scopes.Clear(); // what is known of the places below it
+        m_lastScopesParent = kNone;
+        m_lastScopes = {};
     }
     ForgetWalk(*row); // walking the unit anew would put the parent back
     row->parent = parent;

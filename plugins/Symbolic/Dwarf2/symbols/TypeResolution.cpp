@@ -30,60 +30,73 @@ private:
 
 } // namespace
 
-bool Dwarf2File::LookupTypeRef(u32 offset, TypeRef* ref)
+const TypeStep* Dwarf2File::LookupType(u32 offset)
 {
-    const std::pair<u32, u32>* found = m_typeRefMap.Find(offset);
-    if (found == nullptr) {
-        return false;
+    if (const TypeStep* known = m_knownTypes.Find(offset)) {
+        return known;
     }
-    ref->udtId = offset;
-    ref->byteSize = found->second;
-    ref->baseType = kBaseUserDefined;
-    return true;
+    TypeStep step;
+    if (const u32* size = m_baseTypeSizes.Find(offset)) {
+        step.word = *size;
+    } else if (const auto type = m_symFile->GetUserDefinedType(offset)) {
+        step.word = type->GetByteSize();
+    } else if (const TypeStep* modifier = m_typeModifiers.Find(offset)) {
+        step = *modifier;
+    } else {
+        return nullptr;
+    }
+    return m_knownTypes.Note(offset, step);
 }
 
-bool Dwarf2File::LookupStoredType(u32 offset, TypeRef* ref)
+void Dwarf2File::AddBaseTypeSize(u32 offset, u32 byteSize)
 {
-    ref->udtId = offset;
-    ref->baseType = kBaseUserDefined;
-    const auto type = m_symFile->GetUserDefinedType(offset);
-    ref->byteSize = type ? type->GetByteSize() : 0;
-    return static_cast<bool>(type);
+    m_baseTypeSizes[offset] = byteSize;
+    m_knownTypes.Forget(offset);
 }
 
-u32 Dwarf2File::LookupTypeModifier(u32 offset, TypeRef* ref) const
+void Dwarf2File::AddTypeModifier(u32 offset, TypeStep step)
 {
-    const u32* target = m_constTypeMap.Find(offset);
-    u16 qualifier = kQualifierConst;
-    if (target == nullptr) {
-        target = m_volatileTypeMap.Find(offset);
-        qualifier = kQualifierVolatile;
+    TypeStep& known = m_typeModifiers[offset];
+    if (known.qualifier != kQualifierConst || step.qualifier == kQualifierConst) {
+        known = step;
+        m_knownTypes.Forget(offset);
     }
-    if (target == nullptr) {
-        return kNone;
-    }
-    ref->qualifiers |= qualifier;
-    ref->udtId = *target;
-    return *target;
+}
+
+void Dwarf2File::AddToStore(const boost::shared_ptr<DbgUserDefinedVarType>& type)
+{
+    m_symFile->AddUserDefinedType(type);
+    m_knownTypes.Forget(type->GetId());
 }
 
 void Dwarf2File::ResolveType(u32 offset, TypeRef* ref)
 {
     // A chain of const and volatile ends at its first repetition, with what was gathered.
     ChainGuard seen;
-    while (!LookupTypeRef(offset, ref)) {
-        if (!seen.Add(offset) || LookupStoredType(offset, ref)) {
+    while (true) {
+        const TypeStep* step = LookupType(offset);
+        const bool isType = step != nullptr && step->qualifier == 0;
+        if (!isType && !seen.Add(offset)) {
             return;
         }
-        const u32 next = LookupTypeModifier(offset, ref);
-        if (next == kNone) {
+        ref->udtId = offset;
+        ref->byteSize = isType ? step->word : 0;
+        ref->baseType = kBaseUserDefined;
+        if (isType) {
+            return;
+        }
+        if (step != nullptr) {
+            ref->qualifiers |= step->qualifier;
+            ref->udtId = step->word;
+        }
+        if (ref->udtId == kNone || step == nullptr) {
             LoadMissingType(offset, ref);
             return;
         }
         if (!m_budget.Spend(1, Budget::kLink)) {
             return;
         }
-        offset = next;
+        offset = step->word;
     }
 }
 
