@@ -137,18 +137,18 @@ bool Dwarf2File::InfoDump::DumpEntry(const CompileUnitInfo& unit)
 {
     DIEInfo die;
     die.infoOffset = m_info.Pos();
-    die.abbrIndex = m_info.Get32_ULEB128(4);
-    if (die.abbrIndex == 0) {
+    const u32 code = m_info.Get32_ULEB128(4);
+    if (code == 0) {
         m_file.CloseLevel();
         m_file.PrintOffsetPrefix(die.infoOffset, false);
         m_file.PrintIndent(0);
         PutText(m_out, m_whole ? "}" : "NULL");
         return true;
     }
-    const AbbrevDecl* decl = m_file.FindAbbrevDecl(unit.abbrevOffset, die.abbrIndex);
+    const AbbrevDecl* decl = m_file.FindAbbrevDecl(unit.abbrevOffset, code);
     if (decl == nullptr) { // the next byte is read as an entry
         if (!m_whole) {
-            PutText(m_out, "Invalid abbrev index: ") << dec(die.abbrIndex);
+            PutText(m_out, "Invalid abbrev index: ") << dec(code);
         }
         return true;
     }

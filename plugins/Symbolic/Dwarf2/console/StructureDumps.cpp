@@ -150,9 +150,9 @@ void Dwarf2File::DumpDIEInfoMap()
     PutText(out, "DIEInfoMap") << LineEnd;
     PutText(out, "Info Offset Abbr Index  Parent      Sibling     Child\n"
                  "----------  ----------  ----------  ----------  ----------\n");
-    m_dieInfoMap.ForEach([&out](const DIEInfo& row) {
+    m_dieInfoMap.ForEach([this, &out](const DIEInfo& row) {
         out << hex8(row.infoOffset);
-        for (const u32 field : {row.abbrIndex, row.parent, row.sibling, row.child}) {
+        for (const u32 field : {CodeOf(row), row.parent, row.sibling, ChildOf(row)}) {
             PutText(out, "  ") << hex8(field);
         }
         PutText(out, "\n");

@@ -209,6 +209,12 @@ private:
     // index/DieRows.cpp
     DIEInfo* GetDieInfo(u32 offset) { return m_dieInfoMap.GetOrAdd(offset); }
     DIEInfo* FindDieInfo(u32 offset) { return m_dieInfoMap.Find(offset); }
+    u32 CodeOf(const DIEInfo& row); ///< the abbreviation code at the DIE; 0 for a null entry
+    /// The DIE's declaration in the unit that it lies in, or null.
+    const AbbrevDecl* DeclOf(const DIEInfo& row);
+    /// Where the children start, behind the attributes; kNone if there are none.
+    u32 ChildOf(const DIEInfo& row) const;
+    void SetChild(DIEInfo& row, u32 child);
     /// True if an entry of the unit, a null entry too, starts at the cursor of m_debug_info.
     bool HasEntry(const CompileUnitInfo& unit) const;
     /// True if an entry that isn't a null entry starts there, in any unit.
@@ -405,6 +411,7 @@ private:
     std::vector<AttrSpec> m_attrSpecs;            ///< of all declarations
     std::map<u32, CompileUnitInfo> m_cuHeaderMap; ///< by offset in `.debug_info`
     DieInfoMap m_dieInfoMap;
+    OffsetMap<u32> m_farChildren;                    ///< of rows that can't hold the distance
     OffsetMap<u32> m_baseTypeSizes;                  ///< DIE of a base or subroutine type to its byte size
     OffsetMap<TypeStep> m_typeModifiers;             ///< DIE of a const or volatile to its AT_type
     KnownTypes m_knownTypes;                         ///< answers of the two and of the store

@@ -57,12 +57,11 @@ bool Dwarf2File::IndexCompileUnit()
     PrintDIEHead(dieOffset, decl);
     const u32 next = unit.End();
     DIEInfo* filed = GetDieInfo(dieOffset); // ahead of the file scope, which is then made once
-    if ((filed->flags & DIEInfo::kDieBuilt) == 0) {
+    if (!filed->Has(DIEInfo::kDieBuilt)) {
         DIEInfo row;
         row.infoOffset = dieOffset;
-        row.abbrIndex = code;
         BuildCompileUnitScope({&unit, &row, decl});
-        row.child = decl->hasChildren != 0 ? m_debug_info.Pos() : kNone;
+        SetChild(row, decl->hasChildren != 0 ? m_debug_info.Pos() : kNone);
         row.sibling = next + CompileUnitInfo::kHeaderSize;
         *filed = row;
     }

@@ -3,13 +3,12 @@
 
 #include "interfaces/Types.h"
 
+/// There is one for each entry of `.debug_info` that was read: four words, and what the section says at the DIE
+/// itself (its abbreviation code) isn't kept. Where the children start is for Dwarf2File::ChildOf to say.
 struct DIEInfo {
     u32 infoOffset = kNone; ///< of the DIE in `.debug_info`; the same as its key
-    u32 abbrIndex = 0;      ///< abbreviation code; 0 for a null entry
     u32 parent = kNone;     ///< enclosing DIE
     u32 sibling = kNone;    ///< where the next entry of this level starts
-    u32 child = kNone;      ///< behind the attributes of a DIE that has children
-    u32 flags = 0;
 
     /// Built, or being built.
     static constexpr u32 kDieBuilt = 0x1;
@@ -19,4 +18,19 @@ struct DIEInfo {
     static constexpr u32 kDieQueued = 0x4;
     /// The scopes around its children have been filed once.
     static constexpr u32 kScopesKnown = 0x8;
+
+    bool Has(u32 flag) const { return (m_word & flag) != 0; }
+    void Set(u32 flag) { m_word |= flag; }
+    void Clear(u32 flag) { m_word &= ~flag; }
+
+    /// Bytes from the DIE to its children; 0 if it has none, kFarChild if they are that far away or farther.
+    u32 ChildDistance() const { return m_word >> kFlagBits; }
+    void SetChildDistance(u32 distance) { m_word = (m_word & kFlagMask) | distance << kFlagBits; }
+    static constexpr u32 kFarChild = 0x0FFFFFFF;
+
+private:
+    static constexpr u32 kFlagBits = 4;
+    static constexpr u32 kFlagMask = 0xF;
+    u32 m_word = 0;
 };
+static_assert(sizeof(DIEInfo) == 16);

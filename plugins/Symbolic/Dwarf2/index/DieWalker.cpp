@@ -67,7 +67,7 @@ bool Dwarf2File::BuildByTag(const Entry& entry, MemberRecord* member)
     if (rule == nullptr) {
         return false;
     }
-    const bool unbuilt = (entry.row->flags & DIEInfo::kDieBuilt) == 0;
+    const bool unbuilt = !entry.row->Has(DIEInfo::kDieBuilt);
     const bool selected = rule->selection == 0 || (m_flags & rule->selection) != 0;
     if (rule->queued && unbuilt && selected && m_loadDepth >= kMaxLoadDepth) {
         QueueDie(*entry.row); // aggregates nested too deep for the stack
@@ -91,9 +91,9 @@ bool Dwarf2File::BuildByTag(const Entry& entry, MemberRecord* member)
 
 void Dwarf2File::QueueDie(DIEInfo& row)
 {
-    if ((row.flags & DIEInfo::kDieQueued) == 0) {
+    if (!row.Has(DIEInfo::kDieQueued)) {
         m_pendingDies.push_back(row.infoOffset);
-        row.flags |= DIEInfo::kDieQueued;
+        row.Set(DIEInfo::kDieQueued);
     }
 }
 
@@ -106,16 +106,16 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
     const u32 offset = m_debug_info.Pos();
     DIEInfo* row = GetDieInfo(offset);
     ++m_entriesRead;
-    row->abbrIndex = ReadCode();
-    if (row->abbrIndex == 0) {
+    const u32 code = ReadCode();
+    if (code == 0) {
         return ReadNullEntry(unit, row, parents);
     }
     if (!parents->empty()) {
         SetParent(row, parents->back());
     }
-    const AbbrevDecl* decl = FindAbbrevDecl(unit->abbrevOffset, row->abbrIndex);
+    const AbbrevDecl* decl = FindAbbrevDecl(unit->abbrevOffset, code);
     if (decl == nullptr) {
-        PrintBadAbbrev(row->abbrIndex);
+        PrintBadAbbrev(code);
         return kNone;
     }
     Seek(m_debug_abbrev, decl->offset + decl->headerSize);
@@ -124,7 +124,7 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
     if (!BuildByTag(entry, member)) {
         PassBy(entry);
     }
-    const bool descends = decl->hasChildren != 0 && (row->flags & DIEInfo::kDieChildrenRead) == 0;
+    const bool descends = decl->hasChildren != 0 && !row->Has(DIEInfo::kDieChildrenRead);
     if (descends) {
         if ((!skipKnownChildren || row->sibling == kNone) && HasNextEntry()) {
             parents->push_back(row->infoOffset);
@@ -149,7 +149,7 @@ void Dwarf2File::PassBy(const Entry& entry)
 u32 Dwarf2File::ReadNullEntry(const CompileUnitInfo* unit, DIEInfo* row, std::vector<u32>* parents)
 {
     row->sibling = kNone;
-    row->child = kNone;
+    SetChild(*row, kNone);
     CloseLevel();
     if (m_dumpStream != nullptr) {
         PrintOffsetPrefix(row->infoOffset, false);
@@ -234,7 +234,7 @@ void Dwarf2File::PassWalkedEntries(const CompileUnitInfo& unit, u32& walked, u32
 
 bool Dwarf2File::IsSettled(const CompileUnitInfo& unit, const DIEInfo& row)
 {
-    const AbbrevDecl* decl = FindAbbrevDecl(unit.abbrevOffset, row.abbrIndex);
+    const AbbrevDecl* decl = FindAbbrevDecl(unit.abbrevOffset, CodeOf(row));
     const TagRule* rule = decl == nullptr ? nullptr : FindTagRule(decl->tag);
     if (rule == nullptr || rule->build == nullptr || rule->build == &Dwarf2File::BuildTypeModifier) {
         return true;
@@ -243,5 +243,5 @@ bool Dwarf2File::IsSettled(const CompileUnitInfo& unit, const DIEInfo& row)
         return false;
     }
     // A call back from the engine can have changed the selection of this very walk.
-    return (row.flags & DIEInfo::kDieBuilt) != 0 || (kUnitSelection & rule->selection) == 0;
+    return row.Has(DIEInfo::kDieBuilt) || (kUnitSelection & rule->selection) == 0;
 }

@@ -61,7 +61,7 @@ u32 Dwarf2File::LoadDieAtCursor(const CompileUnitInfo* unit, std::vector<u32>* p
 bool Dwarf2File::LoadDieAtOffset(u32 offset)
 {
     const DIEInfo* row = FindDieInfo(offset);
-    if (row != nullptr && (row->flags & DIEInfo::kDieBuilt) != 0) {
+    if (row != nullptr && row->Has(DIEInfo::kDieBuilt)) {
         return false;
     }
     Seek(m_debug_info, offset);
@@ -99,7 +99,7 @@ void Dwarf2File::LoadPendingDies()
         offsets.erase(std::unique(offsets.begin(), offsets.end()), offsets.end());
         for (const u32 offset : offsets) {
             if (DIEInfo* row = FindDieInfo(offset)) {
-                row->flags &= ~DIEInfo::kDieQueued;
+                row->Clear(DIEInfo::kDieQueued);
             }
         }
         // An offset of 0 is not above what came before: it ends the pass.
@@ -126,9 +126,9 @@ void Dwarf2File::LoadCompileUnitSymbols(u32 cuDieOffset)
         std::vector<u32> parents{cuDieOffset};
         const bool whole = unit->FirstDie() == cuDieOffset;
         if (whole && unit->walked == 0) {
-            unit->walked = row->child;
+            unit->walked = ChildOf(*row);
         }
-        Seek(m_debug_info, whole ? unit->walked : row->child);
+        Seek(m_debug_info, whole ? unit->walked : ChildOf(*row));
         WalkEntries(unit, &parents, true, kNone, whole ? &unit->walked : nullptr);
     }
     LoadPendingDies();
@@ -146,7 +146,7 @@ void Dwarf2File::LoadFunctionScopes(const DbgSymContext* ctx)
         m_flags = (m_flags & ~kLoadFunctions) | kLoadBlocks | kLoadVariables | kLoadTypeModifiers | kResolveTypes |
                   kLoadTypes;
         std::vector<u32> parents{offset};
-        Seek(m_debug_info, row->child);
+        Seek(m_debug_info, ChildOf(*row));
         WalkEntries(FindCompileUnit(row->infoOffset), &parents, false);
     }
     LoadPendingDies();

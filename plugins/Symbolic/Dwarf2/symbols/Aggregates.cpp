@@ -42,10 +42,10 @@ void Dwarf2File::TypeBuilder::BuildAggregate(DbgVariableUserDefinedType kind)
         return;
     }
     DIEInfo* row = m_entry.row;
-    row->flags |= DIEInfo::kDieChildrenRead;
+    row->Set(DIEInfo::kDieChildrenRead);
     m_file.Nest([&] { ReadMembers(kind); });
     if (m_type.GetInfo() == nullptr) {
-        row->flags &= ~DIEInfo::kDieChildrenRead; // no memory for a list: the walk goes through them
+        row->Clear(DIEInfo::kDieChildrenRead); // no memory for a list: the walk goes through them
     } else if (row->sibling == kNone) {
         row->sibling = m_file.m_debug_info.Pos();
     }

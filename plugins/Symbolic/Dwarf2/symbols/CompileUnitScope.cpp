@@ -34,7 +34,7 @@ private:
 
 void Dwarf2File::UnitScopeBuilder::Build()
 {
-    m_entry.row->flags |= DIEInfo::kDieBuilt;
+    m_entry.row->Set(DIEInfo::kDieBuilt);
     Seek(m_file.m_debug_abbrev, m_entry.decl->offset + m_entry.decl->headerSize);
     ReadAttributes();
     m_file.FinishDieAttributes(m_entry);

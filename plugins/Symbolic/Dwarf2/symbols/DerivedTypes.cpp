@@ -30,7 +30,7 @@ void Dwarf2File::BuildType(const Entry& entry)
 
 void Dwarf2File::TypeBuilder::Build()
 {
-    m_entry.row->flags |= DIEInfo::kDieBuilt;
+    m_entry.row->Set(DIEInfo::kDieBuilt);
     switch (m_entry.decl->tag) {
     case TAG_array_type:
         BuildArray();
@@ -88,7 +88,7 @@ void Dwarf2File::TypeBuilder::BuildSubroutineType()
 
 void Dwarf2File::TypeBuilder::BuildArray()
 {
-    m_entry.row->flags |= DIEInfo::kDieChildrenRead;
+    m_entry.row->Set(DIEInfo::kDieChildrenRead);
     TypeRef element;
     u32 byteSize = 0;
     u32 stride = 0;
@@ -132,12 +132,12 @@ void Dwarf2File::TypeBuilder::ReadSubranges(Bounds& bounds)
     while (!m_file.EndIfSpent() && !AtEnd(m_file.m_debug_info)) {
         DIEInfo local;
         local.infoOffset = m_file.m_debug_info.Pos();
-        local.abbrIndex = m_file.ReadCode();
-        if (local.abbrIndex == 0) {
+        const u32 code = m_file.ReadCode();
+        if (code == 0) {
             return;
         }
         // Nothing more is read of any other entry: its bytes are read as further codes.
-        const AbbrevDecl* decl = m_file.FindAbbrevDecl(m_entry.unit->abbrevOffset, local.abbrIndex);
+        const AbbrevDecl* decl = m_file.FindAbbrevDecl(m_entry.unit->abbrevOffset, code);
         if (decl != nullptr && decl->tag == TAG_subrange_type) {
             Seek(m_file.m_debug_abbrev, decl->offset + decl->headerSize);
             BuildSubrange(m_file, {m_entry.unit, &local, decl, false}, bounds);
@@ -147,7 +147,7 @@ void Dwarf2File::TypeBuilder::ReadSubranges(Bounds& bounds)
 
 void Dwarf2File::TypeBuilder::BuildSubrange(Dwarf2File& file, const Entry& entry, Bounds& bounds)
 {
-    entry.row->flags |= DIEInfo::kDieBuilt;
+    entry.row->Set(DIEInfo::kDieBuilt);
     file.ReadEntry(entry, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
         case AT_lower_bound:
@@ -178,7 +178,7 @@ void Dwarf2File::BuildTypedef(const Entry& entry)
         PassBy(entry);
         return;
     }
-    row->flags |= DIEInfo::kDieBuilt;
+    row->Set(DIEInfo::kDieBuilt);
     TypeRef target;
     ReadEntry(entry, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {

@@ -14,7 +14,7 @@ void Dwarf2File::TypeBuilder::BuildEnumeration()
     auto* info = new (std::nothrow) DbgUDTInfoEnum32(m_file.m_symFile);
     m_type.SetTypeInfo(info);
     if (m_entry.decl->hasChildren != 0 && info != nullptr) {
-        m_entry.row->flags |= DIEInfo::kDieChildrenRead;
+        m_entry.row->Set(DIEInfo::kDieChildrenRead);
         ReadEnumerators(*info);
     }
 }
@@ -24,11 +24,11 @@ void Dwarf2File::TypeBuilder::ReadEnumerators(DbgUDTInfoEnum32& info)
     DIEInfo local;
     while (!m_file.EndIfSpent() && !AtEnd(m_file.m_debug_info)) {
         local.infoOffset = m_file.m_debug_info.Pos();
-        local.abbrIndex = m_file.ReadCode();
-        if (local.abbrIndex == 0) {
+        const u32 code = m_file.ReadCode();
+        if (code == 0) {
             return;
         }
-        const AbbrevDecl* decl = m_file.FindAbbrevDecl(m_entry.unit->abbrevOffset, local.abbrIndex);
+        const AbbrevDecl* decl = m_file.FindAbbrevDecl(m_entry.unit->abbrevOffset, code);
         if (decl == nullptr || decl->tag != TAG_enumerator) {
             return;
         }

@@ -48,7 +48,7 @@ private:
 
 void Dwarf2File::ScopeBuilder::Build()
 {
-    m_entry.row->flags |= DIEInfo::kDieBuilt;
+    m_entry.row->Set(DIEInfo::kDieBuilt);
     ReadAttributes();
     u32 declaration = m_entry.row->infoOffset;
     if (m_origin != 0) {
@@ -165,8 +165,7 @@ const char* Dwarf2File::ScopeBuilder::FunctionName(const DbgSymContext& context,
 
 const char* Dwarf2File::ScopeBuilder::ClassName(const DIEInfo& row)
 {
-    const CompileUnitInfo* unit = m_file.FindCompileUnit(row.infoOffset);
-    const AbbrevDecl* decl = unit == nullptr ? nullptr : m_file.FindAbbrevDecl(unit->abbrevOffset, row.abbrIndex);
+    const AbbrevDecl* decl = m_file.DeclOf(row);
     if (decl == nullptr || (decl->tag != TAG_class_type && decl->tag != TAG_structure_type)) {
         return nullptr;
     }
@@ -203,8 +202,8 @@ u32 Dwarf2File::ReadDecl(u32 offset, const char** nameOut, u32* typeOut, bool* a
     const SavedCursor abbrev(m_debug_abbrev);
     Seek(m_debug_info, offset);
     DIEInfo* row = GetDieInfo(m_debug_info.Pos());
-    row->abbrIndex = ReadCode();
-    const AbbrevDecl* decl = row->abbrIndex == 0 ? nullptr : FindAbbrevDecl(unit->abbrevOffset, row->abbrIndex);
+    const u32 code = ReadCode();
+    const AbbrevDecl* decl = code == 0 ? nullptr : FindAbbrevDecl(unit->abbrevOffset, code);
     if (decl == nullptr) {
         return 0;
     }
@@ -276,7 +275,7 @@ ScopeWords Dwarf2File::ScopesOf(u32 parent)
     for (; !climbed.empty(); climbed.pop_back()) {
         EnterScope(*climbed.back(), scopes);
         m_scopes[climbed.back()->infoOffset] = scopes;
-        climbed.back()->flags |= DIEInfo::kScopesKnown;
+        climbed.back()->Set(DIEInfo::kScopesKnown);
     }
     if (m_scopes.Find(parent) != nullptr) {
         m_lastScopesParent = parent;
@@ -287,8 +286,7 @@ ScopeWords Dwarf2File::ScopesOf(u32 parent)
 
 void Dwarf2File::EnterScope(const DIEInfo& row, ScopeWords& scopes)
 {
-    const CompileUnitInfo* unit = FindCompileUnit(row.infoOffset);
-    const AbbrevDecl* decl = unit == nullptr ? nullptr : FindAbbrevDecl(unit->abbrevOffset, row.abbrIndex);
+    const AbbrevDecl* decl = DeclOf(row);
     const u32 tag = decl == nullptr ? u32{TAG_invalid} : decl->tag;
     if (tag == TAG_lexical_block) {
         scopes.block = row.infoOffset;
@@ -304,7 +302,7 @@ void Dwarf2File::SetParent(DIEInfo* row, u32 parent)
     if (row->parent == parent) {
         return;
     }
-    if ((row->flags & DIEInfo::kScopesKnown) != 0 && m_scopes.Find(row->infoOffset) != nullptr) {
+    if (row->Has(DIEInfo::kScopesKnown) && m_scopes.Find(row->infoOffset) != nullptr) {
         m_scopes.Clear(); // what is known of the places below it
         m_lastScopesParent = kNone;
         m_lastScopes = {};

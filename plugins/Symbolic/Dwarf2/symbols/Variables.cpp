@@ -67,7 +67,7 @@ private:
 void Dwarf2File::VariableBuilder::Build()
 {
     DIEInfo* die = m_entry.row;
-    die->flags |= DIEInfo::kDieBuilt;
+    die->Set(DIEInfo::kDieBuilt);
     ReadAttributes();
     if (m_origin != 0) {
         TakeFromOrigin();
