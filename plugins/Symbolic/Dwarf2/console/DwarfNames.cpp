@@ -49,15 +49,15 @@ public:
     {
         for (const DwarfName& row : names) {
             if (row.code < kSmallCodes) {
-                m_small[row.code] = row.name;
+                m_small[row.code] = PaddedText(row.name);
             } else {
-                m_large[m_largeCount++] = row;
+                m_large[m_largeCount++] = {row.code, PaddedText(row.name)};
             }
         }
     }
 
     /// Empty if the code has no name.
-    constexpr std::string_view Find(u32 code) const
+    constexpr const PaddedText& Find(u32 code) const
     {
         if (code < kSmallCodes) {
             return m_small[code];
@@ -67,15 +67,21 @@ public:
                 return m_large[i].name;
             }
         }
-        return {};
+        return m_none;
     }
 
 private:
     static constexpr u32 kSmallCodes = 0x50;
 
-    std::array<std::string_view, kSmallCodes> m_small{};
-    std::array<DwarfName, 2> m_large{};
+    struct LargeCode {
+        u32 code;
+        PaddedText name;
+    };
+
+    std::array<PaddedText, kSmallCodes> m_small{};
+    std::array<LargeCode, 2> m_large{};
     std::size_t m_largeCount = 0;
+    PaddedText m_none;
 };
 
 constexpr NameTable kTags(kTagNames);
@@ -85,20 +91,20 @@ constexpr NameTable kLineOpcodes(kLnsNames);
 
 } // namespace
 
-std::string_view TagName(u32 code)
+const PaddedText& TagName(u32 code)
 {
     return kTags.Find(code);
 }
 
-std::string_view AttributeName(u32 code)
+const PaddedText& AttributeName(u32 code)
 {
     return kAttributes.Find(code);
 }
 
 std::ostream& PrintTagName(std::ostream& stream, u32 code)
 {
-    if (const std::string_view name = kTags.Find(code); !name.empty()) {
-        return PutText(stream, name);
+    if (const PaddedText& name = kTags.Find(code); name.size != 0) {
+        return PutText(stream, name.View());
     }
     stream.width(0);
     return PutText(PutText(stream, "TAG_??? (") << hex4(code & 0xFFFFu), ")");
@@ -106,8 +112,8 @@ std::ostream& PrintTagName(std::ostream& stream, u32 code)
 
 std::ostream& PrintAttributeName(std::ostream& stream, u32 code)
 {
-    if (const std::string_view name = kAttributes.Find(code); !name.empty()) {
-        return PutText(stream, name);
+    if (const PaddedText& name = kAttributes.Find(code); name.size != 0) {
+        return PutText(stream, name.View());
     }
     stream.width(0);
     return PutText(PutText(stream, "AT_user(") << hex4(code & 0xFFFFu), ")");
@@ -115,16 +121,16 @@ std::ostream& PrintAttributeName(std::ostream& stream, u32 code)
 
 std::ostream& PrintFormName(std::ostream& stream, u32 code)
 {
-    if (const std::string_view name = kForms.Find(code); !name.empty()) {
-        return PutText(stream, name);
+    if (const PaddedText& name = kForms.Find(code); name.size != 0) {
+        return PutText(stream, name.View());
     }
     return PutText(PutText(stream, "FORM_user (") << hex2(code & 0xFFu), ")");
 }
 
 std::ostream& PrintLnsName(std::ostream& stream, u32 code)
 {
-    if (const std::string_view name = kLineOpcodes.Find(code); !name.empty()) {
-        return PutText(stream, name);
+    if (const PaddedText& name = kLineOpcodes.Find(code); name.size != 0) {
+        return PutText(stream, name.View());
     }
     return PutText(PutText(stream, "LNS(") << hex4(code & 0xFFFFu), ")");
 }

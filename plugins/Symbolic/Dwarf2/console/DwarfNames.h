@@ -2,14 +2,14 @@
 // own, and never ends the line. A name uses a pending field width as any inserted text does.
 #pragma once
 
+#include "console/Format.h"
 #include "interfaces/Types.h"
 
-#include <iosfwd>
-#include <string_view>
+#include <ostream>
 
 /// The names alone, empty for a code that has none.
-std::string_view TagName(u32 code);
-std::string_view AttributeName(u32 code);
+const PaddedText& TagName(u32 code);
+const PaddedText& AttributeName(u32 code);
 
 /// Without a name: "TAG_??? (0x....)", which drops a pending width.
 std::ostream& PrintTagName(std::ostream& stream, u32 code);

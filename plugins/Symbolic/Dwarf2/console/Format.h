@@ -9,6 +9,7 @@
 #include "interfaces/Types.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cstddef>
 #include <cstring>
@@ -90,10 +91,8 @@ std::ostream& operator<<(std::ostream& stream, HexField<kDigits> field)
 {
     char text[10] = {'0', 'x'};
     WriteHex8(text + 2, field.value);
-    u32 digits = 8;
-    while (digits > kDigits && text[10 - digits] == '0') {
-        --digits;
-    }
+    const u32 needed = (static_cast<u32>(std::bit_width(field.value)) + 3) / 4;
+    const u32 digits = std::max(kDigits, needed);
     if (stream.width() != 0) {
         PutText(stream, {text, 2});
         PutText(stream, {text + 10 - digits, digits});
@@ -146,6 +145,20 @@ inline std::ostream& operator<<(std::ostream& stream, DecField field)
     return PutText(stream, {first, static_cast<std::size_t>(end - first)});
 }
 
+/// A short text in an array of fixed length: all of that is copied as fast as a part of it would be.
+struct PaddedText {
+    std::array<char, 31> bytes{};
+    u8 size = 0;
+
+    constexpr PaddedText() = default;
+    /// @param text no longer than the array.
+    constexpr explicit PaddedText(std::string_view text)
+        : size(static_cast<u8>(text.copy(bytes.data(), bytes.size())))
+    {
+    }
+    constexpr std::string_view View() const { return {bytes.data(), size}; }
+};
+
 /// The opening of a listing line, put together here so that it goes out in one piece: line ends, an
 /// offset, tabs, a name, a number.
 class LineText {
@@ -153,7 +166,13 @@ public:
     /// The most tabs that a line has. The rest of a line is short: its parts are this system's own.
     static constexpr std::size_t kMaxTabs = 256;
 
+    void Clear() { m_end = m_text; }
     void Add(std::string_view text) { m_end += text.copy(m_end, text.size()); }
+    void Add(const PaddedText& text)
+    {
+        std::memcpy(m_end, text.bytes.data(), text.bytes.size());
+        m_end += text.size;
+    }
 
     /// Without prefix.
     void AddHex8(u32 value)
@@ -177,13 +196,18 @@ public:
     void AddTabs(u64 count)
     {
         const auto tabs = static_cast<std::size_t>(std::min<u64>(count, kMaxTabs));
-        std::memset(m_end, '\t', tabs);
+        std::memset(m_end, '\t', kFewTabs);
+        if (tabs > kFewTabs) {
+            std::memset(m_end, '\t', tabs);
+        }
         m_end += tabs;
     }
 
     std::string_view View() const { return {m_text, static_cast<std::size_t>(m_end - m_text)}; }
 
 private:
+    static constexpr std::size_t kFewTabs = 16; // as many are written as fast as one
+
     char m_text[kMaxTabs + 128];
     char* m_end = m_text;
 };
@@ -200,13 +224,15 @@ inline std::ostream& operator<<(std::ostream& stream, LineEndMark)
 }
 
 /// Text of the file's between double quotes, to the letter; null is as empty.
-inline std::ostream& PrintQuotedText(std::ostream& stream, const char* text)
+inline std::ostream& PrintQuotedText(std::ostream& stream, std::string_view text)
 {
     PutChar(stream, '"');
-    if (text != nullptr) {
-        PutText(stream, text);
-    }
+    PutText(stream, text);
     return PutChar(stream, '"');
+}
+inline std::ostream& PrintQuotedText(std::ostream& stream, const char* text)
+{
+    return PrintQuotedText(stream, text == nullptr ? std::string_view() : std::string_view(text));
 }
 
 /// Each byte of a block as two upper-case digits and a blank.

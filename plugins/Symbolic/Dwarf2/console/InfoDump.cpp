@@ -184,7 +184,7 @@ bool Dwarf2File::InfoDump::DumpAttributes(const CompileUnitInfo& unit, const DIE
         }
         u64 repeated = bytesRead == 0 && form != 0 ? kLineText : 0;
         if (value.data != nullptr && LiesIn(m_file.m_debug_str, value.data)) {
-            repeated += std::strlen(value.Text());
+            repeated += value.textLength;
         }
         if (padding > kLongestPair) { // numbers of as many bytes as the file likes, read for each entry
             repeated += padding;

@@ -54,14 +54,14 @@ void Dwarf2File::PrintAttributeHead(u32 attribute)
     if (m_dumpStream == nullptr) {
         return;
     }
-    const std::string_view name = AttributeName(attribute);
+    const PaddedText& name = AttributeName(attribute);
     LineText line;
     AddPrefix(line, m_debug_info.Pos(), false);
     AddIndent(line, m_dumpIndent, 0);
     line.Add(name);
     PutText(*m_dumpStream, line.View());
     SetHexState(*m_dumpStream);
-    if (name.empty()) {
+    if (name.size == 0) {
         PrintAttributeName(*m_dumpStream, attribute);
     }
 }
@@ -71,22 +71,20 @@ void Dwarf2File::PrintDIEHead(u32 offset, const AbbrevDecl* decl)
     if (m_dumpStream == nullptr || decl == nullptr) {
         return;
     }
-    const std::string_view name = TagName(decl->tag);
+    const PaddedText& name = TagName(decl->tag);
     LineText line;
     AddPrefix(line, offset, true);
     AddIndent(line, m_dumpIndent, 0);
-    if (name.empty()) {
+    line.Add(name);
+    if (name.size == 0) {
         PutText(*m_dumpStream, line.View());
         PrintTagName(*m_dumpStream, decl->tag);
-    } else {
-        line.Add(name);
-        PutText(*m_dumpStream, line.View());
+        line.Clear();
     }
-    LineText rest;
-    rest.Add(" (");
-    rest.AddDec(decl->code);
-    rest.Add(decl->hasChildren != 0 ? "){" : ")");
-    PutText(*m_dumpStream, rest.View());
+    line.Add(" (");
+    line.AddDec(decl->code);
+    line.Add(decl->hasChildren != 0 ? "){" : ")");
+    PutText(*m_dumpStream, line.View());
     SetHexState(*m_dumpStream);
     m_dumpStream->setf(std::ios_base::dec, std::ios_base::basefield);
 }

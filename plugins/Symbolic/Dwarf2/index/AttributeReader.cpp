@@ -20,6 +20,13 @@ bool IsReference(u32 form)
     return form == FORM_ref1 || form == FORM_ref2 || form == FORM_ref4 || form == FORM_ref_udata;
 }
 
+void PrintText(std::ostream& stream, const char* text, AttrValue& value)
+{
+    const std::string_view shown(text);
+    value.textLength = static_cast<u32>(shown.size());
+    PrintQuotedText(stream, shown);
+}
+
 } // namespace
 
 AttrSpec Dwarf2File::ReadAttrSpec(bool dump)
@@ -174,7 +181,7 @@ void Dwarf2File::ReadString(AttrValue& value, std::ostream* stream)
     if (text == nullptr) {
         *stream << "ERROR NULL!!!";
     } else {
-        PrintQuotedText(*stream, text);
+        PrintText(*stream, text, value);
     }
 }
 
@@ -194,7 +201,7 @@ void Dwarf2File::ReadStrp(AttrValue& value, std::ostream* stream)
     }
     value.data = reinterpret_cast<const u8*>(text);
     if (stream != nullptr && text != nullptr) {
-        PrintQuotedText(*stream, text);
+        PrintText(*stream, text, value);
     }
 }
 
