@@ -44,6 +44,7 @@ constexpr DwarfName kLnsNames[] = {
 /// Names by code: small codes by their place, the few of the user ranges one by one.
 class NameTable {
 public:
+    /// Every name fits into a PaddedText: a longer one would be cut.
     template <std::size_t kCount>
     explicit constexpr NameTable(const DwarfName (&names)[kCount])
     {

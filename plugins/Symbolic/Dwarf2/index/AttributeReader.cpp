@@ -51,6 +51,10 @@ bool Dwarf2File::ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump,
     if (stream == nullptr && out == nullptr) {
         return StepOverValue(unit, form, dump);
     }
+    if (stream == nullptr && form != FORM_indirect) {
+        *out = {};
+        return DecodeValue(unit, form, true, makeAbsolute, *out, nullptr);
+    }
     const bool parentheses = stream != nullptr && parenthesise;
     if (parentheses) {
         PutChar(*stream, '(');
