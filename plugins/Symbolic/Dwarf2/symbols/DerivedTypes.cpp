@@ -219,8 +219,7 @@ void Dwarf2File::BuildTypeModifier(const Entry& entry)
         } else if (attribute == AT_type) {
             if (const AttrValue* got = read()) {
                 const bool isConst = entry.decl->tag == TAG_const_type;
-                AddTypeModifier(entry.row->infoOffset,
-                                {got->value, isConst ? kQualifierConst : kQualifierVolatile});
+                AddTypeModifier(entry.row->infoOffset, {got->value, isConst ? kQualifierConst : kQualifierVolatile});
             }
         }
     });
