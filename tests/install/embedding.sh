@@ -10,12 +10,15 @@ trap 'rm -rf "$folder"' EXIT
 cmake --install "$build" --prefix "$folder/first" >"$folder/log"
 mv "$folder/first" "$folder/prefix" # nothing may hang on the place
 prefix=$folder/prefix
-cmake -S "$source/examples/minimal_host" -B "$folder/example" -D CMAKE_PREFIX_PATH="$prefix" \
-    -D CMAKE_CXX_FLAGS="-Wall -Wextra -Werror $*" >>"$folder/log"
-cmake --build "$folder/example" >>"$folder/log" || { cat "$folder/log"; exit 1; }
 
+# The example, and a host of the reader's, as the page builds them.
+ln -s prefix "$folder/symbols"
+mkdir "$folder/page"
+HOME=$folder CXXFLAGS="-Wall -Wextra -Werror $*" python3 "$source/tests/host/pages.py" "$build/bin" "$source" \
+    --folder "$folder/page" docs/embedding.md
 cd "$source/samples"
-"$folder/example/minimal_host" station.axf 0x8670 filter_mean | diff "$source/examples/minimal_host/expected.txt" -
+"$folder/page/build/example/minimal_host" station.axf 0x8670 filter_mean |
+    diff "$source/examples/minimal_host/expected.txt" -
 
 # The installed program finds its module and its converter, also through a link.
 ln -s "$prefix/bin/symhost" "$folder/symhost"
