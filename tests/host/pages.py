@@ -31,8 +31,9 @@ PROJECTS = {
 
 def fits(output, expected):
     """Blank lines at the end don't count."""
-    lines = [r"(?:.*\n)*?" if line == "..." else re.escape(line) + "\n" for line in "\n".join(expected).rstrip().split("\n")]
-    return re.fullmatch("".join(lines), output.rstrip() + "\n") is not None
+    lines = "\n".join(expected).rstrip().split("\n")
+    pattern = "".join(r"(?:.*\n)*?" if line == "..." else re.escape(line) + "\n" for line in lines)
+    return re.fullmatch(pattern, output.rstrip() + "\n") is not None
 
 
 class Pages:
