@@ -1,4 +1,4 @@
-// The forms of an answer. A row says of each column what is not known.
+// The forms of an answer. A row says for each column what is not known.
 #include "host/AddressAnswer.h"
 
 #include "host/Text.h"
@@ -28,7 +28,7 @@ const char* CodeName(u32 type)
     }
 }
 
-/// The kind of what is there, which the module tells of sections of code alone.
+/// The kind of what is there; the module tells it for sections of code only.
 const char* KindOf(const AddressFacts& facts)
 {
     if (!facts.IsKnown()) {
@@ -67,7 +67,7 @@ std::string SectionOf(const AddressFacts& facts, const SymbolTable& symbols)
     return name;
 }
 
-/// A name that is too long for a row loses what stands in its brackets: "std::sort<...>(...)".
+/// Drops what is in the brackets of a name that is too long for a row: "std::sort<...>(...)".
 std::string Abbreviated(std::string_view name)
 {
     constexpr std::size_t kLongest = 100;

@@ -12,13 +12,13 @@ std::string PlaceName(const AddressFacts& facts, const SymbolTable& symbols);
 /// One row of the table, and with inlined functions one more.
 std::string AddressRow(const AddressFacts& facts, const SymbolTable& symbols);
 
-/// What makes a row another than the one above it, when the rows of a range are listed.
+/// What distinguishes a row from the one above it when the rows of a range are listed.
 std::string AddressContent(const AddressFacts& facts);
 
 /// What stands behind a number in an annotated text: "<station_main+16 station.c:81>".
 std::string AddressNote(const AddressFacts& facts, const SymbolTable& symbols);
 
-/// The keys of the module's answer, then those of what is known besides.
+/// The keys of the module's answer, then those of what else is known.
 /// @param query what was typed.
 const std::string& AddressObject(JsonLine& json, const std::string& query, const AddressFacts& facts,
                                  const SymbolTable& symbols);

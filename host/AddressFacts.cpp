@@ -76,7 +76,7 @@ void AddressFinder::AskModule(AddressFacts& facts)
     if (m_file.Plugin().FindElfSymbolByAddress(&context, nullptr, &held, &function.name, &function.range)) {
         facts.function = std::move(function);
     } else if (const DbgSymFuncScope* scope = m_lines.FindFunction(held)) {
-        // A stripped file can have that alone.
+        // A stripped file may have nothing else.
         facts.function = AddressFacts::Function{std::string(scope->name), scope->range};
     }
     AddressFacts::Code code;
@@ -214,7 +214,7 @@ std::optional<AddressFinder::Variable> AddressFinder::VariableOf(const ElfSymbol
     return known->second;
 }
 
-/// Without a symbol table only the debug information has the variables, and tells where they are when all is loaded.
+/// Without a symbol table only the debug information has the variables, and their places are known once all is loaded.
 std::optional<AddressFinder::Variable> AddressFinder::VariableAt(u32 address)
 {
     if (!m_allVariables) {

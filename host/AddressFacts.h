@@ -19,14 +19,14 @@
 class Loader;
 class VFKElfFile;
 
-/// A place that is asked for: an address, and in an object file, where each section begins at 0, the section.
+/// A place to look up: an address and, in an object file, where each section begins at 0, the section.
 struct Spot {
     u32 address = 0;
     u16 section = SymbolTable::kAnySection;
 };
 
 struct AddressFacts {
-    /// The function below the address, by the symbol table alone, else of the debug information.
+    /// The nearest function below the address, from the symbol table, else from the debug information.
     struct Function {
         std::string name;
         DbgAddrRange range;
@@ -99,5 +99,5 @@ private:
     std::unordered_map<u32, std::vector<u32>> m_blocks; ///< named ones by their function
     std::size_t m_blocksSeen = 0;
     std::unordered_map<const ElfSymbol*, std::optional<Variable>> m_variables;
-    std::optional<std::map<u32, Variable>> m_allVariables; ///< by address, once they were needed
+    std::optional<std::map<u32, Variable>> m_allVariables; ///< by address; filled when first needed
 };

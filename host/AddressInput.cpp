@@ -1,4 +1,4 @@
-// Reads what was typed in the order in which it is likely to be meant: a source line, a number, a symbol, a sum, a
+// Tries the meanings of what was typed, the likeliest first: a source line, a number, a symbol, a sum, a
 // range, bare hexadecimal digits.
 #include "host/AddressInput.h"
 
@@ -147,7 +147,7 @@ std::optional<std::vector<Spot>> AddressInput::ReadSum(const std::string& text)
     for (std::size_t i = 0; spots && i < spots->size(); ++i) {
         Spot& spot = (*spots)[i];
         spot.address += *more;
-        // Beyond its section it is another's, if it is any's.
+        // Beyond its section the address belongs to another one, if to any.
         const std::vector<u16> sections = m_names.Symbols().SectionsAt(spot.address);
         if (std::find(sections.begin(), sections.end(), spot.section) == sections.end()) {
             const bool other = !sections.empty() && !m_names.Symbols().IsRelocatable();
@@ -196,7 +196,7 @@ std::optional<std::vector<Spot>> AddressInput::ReadSymbol(const std::string& tex
     return spots.empty() ? std::nullopt : std::optional(spots);
 }
 
-/// The end of a range may be as far as it likes: what begins in it is bounded by the file.
+/// The end of a range needs no bound: the file bounds what can begin in the range.
 bool AddressInput::ReadRange(const std::string& text, AskedPlaces& asked)
 {
     for (std::size_t dash = text.find('-'); dash != std::string::npos; dash = text.find('-', dash + 1)) {

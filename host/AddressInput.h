@@ -16,13 +16,13 @@ class Loader;
 /// What was typed, as places of the program.
 struct AskedPlaces {
     std::vector<Spot> spots;
-    bool isRange = false; ///< the spots are all that a range may begin something at
+    bool isRange = false; ///< the spots are all places in a range where something may begin
     std::string failure;  ///< why there is none
-    std::string hint;     ///< what may have been meant, for when nothing is there
+    std::string hint;     ///< what may have been meant, if nothing is there
 };
 
 /// A number in C's notation, SYMBOL, NUMBER or SYMBOL with "+NUMBER" behind it, FILE:LINE, or a range of two of these
-/// with '-' between, whose end doesn't belong to it. Hexadecimal digits that are none of these need no "0x".
+/// with '-' between, the end excluded. Hexadecimal digits that can be none of these need no "0x".
 class AddressInput {
 public:
     /// All must outlive this.
@@ -47,7 +47,7 @@ private:
 std::optional<u32> ParseBareHex(std::string_view text);
 
 /// The hexadecimal numbers of a text, by where they stand in it: with "0x", of eight digits, or of four and more with
-/// digits and letters. What is added to something ("main+0x10") is none.
+/// digits and letters. An offset ("main+0x10") doesn't count.
 struct ScannedNumber {
     std::size_t begin;
     std::size_t end;

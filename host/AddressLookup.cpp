@@ -1,5 +1,5 @@
 // The look-ups by address. Thousands of them in a row cost one load of each table concerned and
-// two binary searches each, unless units overlap: then each that may hold the address is asked.
+// two binary searches each. Where units overlap, each that may hold the address is asked.
 #include "host/AddressLookup.h"
 
 #include "host/Loader.h"
@@ -58,7 +58,7 @@ ExtentIndex& AddressLookup::RowsOf(u32 unit)
     return found->second;
 }
 
-/// Among rows that hold the address, the one that begins closest to it stands, the last added of
+/// Of the rows that hold the address, takes the one that begins closest to it, the last added of
 /// those: a row can reach over others, whose code was placed elsewhere by the linker.
 std::optional<AddressLookup::Place> AddressLookup::FindInUnit(u32 unit, const DbgAddress& address)
 {
@@ -107,7 +107,7 @@ bool AddressLookup::LoadNextGroup()
     return true;
 }
 
-/// Rows that follow one another in memory make one run: there are few, mostly one a sequence.
+/// Rows that follow one another in memory make one run. There are few, mostly one per sequence.
 void AddressLookup::AddRuns(u32 unit)
 {
     DbgSymSrcFile& source = m_file.Store().FileScopeAt(unit);

@@ -40,7 +40,7 @@ public:
     /// loaded. Null if there is none.
     const DbgSymFuncScope* FindFunction(const DbgAddress& address);
 
-    /// False for a row that the next one doesn't advance from.
+    /// False if the next row has the same address.
     static bool HasCode(const DbgSymLineTable& table, u32 row);
 
 private:

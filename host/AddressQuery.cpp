@@ -27,10 +27,10 @@ public:
     {
     }
 
-    /// @return false if something that was asked for isn't there, which has been told.
+    /// @return false if something isn't there; the complaint has been made.
     bool Resolve(const std::string& text) { return AnswerTo(text, m_input.Read(text)); }
 
-    /// A line of any text: one that is an address is answered like an argument, of another each number that lies in
+    /// A line of any text: an address is answered like an argument; of any other line, each number that lies in
     /// the program.
     bool ResolveLine(const std::string& line)
     {

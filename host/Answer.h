@@ -6,5 +6,5 @@ class Output;
 struct Answer {
     Output& output;
     bool json = false;
-    bool demangle = true; ///< ELF symbols are shown as C++ names where they are some
+    bool demangle = true; ///< ELF symbols are shown as C++ names where possible
 };

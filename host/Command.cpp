@@ -1,4 +1,4 @@
-// The list of the commands, and what those on one file have in common.
+// The list of commands, and what the commands on one file have in common.
 #include "host/Command.h"
 
 #include "host/Options.h"

@@ -12,7 +12,7 @@ class Options;
 
 class Command {
 public:
-    /// What a person reads of it.
+    /// What its help says.
     struct Text {
         std::string name;
         std::string summary;
@@ -22,14 +22,14 @@ public:
     virtual ~Command() = default;
 
     virtual Text Describe() const = 0;
-    /// Its words and options, apart from those that every command takes.
+    /// Declares its words and options, apart from those that every command takes.
     virtual void Declare(Options& options) = 0;
     /// @return the exit status.
     virtual int Run(Host& host) = 0;
-    /// The exit status if the run could not be done, or what it printed not be written.
+    /// The exit status if the command could not run or its output could not be written.
     virtual int TroubleStatus() const { return 1; }
 
-    /// True for a command that can run on a file that is open already, the console's.
+    /// True if the command can run on the file that the console has open.
     virtual bool TakesOpenFile() const { return false; }
     /// Runs on it.
     virtual int RunOn(Loader&, Host&) { return 1; }
@@ -56,7 +56,7 @@ private:
 };
 
 struct ListedCommand {
-    std::string group; ///< the title that it stands under; empty for one that isn't for people
+    std::string group; ///< its title in the help; empty for a command that isn't for people
     std::unique_ptr<Command> command;
 
     bool IsHidden() const { return group.empty(); }

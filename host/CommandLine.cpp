@@ -17,10 +17,10 @@ namespace {
 
 constexpr int kUsageError = 2;
 
-/// In front of a word, it keeps the library from taking the word for more than it is.
+/// Put in front of a word, it keeps the library from interpreting the word.
 constexpr char kShield = '\1';
 
-/// The options of every command, which may stand ahead of its name or anywhere behind it.
+/// The options of every command, which may stand before its name or anywhere behind it.
 void DeclareCommon(Options& options, CommonOptions& common, LineSource source)
 {
     options.Flag("--json", common.json, "One JSON object a line instead of a table");
@@ -31,7 +31,7 @@ void DeclareCommon(Options& options, CommonOptions& common, LineSource source)
     options.Choice("--convert", common.convert,
                    std::vector<std::pair<std::string, ConvertMode>>{
                        {"auto", ConvertMode::Auto}, {"always", ConvertMode::Always}, {"never", ConvertMode::Never}},
-                   "Convert to DWARF 2.0 what is shown; auto, for most commands the default: only newer DWARF");
+                   "Convert what is shown to DWARF 2.0; auto, the default of most commands: only newer DWARF");
     options.Choice("--color", common.color,
                    std::vector<std::pair<std::string, ColorMode>>{
                        {"auto", ColorMode::Auto}, {"always", ColorMode::Always}, {"never", ColorMode::Never}},
@@ -48,7 +48,7 @@ void DeclareCommon(Options& options, CommonOptions& common, LineSource source)
         Options::Offer::Folders);
 }
 
-/// What the parser has seen to by then, for the help and the completions.
+/// What the parser answers by itself, declared for the help and the completions.
 void DeclareInquiries(Options& options, LineSource source)
 {
     if (source == LineSource::Shell) {
@@ -170,7 +170,7 @@ private:
     /// Throws what the library throws.
     void ParseWords(std::vector<std::string> words)
     {
-        // The library takes none of a command's options ahead of it.
+        // The library accepts no options of a command before its name.
         const auto command = words.begin() + static_cast<std::ptrdiff_t>(PlaceOfCommand(words));
         if (command != words.end()) {
             std::rotate(words.begin(), command, command + 1);
@@ -276,7 +276,7 @@ private:
         return "There is no command '" + name + "'" + suggestions.Question();
     }
 
-    /// @param chosen the command behind which it stands, if there is one.
+    /// @param chosen the command that it follows, if there is one.
     std::string NoSuchOption(const std::string& name, const std::vector<const CLI::App*>& chosen) const
     {
         Suggestions suggestions(name);

@@ -1,4 +1,4 @@
-// A line of words for symhost: which command it names, and what it says to it.
+// A line of words for symhost: which command it names, with which arguments.
 #pragma once
 
 #include "host/Command.h"
@@ -18,7 +18,7 @@ struct Invocation {
 /// Where the words come from.
 enum class LineSource {
     Shell,  ///< the program's arguments
-    Prompt, ///< a line of the console, whose file is open: no command takes a FILE
+    Prompt, ///< a line of the console, whose file is open, so that no command takes a FILE
 };
 
 /// Reads the words. Help and the version go to the output, a complaint to standard error.
@@ -28,8 +28,8 @@ enum class LineSource {
 std::optional<int> ParseCommandLine(const std::vector<std::string>& words, LineSource source, Invocation& invocation,
                                     Output& output);
 
-/// The options of every command, for what reads declarations.
+/// The options of every command, for readers of declarations.
 void DeclareCommonOptions(Options& options, CommonOptions& common, LineSource source);
 
-/// The commands that lines of that source can name.
+/// The commands that lines from that source can name.
 std::vector<ListedCommand> CommandsFor(LineSource source);

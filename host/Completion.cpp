@@ -70,7 +70,7 @@ bool TakesSymbol(std::string_view command)
     return command == "elffind" || command == "at" || command == "find" || command == "scopes";
 }
 
-/// Paths that begin with `prefix`; a folder has a '/' at its end. Hidden files only if asked for.
+/// Paths that begin with `prefix`; folders end in '/'. Hidden files only if `prefix` asks for them.
 std::vector<std::string> FilesWithPrefix(std::string_view prefix)
 {
     const std::size_t slash = prefix.rfind('/');

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-/// Knows the commands, the files of the working directory, and the symbols and sections of one ELF
-/// file, which it reads at the first question about them.
+/// Completes commands, files of the working directory, and the symbols and sections of one ELF
+/// file, which is read when first needed.
 class Completer {
 public:
     explicit Completer(std::string path)
@@ -18,7 +18,7 @@ public:
     struct Result {
         std::size_t start = 0;               ///< where in the line the word to be completed begins
         std::vector<std::string> candidates; ///< whole words in ascending order, each once
-        bool files = false;                  ///< they are paths, which take the rest of the line
+        bool files = false;                  ///< they are paths, which may contain blanks
         /// The longest text that all candidates begin with.
         std::string CommonPrefix() const;
     };

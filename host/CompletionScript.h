@@ -29,7 +29,7 @@ std::string BashScript(const CommandTable& table);
 std::string ZshScript(const CommandTable& table);
 std::string FishScript(const CommandTable& table);
 
-// What these share.
+// Shared by the three.
 
 std::string Joined(const std::vector<std::string>& words, const std::string& between);
 /// In single quotes; `forQuote` stands for one within.

@@ -34,7 +34,7 @@ void HostConsole::CommandFinished()
 
 namespace {
 
-/// Why a file can't be written, in the system's words; empty if it can, or if it isn't there to be asked.
+/// Why a file can't be written, in the system's words; empty if it can, or if it doesn't exist.
 std::string WhyNotOpened(const std::string& line)
 {
     const std::size_t start = line.find_first_not_of(" \t", line.find('>') + 1);
@@ -49,7 +49,7 @@ std::string WhyNotOpened(const std::string& line)
     return {};
 }
 
-/// What the console takes for a number and isn't one; nothing if there is none such.
+/// The word that the console would read as a number and that isn't one, if there is one.
 std::optional<std::string> BadNumber(const std::string& line)
 {
     VFKStringParser parser(line);

@@ -12,7 +12,7 @@ class Loader;
 /// Its stream writes to an output; nothing can be read from it.
 class HostConsole : public DbgUIConsole {
 public:
-    /// @param output outlives the console. Who runs a command passes on what it wrote.
+    /// @param output outlives the console. Whoever runs a command flushes it.
     explicit HostConsole(Output& output);
 
     std::iostream& iostream() override { return m_stream; }
@@ -32,6 +32,6 @@ private:
 };
 
 /// Passes one line to the plug-in.
-/// @return false if the line didn't reach the plug-in's file, if a number of it is none, or if the file that it
+/// @return false if the line didn't reach the plug-in's file, if it has a bad number, or if the file that it
 ///         redirects to is not there or not complete, which one line on standard error tells.
 bool RunConsoleLine(Loader& file, HostConsole& console, const std::string& line);

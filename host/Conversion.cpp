@@ -1,6 +1,6 @@
 // The parent's side of a conversion. On its standard output the child prints lines: "progress PERCENT", any number of
-// them, and at last either "report JSON" with the exit status 0, or "failure TEXT" with 1. All else is a fault of its
-// own, and told as one.
+// them, and last either "report JSON" with exit status 0, or "failure TEXT" with 1. Anything else is a fault of its
+// own and reported as one.
 #include "host/Conversion.h"
 
 #include "host/ConversionReport.h"
@@ -39,7 +39,7 @@ public:
     }
 
     State Is() const { return m_state; }
-    /// When nothing more comes: a last line that lacks its end is none.
+    /// Called at the end. A last line without line end doesn't count.
     State AtEnd() const { return m_line.empty() ? m_state : State::Broken; }
     const std::string& FailureText() const { return m_failure; }
 
@@ -130,7 +130,7 @@ std::string HowItEnded(int status, const AnswerReader& answer, const ConversionL
 
 enum class Reading { Closed, Refused, Late };
 
-/// Reads until the child closes its end, says what it may not, or takes too long.
+/// Reads until the child closes its end, says something invalid, or takes too long.
 Reading ReadAnswer(int reader, Patience& patience, AnswerReader& answer)
 {
     constexpr milliseconds kStep(200);
@@ -156,7 +156,7 @@ Reading ReadAnswer(int reader, Patience& patience, AnswerReader& answer)
     return Reading::Late;
 }
 
-/// @return why nothing comes of it; empty if something does.
+/// @return why it failed; empty if it didn't.
 std::string WaitFor(ConverterProcess& child, const ConversionLimits& limits, AnswerReader& answer)
 {
     Patience patience(limits.time);

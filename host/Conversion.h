@@ -1,4 +1,4 @@
-// Runs the converter on a file: a process of its own, which may do what it likes and harms nobody.
+// Runs the converter on a file, in a process of its own, whose faults do no harm.
 #pragma once
 
 #include "interfaces/Types.h"
@@ -16,7 +16,7 @@ struct ConversionLimits {
     u64 output;                     ///< bytes that may be written
 
     /// In proportion to the file: 60 s and 2 s a mebibyte more, 1 GiB and 64 times the file of memory and of output.
-    /// AddressSanitizer takes address space as it likes, so with it there is no limit.
+    /// No limit with AddressSanitizer, which reserves address space freely.
     static ConversionLimits For(u64 fileSize);
 };
 
@@ -25,12 +25,12 @@ public:
     /// @param program the path of the converter.
     explicit Conversion(std::string program);
 
-    /// Hears how much is done, as often as the converter tells it.
+    /// Called with the percentage done, as often as the converter tells it.
     std::function<void(u32 percent)> progress;
 
-    /// Converts `file`, and waits for it. The process gets no descriptor but the one it writes to, nothing to read, and
+    /// Converts `file` and waits. The process gets no descriptor but the one it writes to, has nothing to read, and
     /// ends with this one.
-    /// @param output an empty file, open for writing. What it holds is good only if this returns true.
+    /// @param output an empty file, open for writing. Its contents are good only if this returns true.
     /// @param why one line for a person if it returns false: what the converter said, or how it ended.
     bool Run(const std::string& file, int output, const ConversionLimits& limits, ConversionReport& report,
              std::string& why) const;

@@ -1,4 +1,4 @@
-// What a conversion has told: read from the child process, shown to a person or a script.
+// The report of a conversion: read from the child process, shown to a person or a script.
 #pragma once
 
 #include "interfaces/Types.h"
@@ -22,12 +22,12 @@ struct ConversionReport {
     std::vector<LeftOut> leftOut;
     u64 splitUnits = 0; ///< whose rest lies in files of their own
 
-    /// Reads the object that the child process prints. Nothing is taken for granted: what isn't exactly of its form
-    /// isn't taken.
-    /// @return false, with nothing changed, if it isn't.
+    /// Reads the object that the child process prints. Anything that isn't exactly of that form
+    /// is refused.
+    /// @return false, with nothing changed, if it is refused.
     bool Parse(std::string_view json);
 
-    /// Lines for a person, of 80 columns as far as the texts let them.
+    /// Lines for a person, of up to 80 columns unless a text is longer.
     std::string Text() const;
 
     /// One JSON object in one line, with its line end.

@@ -1,4 +1,4 @@
-// Writing of the converted file, so that there is a whole one or none; also when Ctrl-C ends it.
+// Writes the converted file so that there is a whole one or none, even if Ctrl-C ends it.
 #include "host/ConvertCommand.h"
 
 #include "host/Conversion.h"
@@ -37,7 +37,7 @@ extern "C" void OnEndingSignal(int signal)
     raise(signal);
 }
 
-/// A file that is being written. It goes unless it is kept, also if a signal ends the process.
+/// A file that is being written. Unless it is kept it is removed, also if a signal ends the process.
 class UnfinishedFile {
 public:
     explicit UnfinishedFile(const std::string& folder);
@@ -130,7 +130,7 @@ bool IsSameFile(const struct stat& a, const struct stat& b)
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-/// Why a file may not be written in the place of what is there; empty if it may.
+/// Why a file may not replace what is there; empty if it may.
 std::string WhyNotReplaced(const std::string& target, const struct stat& file)
 {
     struct stat there {};
@@ -149,7 +149,7 @@ std::string WhyNotReplaced(const std::string& target, const struct stat& file)
     return access(target.c_str(), W_OK) == 0 ? "" : std::strerror(errno);
 }
 
-/// What a symbolic link leads to is written, and the link stays.
+/// The target of a symbolic link is written; the link stays.
 std::string BehindLinks(const std::string& path)
 {
     const std::unique_ptr<char, decltype(&std::free)> real(realpath(path.c_str(), nullptr), &std::free);

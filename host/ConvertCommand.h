@@ -10,8 +10,8 @@ class Output;
 /// @param output, @param report, @param why as for Conversion::Run.
 bool RunConversion(const std::string& file, int output, ConversionReport& report, std::string& why);
 
-/// Writes `file`, converted, to `target`: beside it, under a name that nobody else has, which it gets when it is
-/// whole. If nothing comes of it, which is told, whatever stood there stays.
+/// Writes `file`, converted, to `target`: beside it under a unique name, and renamed when it is
+/// complete. On failure, which is told, whatever was at `target` stays.
 /// @param json prints the report to `output` as one JSON object, instead of as text on standard error.
 /// @return the exit status.
 int ConvertFile(const std::string& file, const std::string& target, bool json, Output& output);

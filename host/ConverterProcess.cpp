@@ -17,7 +17,7 @@ namespace {
 using std::chrono::milliseconds;
 using Resource = decltype(RLIMIT_CORE);
 
-/// Like all that is called between fork and exec, nothing but calls that are safe there.
+/// Runs between fork and exec, so it only makes calls that are safe there.
 void Limit(Resource resource, u64 value)
 {
     rlimit limit{};
@@ -71,7 +71,7 @@ ConverterProcess::ConverterProcess(const std::string& program, const std::string
 {
     m_arguments = {m_program.data(), m_file.data(), m_outputNumber.data(), nullptr};
     for (char** variable = environ; *variable != nullptr; ++variable) {
-        // No library asks a server in the net for what a file is said to lack.
+        // Keeps libraries from asking a server for debug information that a file lacks.
         if (!std::string_view(*variable).starts_with("DEBUGINFOD_")) {
             m_environment.push_back(*variable);
         }
@@ -103,7 +103,7 @@ int ConverterProcess::Start()
     return count == sizeof trouble ? trouble : 0;
 }
 
-/// Only calls that are safe behind fork.
+/// Only makes calls that are safe after fork.
 void ConverterProcess::Run(pid_t parent)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);

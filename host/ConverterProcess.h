@@ -9,8 +9,8 @@
 #include <sys/types.h>
 #include <vector>
 
-/// Whether this is a build with AddressSanitizer, which takes address space as it likes. Its word about a fault goes to
-/// standard error, for whoever tests.
+/// Whether this is a build with AddressSanitizer, which reserves address space freely. Its reports go to
+/// standard error, where tests see them.
 #if defined(__SANITIZE_ADDRESS__)
 #define CONVERSION_IS_SANITIZED 1
 #elif defined(__has_feature)
@@ -55,7 +55,7 @@ struct Pipe {
     bool Open();
 };
 
-/// Counts the time that a child may take. What the machine slept, or this process stood still (Ctrl-Z), doesn't count.
+/// Measures the time that a child takes, without the time that the machine slept or this process was stopped (Ctrl-Z).
 class Patience {
 public:
     explicit Patience(std::chrono::milliseconds limit)
@@ -73,7 +73,7 @@ private:
     std::chrono::nanoseconds m_left;
 };
 
-/// All that the child needs, made before it is: between fork and exec it may neither take memory nor locks.
+/// All that the child needs, prepared before fork: between fork and exec it may take neither memory nor locks.
 class ConverterProcess {
 public:
     ConverterProcess(const std::string& program, const std::string& file, int output, const ConversionLimits& limits);
@@ -86,7 +86,7 @@ public:
     int Reader() const { return m_answer.reader.Get(); }
 
     /// Waits for its end.
-    /// @return false if that doesn't come in time.
+    /// @return false if it doesn't end in time.
     bool Ends(Patience& patience, int& status);
     void Kill();
 

@@ -1,4 +1,4 @@
-// Unit headers and abbreviation declarations, as far as it takes to know what wrote a file.
+// Reads unit headers and abbreviation declarations, as far as needed to tell what wrote a file.
 #include "host/DebugSurvey.h"
 
 #include "interfaces/Elf32.h"
@@ -20,7 +20,7 @@ constexpr u32 kFirstNewer = 4;
 constexpr std::size_t kNamedVersions = 3;
 constexpr u32 kAbbrevLimit = 16 << 20;
 
-/// Reads here and there in a file. What is near to the last read costs nothing.
+/// Reads at any place of a file. Bytes near the last read cost nothing.
 class SmallReads {
 public:
     explicit SmallReads(const std::string& path)
@@ -73,7 +73,7 @@ u64 Number(const u8* bytes, u32 width, bool bigEndian)
     return value;
 }
 
-/// Counts the units of one section, which may lie about its size.
+/// Counts the units of one section, whose stated size may be wrong.
 void CountUnits(SmallReads& file, const Elf32_Shdr& section, bool bigEndian, DebugSurvey& survey)
 {
     constexpr u64 kShortLength = 4;
@@ -107,7 +107,7 @@ void CountUnits(SmallReads& file, const Elf32_Shdr& section, bool bigEndian, Deb
     }
 }
 
-/// A cursor over `.debug_abbrev`, which stands still at its end.
+/// A cursor over `.debug_abbrev` that stays at the end once there.
 class AbbrevCursor {
 public:
     explicit AbbrevCursor(const VFKBytes& bytes)

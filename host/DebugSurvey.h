@@ -1,5 +1,5 @@
-// What kind of debug information a file has, found out by a few small reads: which versions its units
-// are of, whether sections are compressed, and whether it has entries that the module passes over.
+// What kind of debug information a file has, found with a few small reads: which versions its units
+// have, whether sections are compressed, and whether it has entries that the module passes over.
 #pragma once
 
 #include "interfaces/Types.h"
@@ -13,17 +13,17 @@ struct DebugSurvey {
     u64 units = 0;            ///< type units too; those of compressed sections aren't counted
     std::map<u16, u64> newer; ///< units of DWARF 4 and later, by version
 
-    /// True for a file that says nothing, or what isn't true, to a reader of DWARF 2.0.
+    /// True if a reader of DWARF 2.0 would get nothing from the file, or something wrong.
     bool IsNewer() const { return compressed || !newer.empty(); }
     /// What makes it one: "8 of 11 units are DWARF 4 and 5".
     std::string WhyNewer() const;
 };
 
-/// Reads the section headers and the unit headers, hopping from one to the next; what lies between them is not
-/// read. Whatever the file says, that ends at the end of its sections.
+/// Reads the section headers and the unit headers, hopping from one to the next; the bytes between are not
+/// read. Always ends at the end of the sections.
 DebugSurvey SurveyDebugInfo(const std::string& path);
 
-/// Whether `.debug_abbrev` declares what the module makes nothing of although types lead there, or what it misreads:
+/// Whether `.debug_abbrev` declares tags that the module passes over although types lead to them, or misreads:
 /// TAG_unspecified_type, TAG_ptr_to_member_type, TAG_namespace, or children all over without any AT_sibling. Looks
 /// at the first 16 MiB at most.
 bool HasEntriesPassedOver(const std::string& path);

@@ -1,4 +1,4 @@
-// Demangling within bounds. The library hands its text out piece by piece, so that a name which grows can be left.
+// Demangling with a bound: the library delivers its text piece by piece, so a name that grows too long can be given up.
 #include "host/Demangle.h"
 
 #include <algorithm>
@@ -28,7 +28,7 @@ extern "C" void TakePiece(const char* piece, std::size_t size, void* opaque)
     sink.size += size;
 }
 
-/// Apart from its caller, so that no variable of that can be lost in the jump.
+/// A function of its own, so that the jump clobbers no variable of the caller.
 bool DemangleInto(Sink& sink, const char* name)
 {
     if (setjmp(sink.overflow) != 0) {

@@ -1,4 +1,4 @@
-// C++ names out of mangled ones.
+// Demangles C++ names.
 #pragma once
 
 #include <optional>
@@ -9,5 +9,5 @@
 /// text, and for a name that is longer than 4 KiB or grows beyond 8 KiB: a few dozen bytes can stand for gigabytes.
 std::optional<std::string> Demangle(std::string_view name);
 
-/// What a listing shows: the C++ name where it is wanted and there is one, else the name as it stands.
+/// What a listing shows: the C++ name if it is wanted and there is one, else the raw name.
 std::string ShownName(std::string_view name, bool demangle);

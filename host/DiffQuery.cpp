@@ -1,4 +1,4 @@
-// The differences of two programs as tables or as JSON. Programs that are the same make no table.
+// The differences of two programs as tables or as JSON. Equal programs make no table.
 #include "host/DiffQuery.h"
 
 #include "host/Demangle.h"

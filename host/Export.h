@@ -14,5 +14,5 @@ class Output;
 /// @return the exit status: 0, or 1 for a file rated 0.
 int ExportStore(Loader& file, u32 rating, Output& output);
 
-/// Writes what the store holds now, sections first and line rows last, in the order in which it came.
+/// Writes what the store holds now, in the order in which it came, sections first and line rows last.
 void WriteStore(DbgSymSymFile& store, Output& output);

@@ -1,4 +1,4 @@
-// Extents that may overlap, made into ones that don't, so that each byte has one owner at most.
+// Turns extents that may overlap into ones that don't, so that each byte has at most one owner.
 #pragma once
 
 #include "interfaces/Types.h"
@@ -13,9 +13,9 @@ struct Extent {
     bool yields; ///< takes nothing if its first byte has an owner already
 };
 
-/// Gives each byte to the extent that begins first. Of those that begin together one that doesn't yield has it, then
-/// the longest, and among equal ones the one that stands first here.
-/// @return what each has got, in ascending order. An extent that has got nothing isn't there.
+/// Gives each byte to the extent that begins first; of those that begin together, to one that doesn't yield, then to
+/// the longest, then to the first in the list.
+/// @return what each gets, in ascending order, without those that get nothing.
 inline std::vector<Extent> WithoutOverlap(std::vector<Extent> extents)
 {
     std::stable_sort(extents.begin(), extents.end(), [](const Extent& a, const Extent& b) {

@@ -1,4 +1,4 @@
-// Functions by id, address or name. The symbols have C++ names whole and say which units to load, so they are asked
+// Functions by id, address or name. Symbols have complete C++ names and tell which units to load, so they are searched
 // first.
 #include "host/FunctionNames.h"
 

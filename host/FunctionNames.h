@@ -10,8 +10,8 @@
 class Loader;
 struct DbgAddress;
 
-/// Indices in the store, ascending, of the functions that `pattern` names, after loading what it takes: the one of that
-/// id, or at that address; else those that a name fits best, theirs or that of their ELF symbol. Loads the index. None:
+/// Indices in the store, ascending, of the functions that `pattern` names, loaded as needed: the one of that
+/// id, or at that address; else those whose name, or ELF symbol's name, fits best. Loads the index. None:
 /// the complaint has been made.
 std::vector<std::size_t> SelectFunctions(Loader& file, const NamePattern& pattern);
 

@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t kColumn = 28;
 constexpr std::size_t kWidth = 80;
 
-/// "  left   right", and as many further lines of `right` as it takes.
+/// "  left   right", with `right` wrapped over further lines if needed.
 void AppendRow(std::string& text, const std::string& left, std::string_view right)
 {
     std::string line = "  " + left;

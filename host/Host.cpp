@@ -1,4 +1,4 @@
-// Loading of the module and opening of files, with the complaints if they can't be served.
+// Loads the module and opens files, and complains if that fails.
 #include "host/Host.h"
 
 #include "host/LoadProgress.h"

@@ -15,7 +15,7 @@
 class DbgSymbolicInterface;
 class Loader;
 
-/// What every command takes.
+/// The options that every command takes.
 struct CommonOptions {
     std::string module;      ///< empty: the one beside the program
     std::string preferences; ///< folder; empty: none was given
@@ -34,9 +34,9 @@ struct Opening {
     };
 
     ConvertMode convert = ConvertMode::Auto; ///< unless --convert says otherwise
-    bool hint = false;                       ///< tell where a converted file would show more
+    bool hint = false;                       ///< say if a converted file would show more
     Needs needs = Symbols;
-    bool evenWithout = false; ///< run all the same without what it needs, to end with status 1
+    bool evenWithout = false; ///< run even without what it needs, and end with status 1
 };
 
 class Host {
@@ -47,14 +47,14 @@ public:
     Answer GetAnswer() const { return {m_output, m_options.json, !m_options.noDemangle}; }
     const CommonOptions& Options() const { return m_options; }
 
-    /// The plug-in of the module, which is loaded at the first call. Null: there is none, which has been told.
+    /// The plug-in of the module, which is loaded at the first call. Null: the complaint has been made.
     DbgSymbolicInterface* Plugin();
 
     /// The conversion to use where a command has its own default.
     ConvertMode ConvertOr(ConvertMode byDefault) const { return m_options.convert.value_or(byDefault); }
 
     /// Opens a file (rates and adds it), and runs something on it. May be nested, for two files.
-    /// @return the exit status of `run`; 1 if the file could not be served, which has been told.
+    /// @return the exit status of `run`; 1 if the file could not be served; the complaint has been made.
     int WithFile(const std::string& path, const Opening& opening, const std::function<int(Loader&)>& run);
 
 private:

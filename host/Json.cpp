@@ -1,5 +1,5 @@
-// The line writer. Nearly all texts of a symbol file are plain ASCII and are copied; what needs
-// more is the JSON library's business.
+// The line writer. Nearly all texts of a symbol file are plain ASCII and are copied; the JSON library
+// sees to the others.
 #include "host/Json.h"
 
 #include <algorithm>

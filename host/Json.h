@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-/// Builds one line at a time in a text of its own, which is used again for the next one. Commas
+/// Builds one line at a time in a buffer that is reused for the next one. Commas
 /// are set as needed; braces and brackets are the caller's to balance.
 class JsonLine {
 public:

@@ -33,7 +33,7 @@ std::string Trimmed(std::string_view text)
     return std::string(end == std::string_view::npos ? "" : text.substr(start, end + 1 - start));
 }
 
-/// As the plug-in takes the line apart: what follows the command's letters may stand close behind.
+/// Splits as the plug-in does: arguments may follow the command's letters without a blank.
 bool IsPlugInLine(const std::string& line)
 {
     VFKStringParser parser(line);

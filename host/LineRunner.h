@@ -12,7 +12,7 @@
 /// The words that the plug-in's console knows, but for "?", in ascending order.
 std::vector<std::string> ConsoleCommandNames();
 
-/// What a line says to a command of symhost.
+/// A line for a command of symhost.
 struct ConsoleWords {
     std::vector<std::string> words; ///< without the quotes around them, or parts of them
     std::string target;             ///< the file behind a '>' that begins a word; the rest of the line
@@ -23,7 +23,7 @@ ConsoleWords SplitConsoleLine(std::string_view line);
 
 class LineRunner {
 public:
-    /// @param file loaded as far as the plug-in's commands are to see.
+    /// @param file loaded as far as the plug-in's commands should see.
     /// @param options what the commands of symhost take.
     LineRunner(Loader& file, Output& output, const CommonOptions& options);
 
@@ -34,9 +34,9 @@ public:
     /// True for a line that ends the console.
     static bool IsLeaving(const std::string& line);
 
-    /// For a dump of the plug-in and for what symhost's commands load.
+    /// The progress bar of the plug-in's dumps and of loading.
     ProgressBars bars;
-    /// Tells of symhost's commands behind the plug-in's help.
+    /// Adds symhost's commands to the plug-in's help.
     bool helpOfAll = false;
 
 private:

@@ -1,4 +1,4 @@
-// Numbers at the end of a listing.
+// The totals of a listing.
 #include "host/Listing.h"
 
 #include "host/Output.h"

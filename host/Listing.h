@@ -1,4 +1,4 @@
-// What the listings of whole programs have in common: which things they show, in which order, and what those come to.
+// What the listings of whole programs have in common: which things they show, in which order, with which totals.
 #pragma once
 
 #include "host/NamePattern.h"
@@ -26,14 +26,14 @@ struct Selection {
     bool TakesPath(std::string_view text) const { return path ? path->Match(text) != PathMatch::None : Takes(text); }
 };
 
-/// By what a row is sorted.
+/// What a row is sorted by.
 struct SortKey {
     u64 size;
     DbgAddress address;
     std::string_view name;
 };
 
-/// The greatest size, else the least name or address first. Rows that are equal in that keep their order.
+/// The largest size, or the lowest name or address first. Equal rows keep their order.
 /// @param keyOf delivers the key of a row.
 template <typename Row, typename KeyOf>
 void SortRows(std::vector<Row>& rows, SortBy by, KeyOf&& keyOf)
@@ -56,5 +56,5 @@ void SortRows(std::vector<Row>& rows, SortBy by, KeyOf&& keyOf)
 /// "1 function", "2 functions".
 std::string Counted(u64 count, const char* thing);
 
-/// The last line of a table: what there is, and how many bytes that has.
+/// The last line of a table: the number of things and their bytes.
 void WriteTotal(Output& output, const std::string& things, u64 bytes);

@@ -12,7 +12,7 @@ namespace {
 
 constexpr int kUsageError = 2;
 
-/// Stands above what is shown of one of several files.
+/// The head above the rows of one of several files.
 void WriteFileHead(Answer answer, const std::string& path, bool first)
 {
     if (answer.json) {
@@ -27,7 +27,7 @@ void WriteFileHead(Answer answer, const std::string& path, bool first)
 
 void DeclareRegex(Options& options, bool& regex)
 {
-    options.Flag("--regex", regex, "Names are regular expressions, which fit anywhere in a name");
+    options.Flag("--regex", regex, "Names are regular expressions that match anywhere in a name");
 }
 
 std::optional<NamePattern> ReadPattern(const std::string& text, bool regex)
@@ -47,7 +47,7 @@ void ListingCommand::Declare(Options& options)
     options.Choice("--sort", m_sort,
                    std::vector<std::pair<std::string, SortBy>>{
                        {"size", SortBy::Size}, {"name", SortBy::Name}, {"address", SortBy::Address}},
-                   "The greatest size, else the least name or address first");
+                   "The largest size, or the lowest name or address first");
     options.Value("--match", "PATTERN", m_match, MatchHelp());
     DeclareRegex(options, m_regex);
 }

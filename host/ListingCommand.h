@@ -32,7 +32,7 @@ protected:
     std::vector<std::string> m_words;
 
 private:
-    /// False: the pattern is none, which has been told.
+    /// False: the pattern is invalid; the complaint has been made.
     bool Select(Selection& selection) const;
 
     SortBy m_sort = SortBy::Nothing;
@@ -40,8 +40,8 @@ private:
     bool m_regex = false;
 };
 
-/// For an option that makes names regular expressions.
+/// Declares the option that makes names regular expressions.
 void DeclareRegex(Options& options, bool& regex);
 
-/// A pattern out of what was typed. Nothing: it is no regular expression, which has been told.
+/// A pattern from what was typed. Nothing: it is no regular expression; the complaint has been made.
 std::optional<NamePattern> ReadPattern(const std::string& text, bool regex);

@@ -53,7 +53,7 @@ public:
 
 protected:
     void DeclareMore(Options&) override {}
-    std::string MatchHelp() const override { return "Units of this path, an end of it, or a glob"; }
+    std::string MatchHelp() const override { return "Units with this path, an end of it, or a glob"; }
     Opening HowToOpen() const override { return {}; }
     int List(Loader& file, Answer answer, const Selection& selection) override
     {
@@ -79,7 +79,7 @@ public:
 
 protected:
     void DeclareMore(Options& options) override { DeclareUnit(options, m_unit); }
-    std::string MatchHelp() const override { return "Functions of this name, whole or its last part, or a glob"; }
+    std::string MatchHelp() const override { return "Functions with this name, its last part, or a glob"; }
     int List(Loader& file, Answer answer, const Selection& selection) override
     {
         return ListFunctions(file, answer, m_unit, selection);
@@ -108,7 +108,7 @@ protected:
                           return m_line ? "" : "'" + text + "' is no source line";
                       });
     }
-    std::string MatchHelp() const override { return "Rows of files of this path, an end of it, or a glob"; }
+    std::string MatchHelp() const override { return "Rows of files with this path, an end of it, or a glob"; }
     Opening HowToOpen() const override { return {}; }
     int List(Loader& file, Answer answer, const Selection& selection) override
     {
@@ -139,12 +139,12 @@ protected:
                          Options::Offer::Files);
         }
         options.Words("NAME", m_words, Options::Optional,
-                      "Types of these names, whole or their last part, globs or ids, instead of all");
+                      "Types with these names, last parts of names, globs or ids, instead of all");
         options.Offering(Options::Offer::Names);
     }
     void DeclareMore(Options& options) override
     {
-        options.Flag("--holes", m_options.holes, "Those that lose bytes to holes and padding, the worst first");
+        options.Flag("--holes", m_options.holes, "Types that lose bytes to holes and padding, the worst first");
     }
     std::string MatchHelp() const override { return "The same as NAME"; }
     std::vector<std::string> Files() const override

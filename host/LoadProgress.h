@@ -8,7 +8,7 @@
 class Loader;
 class ProgressBars;
 
-/// While it lives, loading of units that takes a moment has a bar.
+/// While this lives, loading units shows a bar if it takes a moment.
 class LoadProgress {
 public:
     /// @param file, @param bars outlive this.

@@ -30,7 +30,7 @@ public:
     Loader(DbgSymbolicInterface& plugin, const std::string& path, u32 key = 1);
     /// @param file outlives this.
     Loader(DbgSymbolicInterface& plugin, const ShownFile& file, u32 key = 1);
-    /// Takes the file away from the plug-in again.
+    /// Removes the file from the plug-in.
     ~Loader();
     Loader(const Loader&) = delete;
     Loader& operator=(const Loader&) = delete;
@@ -38,7 +38,7 @@ public:
     DbgSymbolicInterface& Plugin() const { return m_plugin; }
     DbgSymSymFile& Store() { return m_store; }
     const DbgSymSymFile& Store() const { return m_store; }
-    /// The file's path where a person reads it; that of the store may be one of a converted file.
+    /// The path to show to a person; the store's own may be that of a converted file.
     const std::string& ShownPath() const { return m_shownPath; }
     /// True if the store is that of a converted file.
     bool IsConverted() const { return m_store.GetPath() != m_shownPath; }
@@ -113,5 +113,5 @@ private:
 /// can.
 std::string WhyUnreadable(const std::string& path);
 
-/// Why a file that can be read is none that a plug-in takes; empty if it is a 32-bit ELF file.
+/// Why a readable file is not one for a plug-in; empty if it is a 32-bit ELF file.
 std::string WhyNotElf32(const std::string& path);

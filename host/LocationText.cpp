@@ -1,5 +1,5 @@
-// Runs an expression on a stack of words instead of numbers. All of it is bounded by the bytes: branches aren't
-// followed, and words that grow too long, as a chain of copies can make them, are given up for the disassembly.
+// Runs an expression on a stack of texts instead of numbers. The bytes bound all of it: branches aren't
+// followed, and texts that grow too long, as a chain of copies can make them, give way to the disassembly.
 #include "host/LocationText.h"
 
 #include "engine/ExpressionOperators.h"

@@ -20,8 +20,8 @@ struct Location {
     std::vector<Range> ranges;
 };
 
-/// Reads the prepared expressions of one function. The frame base stands in each of them: where it is a list, it is
-/// called "fbreg", and delivered by itself.
+/// Reads the prepared expressions of one function. Each contains the frame base: if that is a list, it is
+/// called "fbreg" and delivered separately.
 class LocationReader {
 public:
     /// @param base what the ranges of the unit's lists count from.
@@ -30,15 +30,15 @@ public:
     {
     }
 
-    /// A register stands for the variable in it, "sp+8" and an address for the variable in memory there, "value 5" for
-    /// one that is nowhere. What has no such words is disassembled.
+    /// A register means the variable is in it, "sp+8" or an address that it is in memory there, "value 5" that it is
+    /// nowhere but known. Anything else is disassembled.
     /// @param bytes live as long as the reader.
     Location Read(std::string_view bytes, bool littleEndian);
 
     /// Where the variable is at one address, with the frame base as it is there. None: nowhere.
     std::optional<std::string> At(std::string_view bytes, bool littleEndian, u32 address) const;
 
-    /// What "fbreg" is; without ranges if nothing has been called so.
+    /// What "fbreg" stands for; without ranges if it hasn't been used.
     Location FrameBase() const;
 
 private:

@@ -1,4 +1,4 @@
-// The part of a variable that lies at an offset in it.
+// The member of a variable that lies at an offset in it.
 #pragma once
 
 #include "interfaces/DbgUserDefinedVarType.h"
@@ -13,6 +13,6 @@ struct MemberPath {
     u32 rest = 0;     ///< bytes from the start of that part
 };
 
-/// Follows a type as far down as members and array elements lead. Of a union the first member that reaches so far is
-/// taken; in a hole the way ends at what has the hole.
+/// Follows a type down through members and array elements. Of a union it takes the first member that reaches
+/// far enough; in a hole it ends at the type with the hole.
 MemberPath FindMember(DbgSymSymFile& store, const DbgTypeDescription& type, u32 offset);

@@ -16,10 +16,10 @@ public:
     Module(const Module&) = delete;
     Module& operator=(const Module&) = delete;
 
-    /// Loads the module and gets its plug-in object. The preference folder has to be set by then:
+    /// Loads the module and gets its plug-in object. Set the preference folder first:
     /// the module reads its preferences as it is loaded.
     /// @param path the module's file; empty takes the one that belongs to the program.
-    /// @return false, with one line in `error`, if there is no plug-in to be had.
+    /// @return false, with one line in `error`, if there is no plug-in.
     bool Load(const std::string& path, std::string& error);
 
     /// Owned by the module. Only after a Load() that returned true.

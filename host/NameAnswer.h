@@ -1,4 +1,4 @@
-// An answer about a name as it is printed: text or JSON, with the same contents.
+// An answer about a name as it is printed: text or JSON with the same contents.
 #pragma once
 
 #include "host/Answer.h"

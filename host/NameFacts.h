@@ -1,4 +1,4 @@
-// What is known of each thing that has a name, as the listing of names shows it.
+// What is known of each thing with a name, as `find` shows it.
 #pragma once
 
 #include "host/NameLookup.h"
@@ -30,7 +30,7 @@ struct NameFact {
     u32 units = 1;                                 ///< that have the type in this layout
 };
 
-/// Things as facts, types of one name and layout made one.
+/// Things as facts. Types of one name and layout become one.
 /// @param demangle C++ names instead of mangled ones.
 std::vector<NameFact> FactsOf(const std::vector<NamedThing>& things, Loader& file, NameLookup& lookup,
                               const TypeText& types, bool demangle);

@@ -17,7 +17,7 @@ class Loader;
 class VFKElfFile;
 struct DbgVariable;
 
-/// One thing that has a name that was asked for.
+/// One thing with a name that was asked for.
 struct NamedThing {
     enum class Kind : u8 { Function, Inlined, Variable, Type, Enumerator, Symbol };
 
@@ -30,14 +30,14 @@ struct NamedThing {
 /// Where the location of a variable is an address by itself; nothing for any other.
 std::optional<u32> FixedAddress(const DbgVariable& variable);
 
-/// Works on a file whose index is loaded. Of the store it loads the units that mention the name or that hold its ELF
+/// Works on a file whose index is loaded. Loads the units that mention the name or that hold its ELF
 /// symbol; for a pattern, and after a handful of names, everything.
 class NameLookup {
 public:
     /// @param elf the same file.
     NameLookup(Loader& file, const VFKElfFile& elf);
 
-    /// Those that the pattern fits best: by kind, and in the order of the store and the table.
+    /// The things that the pattern fits best: by kind, and in the order of the store and the table.
     std::vector<NamedThing> Find(const NamePattern& pattern);
     /// The symbols with a place or an absolute value that the pattern fits best; loads nothing.
     std::vector<const ElfSymbol*> FindSymbols(const NamePattern& pattern);
@@ -48,7 +48,7 @@ public:
     SymbolTable& Symbols() { return m_symbols; }
     /// The C++ name of a symbol; empty if it is none.
     std::string_view Demangled(const ElfSymbol& symbol);
-    /// Names of the file, for whoever looks for one that is nearly right; of a large file those that are loaded. Each
+    /// Names of the file, for suggestions; of a large file only those that are loaded. Each
     /// is good until the next call of this class.
     std::vector<std::string_view> KnownNames();
 
@@ -99,5 +99,5 @@ private:
     bool m_everything = false;
 };
 
-/// What stands behind a complaint that there is no such name: ". Did you mean ...?", if some are near.
+/// The end of a complaint that there is no such name: ". Did you mean ...?", if some are near.
 std::string NearNames(NameLookup& lookup, const NamePattern& pattern);

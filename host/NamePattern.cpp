@@ -23,7 +23,7 @@ bool IsWord(std::string_view name)
     return std::all_of(name.begin(), name.end(), IsWordCharacter);
 }
 
-/// Leaves out the blanks that only look good. Those stay that keep two words apart, or, outside of brackets, a name
+/// Leaves out the blanks that have no meaning. Those stay that separate two words, or, outside of brackets, a name
 /// from the type in front of it, and "operator<" from the arguments of a template.
 std::string WithoutBlanks(std::string_view text)
 {
@@ -172,7 +172,7 @@ private:
     static constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
 };
 
-/// "vtable for X", "non-virtual thunk to f()": something about a name, and none itself.
+/// "vtable for X", "non-virtual thunk to f()": not a name, but something about one.
 bool IsDescription(std::string_view name)
 {
     const std::size_t end = std::min(name.find_first_of("<("), name.size());

@@ -1,4 +1,4 @@
-// Which names a person means who types one.
+// Which names a typed name stands for.
 #pragma once
 
 #include "interfaces/Types.h"
@@ -34,7 +34,7 @@ public:
     NamePattern& operator=(NamePattern&&) noexcept;
 
     const std::string& Text() const { return m_text; }
-    /// Why the regular expression is none; empty if all is well. Such a pattern fits nothing.
+    /// Why the regular expression is invalid; empty if it is valid. An invalid pattern fits nothing.
     const std::string& Error() const { return m_error; }
     /// A word that any name must have to fit a plain name: the last part's own. Empty if there is none.
     const std::string& Word() const { return m_word; }

@@ -1,4 +1,4 @@
-// What a name is: its ELF symbols, and what the store has of it.
+// What a name stands for: its ELF symbols, and what the store has of that name.
 #include "host/Loader.h"
 #include "host/NameAnswer.h"
 #include "host/NameFacts.h"
@@ -44,7 +44,7 @@ public:
     {
     }
 
-    /// @return false if nothing has the name, which has been told.
+    /// @return false if nothing has the name; the complaint has been made.
     bool Find(const std::string& name)
     {
         std::string text = name;

@@ -20,7 +20,7 @@ public:
     enum Need {
         Required,
         Optional,
-        OrInput, ///< optional, for standard input has more; required at the console, whose lines come from there
+        OrInput, ///< read from standard input if missing; required at the console, whose lines come from there
     };
 
     /// What a shell can offer for a value.
@@ -31,7 +31,7 @@ public:
         Names, ///< of symbols of the command's file
     };
 
-    /// Takes one value. @return why it can't; empty if it has.
+    /// Takes one value. @return why it can't; empty if it can.
     using Take = std::function<std::string(const std::string&)>;
 
     struct Item {
@@ -52,21 +52,21 @@ public:
     /// All further such words.
     void Words(const std::string& name, std::vector<std::string>& words, Need need, const std::string& help,
                Offer offer = Offer::Nothing);
-    /// Those that are taken by a function, one by one.
+    /// The same, passed to a function one by one.
     void Words(const std::string& name, Need need, const std::string& help, Take take);
 
     void Flag(const std::string& name, bool& on, const std::string& help);
-    /// One that is seen to elsewhere.
+    /// A flag that is handled elsewhere.
     void Flag(const std::string& name, const std::string& help);
     /// An option with a value.
     void Value(const std::string& name, const std::string& value, std::string& text, const std::string& help,
                Offer offer = Offer::Nothing);
     void Value(const std::string& name, const std::string& value, const std::string& help, Take take,
                Offer offer = Offer::Nothing);
-    /// One that may be given again.
+    /// An option that may be given several times.
     void Values(const std::string& name, const std::string& value, std::vector<std::string>& texts,
                 const std::string& help);
-    /// One whose value is one of a few words.
+    /// An option whose value is one of a few words.
     template <typename Target, typename Chosen>
     void Choice(const std::string& name, Target& target, const std::vector<std::pair<std::string, Chosen>>& choices,
                 const std::string& help);

@@ -14,28 +14,28 @@ class LineReader;
 
 /// A stream buffer that writes in large pieces. On a terminal, where a person watches, each line is
 /// passed on at its end, and a stream's flush passes on the rest; elsewhere a stream's flush does
-/// nothing. A terminal gets no control character but line feed and tab, for texts come from files: the
+/// nothing. A terminal gets no control character but line feed and tab, since texts come from files: the
 /// others are shown as "?". After the first write that fails everything is dropped, and Error() tells why.
 class Output : public std::streambuf {
 public:
     explicit Output(int descriptor);
-    /// Doesn't flush: who needs to know that all has arrived calls Flush() and asks Error().
+    /// Doesn't flush: to know that all has arrived, call Flush() and ask Error().
     ~Output() override;
 
     void Write(std::string_view text) { sputn(text.data(), static_cast<std::streamsize>(text.size())); }
-    /// Writes the line above a table as soon as anything follows it: a listing that comes to nothing shows none.
+    /// Writes the line above a table once anything follows it, so that a listing that fails shows none.
     void WriteHead(std::string_view head) { m_head += head; }
     /// Writes the head of a table that is empty.
     void ShowHead();
-    /// Forgets it.
+    /// Drops that line.
     void DropHead() { m_head.clear(); }
-    /// Forgets what has been written and not passed on, if it is held back until there is more of it.
+    /// Drops what has been written and is still held back.
     virtual void DropHeld() {}
-    /// Writes what steers a terminal, as it stands.
+    /// Writes control sequences of a terminal unchanged.
     void WriteSequence(std::string_view sequence);
-    /// Passes everything on to whoever reads it.
+    /// Passes everything on to the reader.
     virtual void Flush();
-    /// Tables in colours (host/Paint.h), from now on.
+    /// Paints tables (host/Paint.h) from now on.
     void SetPainted(bool painted) { m_painted = painted; }
     bool IsTerminal() const { return m_terminal; }
     /// The errno of the write that failed; 0 if none did.
@@ -49,7 +49,7 @@ public:
 protected:
     /// Takes bytes that leave the buffer.
     virtual void Deliver(const char* bytes, std::size_t count);
-    /// Says whether lines are passed on at their end, from now on. Nothing may be held.
+    /// Sets whether lines are passed on at their end. Nothing may be held.
     void SetByLine(bool byLine);
     /// Writes to the descriptor itself.
     void WriteThrough(int descriptor, const char* bytes, std::size_t count);

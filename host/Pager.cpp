@@ -191,7 +191,7 @@ bool PagedOutput::StartPager()
     sigaddset(&defaults, SIGPIPE);
     posix_spawnattr_setsigdefault(&attributes, &defaults);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-    // Colours as they are, no screen of its own that vanishes when it is left, and none at all for a short text.
+    // Keep colours, use no alternate screen that vanishes at the end, and end at once if the text is short.
     setenv("LESS", "FRX", 0);
     std::string shell = "sh";
     std::string option = "-c";

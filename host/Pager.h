@@ -1,4 +1,4 @@
-// A terminal's output, command by command, that is shown through the user's pager if it is long.
+// Output to a terminal, command by command; long output goes through the user's pager.
 #pragma once
 
 #include "host/Output.h"
@@ -22,7 +22,7 @@ public:
     void Flush() override;
     void DropHeld() override;
 
-    /// Shows everything by itself from now on.
+    /// Uses no pager from now on.
     void LeavePager() { m_command.clear(); }
 
     /// True if the person left the pager while the command was writing.

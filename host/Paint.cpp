@@ -1,4 +1,4 @@
-// Which parts of a line get which colour. It goes by how the listings look, so that no listing has to know of it.
+// Which parts of a line get which colour. This goes by how the listings look, so that no listing has to know about it.
 #include "host/Paint.h"
 
 #include <algorithm>

@@ -1,10 +1,10 @@
-// Colours for the eye in the tables that a person reads on a terminal.
+// Colours in the tables that a person reads on a terminal.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-/// The lines of a table with their heads, addresses, holes and question marks told apart. Lines of JSON stay.
+/// The lines of a table, with heads, addresses, holes and question marks in colours. Lines of JSON stay.
 /// @param text whole lines; a piece of one is taken for a line.
 std::string Painted(std::string_view text);
 

@@ -191,7 +191,7 @@ std::vector<TypeDifference> DiffTypes(const ComparedProgram& older, const Compar
         const bool isBase = name.second == std::string_view("base");
         VisitPairs(rest.olds, rest.news, describe, [&](const TypeShape* const* before, const TypeShape* const* now) {
             if ((before == nullptr || now == nullptr) && isBase) {
-                return; // a program may use one more and break nothing
+                return; // one base type more or less breaks nothing
             }
             TypeDifference difference = {before == nullptr ? nullptr : *before, now == nullptr ? nullptr : *now};
             found.push_back(difference);

@@ -24,7 +24,7 @@ constexpr u8 kSttTls = 6;
 constexpr u8 kSttGnuIfunc = 10;
 constexpr u8 kSttArmThumbFunc = 13;
 
-/// Longer names are cut: any number of symbols can end in one long text.
+/// Longer names are cut: any number of symbols can share one long text.
 constexpr std::size_t kMaxName = 4096;
 
 std::string_view Bounded(const char* text)

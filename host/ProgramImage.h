@@ -1,4 +1,4 @@
-// What a running program has of an ELF file: its sections, the memory they take, and the symbols that name their bytes.
+// The part of an ELF file that a running program has: sections, the memory they take, and the symbols for their bytes.
 #pragma once
 
 #include "interfaces/Types.h"

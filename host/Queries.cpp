@@ -1,4 +1,4 @@
-// The plain listings: ratings, sections and units.
+// The simple listings: ratings, sections and units.
 #include "host/Queries.h"
 
 #include "host/Json.h"

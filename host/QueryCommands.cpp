@@ -23,7 +23,7 @@ protected:
         options.Word("FUNCTION", m_function, Options::Optional, "Name, glob, id or address; needed without --at");
         options.Offering(Options::Offer::Names);
         DeclareRegex(options, m_regex);
-        options.Value("--at", "ADDRESS", m_at, "What is in scope at this address, and where it is then");
+        options.Value("--at", "ADDRESS", m_at, "What is in scope at this address, and where it is there");
     }
     Opening HowToOpen() const override { return {.hint = true}; }
     int Ask(Loader& file, Host& host) override
@@ -58,7 +58,7 @@ protected:
     void DeclareMore(Options& options) override
     {
         options.Words("NAME", m_options.names, Options::OrInput,
-                      "Names, whole or their last part, or globs; without any, read from standard input");
+                      "Names, last parts of names, or globs; without any, read from standard input");
         options.Offering(Options::Offer::Names);
         options.Flag("--regex", m_options.regex, "Each NAME is a regular expression");
     }
@@ -86,7 +86,7 @@ protected:
                       "Numbers, SYMBOL, SYMBOL+0x10, FILE:LINE, or ranges A-B;\n"
                       "without any, those in the text from standard input");
         options.Offering(Options::Offer::Names);
-        options.Flag("-i", m_options.inlines, "Tell the chain of inlined functions");
+        options.Flag("-i", m_options.inlines, "Add the functions that are inlined there");
         options.Flag("--annotate", m_options.annotate, "Echo the text with the answers behind its numbers");
     }
     int Ask(Loader& file, Host& host) override { return ResolveAddresses(file, host.GetAnswer(), m_options); }

@@ -28,7 +28,7 @@ namespace {
 /// Deeper levels are printed at this indent, or 100,000 nested blocks would print gigabytes.
 constexpr u32 kMaxIndent = 30;
 
-/// Names and types beyond these widths push what follows them out of its column.
+/// Longer names and types push what follows them out of its column.
 constexpr std::size_t kWidestName = 32;
 constexpr std::size_t kWidestType = 40;
 
@@ -87,7 +87,7 @@ private:
         }
     }
 
-    /// Of scopes that may not be there, what is nowhere is not worth a row, nor are those without rows.
+    /// Leaves out variables that are nowhere in scopes that may not be there, and such scopes without rows.
     void DropUncertain()
     {
         u32 below = 0; // the depth of the next row that stays
@@ -179,7 +179,7 @@ private:
         m_answer.output.Write(line + '\n');
     }
 
-    /// The ranges of a list stand below one another.
+    /// Writes the ranges of a list below one another.
     static void AppendLocation(std::string& line, const Location& location)
     {
         const std::size_t column = line.size();

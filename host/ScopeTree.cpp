@@ -1,4 +1,4 @@
-// The tree of a function's scopes, out of what the store holds one after the other.
+// Builds the tree of a function's scopes from the flat lists of the store.
 #include "host/ScopeTree.h"
 
 #include "interfaces/DbgVariable.h"

@@ -1,4 +1,4 @@
-// What is in a function, nested as the source has it.
+// The contents of a function, nested as in the source.
 #pragma once
 
 #include "host/ScopeIndex.h"

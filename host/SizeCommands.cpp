@@ -24,7 +24,7 @@ protected:
                                                                       {"unit", SizeLevel::Unit},
                                                                       {"symbol", SizeLevel::Symbol}},
                        "All sums of one level instead of the largest of each");
-        options.Value("--html", "OUT", m_options.page, "Write a page with a map and a table of it all",
+        options.Value("--html", "OUT", m_options.page, "Write a page with a map and a table instead",
                       Options::Offer::Files);
     }
     int Ask(Loader& file, Host& host) override { return ShowSizes(file, host.GetAnswer(), m_options); }

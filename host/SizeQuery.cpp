@@ -1,5 +1,5 @@
 // Sums of a program's bytes by section, unit, folder and symbol, as tables or as JSON. All sums are made in 64 bits:
-// the sections of a file can be as large as they please.
+// the sections of a file can have any size.
 #include "host/SizeQuery.h"
 
 #include "host/Demangle.h"

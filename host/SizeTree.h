@@ -36,7 +36,7 @@ struct SizeItem {
     SizeKind kind;
 };
 
-/// The items of one section, laid end to end, are the section. So whatever is summed up by unit, folder or kind adds up
+/// The items of one section, laid end to end, are the section, so sums by unit, folder or kind always add up
 /// to it. Where symbols overlap, a byte belongs to the one that begins first; of aliases to one, a global one if there
 /// is. A symbol without size goes as far as the next symbol.
 class SizeTree {

@@ -1,4 +1,4 @@
-// What becomes of standard output, from the first line to the program's end.
+// Sets up standard output, and ends it with the program.
 #include "host/StandardOutput.h"
 
 #include "host/Host.h"
@@ -33,7 +33,7 @@ void StandardOutput::Apply(const CommonOptions& options)
     }
 }
 
-/// Nobody reads on, so nothing is left to be done.
+/// Nobody reads any more, so nothing is left to do.
 void StandardOutput::Leave()
 {
     if (m_paged != nullptr) {

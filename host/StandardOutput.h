@@ -1,5 +1,5 @@
-// Standard output for one command: through the pager on a terminal, in colours where they are wanted, and with a quiet
-// end once nobody reads on.
+// Standard output for one command: on a terminal through the pager and in colours if wanted, and with a silent
+// end once nobody reads any more.
 #pragma once
 
 #include "host/Pager.h"
@@ -18,7 +18,7 @@ public:
     StandardOutput& operator=(const StandardOutput&) = delete;
 
     Output& Get() { return *m_output; }
-    /// Does what --color and --no-pager say.
+    /// Applies --color and --no-pager.
     void Apply(const CommonOptions& options);
     /// Shows the rest, and waits until the person leaves the pager.
     /// @param status of the command.

@@ -1,4 +1,4 @@
-// What a person may have meant who mistyped a name.
+// What a mistyped name may have meant.
 #pragma once
 
 #include <cstddef>
@@ -6,11 +6,11 @@
 #include <string_view>
 #include <vector>
 
-/// How many single letters have to be changed, left out, added or swapped with their neighbour to make one text of
-/// another; anything above `limit` comes as `limit` + 1.
+/// How many single letters have to be changed, left out, added or swapped with their neighbour to turn one text into
+/// the other; `limit` + 1 for anything above `limit`.
 std::size_t EditDistance(std::string_view from, std::string_view to, std::size_t limit);
 
-/// Keeps those of any number of candidates that are nearest to a text: of nearly its letters, or beginning with it.
+/// Of any number of candidates, keeps those nearest to a text: with nearly its letters, or beginning with it.
 /// Capital letters count as small ones.
 class Suggestions {
 public:

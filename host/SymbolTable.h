@@ -1,4 +1,4 @@
-// The ELF symbols that stand for something, by place and by name.
+// The ELF symbols of places and names in the program.
 #pragma once
 
 #include "host/ExtentIndex.h"
@@ -36,8 +36,8 @@ public:
 
     const std::vector<ElfSymbol>& All() const { return m_symbols; }
 
-    /// The symbol that a place belongs to: of those whose extent holds it the one that begins closest, a function or
-    /// an object ahead of a label, a global one ahead of others; else a label without size that stands at it, or in
+    /// The symbol that a place belongs to: of those whose extent holds it, the one that begins closest, a function or
+    /// an object before a label, a global one before others; else a label without size that stands at it, or in
     /// front of it with no other symbol between. Null if there is none.
     const ElfSymbol* FindAt(u32 address, u16 section);
     static constexpr u16 kAnySection = 0;
@@ -61,7 +61,7 @@ public:
     u32 SectionAddress(u16 section) const;
 
 private:
-    /// True for a label within the extent of a symbol, which ends with that.
+    /// True for a label inside the extent of a symbol, where the label ends too.
     bool IsInside(const ElfSymbol& label);
     bool Precedes(const ElfSymbol& one, const ElfSymbol& other) const;
 

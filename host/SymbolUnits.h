@@ -59,5 +59,5 @@ private:
     std::vector<Extent> m_ranges;
 };
 
-/// A symbol's name without the number that a compiler adds to tell local ones apart: "count" of "count.0".
+/// A symbol's name without the number by which a compiler tells local ones apart: "count" for "count.0".
 std::string_view WithoutNumber(std::string_view name);

@@ -1,4 +1,4 @@
-// Number and line helpers. No iostreams: a query prints thousands of numbers.
+// Number and line helpers, without iostreams: a query prints thousands of numbers.
 #include "host/Text.h"
 
 #include "interfaces/DbgAddress.h"

@@ -28,8 +28,8 @@ void AppendPrintable(std::string& line, std::string_view text, std::string_view 
 /// bytes of it, with "..." behind them then.
 void AppendShort(std::string& line, std::string_view text);
 
-/// Paths in the rows of line tables. Any number of rows may name one path, and files of hostile make have paths
-/// as long as themselves.
+/// Paths in the rows of line tables. Any number of rows may name one path, and hostile files have paths
+/// as long as the file.
 class RowPaths {
 public:
     /// `path` for the next row; its first bytes once the rows together are longer than 64 MiB and 512 bytes each.

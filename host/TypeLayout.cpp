@@ -1,4 +1,4 @@
-// Places of members and what is between them. Sizes and offsets come from the file as they please: all sums are made in
+// Places of members and the gaps between them. Sizes and offsets of a file can be anything: all sums are made in
 // 64 bits.
 #include "host/TypeLayout.h"
 

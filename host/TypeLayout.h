@@ -1,4 +1,4 @@
-// What lies where in a structure, a class or a union: its members, and the bytes between them that no member has.
+// The layout of a structure, a class or a union: its members, and the bytes between them that no member has.
 #pragma once
 
 #include "interfaces/DbgUserDefinedVarType.h"
@@ -24,11 +24,11 @@ struct LayoutRow {
         Member,
         Hole,    ///< ahead of a member
         Padding, ///< at the end
-        /// So many bytes at the end of a class with a table of virtual functions that the padding can't be all. The
-        /// place of a virtual base is only known at run time, so the store has none of them.
+        /// More bytes at the end of a class with virtual functions than alignment explains. The
+        /// place of a virtual base is only known at run time, so the store has no virtual bases.
         VirtualBases,
-        /// So many bytes behind an array that they can be more of it: of the bounds of an array with several dimensions
-        /// the store has the last.
+        /// Enough bytes behind an array for more of it: of the bounds of an array with several dimensions
+        /// the store has only the last.
         RestOfArray,
     };
 
@@ -53,7 +53,7 @@ public:
     {
     }
 
-    /// In the order of their beginnings. Empty for a type without members.
+    /// In ascending order. Empty for a type without members.
     std::vector<LayoutRow> Of(const DbgUserDefinedVarType& type) const { return Of(type, 0); }
 
     /// Null for an id that the store doesn't hold.

@@ -1,4 +1,4 @@
-// The types of a file: all or those of some names, or what they lose to holes.
+// The types of a file: all or some by name, or the bytes that they lose to holes.
 #include "host/Listing.h"
 #include "host/Loader.h"
 #include "host/NameLookup.h"
@@ -128,7 +128,7 @@ private:
     std::optional<NameLookup> m_names;
 };
 
-/// Units that include one header hold its types alike. A person sees each once; a script is told.
+/// Units that include one header hold equal types. A person sees each once; a script sees all, with `same_as`.
 class TypeLister {
 public:
     TypeLister(Loader& file, Answer answer, bool bigEndian)
@@ -139,7 +139,7 @@ public:
     {
     }
 
-    /// @param all the types are all that there are: the last line says how many.
+    /// @param all these are all types of the file: the last line says how many.
     /// @return false if there is nothing to show.
     bool List(const Types& types, const Selection& selection, bool all)
     {
@@ -318,7 +318,7 @@ private:
 };
 
 /// Those of `names`, or all.
-/// @param complete set to false if one isn't there, which has been told.
+/// @param complete set to false if one isn't there; the complaint has been made.
 Types SelectTypes(Loader& file, const VFKElfFile& elf, const TypeOptions& options, bool& complete)
 {
     file.LoadIndex();

@@ -1,5 +1,5 @@
-// Most types of a program are in most of its units. They are told apart by numbers first, in which the store's texts
-// count by their place: it keeps equal ones once.
+// Most types of a program are in most of its units. They are compared by hashes first, in which the store's texts
+// count by address, since it keeps equal ones once.
 #include "host/TypeShapes.h"
 
 #include "host/Loader.h"
@@ -15,9 +15,9 @@ namespace {
 
 using Kind = DbgUDTInfo::Kind;
 
-/// Parts without a type name are followed so deep.
+/// How deep parts without a type name are followed.
 constexpr u32 kMaxNesting = 16;
-/// Rows of such parts: types can hold each other so that there would be no end of them.
+/// Bounds on rows of such parts: types can contain each other without end.
 constexpr std::size_t kMaxNestedRows = std::size_t{1} << 20; ///< of all types together
 constexpr std::size_t kMaxShownRows = std::size_t{1} << 15;  ///< of one type whose rows are asked for
 /// Any number of members may have one long name.

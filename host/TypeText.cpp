@@ -1,4 +1,4 @@
-// Names and layouts of types. Sizes and offsets come from the file as they please: all sums are
+// Names and layouts of types. Sizes and offsets of a file can be anything: all sums are
 // made in 64 bits.
 #include "host/TypeText.h"
 
@@ -48,7 +48,7 @@ std::string Words(u16 qualifiers)
     return words;
 }
 
-/// What declares a pointer to what has this declarator. Qualifiers are the pointer's own.
+/// The declarator of a pointer to what has this declarator. Qualifiers are the pointer's own.
 std::string PointerTo(u16 qualifiers, const std::string& declarator)
 {
     const std::string words = Words(qualifiers);
@@ -86,7 +86,7 @@ constexpr std::size_t kTypeColumn = 26;
 constexpr std::size_t kTypeWidth = 28;
 constexpr std::size_t kWidestType = 48; ///< a longer one pushes the name out of its column
 
-/// Nameless parts lie deeper in one another in no program; nor does a program have so many lines of them.
+/// No program nests nameless parts deeper, or has more lines of them.
 constexpr u32 kDeepestPart = 8;
 constexpr std::size_t kMostLines = 10'000; ///< of one type
 constexpr u32 kMostExpanded = 4'000'000;

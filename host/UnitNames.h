@@ -1,4 +1,4 @@
-// Which compile units, and which files of source, a person means.
+// Which compile units, and which source files, a typed path stands for.
 #pragma once
 
 #include "host/NamePattern.h"
@@ -32,8 +32,8 @@ private:
     NamePattern m_endGlob;
 };
 
-/// Indices of the units that `unit` names; all if it is empty. Loads the index. That is, the first of these that there
-/// are any of: the unit of that id or path; those whose path ends in the text, behind a separator; those whose path
-/// does so without its extension; those whose path, or an end of it, fits a glob.
-/// None: the complaint has been made.
+/// Indices of the units that `unit` names; all if it is empty. Loads the index. The first of these that matches
+/// anything counts: the unit of that id or path; units whose path ends in the text, behind a separator; units whose
+/// path does so without its extension; units whose path, or an end of it, fits a glob. None: the complaint has been
+/// made.
 std::vector<u32> SelectUnits(Loader& file, const std::string& unit);

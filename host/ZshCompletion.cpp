@@ -5,7 +5,7 @@
 
 namespace {
 
-/// Puts a backslash ahead of each of some characters.
+/// Puts a backslash before certain characters.
 std::string Escaped(const std::string& text, std::string_view special)
 {
     std::string escaped;

@@ -29,7 +29,7 @@ int RunGuarded(const Invocation& invocation, Output& output)
     return invocation.command->TroubleStatus();
 }
 
-/// What the shell has closed must not become the symbol file, and stays of no use: to read from it, or to write
+/// A standard descriptor that the shell has closed must not become the symbol file. Reading from it, or writing
 /// to it, fails.
 void OpenStandardDescriptors()
 {
@@ -45,7 +45,7 @@ void OpenStandardDescriptors()
 
 int main(int argc, char** argv)
 {
-    // A reader that goes away, and a file that may grow no more, show as a write that fails.
+    // A closed pipe and a file that reaches its size limit show as a write that fails.
     const bool endsByPipe = std::signal(SIGPIPE, SIG_IGN) != SIG_IGN;
     std::signal(SIGXFSZ, SIG_IGN);
     OpenStandardDescriptors();
