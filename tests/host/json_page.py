@@ -76,6 +76,7 @@ def documented():
             command = place = line[3:]
         elif line.startswith("Record `"):
             place = f"{command} {line.split('`')[1]}"
+            keys.add((place, "record"))
         for other in re.findall(r"the keys of \[(\w+)\]", line):
             keys |= {(place, key) for owner, key in keys if owner == f"{other} {place.split()[1]}"}
         if line.startswith("| `"):
