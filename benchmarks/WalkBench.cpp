@@ -1,9 +1,11 @@
-// The walks: a unit's top level with its types, and the functions' scopes. And the rows behind them.
+// The walks: a unit's top level with its types, and the functions' scopes. And the rows and records behind them.
 #include "benchmarks/Inputs.h"
 #include "index/DieInfoMap.h"
 #include "interfaces/DbgAddress.h"
+#include "interfaces/DbgSymSymFile.h"
 
 #include <benchmark/benchmark.h>
+#include <string>
 
 namespace {
 
@@ -69,5 +71,25 @@ void AddAndFindRows(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * (kSection / kStep));
 }
 BENCHMARK(AddAndFindRows);
+
+/// Types a second that a store takes, each with a name of its own, and finds again.
+void AddAndFindTypes(benchmark::State& state)
+{
+    constexpr u32 kTypes = 100000;
+    constexpr u32 kStep = 19; // bytes of `.debug_info` from a type to the next
+    for (auto _ : state) {
+        DbgSymSymFile store("a.axf", 1);
+        for (u32 id = 0; id < kTypes * kStep; id += kStep) {
+            const auto type = DbgUserDefinedVarType::CreateSharedPtr(id, std::to_string(id).c_str(), 4);
+            type->SetTypeInfo(new DbgUDTInfoTypedef(&store, kBaseInt, 0, kNone));
+            store.AddUserDefinedType(type);
+        }
+        for (u32 id = 0; id < kTypes * kStep; id += kStep) {
+            benchmark::DoNotOptimize(store.GetUserDefinedType(id));
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * kTypes);
+}
+BENCHMARK(AddAndFindTypes);
 
 } // namespace
