@@ -85,6 +85,19 @@ TEST_P(DieWalker, AnEmptyListOfChildrenOrAnUnknownCodeEndsTheWalk)
     EXPECT_EQ(bad.sibling, kNone);
 }
 
+TEST_P(DieWalker, ARowTellsWhereItsChildrenStartHoweverFarThatIs)
+{
+    LoadUnitOf([&] { Function(dwarf.Label("f"), "f"); });
+    DIEInfo& row = *Probe::FindDieInfo(File(), dwarf.Offset("f"));
+    for (const u32 distance : {1u, DIEInfo::kFarChild - 1, DIEInfo::kFarChild, DIEInfo::kFarChild + 5}) {
+        Probe::SetChild(File(), row, row.infoOffset + distance);
+        EXPECT_EQ(Probe::ChildOf(File(), row), row.infoOffset + distance);
+        EXPECT_TRUE(row.Has(DIEInfo::kDieBuilt)) << "the flags beside it stay";
+    }
+    Probe::SetChild(File(), row, kNone);
+    EXPECT_EQ(Probe::ChildOf(File(), row), kNone);
+}
+
 TEST_P(DieWalker, TheLoadOfADieThatIsNeverBuiltGoesOnBehindIt)
 {
     // Producers write `const void` as a const without a type. A pointer to it loads the const again

@@ -54,6 +54,8 @@ public:
     OPERATION(ReadAttrValue)
     OPERATION(ForEachAttribute)
     OPERATION(FindDieInfo)
+    OPERATION(ChildOf)
+    OPERATION(SetChild)
     OPERATION(LoadDieAtOffset)
     OPERATION(LoadPendingDies)
     OPERATION(FindPubName)
