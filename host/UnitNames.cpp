@@ -45,7 +45,8 @@ std::string NearUnits(const Loader& file, const std::string& unit)
     for (std::size_t i = 0; i < file.UnitCount(); ++i) {
         const std::string& path = file.Store().FileScopeAt(i).GetPath();
         suggestions.Offer(path);
-        suggestions.Offer(std::string_view(path).substr(path.find_last_of("/\\") + 1));
+        const std::string_view shown = unit.find('.') == std::string::npos ? StemOf(path) : path;
+        suggestions.Offer(shown.substr(shown.find_last_of("/\\") + 1));
     }
     return suggestions.Question();
 }
