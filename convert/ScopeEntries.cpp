@@ -227,7 +227,7 @@ void UnitConverter::AddFunction(const Function& function)
         if (first) {
             AddLocalTypes(node, entry);
         }
-        AddChildren(node, entry, range, 0);
+        AddChildren(node, entry, Extent{range, &function.ranges, first, entry, nullptr}, 0);
         std::string_view name = m_names.Qualified(node);
         if (name.empty()) {
             name = m_names.Linkage(node);
@@ -256,9 +256,10 @@ void UnitConverter::AddLocalTypes(u32 function, u32 entry)
     }
 }
 
-/// @param range the addresses of `parent`; none where there is no code.
-void UnitConverter::AddChildren(u32 node, u32 parent, std::optional<AddressRange> range, u32 depth)
+/// @param extent the addresses of `parent`; none where there is no code.
+void UnitConverter::AddChildren(u32 node, u32 parent, const std::optional<Extent>& extent, u32 depth)
 {
+    const std::optional<AddressRange> range = extent ? std::optional(extent->range) : std::nullopt;
     if (depth > kMaxNesting || m_tree.Count() > m_maxEntries) {
         LeaveOut("blocks", "nested too deep, or in too many pieces");
         return;
@@ -269,7 +270,7 @@ void UnitConverter::AddChildren(u32 node, u32 parent, std::optional<AddressRange
         case DW_TAG_inlined_subroutine:
         case DW_TAG_try_block:
         case DW_TAG_catch_block:
-            AddBlock(child, parent, range, depth);
+            AddBlock(child, parent, extent, depth);
             break;
         case DW_TAG_variable:
         case DW_TAG_formal_parameter:
@@ -295,41 +296,66 @@ void UnitConverter::AddChildren(u32 node, u32 parent, std::optional<AddressRange
     });
 }
 
-void UnitConverter::AddBlock(u32 node, u32 parent, std::optional<AddressRange> range, u32 depth)
+/// Producers that may not state several ranges give a scope one of them; what is in it may then lie in another.
+/// @return the entry of the next scope around in which such a block lies; kNoEntry if it is none, or lies in none.
+u32 UnitConverter::ScopeOfStray(AddressRange range, const Extent& around)
+{
+    const bool overlaps = std::any_of(around.whole->begin(), around.whole->end(), [&](const AddressRange& whole) {
+        return whole.Overlaps(range.begin, range.end);
+    });
+    if (overlaps || !around.isFirst || !StandsAt(m_functions[m_currentFunction].node, range.begin, range.end)) {
+        return kNoEntry;
+    }
+    for (const Extent* extent = around.around; extent != nullptr; extent = extent->around) {
+        if (extent->range.Contains(range)) {
+            return extent->entry;
+        }
+    }
+    LeaveOut("blocks", "outside their function");
+    return kNoEntry;
+}
+
+void UnitConverter::AddBlock(u32 node, u32 parent, const std::optional<Extent>& extent, u32 depth)
 {
     const bool isInlined = m_unit.Tag(node) == DW_TAG_inlined_subroutine;
     const AddressRanges ranges = RangesOf(node);
-    if (ranges.empty() || !range) {
-        if (!range) {
+    if (ranges.empty() || !extent) {
+        if (!extent) {
             return; // readers take the blocks of what instances have in common for further ones of each instance
         }
         if (!isInlined && !m_unit.Has(node, DW_AT_low_pc) && !m_unit.Has(node, DW_AT_ranges)) {
-            AddChildren(node, parent, range, depth + 1); // as wide as the scope around it
-        } else if (!isInlined) {                         // of a block that lost its code the static variables are left
+            AddChildren(node, parent, extent, depth + 1); // as wide as the scope around it
+        } else if (!isInlined) {                          // of a block that lost its code the static variables are left
             m_unit.ForEachChild(node, [&](u32 child) {
                 if (m_unit.Tag(child) == DW_TAG_variable && IsAddress(LocationOf(child))) {
-                    AddVariable(child, parent, range);
+                    AddVariable(child, parent, extent->range);
                 }
             });
         }
         return;
     }
     for (const AddressRange& own : ranges) {
-        const u32 begin = std::max(own.begin, range->begin);
-        const u32 end = std::min(own.end, range->end);
+        u32 begin = std::max(own.begin, extent->range.begin);
+        u32 end = std::min(own.end, extent->range.end);
+        u32 scope = parent;
         if (begin >= end) {
-            continue;
+            scope = ScopeOfStray(own, *extent);
+            if (scope == kNoEntry) {
+                continue;
+            }
+            begin = own.begin;
+            end = own.end;
         }
         if (isInlined) {
             OriginByName(node);
         }
-        const u32 entry = m_tree.Add(parent, isInlined ? DW_TAG_inlined_subroutine : DW_TAG_lexical_block);
+        const u32 entry = m_tree.Add(scope, isInlined ? DW_TAG_inlined_subroutine : DW_TAG_lexical_block);
         if (isInlined && !AddOrigin(node)) {
             m_tree.ToEntry(DW_AT_abstract_origin, OriginByName(node));
         }
         m_tree.Address(DW_AT_low_pc, begin);
         m_tree.Address(DW_AT_high_pc, end);
-        AddChildren(node, entry, AddressRange{begin, end}, depth + 1);
+        AddChildren(node, entry, Extent{{begin, end}, &ranges, &own == &ranges.front(), entry, &*extent}, depth + 1);
         if (!m_tree.HasChildren(entry)) {
             if (isInlined) {
                 m_tree.Add(entry, DW_TAG_label); // says nothing: readers of blocks want children
@@ -418,6 +444,9 @@ void UnitConverter::AddLabel(u32 node, u32 parent, std::optional<AddressRange> r
 
 void UnitConverter::AddFileVariable(u32 node)
 {
+    if (m_constantDeclarations.contains(node)) {
+        return; // the definition says all
+    }
     Location location;
     if (std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_location)) {
         location = m_shared.locations.Read(*attribute, {});
@@ -493,6 +522,12 @@ bool UnitConverter::LocationAttribute(u32 name, const Location& location, std::o
 
 void UnitConverter::ConstantAttribute(u32 node)
 {
+    if (!m_unit.Has(node, DW_AT_const_value)) {
+        node = m_unit.Refer(node, DW_AT_specification).node; // the declaration of a constant has its value
+        if (node == kNoNode) {
+            return;
+        }
+    }
     std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_const_value);
     if (!attribute) {
         return;

@@ -138,6 +138,10 @@ void UnitConverter::Classify()
             const bool hasPlace = m_unit.Has(node, DW_AT_location);
             if (IsFileScope(parentTag) || (hasPlace && (IsClass(parentTag) || StandsWithoutCode(node)))) {
                 m_fileVariables.push_back(node);
+                if (const u32 declaration = m_unit.Refer(node, DW_AT_specification).node;
+                    declaration != kNoNode && !hasPlace) {
+                    m_constantDeclarations.insert(declaration);
+                }
             }
         } else if (IsType(tag)) {
             m_typeNodes.push_back(node);

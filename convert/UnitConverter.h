@@ -24,6 +24,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -73,6 +74,15 @@ private:
         Kind kind = Kind::Void;
         u32 node = kNoNode;
         EntryKey key;
+    };
+
+    /// The code of one entry of a scope, of which there are several if it has several ranges.
+    struct Extent {
+        AddressRange range;
+        const AddressRanges* whole; ///< all ranges of the scope
+        bool isFirst;
+        u32 entry;
+        const Extent* around; ///< of the scope around; null for a function
     };
 
     struct Dimension {
@@ -153,8 +163,9 @@ private:
     void AddCodelessFunction(u32 node);
     void AddFunction(const Function& function);
     void FunctionAttributes(u32 node, bool hasCode);
-    void AddChildren(u32 node, u32 parent, std::optional<AddressRange> range, u32 depth);
-    void AddBlock(u32 node, u32 parent, std::optional<AddressRange> range, u32 depth);
+    void AddChildren(u32 node, u32 parent, const std::optional<Extent>& extent, u32 depth);
+    void AddBlock(u32 node, u32 parent, const std::optional<Extent>& extent, u32 depth);
+    u32 ScopeOfStray(AddressRange range, const Extent& around);
     void AddVariable(u32 node, u32 parent, std::optional<AddressRange> range);
     void AddLabel(u32 node, u32 parent, std::optional<AddressRange> range);
     void AddFileVariable(u32 node);
@@ -195,6 +206,7 @@ private:
     std::vector<std::pair<AddressRange, bool>> m_codeNearZero;
     bool m_hasCodeNearZero = false;
     std::vector<u32> m_fileVariables;
+    std::unordered_set<u32> m_constantDeclarations;         ///< of variables that are defined without a place
     std::unordered_map<u32, std::vector<u32>> m_localTypes; ///< by function
     std::unordered_map<u32, u32> m_definitionOf;            ///< by declaration of a class
     std::unordered_map<std::string_view, u32> m_definitionByName;

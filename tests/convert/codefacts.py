@@ -24,17 +24,27 @@ class Variable:
 class Scope:
     """A function, block or inlined function: its ranges, the variables in it, the scopes in it."""
 
-    __slots__ = ("die", "text", "ranges", "variables", "scopes")
+    __slots__ = ("die", "text", "ranges", "variables", "scopes", "around")
 
     def with_variables(self, variables):
         """The same with other variables."""
         scope = Scope()
-        scope.die, scope.text, scope.ranges, scope.scopes, scope.variables = (
-            self.die, self.text, self.ranges, self.scopes, variables)
+        scope.die, scope.text, scope.ranges, scope.scopes, scope.variables, scope.around = (
+            self.die, self.text, self.ranges, self.scopes, variables, self.around)
         return scope
 
     def covers(self, pc):
         return any(begin <= pc < end for begin, end in self.ranges)
+
+    def home_of(self, ranges):
+        """Which scope has one of these ranges within this one: this, or where it lies in none of this one's (the
+        producer gave it one of several ranges), the next around that has it whole."""
+        if any(b < end and e > begin for b, e in self.ranges for begin, end in ranges):
+            return self
+        scope = self.around
+        while scope is not None and not any(b <= begin and end <= e for b, e in scope.ranges for begin, end in ranges):
+            scope = scope.around
+        return scope or self
 
     def walk(self):
         yield self
@@ -254,9 +264,10 @@ class CodeFacts:
 
     # -- scopes
 
-    def read_scope(self, die, text, ranges, function):
+    def read_scope(self, die, text, ranges, function, around=None):
         scope = Scope()
         scope.die, scope.text, scope.ranges, scope.variables, scope.scopes = die, text, ranges, [], []
+        scope.around = around
         self._fill(scope, die, function)
         return scope
 
@@ -268,7 +279,7 @@ class CodeFacts:
                 ranges = child.ranges()
                 if ranges:
                     text = f"inlined {self.types.function_name(child)}" if child.tag == TAG.inlined_subroutine else None
-                    scope.scopes.append(self.read_scope(child, text, ranges, function))
+                    scope.home_of(ranges).scopes.append(self.read_scope(child, text, ranges, function, scope))
                 elif ranges is None and child.tag in BLOCKS:
                     self._fill(scope, child, function)  # a block that says no addresses is no block
             elif child.tag == TAG.GNU_formal_parameter_pack:
