@@ -41,13 +41,19 @@ public:
     /// @param form of the variable's location, @param value its bytes.
     Dwarf* Open(u16 version = 2, u32 form = DW_FORM_block1, const std::string& value = std::string(1, '\0'))
     {
-        m_image = ElfImage(m_order, {{".debug_abbrev", Abbreviations(version, form).Bytes()},
-                                     {".debug_info", Info(version, value).Bytes()},
-                                     {".debug_loc", loc.Bytes()},
-                                     {".debug_loclists", loclists.Bytes()},
-                                     {".debug_addr", addr.Bytes()},
-                                     {".debug_frame", frame.Bytes()},
-                                     {".eh_frame", ehFrame.Bytes(), kEhFrameAddress}});
+        return OpenSections({{".debug_abbrev", Abbreviations(version, form).Bytes()},
+                             {".debug_info", Info(version, value).Bytes()},
+                             {".debug_loc", loc.Bytes()},
+                             {".debug_loclists", loclists.Bytes()},
+                             {".debug_addr", addr.Bytes()},
+                             {".debug_frame", frame.Bytes()},
+                             {".eh_frame", ehFrame.Bytes(), kEhFrameAddress}});
+    }
+
+    /// The same with sections of the test's own.
+    Dwarf* OpenSections(const std::vector<ImageSection>& sections)
+    {
+        m_image = ElfImage(m_order, sections);
         m_elf = elf_memory(m_image.data(), m_image.size());
         m_dwarf = m_elf == nullptr ? nullptr : dwarf_begin_elf(m_elf, DWARF_C_READ, nullptr);
         if (m_dwarf == nullptr) {
