@@ -14,7 +14,7 @@ constexpr std::size_t kMaxPieces = 0xFFFF;
 
 ExpressionBytes Copy(ByteView bytes)
 {
-    return {bytes.data, bytes.data + bytes.size};
+    return bytes.size == 0 ? ExpressionBytes() : ExpressionBytes(bytes.data, bytes.size);
 }
 
 /// The parts of `scope` where none of the entries with addresses holds.

@@ -616,7 +616,7 @@ void UnitConverter::AddArray(u32 node, u32 parent)
         if (dimension.count && *dimension.count == 0) {
             m_tree.Number(DW_AT_count, 0);
         } else if (dimension.count) {
-            const i64 upper = dimension.lower + static_cast<i64>(*dimension.count) - 1;
+            const i64 upper = static_cast<i64>(static_cast<u64>(dimension.lower) + *dimension.count - 1);
             if (upper < 0) {
                 m_tree.Signed(DW_AT_upper_bound, upper);
             } else {

@@ -327,8 +327,9 @@ std::vector<UnitConverter::Dimension> UnitConverter::DimensionsOf(u32 node) cons
         if (count) {
             dimension.count = *count;
         } else if (upper) {
-            const bool none = *upper == -1 || (static_cast<u64>(*upper) == kMaxCount && dimension.lower == 0);
-            dimension.count = none ? 0 : static_cast<u64>(*upper - dimension.lower + 1);
+            const bool none =
+                *upper < dimension.lower || (static_cast<u64>(*upper) == kMaxCount && dimension.lower == 0);
+            dimension.count = none ? 0 : static_cast<u64>(*upper) - static_cast<u64>(dimension.lower) + 1;
         }
         dimension.isDynamic =
             !dimension.count && (m_unit.Has(child, DW_AT_count) || m_unit.Has(child, DW_AT_upper_bound));

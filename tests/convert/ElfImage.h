@@ -10,6 +10,15 @@ struct ImageSection {
     std::string name;
     std::string bytes;
     u32 address = 0;
+    bool isLoaded = false;
 };
 
-std::string ElfImage(ByteOrder order, const std::vector<ImageSection>& sections);
+/// A function of the first section.
+struct ImageFunction {
+    std::string name;
+    u32 address;
+    u32 size;
+};
+
+std::string ElfImage(ByteOrder order, const std::vector<ImageSection>& sections,
+                     const std::vector<ImageFunction>& functions = {});

@@ -183,7 +183,10 @@ TEST_P(Locations, OneValueIsAConstant)
     const std::pair<ByteSection, i64> all[] = {
         {Bytes().U8(DW_OP_lit31), 31},
         {Bytes().U8(DW_OP_const1s).U8(0xFF), -1},
+        {Bytes().U8(DW_OP_const1u).U8(0xFF), 0xFF},
         {Bytes().U8(DW_OP_const2u).U16(0xFFFE), 0xFFFE},
+        {Bytes().U8(DW_OP_const2s).U16(0xFFFE), -2},
+        {Bytes().U8(DW_OP_const4u).U32(0x80000000), 0x80000000LL},
         {Bytes().U8(DW_OP_const4s).U32(0x80000000), -0x80000000LL},
         {Bytes().U8(DW_OP_consts).Sleb(-300), -300},
         {Bytes().Raw({DW_OP_addrx, 1}), 0xA000},

@@ -330,16 +330,19 @@ TEST_P(ProgramOf, SectionNumbersFollowWhereverTheyStand)
     elf.Section(".data", "data", {.address = 0x9000});                           // 5
     elf.Section(".rel.data", "relocate", {.type = kShtRel, .link = 10});         // 6
     elf.Section(".group", Words({1, 2, 5, 6}), {.type = kShtGroup, .link = 10}); // 7
-    elf.Section(".extended", Words({0, 0, 0, 0, 2, 5, 0}), {.type = kShtExtended, .link = 10}); // 8
-    elf.Section(".rel.odd", "rel", {.type = kShtRel});                                          // 9
+    elf.Section(".extended", Words({0, 0, 0, 0, 2, 5, 0, 0}), {.type = kShtExtended, .link = 10}); // 8
+    elf.Section(".rel.odd", "rel", {.type = kShtRel});                                             // 9
     elf.Symbol({.name = "", .type = kSection, .binding = 0, .section = 2});
     elf.Symbol({.name = "data", .value = 0x9000, .type = kObject, .section = 5});
     elf.Symbol({.name = "absolute", .value = 7, .section = kAbsolute});
     elf.Symbol({.name = "gone", .value = 3, .section = kExtended});
     elf.Symbol({.name = "far", .value = 0x9002, .section = kExtended});
     elf.Symbol({.name = "label", .value = 12, .type = 0, .section = 4});
+    elf.Symbol({.name = "end", .value = 4, .type = 0, .section = 4});
     elf.Edit([](ElfRecords& records) {
         records.sections[3].sh_info = 2;
+        records.sections[5].sh_flags |= 0x40; // SHF_INFO_LINK
+        records.sections[5].sh_info = 6;
         records.sections[6].sh_info = 5;
         records.sections[9].sh_info = 4;  // relocates a debug section, whatever its name says
         records.sections[10].sh_info = 3; // no section number
@@ -349,10 +352,11 @@ TEST_P(ProgramOf, SectionNumbersFollowWhereverTheyStand)
     ASSERT_EQ(Names(*written), ".text .debug_info .data .rel.data .group .extended .symtab .strtab .shstrtab");
     EXPECT_EQ(Find(*written, ".rel.data")->link, 7u);
     EXPECT_EQ(Find(*written, ".rel.data")->info, 3u);
+    EXPECT_EQ(Find(*written, ".data")->info, 4u) << "its flag says that it is the number of a section";
     EXPECT_EQ(Find(*written, ".symtab")->link, 8u);
     EXPECT_EQ(Find(*written, ".symtab")->info, 3u);
     EXPECT_EQ(Contents(*written, ".group"), Words({1, 3, 4}).Bytes()) << "without the member that went";
-    EXPECT_EQ(Contents(*written, ".extended"), Words({0, 0, 0, 0, 0, 3, 0}).Bytes());
+    EXPECT_EQ(Contents(*written, ".extended"), Words({0, 0, 0, 0, 0, 3, 0, 0}).Bytes());
 
     const std::vector<SymbolRecord> symbols = SymbolsOf(*written, ".symtab");
     const SymbolRecord expected[] = {{0, 0, 0},
@@ -361,7 +365,8 @@ TEST_P(ProgramOf, SectionNumbersFollowWhereverTheyStand)
                                      {7, kSttFunc, kAbsolute},
                                      {0, kSttFunc, kAbsolute},
                                      {0x9002, kSttFunc, kExtended},
-                                     {0, 0, 2}}; // the label lay behind the end of the new section
+                                     {0, 0, 2},  // the label lay behind the end of the new section
+                                     {4, 0, 2}}; // this one marks the end
     ASSERT_EQ(symbols.size(), std::size(expected));
     for (std::size_t i = 0; i < symbols.size(); ++i) {
         EXPECT_EQ(symbols[i].value, expected[i].value) << i;

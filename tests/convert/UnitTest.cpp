@@ -4,6 +4,7 @@
 #include "convert/DebugSections.h"
 #include "convert/InfoWriter.h"
 #include "tests/convert/CraftedDwarf.h"
+#include "tests/convert/HandMadeUnit.h"
 
 #include <gtest/gtest.h>
 #include <optional>
@@ -18,51 +19,7 @@ namespace {
 constexpr u32 kAddressOffsetForm = 0x2001;
 constexpr u8 kMark = 0x5A;
 
-ByteView View(const std::string& bytes)
-{
-    return {reinterpret_cast<const u8*>(bytes.data()), bytes.size()};
-}
-
-class Units : public testing::TestWithParam<ByteOrder> {
-protected:
-    ByteSection Bytes() const { return ByteSection(GetParam()); }
-    bool IsBigEndian() const { return GetParam() == ByteOrder::Big; }
-
-    /// Adds an abbreviation. @param attributes pairs of name and form.
-    void Abbreviate(u32 code, u32 tag, bool hasChildren, const std::vector<std::pair<u32, u32>>& attributes)
-    {
-        abbrev.Uleb(code).Uleb(tag).U8(hasChildren ? 1 : 0);
-        for (const auto& [name, form] : attributes) {
-            abbrev.Uleb(name).Uleb(form);
-        }
-        abbrev.U16(0);
-    }
-
-    /// The unit whose entries `info` has. @param end of the unit, if it isn't that of the section.
-    Unit Read(u16 version = 4, u8 offsetSize = 4, u64 end = ~u64{0})
-    {
-        m_abbrev = abbrev.Bytes() + '\0';
-        m_info = info.Bytes();
-        sections.info = View(m_info);
-        sections.abbreviations = View(m_abbrev);
-        sections.bigEndian = IsBigEndian();
-        InputUnit input{};
-        input.version = version;
-        input.type = DW_UT_compile;
-        input.addressSize = 4;
-        input.offsetSize = offsetSize;
-        input.end = end;
-        return UnitReader(sections).Read(input);
-    }
-
-    ByteSection abbrev = Bytes();
-    ByteSection info = Bytes();
-    UnitSections sections;
-
-private:
-    std::string m_abbrev;
-    std::string m_info;
-};
+using Units = HandMadeUnit;
 INSTANTIATE_TEST_SUITE_P(, Units, testing::Values(ByteOrder::Little, ByteOrder::Big), [](const auto& order) {
     return order.param == ByteOrder::Little ? "LittleEndian" : "BigEndian";
 });

@@ -285,6 +285,10 @@ class Profile:
             self.add("bit fields", die, "AT_byte_size stands in front of AT_type")
         if width is None or offset is None or size is None or offset + width > 8 * size or width <= 0 or offset < 0:
             self.add("bit fields", die, f"{width} bits at {offset} of {size} bytes")
+            return
+        first, whole = self.types.first_bit(die), self.types.byte_size(die.refer(AT.type))
+        if isinstance(first, int) and whole and first % (8 * whole) + width <= 8 * whole and size != whole:
+            self.add("bit fields", die, f"{size} bytes of storage, though it lies in {whole} as its type has")
 
     def check_array(self, die):
         if len(die.children) != 1 or die.children[0].tag != TAG.subrange_type:
