@@ -4,7 +4,7 @@
 #include "convert/Expressions.h"
 #include "convert/Failure.h"
 
-#include <cstring>
+#include <algorithm>
 #include <functional>
 #include <string_view>
 
@@ -38,7 +38,7 @@ u32 LocationWriter::Write(ByteView bytes)
     const u64 hash = std::hash<std::string_view>{}({reinterpret_cast<const char*>(bytes.data), bytes.size});
     const u32 known = m_written.Find(hash, [&](u32 offset) {
         const ByteView there = m_out.View().From(offset, bytes.size);
-        return there.size == bytes.size && std::memcmp(there.data, bytes.data, bytes.size) == 0;
+        return std::equal(there.data, there.data + there.size, bytes.data, bytes.data + bytes.size);
     });
     if (known != kNone) {
         return known;

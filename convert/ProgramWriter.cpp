@@ -104,19 +104,19 @@ struct EndElf {
 /// The bytes of a compressed section, by the library that also reads the others.
 std::vector<u8> Decompressed(const Program& program, u32 index, u32& alignment)
 {
-    const Failure failure("The compressed .debug_frame can't be read");
+    constexpr const char* kUnreadable = "The compressed .debug_frame can't be read";
     elf_version(EV_CURRENT);
     const std::unique_ptr<Elf, EndElf> elf(elf_begin(program.Descriptor(), ELF_C_READ, nullptr));
     Elf_Scn* section = elf == nullptr ? nullptr : elf_getscn(elf.get(), index);
     if (section == nullptr) {
-        throw failure;
+        throw Failure(kUnreadable);
     }
     const bool byFlag = (program.Sections()[index].flags & SHF_COMPRESSED) != 0;
     const int done = byFlag ? elf_compress(section, 0, 0) : elf_compress_gnu(section, 0, 0);
     GElf_Shdr header;
     const Elf_Data* data = done < 0 ? nullptr : elf_rawdata(section, nullptr);
     if (data == nullptr || gelf_getshdr(section, &header) == nullptr) {
-        throw failure;
+        throw Failure(kUnreadable);
     }
     alignment = static_cast<u32>(header.sh_addralign);
     const u8* bytes = static_cast<const u8*>(data->d_buf);

@@ -24,7 +24,7 @@ struct EntryKey {
 
     explicit operator bool() const { return offset != kNoNode; }
     bool operator==(const EntryKey&) const = default;
-    auto operator<=>(const EntryKey&) const = default;
+    auto operator<=>(const EntryKey&) const = default; // NOLINT(modernize-use-nullptr): taken for a null pointer
 };
 
 /// The language code of DWARF 2.0 for one of any version: the language itself in an older edition, or the one that it

@@ -45,16 +45,25 @@ public:
         close(m_output);
     }
 
-    /// The line numbers of the first unit's rows, without those of the ends.
-    std::vector<int> Lines() const
+    /// The entry of the first unit.
+    Dwarf_Die Unit() const
     {
         Dwarf_CU* unit = nullptr;
         Dwarf_Die root;
+        if (dwarf_get_units(m_dwarf, nullptr, &unit, nullptr, nullptr, &root, nullptr) != 0) {
+            throw std::runtime_error("no unit");
+        }
+        return root;
+    }
+
+    /// The line numbers of the first unit's rows, without those of the ends.
+    std::vector<int> Lines() const
+    {
+        Dwarf_Die root = Unit();
         Dwarf_Lines* rows = nullptr;
         std::size_t count = 0;
         std::vector<int> lines;
-        if (dwarf_get_units(m_dwarf, nullptr, &unit, nullptr, nullptr, &root, nullptr) == 0 &&
-            dwarf_getsrclines(&root, &rows, &count) == 0) {
+        if (dwarf_getsrclines(&root, &rows, &count) == 0) {
             for (std::size_t i = 0; i < count; ++i) {
                 Dwarf_Line* const row = dwarf_onesrcline(rows, i);
                 bool isEnd = true;
@@ -128,6 +137,16 @@ std::optional<i64> Number(Dwarf_Die die, u32 name)
     return dwarf_formsdata(dwarf_attr(&die, name, &attribute), &value) == 0 ? std::optional<i64>(value) : std::nullopt;
 }
 
+std::pair<u32, u32> Addresses(Dwarf_Die die)
+{
+    Dwarf_Addr low = 0;
+    Dwarf_Addr high = 0;
+    if (dwarf_lowpc(&die, &low) != 0 || dwarf_highpc(&die, &high) != 0) {
+        throw std::runtime_error("no addresses");
+    }
+    return {static_cast<u32>(low), static_cast<u32>(high)};
+}
+
 Dwarf_Die FirstChild(Dwarf_Die die)
 {
     Dwarf_Die child;
@@ -135,6 +154,11 @@ Dwarf_Die FirstChild(Dwarf_Die die)
         throw std::runtime_error("no child");
     }
     return child;
+}
+
+Dwarf_Off OffsetOf(Dwarf_Die die)
+{
+    return dwarf_dieoffset(&die);
 }
 
 u32 TagOf(Dwarf_Die die)
@@ -241,8 +265,7 @@ TEST_P(ConvertedUnits, TypeUnitsGetCopiesOfEachOther)
                {DW_AT_name, DW_FORM_string, DW_AT_byte_size, DW_FORM_data1, DW_AT_decl_line, DW_FORM_data1});
     Abbreviate(4, DW_TAG_member, false,
                {DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref4, DW_AT_data_member_location, DW_FORM_data1});
-    Abbreviate(5, DW_TAG_member, false,
-               {DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref_sig8, DW_AT_data_member_location, DW_FORM_data1});
+    Abbreviate(5, DW_TAG_pointer_type, false, {DW_AT_type, DW_FORM_ref4});
     Abbreviate(6, DW_TAG_pointer_type, false, {DW_AT_type, DW_FORM_ref_sig8});
     Abbreviate(7, DW_TAG_array_type, true, {DW_AT_type, DW_FORM_ref_sig8});
     Abbreviate(8, DW_TAG_subrange_type, false, {DW_AT_count, DW_FORM_data1});
@@ -261,10 +284,12 @@ TEST_P(ConvertedUnits, TypeUnitsGetCopiesOfEachOther)
     };
     unit(kFirst, "First", [&](u32 start) {
         info.Label("First").Uleb(3).Text("First").U8(16).U8(7);
-        info.Uleb(4).Text("pair").Ref("array", 4, start).U8(0).U8(0);
+        info.Uleb(4).Text("pair").Ref("array", 4, start).U8(0).Uleb(4).Text("next").Ref("Link", 4, start).U8(12).U8(0);
+        info.Label("Link").Uleb(9).Text("Link").Ref("toFirst", 4, start);
         info.Label("array").Uleb(7).U64(kSecond).Uleb(8).U8(2).U8(0);
         info.Uleb(9).Text("Pair").Ref("array", 4, start).Uleb(10).Text("Alone").U64(kSecond);
         info.Uleb(9).Text("Own").Ref("First", 4, start);
+        info.Label("toFirst").Uleb(5).Ref("First", 4, start);
     });
     unit(kSecond, "Second", [&](u32 start) {
         info.Label("Second").Uleb(3).Text("Second").U8(8).U8(9);
@@ -279,9 +304,7 @@ TEST_P(ConvertedUnits, TypeUnitsGetCopiesOfEachOther)
     const Dwarf_Die array = TypeOf(out.Find("Pair"));
     ASSERT_EQ(TagOf(array), DW_TAG_array_type);
     EXPECT_EQ(Number(array, DW_AT_byte_size), 16);
-    Dwarf_Die other = TypeOf(out.Find("First.pair"));
-    Dwarf_Die own = array;
-    EXPECT_NE(dwarf_dieoffset(&own), dwarf_dieoffset(&other)) << "the array of the typedef is a copy";
+    EXPECT_NE(OffsetOf(array), OffsetOf(TypeOf(out.Find("First.pair")))) << "the array of the typedef is a copy";
     for (const Dwarf_Die& leading : {array, out.Find("Alone")}) {
         Dwarf_Die copy = TypeOf(leading);
         EXPECT_EQ(copy.cu, leading.cu) << "what belongs to another unit is copied";
@@ -291,39 +314,117 @@ TEST_P(ConvertedUnits, TypeUnitsGetCopiesOfEachOther)
         const Dwarf_Die pointer = TypeOf(FirstChild(copy));
         EXPECT_EQ(TagOf(pointer), DW_TAG_pointer_type);
         EXPECT_NE(pointer.cu, leading.cu) << "types in the copy are those of its unit";
-        Dwarf_Die first = TypeOf(pointer);
-        EXPECT_EQ(dwarf_dieoffset(&first), [&] {
-            Dwarf_Die found = out.Find("First");
-            return dwarf_dieoffset(&found);
-        }());
+        EXPECT_EQ(OffsetOf(TypeOf(pointer)), OffsetOf(out.Find("First")));
     }
+    const Dwarf_Die link = TypeOf(out.Find("Link"));
+    EXPECT_EQ(TagOf(link), DW_TAG_pointer_type);
+    EXPECT_EQ(OffsetOf(TypeOf(link)), OffsetOf(out.Find("First"))) << "the circle within the unit stays there";
     EXPECT_EQ(Number(out.Find("First"), DW_AT_decl_line), 7);
     EXPECT_EQ(TypeOf(out.Find("Own")).cu, out.Find("First").cu);
 }
 
+/// Const and volatile of another unit: the outer one comes first there too.
+TEST_P(ConvertedUnits, ModifiersOfOtherUnitsKeepTheirOrder)
+{
+    Abbreviate(1, DW_TAG_compile_unit, true, {});
+    Abbreviate(2, DW_TAG_base_type, false, {DW_AT_name, DW_FORM_string, DW_AT_byte_size, DW_FORM_data1});
+    Abbreviate(3, DW_TAG_const_type, false, {DW_AT_type, DW_FORM_ref4});
+    Abbreviate(4, DW_TAG_volatile_type, false, {DW_AT_type, DW_FORM_ref4});
+    Abbreviate(5, DW_TAG_typedef, false, {DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref_addr});
+    abbrev.U8(0);
+    const u32 first = info.OpenLength();
+    info.U16(4).U32(0).U8(4).Uleb(1).Label("const").Uleb(3).Ref("volatile", 4).Label("volatile").Uleb(4).Ref("int", 4);
+    info.Label("int").Uleb(2).Text("int").U8(4).U8(0).CloseLength(first);
+    const u32 second = info.OpenLength();
+    info.U16(4).U32(0).U8(4).Uleb(1).Uleb(5).Text("Alias").Ref("const", 4).U8(0).CloseLength(second);
+    const Converted out(ElfImage(GetParam(), {{".debug_abbrev", abbrev.Bytes()}, {".debug_info", info.Bytes()}}));
+    const Dwarf_Die outer = TypeOf(out.Find("Alias"));
+    ASSERT_EQ(TagOf(outer), DW_TAG_const_type);
+    ASSERT_EQ(TagOf(TypeOf(outer)), DW_TAG_volatile_type);
+    EXPECT_EQ(OffsetOf(TypeOf(TypeOf(outer))), OffsetOf(out.Find("int")));
+}
+
+/// Bits count from the most significant one of the unit that the type says, if the field lies in one, else of the
+/// smallest that holds it.
+TEST_P(ConvertedUnits, BitFieldsLieInTheUnitsOfTheirTypes)
+{
+    Abbreviate(1, DW_TAG_compile_unit, true, {DW_AT_language, DW_FORM_data1});
+    Abbreviate(2, DW_TAG_base_type, false, {DW_AT_name, DW_FORM_string, DW_AT_byte_size, DW_FORM_data1});
+    Abbreviate(3, DW_TAG_structure_type, true, {DW_AT_name, DW_FORM_string, DW_AT_byte_size, DW_FORM_data1});
+    Abbreviate(4, DW_TAG_member, false,
+               {DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref4, DW_AT_bit_size, DW_FORM_data1,
+                DW_AT_data_bit_offset, DW_FORM_data1});
+    abbrev.U8(0);
+    struct Case {
+        const char* name;
+        u32 bits;
+        u32 first;
+        i64 size;
+        i64 offset; ///< of the storage unit
+    };
+    const Case cases[] = {{"S.atStart", 5, 32, 4, 4},
+                          {"S.atEnd", 27, 37, 4, 4},
+                          {"S.across", 4, 30, 2, 3},
+                          {"S.wide", 12, 30, 4, 3},
+                          {"S.lastByte", 8, 24, 4, 0}};
+    const u32 length = info.OpenLength();
+    info.U16(4).U32(0).U8(4).Uleb(1).U8(DW_LANG_C).Label("int").Uleb(2).Text("int").U8(4).Uleb(3).Text("S").U8(8);
+    for (const Case& each : cases) {
+        info.Uleb(4).Text(each.name + 2).Ref("int", 4).U8(each.bits).U8(each.first);
+    }
+    info.U8(0).U8(0).CloseLength(length);
+    const Converted out(ElfImage(GetParam(), {{".debug_abbrev", abbrev.Bytes()}, {".debug_info", info.Bytes()}}));
+    for (const Case& each : cases) {
+        const Dwarf_Die member = out.Find(each.name);
+        const i64 within = each.first - 8 * each.offset;
+        EXPECT_EQ(Number(member, DW_AT_byte_size), each.size) << each.name;
+        EXPECT_EQ(Number(member, DW_AT_bit_size), each.bits) << each.name;
+        EXPECT_EQ(Number(member, DW_AT_bit_offset),
+                  GetParam() == ByteOrder::Big ? within : 8 * each.size - within - each.bits)
+            << each.name;
+        Dwarf_Die copy = member;
+        Dwarf_Attribute attribute;
+        Dwarf_Block block;
+        ASSERT_EQ(dwarf_formblock(dwarf_attr(&copy, DW_AT_data_member_location, &attribute), &block), 0);
+        EXPECT_EQ(block.data[1], each.offset) << each.name;
+    }
+}
+
 /// Of two functions and two sequences at address 0 the symbol tells which function is there, and the addresses which
-/// sequence is its; a label at a function's end isn't in it.
-TEST_P(ConvertedUnits, DroppedCodeTakesItsOwnLinesAlone)
+/// sequence is its. Assemblers leave the Thumb bit in both ends of a function. A label at the end of one isn't in it.
+/// Of a block without code the static variables are left.
+TEST_P(ConvertedUnits, FunctionsHaveTheirOwnCodeLinesAndVariables)
 {
     Abbreviate(1, DW_TAG_compile_unit, true, {DW_AT_stmt_list, DW_FORM_sec_offset, DW_AT_low_pc, DW_FORM_addr});
     Abbreviate(2, DW_TAG_subprogram, true,
                {DW_AT_name, DW_FORM_string, DW_AT_low_pc, DW_FORM_addr, DW_AT_high_pc, DW_FORM_data4});
     Abbreviate(3, DW_TAG_label, false, {DW_AT_name, DW_FORM_string, DW_AT_low_pc, DW_FORM_addr});
+    Abbreviate(4, DW_TAG_subprogram, false,
+               {DW_AT_name, DW_FORM_string, DW_AT_low_pc, DW_FORM_addr, DW_AT_high_pc, DW_FORM_addr});
+    Abbreviate(5, DW_TAG_lexical_block, true, {DW_AT_low_pc, DW_FORM_addr, DW_AT_high_pc, DW_FORM_data4});
+    Abbreviate(6, DW_TAG_variable, false, {DW_AT_name, DW_FORM_string, DW_AT_location, DW_FORM_exprloc});
     abbrev.U8(0);
     const u32 length = info.OpenLength();
     info.U16(4).U32(0).U8(4).Uleb(1).U32(0).U32(0);
+    info.Uleb(4).Text("thumb").U32(0x21).U32(0x31);
     info.Uleb(2).Text("dropped").U32(0).U32(0x10).U8(0);
-    info.Uleb(2).Text("kept").U32(0).U32(0x20).Uleb(3).Text("last").U32(0x1F).Uleb(3).Text("behind").U32(0x20).U8(0);
+    info.Uleb(2).Text("kept").U32(0).U32(0x20).Uleb(3).Text("last").U32(0x1F).Uleb(3).Text("behind").U32(0x20);
+    info.Uleb(5).U32(0).U32(0).Uleb(6).Text("counter").Uleb(5).U8(DW_OP_addr).U32(0x38);
+    info.Uleb(6).Text("automatic").Uleb(1).U8(DW_OP_reg0).U8(0).U8(0);
     info.U8(0).CloseLength(length);
     const Converted out(ElfImage(GetParam(),
                                  {{".text", std::string(0x40, '\0'), 0, true},
                                   {".debug_abbrev", abbrev.Bytes()},
                                   {".debug_info", info.Bytes()},
                                   {".debug_line", LineTable({{0, 0x20, 20}, {0, 0x10, 10}}).Bytes()}},
-                                 {{"kept", 0, 0x20}}));
+                                 {{"kept", 0, 0x20}, {"thumb", 0x21, 0x10}}));
     EXPECT_FALSE(out.Has("dropped"));
     EXPECT_TRUE(out.Has("kept.last"));
     EXPECT_FALSE(out.Has("kept.behind"));
+    EXPECT_TRUE(out.Has("kept.counter"));
+    EXPECT_FALSE(out.Has("kept.automatic"));
+    EXPECT_EQ(Addresses(out.Find("thumb")), std::pair(0x20u, 0x30u));
+    EXPECT_EQ(Addresses(out.Unit()), std::pair(0u, 0x30u)) << "around all of its code, in whatever order";
     EXPECT_EQ(out.Lines(), std::vector<int>{20});
 }
 

@@ -98,7 +98,7 @@ TEST_P(Units, EveryFormEndsWhereItsValueDoes)
 TEST_P(Units, ValuesAreReadByTheirForms)
 {
     const std::string texts("\0first\0cut", 10);
-    const std::string lineTexts("\0\0line", 7);
+    const std::string lineTexts("\0\0line\0", 7);
     sections.texts = View(texts);
     sections.lineTexts = View(lineTexts);
     Abbreviate(1, DW_TAG_compile_unit, true, {{DW_AT_comp_dir, DW_FORM_string}, {DW_AT_name, DW_FORM_strp}});

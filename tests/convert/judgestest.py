@@ -95,6 +95,7 @@ for judge_name, category_name, planter in (
         ("profile", "siblings", set_value(TAG.structure_type, AT.sibling, lambda value: value + 1)),
         ("profile", "members", set_value(TAG.member, AT.data_member_location, b"\x10\0")),
         ("profile", "bit fields", set_value(TAG.member, AT.bit_offset, 40)),
+        ("profile", "bit fields", set_value(TAG.member, AT.byte_size, 8, lambda die: die.has(AT.bit_size))),
         ("profile", "arrays", set_value(TAG.array_type, AT.byte_size, lambda value: value + 1)),
         ("profile", "types", set_value(TAG.pointer_type, AT.type, 0xB)),
         ("profile", "ranges", set_value(TAG.subprogram, AT.low_pc, 0xFFFFFFF0, has_code)),
