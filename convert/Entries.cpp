@@ -124,6 +124,17 @@ void EntryTree::ToForeign(u32 name, EntryKey key)
     m_foreign.push_back(key);
 }
 
+void EntryTree::SetForeign(u32 entry, u32 name, EntryKey key)
+{
+    for (OutAttribute& attribute : AttributesOf(entry)) {
+        if (attribute.name == name) {
+            attribute.kind = ValueKind::Foreign;
+            attribute.number = m_foreign.size();
+            m_foreign.push_back(key);
+        }
+    }
+}
+
 void EntryTree::Set(u32 entry, u32 name, u64 value)
 {
     for (OutAttribute& attribute : AttributesOf(entry)) {

@@ -105,6 +105,8 @@ public:
     void DropLastIfChildless(u32 entry);
     /// Changes the value of an attribute that is an address or an offset. The entry has it.
     void Set(u32 entry, u32 name, u64 value);
+    /// Lets an attribute lead to an entry of another unit instead. The entry has it.
+    void SetForeign(u32 entry, u32 name, EntryKey key);
 
 private:
     OutAttribute& Push(u32 name, ValueKind kind);

@@ -244,7 +244,9 @@ void UnitConverter::AddCopies()
         const auto [entry, target] = m_copies.back();
         m_copies.pop_back();
         const bool isForeign = target.kind == Target::Kind::Foreign;
-        if (m_tree.Count() >= m_maxEntries && !isForeign) {
+        if (m_tree.Count() >= m_maxEntries && isForeign) {
+            m_tree.SetForeign(entry, DW_AT_type, target.key);
+        } else if (m_tree.Count() >= m_maxEntries) {
             m_tree.Set(entry, DW_AT_type, m_tree.EntryOf(target.node));
         } else {
             m_tree.Set(entry, DW_AT_type, isForeign ? AddForeignCopy(target.key) : AddCopy(target.node));

@@ -409,7 +409,7 @@ void UnitConverter::Coordinates(u32 node)
     if (IsCopier()) {
         return; // the files have other numbers
     }
-    if (!m_unit.Has(node, DW_AT_decl_line)) {
+    if (!m_unit.Has(node, DW_AT_decl_line) && !m_unit.Has(node, DW_AT_decl_file)) {
         return ForeignCoordinates(node);
     }
     if (const std::optional<u64> file = m_unit.Number(node, DW_AT_decl_file)) {

@@ -323,6 +323,54 @@ TEST_P(ConvertedUnits, TypeUnitsGetCopiesOfEachOther)
     EXPECT_EQ(TypeOf(out.Find("Own")).cu, out.Find("First").cu);
 }
 
+/// Many typedefs of a large class of another type unit: copies for all would be their product.
+TEST_P(ConvertedUnits, CopiesAcrossTypeUnitsHaveABound)
+{
+    constexpr u64 kClass = 0x1111;
+    constexpr u32 kTypedefs = 100;
+    constexpr u32 kMembers = 4000;
+    Abbreviate(1, DW_TAG_type_unit, true, {DW_AT_language, DW_FORM_data1});
+    Abbreviate(2, DW_TAG_structure_type, true, {DW_AT_name, DW_FORM_string, DW_AT_byte_size, DW_FORM_data1});
+    Abbreviate(3, DW_TAG_member, false, {DW_AT_data_member_location, DW_FORM_data1});
+    Abbreviate(4, DW_TAG_typedef, false, {DW_AT_name, DW_FORM_string, DW_AT_type, DW_FORM_ref_sig8});
+    abbrev.U8(0);
+    const u32 plain = abbrev.Size();
+    Abbreviate(1, DW_TAG_compile_unit, false, {});
+    abbrev.U8(0);
+    const auto unit = [&](u64 signature, const auto& fill) {
+        const u32 length = info.OpenLength();
+        info.U16(4).U32(0).U8(4).U64(signature).U32(25).Uleb(1).U8(DW_LANG_C_plus_plus);
+        fill();
+        info.U8(0).CloseLength(length);
+    };
+    unit(kClass, [&] {
+        info.Uleb(2).Text("Large").U8(4);
+        for (u32 i = 0; i < kMembers; ++i) {
+            info.Uleb(3).U8(0);
+        }
+        info.U8(0);
+    });
+    unit(0x2222, [&] {
+        for (u32 i = 0; i < kTypedefs; ++i) {
+            info.Uleb(4).Text("t" + std::to_string(i)).U64(kClass);
+        }
+    });
+
+    const ByteSection empty = Bytes().U32(8).U16(4).U32(plain).U8(4).Uleb(1); // libdw wants a unit of the other kind
+    const Converted out(
+        ElfImage(GetParam(),
+                 {{".debug_abbrev", abbrev.Bytes()}, {".debug_info", empty.Bytes()}, {".debug_types", info.Bytes()}}));
+    u32 copies = 0;
+    for (u32 i = 0; i < kTypedefs; ++i) {
+        const Dwarf_Die leading = out.Find("t" + std::to_string(i));
+        const Dwarf_Die type = TypeOf(leading);
+        ASSERT_EQ(Number(type, DW_AT_byte_size), 4) << "t" << i;
+        copies += type.cu == leading.cu ? 1 : 0;
+    }
+    EXPECT_GT(copies, 0U);
+    EXPECT_LT(copies, kTypedefs / 2);
+}
+
 /// Const and volatile of another unit: the outer one comes first there too.
 TEST_P(ConvertedUnits, ModifiersOfOtherUnitsKeepTheirOrder)
 {
