@@ -1,6 +1,6 @@
-// The console's dispatcher: takes one line apart, picks the command, routes its output into a file if
-// the line says so, prints the head line and runs the dump. The help text and the size report are
-// here too; all other text is made by the dumps.
+// The console's dispatcher: parses one line, picks the command, redirects its output to a file if the line says so,
+// prints the head line and runs the dump. The help text and the size report are here too; the dumps make all other
+// text.
 #include "console/Format.h"
 #include "console/GatherBuffer.h"
 #include "image/Dwarf2File.h"
@@ -43,8 +43,8 @@ constexpr std::string_view kHelpLines[] = {
 
 } // namespace
 
-/// One line from its first word to its last line end. While it lives, the file's dump stream is the
-/// console's or that of the redirected file, and the console takes no input.
+/// One command line and all of its output. While it lives, the file's dump stream is the console's or that of the
+/// redirected file, and the console takes no input.
 class Dwarf2File::CommandRun {
 public:
     CommandRun(Dwarf2File& file, const std::string& line, DbgUIConsole& console);
@@ -63,8 +63,7 @@ private:
 
     void RunCommand();
     bool Matches(const Command& command) const;
-    /// Tells the console that the command is over, and by its stream's state what has become of the
-    /// file of a redirection.
+    /// Tells the console that the command is over, and by its stream's state whether a redirection succeeded.
     void Finish();
     std::ostream& Out() { return *m_file.m_dumpStream; }
     std::ostream& Redirect();
@@ -101,10 +100,10 @@ private:
     Dwarf2File& m_file;
     DbgUIConsole& m_console;
     const std::string& m_line;
-    std::ostream* m_outerStream; ///< of the line that this one runs within; null for none
+    std::ostream* m_outerStream; ///< of the line during which this one runs; null for none
     bool m_acceptedInput;
     std::ofstream m_fileStream;
-    std::optional<GatherBuffer> m_gathered; ///< in front of the file's own buffer
+    std::optional<GatherBuffer> m_gathered; ///< before the file's own buffer
     VFKStringParser m_parser;
     std::string m_token;
     std::string m_path;
@@ -141,7 +140,7 @@ void Dwarf2File::CommandRun::Run()
     try {
         RunCommand();
     } catch (...) {
-        // Without memory, and for the console, the line ends here.
+        // If memory runs out, the line ends here for the console.
         m_file.m_dumpIndent = indent;
         Finish();
         throw;
@@ -204,7 +203,7 @@ bool Dwarf2File::CommandRun::OpenRedirection()
     if (!m_fileStream.is_open()) {
         return false;
     }
-    // A person sees this line ahead of a dump that may take its time.
+    // A person sees this line before a dump that may take a while.
     PutText(PutText(PutText(Out(), "Results saved into: '"), fileName), "'") << LineEnd << std::flush;
     m_file.m_dumpStream = &m_fileStream;
     return true;
@@ -241,7 +240,7 @@ void Dwarf2File::CommandRun::Dump()
 void Dwarf2File::CommandRun::Abbr()
 {
     Open("DWARF2 .debug_abbrev section dump for ELF file: '");
-    // Any word asks for the parsed listing. A file name has taken the whole line by now.
+    // Any word asks for the parsed listing. A redirection has taken the rest of the line by now.
     std::string word;
     m_file.DumpAbbrevSection(m_parser.GetCToken(word, false, true));
 }
@@ -396,7 +395,7 @@ void Dwarf2File::CommandRun::Mem()
         PutText(out, " bytes") << LineEnd;
         total += section.size;
     }
-    // What the report calls sizes are fixed costs: 12 for an entry of the map, 16 for a declaration.
+    // The report counts fixed sizes: 12 bytes for an entry of the map, 16 for a declaration.
     const auto count = static_cast<u32>(m_file.m_abbrListMap.size());
     const u32 elements = 12 * count;
     u32 bytes = 0;

@@ -1,5 +1,4 @@
-// The name tables of the dumps, made of the one list of codes, and the forms of codes without a
-// name.
+// The name tables of the dumps, made from the one list of codes, and how a code without a name is printed.
 #include "console/DwarfNames.h"
 
 #include "console/Format.h"
@@ -22,8 +21,8 @@ constexpr DwarfName kTagNames[] = {
 #include "index/DwarfCodes.def"
 };
 
-// The names of attributes carry the blank that separates them from the line's head. Code 0 ends a
-// declaration: it is no attribute and no form, and shows as the bare number.
+// The names of attributes include the blank that separates them from the line's head. Code 0 ends a declaration: it is
+// neither an attribute nor a form, and is shown as the bare number.
 constexpr DwarfName kAttributeNames[] = {
     {0, " 0"},
 #define AT(name, code) {code, " AT_" #name},
@@ -41,7 +40,7 @@ constexpr DwarfName kLnsNames[] = {
 #include "index/DwarfCodes.def"
 };
 
-/// Names by code: small codes by their place, the few of the user ranges one by one.
+/// Names by code: small codes by index, the few of the user ranges by search.
 class NameTable {
 public:
     /// Every name fits into a PaddedText: a longer one would be cut.

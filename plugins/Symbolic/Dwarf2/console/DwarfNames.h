@@ -1,5 +1,5 @@
-// DWARF codes by name. Each printer writes the name of a code, or the code itself in a form of its
-// own, and never ends the line. A name uses a pending field width as any inserted text does.
+// DWARF codes by name. Each printer writes the name of a code, or the code itself in its own way, and never ends the
+// line. A name uses a pending field width as any inserted text does.
 #pragma once
 
 #include "console/Format.h"
@@ -14,8 +14,7 @@ const PaddedText& AttributeName(u32 code);
 /// Without a name: "TAG_??? (0x....)", which drops a pending width.
 std::ostream& PrintTagName(std::ostream& stream, u32 code);
 
-/// A name has a blank in front. Without a name: "AT_user(0x....)", which has none and drops a
-/// pending width.
+/// A name begins with a blank. Without a name: "AT_user(0x....)", which has no blank and drops a pending width.
 std::ostream& PrintAttributeName(std::ostream& stream, u32 code);
 
 /// Without a name: "FORM_user (0x..)".

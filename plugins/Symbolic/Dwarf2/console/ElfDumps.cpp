@@ -12,7 +12,7 @@
 namespace {
 
 constexpr u32 kRecordSize = 64;
-constexpr u32 kFirstField = 8; ///< what lies in front of it is not read
+constexpr u32 kFirstField = 8; ///< what comes before it is not read
 
 /// A code of four characters, the first in the top byte.
 void PrintFourChars(std::ostream& out, std::string_view label, u32 code)

@@ -1,9 +1,9 @@
 // Numbers, text and line ends of the dumps, written straight into the stream's buffer.
 //
-// A whole-file dump writes tens of millions of fields, so the digits are made in a local buffer and
-// go out in one piece. What a later field may depend on is kept as the standard manipulators leave
-// it: hexN sets hexadecimal radix and the fill '0', dec sets decimal radix, and a pending width
-// pads the first item written ("0x" in the case of hexN) and is used up by it.
+// A whole-file dump writes tens of millions of fields, so digits are made in a local buffer and written at once. The
+// stream's state, on which a later field may depend, ends up as the standard manipulators leave it: hexN sets
+// hexadecimal radix and the fill '0', dec sets decimal radix, and a pending width pads the first item written ("0x" for
+// hexN) and is used up.
 #pragma once
 
 #include "interfaces/Types.h"
@@ -34,7 +34,7 @@ inline std::ostream& PutText(std::ostream& stream, std::string_view text)
     return stream;
 }
 
-/// Writes one character as an inserter does, but for a pending width, which it leaves alone.
+/// Writes one character as an inserter does, except that it leaves a pending width alone.
 inline std::ostream& PutChar(std::ostream& stream, char c)
 {
     if (stream.good() && stream.rdbuf()->sputc(c) == std::char_traits<char>::eof()) {
@@ -43,14 +43,14 @@ inline std::ostream& PutChar(std::ostream& stream, char c)
     return stream;
 }
 
-/// Writes the 8 digits of a number, without prefix: all at once, a byte of a word for each.
+/// Writes the 8 digits of a number, without prefix: all at once, each in one byte of a word.
 inline void WriteHex8(char* to, u32 value)
 {
     u64 nibbles = value;
     nibbles = (nibbles | nibbles << 16) & 0x0000FFFF0000FFFFu;
     nibbles = (nibbles | nibbles << 8) & 0x00FF00FF00FF00FFu;
     nibbles = (nibbles | nibbles << 4) & 0x0F0F0F0F0F0F0F0Fu;
-    // From '0' on; letters stand behind the digits by 'a' - '9' - 1.
+    // Digits start at '0'; letters come 'a' - '9' - 1 after them.
     const u64 letters = ((nibbles + 0x0606060606060606u) >> 4) & 0x0101010101010101u;
     u64 digits = nibbles + 0x3030303030303030u + letters * ('a' - '9' - 1);
     if constexpr (std::endian::native == std::endian::little) {
@@ -59,15 +59,15 @@ inline void WriteHex8(char* to, u32 value)
     std::memcpy(to, &digits, sizeof digits);
 }
 
-/// Leaves the radix and the fill character behind a hexadecimal field.
+/// Sets the radix and the fill character that a hexadecimal field leaves.
 inline void SetHexState(std::ostream& stream)
 {
     stream.setf(std::ios_base::hex, std::ios_base::basefield);
     stream.fill('0');
 }
 
-/// A number as "0x" and lower-case hexadecimal, filled with zeros to kDigits. A number that needs
-/// more digits has them.
+/// A number as "0x" and lower-case hexadecimal, with zeros in front up to kDigits. A number that needs more digits gets
+/// them.
 template <u32 kDigits>
 struct HexField {
     u32 value;
@@ -105,8 +105,8 @@ std::ostream& operator<<(std::ostream& stream, HexField<kDigits> field)
     return stream;
 }
 
-/// A number in decimal, with its sign. `columns` above 0 aligns it to the right of a field that is
-/// filled with blanks; a number that is wider is not cut.
+/// A number in decimal, with its sign. `columns` above 0 aligns it to the right of a field of blanks; a wider number is
+/// not cut.
 struct DecField {
     i64 value;
     u32 columns;
@@ -145,7 +145,7 @@ inline std::ostream& operator<<(std::ostream& stream, DecField field)
     return PutText(stream, {first, static_cast<std::size_t>(end - first)});
 }
 
-/// A short text in an array of fixed length: all of that is copied as fast as a part of it would be.
+/// A short text in an array of fixed length: the whole array is copied as fast as a part of it.
 struct PaddedText {
     std::array<char, 31> bytes{};
     u8 size = 0;
@@ -159,11 +159,11 @@ struct PaddedText {
     constexpr std::string_view View() const { return {bytes.data(), size}; }
 };
 
-/// The opening of a listing line, put together here so that it goes out in one piece: line ends, an
-/// offset, tabs, a name, a number.
+/// The start of a listing line, put together here so that it is written at once: line ends, an offset, tabs, a name, a
+/// number.
 class LineText {
 public:
-    /// The most tabs that a line has. The rest of a line is short: its parts are this system's own.
+    /// The most tabs that a line has. All other parts of a line are short: they are this system's own.
     static constexpr std::size_t kMaxTabs = 256;
 
     void Clear() { m_end = m_text; }
@@ -212,9 +212,8 @@ private:
     char* m_end = m_text;
 };
 
-/// Ends a line without a flush: a write for each line would cost many times the dump itself. Who
-/// runs a command flushes when it ends; a console that a person watches passes each line on when
-/// its end comes.
+/// Ends a line without a flush: a write for each line would cost many times the dump itself. The command flushes at its
+/// end; a console that a person watches shows each line when it is complete.
 struct LineEndMark {};
 inline constexpr LineEndMark LineEnd;
 
@@ -223,7 +222,7 @@ inline std::ostream& operator<<(std::ostream& stream, LineEndMark)
     return PutChar(stream, '\n');
 }
 
-/// Text of the file's between double quotes, to the letter; null is as empty.
+/// Text of the file between double quotes, unchanged; null counts as empty.
 inline std::ostream& PrintQuotedText(std::ostream& stream, std::string_view text)
 {
     PutChar(stream, '"');

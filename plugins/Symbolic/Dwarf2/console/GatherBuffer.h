@@ -1,4 +1,4 @@
-// A stream buffer that stands between a dump and the file that it is redirected to.
+// A stream buffer between a dump and the file that it is redirected to.
 #pragma once
 
 #include <algorithm>
@@ -6,8 +6,8 @@
 #include <memory>
 #include <streambuf>
 
-/// Gathers what is written and passes it on in large pieces. A file's own buffer could be made as
-/// large, but takes several times as long for each of the millions of small fields of a dump.
+/// Collects what is written and passes it on in large pieces. A file's own buffer could be as large, but takes several
+/// times as long for each of the millions of small fields of a dump.
 class GatherBuffer : public std::streambuf {
 public:
     /// @param sink gets the text; it is borrowed.

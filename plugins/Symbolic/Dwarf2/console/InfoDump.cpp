@@ -1,12 +1,11 @@
-// Dumps of `.debug_info`: all of it, unit by unit, each entry with its attributes, and under an
-// attribute that holds a location its expression or list; or one entry, alone or with all below it.
-// They read the section by themselves, build nothing and leave no row behind.
+// Dumps of `.debug_info`: all of it, unit by unit, each entry with its attributes, and under an attribute that holds a
+// location its expression or list; or one entry, alone or with all below it. They read the section by themselves, build
+// nothing and leave no rows.
 //
-// Entries may name one string, or one location list, any number of times; an attribute may have a
-// form that takes no bytes; and an entry may reach behind the end of its unit, so that the next unit
-// reads the same bytes again. A crafted file could so print text by the square of its size. All text
-// that isn't paid for by new bytes of `.debug_info` is therefore paid from a budget of the dump's own, and
-// the dump ends when that is spent.
+// Entries may name one string, or one location list, any number of times; an attribute may have a form that takes no
+// bytes; and an entry may reach past the end of its unit, so that the next unit reads the same bytes again. In this way
+// a crafted file could print text by the square of its size. So all text that isn't paid for by new bytes of
+// `.debug_info` is charged to a budget of the dump's own, and the dump ends when that is spent.
 #include "console/Format.h"
 #include "console/LocationText.h"
 #include "image/Dwarf2File.h"
@@ -25,9 +24,9 @@
 
 namespace {
 
-/// What is charged for a line without bytes of its own or a byte that is read again.
+/// The charge for a line without bytes of its own, or a byte that is read again.
 constexpr u64 kLineText = 64;
-constexpr u32 kLongestPair = 10; ///< bytes of an attribute and a form without needless ones
+constexpr u32 kLongestPair = 10; ///< the most bytes of an attribute and a form without padding
 
 bool HoldsLocation(u32 attribute)
 {
@@ -48,10 +47,10 @@ std::unique_ptr<ProgressIndicator> OpenDumpProgress(const std::string& path, u32
 
 } // namespace
 
-/// False, of an operation, means that the dump's budget is spent, and the dump ends.
+/// An operation returns false when the dump's budget is spent: the dump ends.
 class Dwarf2File::InfoDump {
 public:
-    /// @param whole shows the locations, and says nothing of codes without a declaration.
+    /// @param whole shows the locations, and doesn't report codes without a declaration.
     InfoDump(Dwarf2File& file, bool whole)
         : m_file(file)
         , m_info(file.m_debug_info)
@@ -112,7 +111,7 @@ bool Dwarf2File::InfoDump::DumpUnit()
     while (goesOn && m_file.HasEntry(unit)) {
         goesOn = DumpEntry(unit);
     }
-    // What was read behind the unit's end is read again as the next unit.
+    // What was read past the unit's end is read again as the next unit.
     if (const u32 behind = std::max(start, end); m_info.Pos() > behind) {
         goesOn = Spend(kLineText * (m_info.Pos() - behind)) && goesOn;
     }
@@ -123,7 +122,7 @@ bool Dwarf2File::InfoDump::DumpUnit()
 void Dwarf2File::InfoDump::DumpDIE(const CompileUnitInfo& unit, bool withChildren)
 {
     m_file.m_dumpIndent = 0;
-    // Behind the section's end a code reads 0, which closes a level.
+    // At the section's end a code reads 0, which closes a level.
     bool goesOn = true;
     do {
         goesOn = DumpEntry(unit);
@@ -186,7 +185,7 @@ bool Dwarf2File::InfoDump::DumpAttributes(const CompileUnitInfo& unit, const DIE
         if (value.data != nullptr && LiesIn(m_file.m_debug_str, value.data)) {
             repeated += value.textLength;
         }
-        if (padding > kLongestPair) { // numbers of as many bytes as the file likes, read for each entry
+        if (padding > kLongestPair) { // numbers may have any number of bytes, read for each entry
             repeated += padding;
         }
         if (!Spend(repeated)) {
@@ -203,7 +202,7 @@ void Dwarf2File::InfoDump::PrintLocation(const CompileUnitInfo& unit, const DIEI
         PrintList(unit, die, value.value);
         return;
     }
-    // A form that delivers text gives no length: such a block reaches to the end of its section.
+    // A text form gives no length: as a block it reaches to the end of its section.
     const auto length = static_cast<u32>(m_file.BlockBytes(value).size());
     const bool littleEndian = m_file.LittleEndian();
     OpenLocationLine();

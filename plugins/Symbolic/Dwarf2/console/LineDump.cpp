@@ -1,7 +1,6 @@
-// The text of the `line` command: one line number programme (DWARF 2.0, 6.2), its prologue,
-// instruction by instruction with the registers after each, and the table that its rows make. It
-// runs the interpreter that the load runs. It differs in what an end of sequence comes to (no
-// closing row, no stretched one), and gives no row a size.
+// The text of the `line` command for one line number programme (DWARF 2.0, 6.2): its prologue, each instruction with
+// the registers after it, and the table that its rows make. It uses the same interpreter as the load, but at an end of
+// sequence it neither adds nor stretches a row, and no row gets a size.
 #include "console/DwarfNames.h"
 #include "console/Format.h"
 #include "image/Dwarf2File.h"
@@ -14,7 +13,7 @@
 
 namespace {
 
-/// A text followed by a number, as it comes in nearly every piece of a line.
+/// A text followed by a number: nearly every part of a line is such a pair.
 template <typename Field>
 std::ostream& Put(std::ostream& out, std::string_view text, Field field)
 {
@@ -26,7 +25,7 @@ std::ostream& PutBit(std::ostream& out, std::string_view text, bool bit)
     return PutText(PutText(out, text), bit ? "1" : "0");
 }
 
-/// Text of the file's between double quotes.
+/// Text of the file between double quotes.
 std::ostream& PutName(std::ostream& out, std::string_view name)
 {
     return PutText(PutText(PutText(out, "\""), name), "\"");
@@ -73,7 +72,7 @@ public:
     }
 
     void PrintPrologue();
-    /// True if an instruction moved the state towards a row.
+    /// True if an instruction set address, file, line or column, or emitted a row.
     bool PrintProgram();
     void PrintTable();
 
@@ -92,7 +91,7 @@ private:
 
     std::ostream& m_out;
     LineInterpreter m_program;
-    /// Belongs to no source file, so no row has a path.
+    /// Of no source file, so no row has a path.
     DbgSymLineTable m_table;
     LineFiles m_files;
     bool m_sectionRelative;
@@ -168,7 +167,7 @@ void Dwarf2File::LineDumpRun::PrintTable()
     }
 }
 
-// The address goes in as it stands in the register: no base is looked up for the scratch table.
+// The address goes in as the register has it: this scratch table has no base.
 void Dwarf2File::LineDumpRun::Row(const LineState& state)
 {
     const std::string* path = m_files.PathOf(state.file);
@@ -192,7 +191,7 @@ void Dwarf2File::LineDumpRun::Executed(const LineStep& step, const LineState& st
     m_out << LineEnd;
 }
 
-// The last bit is what is_stmt begins with, in every line.
+// The last bit is the start value of is_stmt, in every line.
 void Dwarf2File::LineDumpRun::PrintLineRow(const LineState& state)
 {
     m_out << hex8(state.addr);

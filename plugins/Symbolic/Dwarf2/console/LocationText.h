@@ -1,4 +1,4 @@
-// What the listings of location expressions share. The engine puts expressions into text.
+// What the listings of location expressions share. The engine turns expressions into text.
 #pragma once
 
 #include "console/Format.h"

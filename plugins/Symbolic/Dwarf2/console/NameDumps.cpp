@@ -12,7 +12,7 @@ namespace {
 
 constexpr u32 kLineColumns = 5;
 
-/// Sets may overlap. What is listed repeatedly is limited to this many times the section, plus a base for small files.
+/// Sets may overlap. A listing may have this many times the bytes of the section, plus a base for small files.
 constexpr u64 kMaxListings = 16;
 constexpr u64 kListingBase = u64{64} << 10;
 
@@ -23,7 +23,7 @@ void PrintMaybeNull(std::ostream& stream, const char* text)
     }
 }
 
-/// The column of the line number: blank for 0.
+/// The column of the line number, blank for 0.
 std::ostream& PrintLineNumber(std::ostream& stream, u32 line)
 {
     return line != 0 ? stream << dec(line, kLineColumns) : PutText(stream, "     ");
@@ -94,7 +94,7 @@ void PrintMacroEntry(std::ostream& stream, VFKDataBuf& section)
 bool Dwarf2File::DumpPubnames(std::ostream& stream)
 {
     ReadLateSection(m_debug_pubnames, ".debug_pubnames", false);
-    // A look-up that has walked to the end has left the cursor there, and nothing is listed.
+    // A look-up that reached the end has left the cursor there; then nothing is listed.
     if (AtEnd(m_debug_pubnames)) {
         return false;
     }

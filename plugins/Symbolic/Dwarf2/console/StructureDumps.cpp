@@ -1,4 +1,4 @@
-// Dumps of the abbreviation tables, as they stand or as they were read, and of the index of the entries
+// Dumps of the abbreviation tables, as the section has them or as they were read, and of the rows of the entries
 // visited so far.
 #include "console/DwarfNames.h"
 #include "console/Format.h"
@@ -32,7 +32,7 @@ void PrintChildren(std::ostream& out, u8 children)
     } else if (children == 0) {
         PutText(out, " CHILDREN_no");
     } else {
-        // In the radix that the line has left: hexadecimal behind a tag without a name.
+        // In the radix that the line has left: hexadecimal after a tag without a name.
         PutText(out, " CHILDREN_???") << u32{children};
     }
 }
@@ -53,7 +53,7 @@ public:
 
 private:
     /// Reads and prints pairs at the cursor, the closing one included.
-    /// @param pastEnd behind the section's end, where none is closed, a pair reads 0, and that is shown too.
+    /// @param pastEnd also shows the 0 that a pair reads as at the section's end, if none closes the declaration.
     void DumpPairs(bool pastEnd);
     void DumpDecl(const AbbrevDecl& decl);
     void PrintPair(u32 offset, u32 attribute, u32 form);

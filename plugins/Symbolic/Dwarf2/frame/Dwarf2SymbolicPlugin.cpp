@@ -1,4 +1,4 @@
-// The registry of files, and the forwarding of each operation to the file that it concerns.
+// Keeps the registry of files, and forwards each operation to the file that it concerns.
 #include "frame/Dwarf2SymbolicPlugin.h"
 
 #include "image/Dwarf2File.h"

@@ -1,5 +1,4 @@
-// The module's face towards the debug engine: each operation finds the file that the context names
-// and forwards to it.
+// What the debug engine sees of the module: each operation finds the file that the context names and forwards to it.
 #pragma once
 
 #include "interfaces/DbgSymbolicInterface.h"

@@ -11,8 +11,8 @@ namespace {
 /// The one plug-in object. Unloading the module destroys it, and with it every file still registered.
 std::unique_ptr<Dwarf2SymbolicPlugin> g_plugin;
 
-/// Runs at attach. A module whose path can't be told attaches all the same, and so does one for whose
-/// preferences there is no memory: nothing may be thrown into the system's loader.
+/// Runs at attach. The module attaches even if its path can't be found or there is no memory for preferences: nothing
+/// may be thrown into the system's loader.
 __attribute__((constructor)) void Attach()
 {
     static const char moduleHandle = 0;

@@ -1,5 +1,5 @@
-// Reads the preferences at attach. A missing key leaves its field at the value that is set before the reading; if the
-// ARM plug-in's file is missing, or has no enable_sb, the static base stays as it is.
+// Reads the preferences at attach. A missing key leaves its field as it was before the reading; if the ARM plug-in's
+// file is missing, or has no enable_sb, the static base stays unset.
 #include "frame/Preferences.h"
 
 #include "interfaces/DbgPrefDataExtractor.h"
@@ -14,7 +14,7 @@ constexpr const char* kWhiteSpace = "\t \r\n";
 
 bool g_prefsLoaded = false;
 
-/// Entries stand between commas and are trimmed. A list of one entry is used as it stands.
+/// Commas separate entries, which are trimmed. A list of one entry is taken as it is.
 void SplitList(const std::string& list, std::vector<std::string>& entries)
 {
     if (list.find(',') == std::string::npos) {
@@ -54,8 +54,8 @@ void ReadOwnPreferences()
     SplitList(list, g_prefs.omitVarsStart);
 }
 
-/// The ARM plug-in's settings tell how the static base is computed, in a language of their own: its
-/// place for the code section becomes one that the engine can evaluate for a given section.
+/// The ARM plug-in's settings say how the static base is computed, in a language of their own: its word for the code
+/// section's base becomes one that the engine can evaluate for a given section.
 void ReadStaticBasePreferences()
 {
     constexpr const char* kSection = "Debugger Plug-ins";
@@ -81,7 +81,7 @@ void ReadStaticBasePreferences()
 
 } // namespace
 
-// Attach reads into these, so they are there before any initialiser of the default priority runs.
+// Attach writes to these, so they are constructed before anything of the default priority.
 __attribute__((init_priority(200))) Preferences g_prefs;
 __attribute__((init_priority(200))) std::string g_modulePath;
 

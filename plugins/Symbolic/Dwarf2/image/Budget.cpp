@@ -16,10 +16,9 @@ constexpr u64 kReadings = 256;
 
 void Dwarf2File::FillBudget()
 {
-    // One reading of a section is as many steps as it has bytes, and at most as many pairs again. A
-    // request may read a unit many times over (see RequestIsSpent). Compilers' output mostly needs one to
-    // two readings in all; one unit with thousands of classes and pointers to their members needs
-    // hundreds, for which there is more up to a fixed amount.
+    // Reading a section once costs its bytes, and at most as much again for attribute pairs. A request may read a unit
+    // many times over (see RequestIsSpent). Compilers' output mostly needs one or two readings in all, but a unit with
+    // thousands of classes and pointers to their members needs hundreds: for these there is more, up to a fixed amount.
     constexpr u64 kMoreReadings = 2048;
     constexpr u64 kMostMore = u64{1} << 30;
     const u64 size = u64{m_debug_info.Size()} + m_debug_line.Size() + m_debug_loc.Size();

@@ -5,14 +5,14 @@
 
 #include <algorithm>
 
-/// Work that is left to do for a file. A file that a compiler has written stays far below its capital.
-/// What is spent is spent for good: no more of `.debug_info` is read from then on, as if it ended there.
+/// The work that may still be done for a file. A file that a compiler has written needs far less than its capital. Once
+/// nothing is left, that is for good: `.debug_info` then counts as read to its end.
 class Budget {
 public:
     /// What one of a thing costs; a byte read is the unit.
     enum Price : u32 {
         kByteRead = 1,
-        kBytePrinted = 4, ///< that no byte of the section has paid for by being read for the first time
+        kBytePrinted = 4, ///< unless a byte of the section, read for the first time, has paid for it
         kByteCopied = 4,  ///< of a location, a frame base, a list or a long text
         kLineByte = 64,   ///< of a line number programme
         kLink = 64,       ///< of a chain of references, or from a DIE to its parent
@@ -35,7 +35,7 @@ public:
         m_left -= paid;
         return m_left != 0;
     }
-    /// Adds a little for a request of the engine: a long session asks for what is loaded, again and again.
+    /// Adds a little for each request of the engine: in a long session it asks for loaded things again and again.
     void Renew()
     {
         constexpr u64 kPerRequest = 4096;

@@ -1,6 +1,6 @@
-// One symbol file: its ELF reader, its DWARF sections with their cursors, and all that has been
-// indexed of it. The work of every folder but `frame` is done by operations of this one class; the
-// heading above an operation names the file that defines it.
+// One symbol file: its ELF reader, its DWARF sections with their cursors, and the indexes made of them. The work of
+// every folder but `frame` is done by operations of this one class; the heading above an operation names the file that
+// defines it.
 #pragma once
 
 #include "image/Budget.h"
@@ -94,7 +94,7 @@ public:
     // symbols/LineTable.cpp
     /// Runs the line number programme at `stmtOffset` of `.debug_line` (DWARF 2.0, 6.2) into a
     /// table. `range` is the unit's and may be null: the last row ends where it ends.
-    /// @return true if an instruction moved the state towards a row.
+    /// @return true if an instruction set address, file, line or column, or emitted a row.
     bool BuildLineTable(DbgSymSrcFile* srcFile, DbgSymLineTable* lineTable, const DbgAddrRange* range, u32 stmtOffset);
 
     // console/Commands.cpp
@@ -118,13 +118,13 @@ private:
     static constexpr u32 kLoadSelection = 0x3F00; ///< the six load bits
     static constexpr u32 kUnitSelection = kLoadSelection & ~kLoadBlocks;
 
-    /// Values of m_codeTypeCache beside the code types themselves.
+    /// Values of m_codeTypeCache other than the code types themselves.
     static constexpr u32 kCodeTypeUnknown = 0;
     static constexpr u32 kCodeTypeByAddress = kNone;
 
     // image/Dwarf2File.cpp
-    /// Fetches a section that isn't read by the constructor, unless its bytes are there already.
-    /// @param always binds the cursor even if there is no such section.
+    /// Fetches a section that the constructor doesn't read, unless its bytes are there already.
+    /// @param always binds the cursor even if the section is missing.
     void ReadLateSection(VFKDataBuf& section, const char* name, bool always);
     bool LittleEndian() const { return m_elf.m_byteOrder != kElfDataMsb; }
 
@@ -167,7 +167,7 @@ private:
     void AddCompileUnit(const CompileUnitInfo& header);
 
     // index/CompileUnitIndex.cpp
-    /// Reads the header at the cursor of m_debug_info and leaves the cursor behind it.
+    /// Reads the header at the cursor of m_debug_info and leaves the cursor after it.
     void ReadCompileUnitHeader(CompileUnitInfo& header);
     void ReadHeaderFields(CompileUnitInfo& header);
     /// Reads one unit at the cursor and goes to the next. False ends the scan of the section.
@@ -177,16 +177,16 @@ private:
     /// Takes the next attribute pair at the cursor of m_debug_abbrev, and leaves the width open.
     AttrSpec ReadAttrSpec(bool dump);
     /// Decodes the value at the cursor of m_debug_info (DWARF 2.0, 7.5.4), or steps over it.
-    /// @param out gets the value, which is AttrValue's start values if the form gives none; a form of 0 leaves it
-    /// untouched. Null drops the value.
+    /// @param out gets the value, or AttrValue's start values if the form gives none; a form of 0 leaves it untouched.
+    /// Null drops the value.
     /// @return false if nothing could be read: then the value means nothing.
     bool ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump, AttrValue* out, bool makeAbsolute,
                        bool parenthesise);
     void SkipLEB128();
     /// The bytes of a block, cut where the section that holds them ends.
     std::string_view BlockBytes(const AttrValue& block) const;
-    /// The silent way past a value that nobody wants.
-    /// @param readsStrings the caller would print, so a FORM_strp is read as if it did.
+    /// Steps over a value that nobody wants, and prints nothing.
+    /// @param readsStrings the caller is one that prints in a dump, so a FORM_strp is read as it would be then.
     bool StepOverValue(const CompileUnitInfo* unit, u32 form, bool readsStrings);
     /// Reads a value of a form that is neither 0 nor indirect, and prints it unless `stream` is null.
     bool DecodeValue(const CompileUnitInfo* unit, u32 form, bool wanted, bool makeAbsolute, AttrValue& value,
@@ -199,10 +199,10 @@ private:
 
     // index/AttributeLoop.h
     /// Runs `handle(attribute, read)` over the attributes of an entry. What it does not read is stepped over.
-    /// Afterwards m_debug_info stands behind the last attribute.
+    /// Afterwards the cursor of m_debug_info stands after the last attribute.
     template <typename Handle>
     void ForEachAttribute(const Entry& entry, Handle&& handle);
-    /// The same with the row kept: AT_sibling goes there, and so does where the attributes end.
+    /// The same, and keeps the row: AT_sibling goes there, and so does the place where the attributes end.
     template <typename Handle>
     void ReadEntry(const Entry& entry, Handle&& handle);
 
@@ -212,22 +212,22 @@ private:
     u32 CodeOf(const DIEInfo& row); ///< the abbreviation code at the DIE; 0 for a null entry
     /// The DIE's declaration in the unit that it lies in, or null.
     const AbbrevDecl* DeclOf(const DIEInfo& row);
-    /// Where the children start, behind the attributes; kNone if there are none.
+    /// Where the children start, after the attributes; kNone if there are none.
     u32 ChildOf(const DIEInfo& row) const;
     void SetChild(DIEInfo& row, u32 child);
     /// True if an entry of the unit, a null entry too, starts at the cursor of m_debug_info.
     bool HasEntry(const CompileUnitInfo& unit) const;
-    /// True if an entry that isn't a null entry starts there, in any unit.
+    /// The same for any unit, but false for a null entry.
     bool HasNextEntry() const;
-    /// Notes in the row where its children, or its sibling, begin: at the cursor.
+    /// Notes in the row that its children, or else its sibling, begin at the cursor.
     void FinishDieAttributes(const Entry& entry);
 
     // index/DieWalker.cpp
     struct TagRule;
     static const TagRule* FindTagRule(u32 tag);
-    /// Calls the tag's builder if the selection lets it build. False if nothing was read.
+    /// Calls the tag's builder if the load selection asks for it. False if nothing was read.
     bool BuildByTag(const Entry& entry, MemberRecord* member);
-    /// Leaves a DIE to LoadPendingDies, unless it waits there already.
+    /// Leaves a DIE to LoadPendingDies, unless it is in the queue already.
     void QueueDie(DIEInfo& row);
     /// Reads past a DIE that isn't built.
     void PassBy(const Entry& entry);
@@ -240,11 +240,11 @@ private:
     u32 ReadNullEntry(const CompileUnitInfo* unit, DIEInfo* row, std::vector<u32>* parents);
     void PrintBadAbbrev(u32 code);
     /// Reads entries from the cursor to the end of the level, children included.
-    /// @param last the entry read before, which all that follow must lie behind; kNone for none.
-    /// @param walked CompileUnitInfo::walked of the level; null if that isn't noted.
+    /// @param last the entry read before; all that follow must lie after it. kNone for none.
+    /// @param walked CompileUnitInfo::walked, kept up to date; null not to keep it.
     void WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren, u32 last = kNone,
                      u32* walked = nullptr);
-    /// Notes that `entry` has been walked, or skips what has been walked behind it.
+    /// Notes that `entry` has been walked, or skips what has been walked after it.
     void PassWalkedEntries(const CompileUnitInfo& unit, u32& walked, u32 unitDie, u32 entry);
     /// True if reading the row's DIE once more, in a walk over its unit, changes nothing.
     bool IsSettled(const CompileUnitInfo& unit, const DIEInfo& row);
@@ -252,25 +252,24 @@ private:
     // index/Loading.cpp
     class RequestScope;
     class SavedSelection;
-    /// @param alone leaves what the DIE opened unread.
+    /// @param alone leaves the level that the DIE opened unread.
     /// @return what ReadDie returned; kNone if there is nothing to read.
     u32 LoadDieAtCursor(const CompileUnitInfo* unit, std::vector<u32>* parents, bool alone);
     /// Loads the DIE at `offset` unless it is built. True if it was read.
     bool LoadDieAtOffset(u32 offset);
-    /// True if the running request has read too much to go on behind the DIEs that it loads.
+    /// True if the running request has read too much to go on after each DIE that it loads.
     bool RequestIsSpent(const CompileUnitInfo& unit) const;
     void LoadPendingDies();
     /// The row of a DIE's parent, after loading the DIE's unit; null if there is none.
     DIEInfo* LoadParentOf(DIEInfo* row);
 
     // index/NestedLoad.h
-    /// Runs `body` one level deeper in nested loads, every so many levels on a stack of its own.
+    /// Runs `body` one level deeper in nested loads; every kLevelsOfStack levels get a stack of their own.
     template <typename Body>
     void Nest(Body&& body);
 
     // index/NameLookup.cpp
-    /// Offset of the first DIE of that name, or kNone. Without `restart` the search goes on behind
-    /// the last match.
+    /// Offset of the first DIE of that name, or kNone. Without `restart` the search goes on after the last match.
     u32 FindPubName(const char* name, bool restart);
 
     // symbols/AddressForm.cpp
@@ -280,7 +279,7 @@ private:
 
     // symbols/CompileUnitScope.cpp
     class UnitScopeBuilder;
-    /// Like all builders below: marks the row built, and leaves m_debug_info behind what it read.
+    /// Like all builders below, marks the row built and leaves the cursor of m_debug_info after what it read.
     void BuildCompileUnitScope(const Entry& entry);
 
     // symbols/LineProgram.cpp
@@ -313,7 +312,7 @@ private:
     void EnterScope(const DIEInfo& row, ScopeWords& scopes);
     void SetParent(DIEInfo* row, u32 parent);
     void SetSibling(DIEInfo* row, u32 sibling);
-    /// What was walked of the row's unit no longer stands.
+    /// Forgets how far the row's unit has been walked.
     void ForgetWalk(const DIEInfo& row);
 
     // symbols/Locations.cpp
@@ -321,7 +320,7 @@ private:
     /// Rewrites DW_OP_fbreg and DW_OP_breg9 in a location expression.
     void PrepareExpression(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr);
     class ExpressionScan;
-    /// The frame base of the function around a DIE, if one is on file: the section's bytes, or the text's.
+    /// The frame base of the function around a DIE, if one is known: bytes of a section, or of `buffer`.
     std::optional<std::string_view> FrameBase(const CompileUnitInfo* unit, const DIEInfo* die,
                                               const VFKDataString& expr, std::string& buffer);
     /// Wraps the list at `listOffset` of `.debug_loc` into `expr`, in the 0xEC form. Always true.
@@ -341,7 +340,7 @@ private:
     /// Describes the type at a DIE offset, loading it if it isn't there and the selection allows.
     void ResolveType(u32 offset, TypeRef* ref);
     void LoadMissingType(u32 offset, TypeRef* ref);
-    /// What a DIE is known as, in this order: base type, type of the store, const, volatile. Null for none.
+    /// What a DIE is known as: a base type, else a type of the store, else const or volatile. Null for none.
     const TypeStep* LookupType(u32 offset);
     void AddTypeModifier(u32 offset, TypeStep step);
     void AddBaseTypeSize(u32 offset, u32 byteSize);
@@ -363,7 +362,7 @@ private:
     /// Each writes to m_dumpStream, and nothing while that is null.
     void PrintOffsetPrefix(u32 offset, bool blankLine);
     void PrintIndent(u32 extra);
-    /// The head of an attribute's line, for a value at the cursor of m_debug_info.
+    /// The head of an attribute's line; its value is at the cursor of m_debug_info.
     void PrintAttributeHead(u32 attribute);
     void PrintDIEHead(u32 offset, const AbbrevDecl* decl);
     void PrintCompileUnitHeader(const CompileUnitInfo& unit);
@@ -411,10 +410,10 @@ private:
     std::vector<AttrSpec> m_attrSpecs;            ///< of all declarations
     std::map<u32, CompileUnitInfo> m_cuHeaderMap; ///< by offset in `.debug_info`
     DieInfoMap m_dieInfoMap;
-    OffsetMap<u32> m_farChildren;                    ///< of rows that can't hold the distance
+    OffsetMap<u32> m_farChildren;                    ///< of rows that are too far from their children
     OffsetMap<u32> m_baseTypeSizes;                  ///< DIE of a base or subroutine type to its byte size
     OffsetMap<TypeStep> m_typeModifiers;             ///< DIE of a const or volatile to its AT_type
-    KnownTypes m_knownTypes;                         ///< answers of the two and of the store
+    KnownTypes m_knownTypes;                         ///< the last answers of those two and of the store
     OffsetMap<u32> m_frameBaseLocListMap;            ///< function DIE to offset in `.debug_loc`
     OffsetMap<std::string_view> m_frameBaseBlockMap; ///< function DIE to its AT_frame_base block
     std::unordered_set<u32> m_typesBeingLoaded;      ///< offsets that ResolveType is loading now
@@ -431,18 +430,18 @@ private:
     u32 m_sectionId = kNone;              ///< engine section against which addresses are held
     u32 m_frameBaseDepth = 0;             ///< 1 while the location list of a frame base is being built
     Budget m_budget;                      ///< for all that is loaded of the file; a dump has one of its own
-    /// The running request: how many loads are nested in it, and how many entries it has read.
+    /// The running request: how deep its loads nest, and how many entries it has read.
     u32 m_requestDepth = 0;
     u64 m_entriesRead = 0;
-    /// Loads and member loops that are nested in the running walk. Beyond the bound a type waits in the queue, and a
-    /// function keeps its plain name: the file decides how deep loads nest.
+    /// Loads and member loops nested in the running walk; the file decides how deep. Beyond the bound a type waits in
+    /// the queue, and a function keeps its plain name.
     u32 m_loadDepth = 0;
     static constexpr u32 kMaxLoadDepth = 65536;
     OffsetMap<ScopeWords> m_scopes; ///< around the children of a DIE
-    /// What was answered of m_scopes last, and for which DIE.
+    /// The last answer of ScopesOf, and for which DIE.
     u32 m_lastScopesParent = kNone;
     ScopeWords m_lastScopes;
-    /// The table that FindAbbrevDecl answered from last.
+    /// The table that FindAbbrevDecl looked into last.
     u32 m_lastAbbrevOffset = kNone;
     const AbbrevList* m_lastAbbrevList = nullptr;
     std::vector<UnitEnd> m_unitEnds;

@@ -1,6 +1,5 @@
-// Makes the engine's sections out of the ELF headers, and decides once whether the file's addresses
-// are absolute or offsets in one section: a position-independent ARM library is linked at 0 and
-// placed by the running target.
+// Makes the engine's sections from the ELF headers, and decides once whether the file's addresses are absolute or
+// offsets in one section: a position-independent ARM library is linked at 0 and placed by the running target.
 #include "frame/Preferences.h"
 #include "image/Dwarf2File.h"
 #include "interfaces/DbgSymSymFile.h"

@@ -5,20 +5,20 @@
 
 #include <vector>
 
-/// The head of a declaration. Its attribute pairs stay in the section, at `offset + headerSize`, for who prints
-/// them; for all others they are decoded.
+/// The head of a declaration. Readers that print take its attribute pairs from the section, at `offset + headerSize`;
+/// for all others they are decoded.
 struct AbbrevDecl {
     u32 offset;     ///< in `.debug_abbrev`, where the code begins
     u32 code;       ///< abbreviation code
     u32 tag;        ///< DwarfTag, or a code that has no name
     u32 firstSpec;  ///< index of its first AttrSpec; kNone if they aren't decoded
-    u32 pairsEnd;   ///< in `.debug_abbrev`, behind the last pair
+    u32 pairsEnd;   ///< in `.debug_abbrev`, after the last pair
     u8 hasChildren; ///< the children byte as stored: 0 is no, all else yes
     u8 headerSize;  ///< bytes from `offset` to the first attribute pair
 };
 static_assert(sizeof(AbbrevDecl) == 24);
 
-/// One attribute pair, decoded. The last of a declaration has the attribute 0 or the form 0.
+/// One attribute pair, decoded. In the last one of a declaration the attribute or the form is 0.
 struct AttrSpec {
     u32 attribute;
     u8 form;  ///< DwarfForm; kNoForm for each that has no meaning

@@ -14,7 +14,7 @@ u32 g_indexTicks = 0;
 
 namespace {
 
-/// Bytes of a value if that is for the form alone to say, else 0.
+/// Bytes of a value if all values of the form have as many, else 0.
 u8 WidthOf(FormLayout layout)
 {
     switch (layout) {
@@ -59,7 +59,7 @@ void Dwarf2File::ReadAbbrevTables()
         decl.hasChildren = m_debug_abbrev.Get8();
         const u32 headerSize = m_debug_abbrev.Pos() - decl.offset;
         decl.headerSize = static_cast<u8>(headerSize);
-        // Behind a longer header, in padded numbers, the pairs are looked for where they aren't.
+        // A header with padded numbers can be too long for headerSize: its pairs are then read from a wrong place.
         decl.firstSpec = headerSize == decl.headerSize ? static_cast<u32>(specs.size()) : kNone;
         ReadAttributePairs(specs);
         decl.pairsEnd = m_debug_abbrev.Pos();

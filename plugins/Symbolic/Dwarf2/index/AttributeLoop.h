@@ -19,7 +19,7 @@ public:
     {
     }
 
-    /// The value, good until the attribute is done with; null if it can't be read.
+    /// The value, valid while the attribute is handled; null if it can't be read.
     const AttrValue* operator()()
     {
         m_taken = true;
@@ -64,7 +64,7 @@ void Dwarf2File::ForEachAttribute(const Entry& entry, Handle&& handle)
     }
     const u32 start = m_debug_info.Pos();
     const u32 pairs = m_debug_abbrev.Pos();
-    // Decoded pairs are for readers that don't print: with them the cursor of m_debug_abbrev moves once.
+    // Only readers that don't print take decoded pairs: the cursor of m_debug_abbrev then moves only once.
     const bool decoded = m_dumpStream == nullptr && entry.decl->firstSpec != kNone;
     const AttrSpec* next = decoded ? &m_attrSpecs[entry.decl->firstSpec] : nullptr;
     AttrSpec spec;

@@ -1,6 +1,5 @@
-// Reads attribute pairs and the values of all forms of DWARF 2.0 (7.5.4), and prints them while a
-// dump runs. Dumping and loading share this code; with no stream it is silent, and reads the same
-// bytes.
+// Reads attribute pairs and the values of all forms of DWARF 2.0 (7.5.4), and prints them while a dump runs. Dumping
+// and loading share this code; without a stream it prints nothing and reads the same bytes.
 #include "console/DwarfNames.h"
 #include "console/Format.h"
 #include "image/Dwarf2File.h"
@@ -13,8 +12,7 @@
 
 namespace {
 
-/// References are printed with their digits as stored, then, unless the unit is the first one,
-/// with their absolute value.
+/// References are printed as stored and then, except in the first unit, with their absolute value.
 bool IsReference(u32 form)
 {
     return form == FORM_ref1 || form == FORM_ref2 || form == FORM_ref4 || form == FORM_ref_udata;
@@ -59,8 +57,8 @@ bool Dwarf2File::ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump,
     if (parentheses) {
         PutChar(*stream, '(');
     }
-    // The form of an indirect value stands in front of it. A form that is indirect again is followed
-    // by one more: a loop, since a file can hold as many as it has bytes. At the end a form reads 0.
+    // The form of an indirect value precedes it, and may be indirect again: a loop, since a file can have any number of
+    // them in a row. At the end of the section a form reads 0.
     u32 realForm = form;
     u32 closingForm = form;
     for (u32 depth = 0; realForm == FORM_indirect; ++depth) {
@@ -78,7 +76,7 @@ bool Dwarf2File::ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump,
     if (out != nullptr) {
         *out = value;
     }
-    // What the inner form of an indirect value answers isn't looked at.
+    // An indirect value counts as read, whatever its inner form returned.
     if (parentheses && closingForm != 0) {
         PutChar(*stream, ')');
     }
@@ -196,7 +194,7 @@ void Dwarf2File::ReadStrp(AttrValue& value, std::ostream* stream)
     Seek(m_debug_str, value.value);
     const char* text = nullptr;
     if (!AtEnd(m_debug_str)) {
-        // The text isn't stepped over: nobody reads on from here.
+        // The cursor stays at the text: nobody reads on from here.
         text = reinterpret_cast<const char*>(m_debug_str.Cursor());
     } else {
         // An offset outside the section: the attribute counts as an inline string.
@@ -248,8 +246,8 @@ bool Dwarf2File::StepOverValue(const CompileUnitInfo* unit, u32 form, bool reads
         m_debug_info.GetCStr();
         break;
     case FormLayout::TextOffset:
-        // A reader that would print takes an offset outside `.debug_str` for an inline string, also
-        // while it is silent; one that never prints takes the four bytes.
+        // A reader that prints in a dump takes an offset outside `.debug_str` for an inline string, even while no dump
+        // runs; one that never prints takes the four bytes.
         if (readsStrings) {
             AttrValue dropped;
             ReadStrp(dropped, nullptr);
@@ -283,7 +281,7 @@ void Dwarf2File::SkipLEB128()
 
 std::string_view Dwarf2File::BlockBytes(const AttrValue& block) const
 {
-    // A form that delivers text gives a block as well, in the section that holds the text.
+    // A text can be taken as a block too, in the section that holds it.
     const VFKDataBuf& section = LiesIn(m_debug_str, block.data) ? m_debug_str : m_debug_info;
     const u32 left = static_cast<u32>(section.End() - block.data);
     return {block.Text(), std::min(block.value, left)};

@@ -1,5 +1,5 @@
-// The first pass over `.debug_info`: from unit header to unit header, with the one DIE at the head
-// of each. All that lies below stays unread until the engine asks.
+// The first pass over `.debug_info`: from unit header to unit header, with the one DIE at the head of each. All below
+// it stays unread until the engine asks.
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"
@@ -30,7 +30,7 @@ void Dwarf2File::BuildCompileUnitIndex()
     CheckRelocation();
     g_indexTicks = VFKTimer::GetTickCount();
     if ((m_flags & kIndexBuilt) == 0) {
-        m_flags |= kIndexBuilt; // ahead of the work: a build that ends early isn't tried again
+        m_flags |= kIndexBuilt; // before the work: a build that ends early isn't tried again
         if (m_abbrListMap.empty()) {
             ReadAbbrevTables();
         }
@@ -52,11 +52,11 @@ bool Dwarf2File::IndexCompileUnit()
     }
     const AbbrevDecl* decl = FindAbbrevDecl(unit.abbrevOffset, code);
     if (decl == nullptr) {
-        return true; // the next header is read right behind the code
+        return true; // the next header is read right after the code
     }
     PrintDIEHead(dieOffset, decl);
     const u32 next = unit.End();
-    DIEInfo* filed = GetDieInfo(dieOffset); // ahead of the file scope, which is then made once
+    DIEInfo* filed = GetDieInfo(dieOffset); // before the file scope, so that it is made once
     if (!filed->Has(DIEInfo::kDieBuilt)) {
         DIEInfo row;
         row.infoOffset = dieOffset;
@@ -66,7 +66,7 @@ bool Dwarf2File::IndexCompileUnit()
         *filed = row;
     }
     if (unit.EndWraps()) {
-        return false; // the sum leads back to what the scan has passed
+        return false; // a sum that wraps leads back to what has been read
     }
     Seek(m_debug_info, next);
     return true;

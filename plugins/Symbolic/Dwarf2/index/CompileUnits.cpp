@@ -17,9 +17,8 @@ CompileUnitInfo* Dwarf2File::FindCompileUnit(u32 dieOffset)
     if (dieOffset >= m_foundUnit.first && dieOffset < m_foundUnit.end) {
         return m_foundUnit.unit;
     }
-    // The units stand in rising order of their offsets. The first whose end, or that of a unit
-    // before it, lies behind the DIE is the first whose own end does; the units behind it start
-    // later still. So it is the answer of a search from the front, also where units overlap.
+    // The units are in rising order of their offsets, and maxEnd rises with them. The first unit whose maxEnd is past
+    // the DIE is also the first whose own end is: what a search from the front would find, even where units overlap.
     const auto found = std::upper_bound(m_unitEnds.begin(), m_unitEnds.end(), dieOffset,
                                         [](u32 offset, const UnitEnd& entry) { return offset < entry.maxEnd; });
     if (found == m_unitEnds.end() || found->unit->offset >= dieOffset) {

@@ -4,8 +4,8 @@
 #include "interfaces/Types.h"
 #include "interfaces/VFKDataBuf.h"
 
-/// The clamped seek: the one way to an offset. One that isn't below the section's size puts the
-/// cursor at the end, where every loop stops.
+/// The only way to move a cursor to an offset. An offset outside the section puts it at the end, where every loop
+/// stops.
 inline void Seek(VFKDataBuf& section, u32 offset)
 {
     section.SetPos(offset);

@@ -10,13 +10,12 @@
 #include <memory>
 #include <vector>
 
-/// An ordered map from a DIE's offset to its row. Rows never move and never go away. An offset
-/// inside the section costs a bitmap look-up; one outside has a map of its own.
+/// An ordered map from a DIE's offset to its row. Rows never move and never go away. An offset inside the section costs
+/// a bitmap look-up; those outside are in a map of their own.
 ///
-/// The section is cut into blocks of 64 offsets, and these into pages that are made when a row
-/// falls into them. A block has a bitmap of the offsets that have a row and, in offset order, the
-/// numbers of these rows. While a block's rows are added in rising order, as a walk adds them, the first number
-/// determines the others.
+/// The section is divided into pages, made when a row falls into them, and these into blocks of 64 offsets. A block has
+/// a bitmap of the offsets that have a row and, in offset order, the numbers of these rows. As long as rows are added
+/// in rising order, as in a walk, the first number determines the others.
 class DieInfoMap {
 public:
     /// Binds the map to a section. Called once, before the first row.
@@ -83,7 +82,7 @@ private:
 
     static u32 Rank(u64 used, u32 bit) { return CountBits(used & ((u64{1} << bit) - 1)); }
 
-    /// On the baseline machine std::popcount is a call, so the bits are counted in parallel fields.
+    /// Counts in parallel fields: for the baseline machine std::popcount is a function call.
     static u32 CountBits(u64 bits)
     {
         bits -= bits >> 1 & 0x5555555555555555u;

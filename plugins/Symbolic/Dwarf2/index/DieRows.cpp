@@ -1,4 +1,4 @@
-// Whether an entry follows, and what every reader of a DIE notes in its row at the end of the attributes.
+// What the rows of DIEs say, and what every reader of a DIE notes there after its attributes.
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"

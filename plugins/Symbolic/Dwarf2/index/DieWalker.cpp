@@ -1,6 +1,5 @@
-// Reads one DIE of any tag, and walks a level of DIEs with all that lies below it. Which tags are
-// built is decided by the load selection in m_flags and the table of tags; every other DIE gets a
-// row and is stepped over.
+// Reads one DIE of any tag, and walks a level of DIEs with everything below it. The load selection in m_flags and the
+// table of tags decide what is built; every other DIE gets a row and is stepped over.
 #include "console/Format.h"
 #include "image/Dwarf2File.h"
 #include "index/AttributeLoop.h"
@@ -15,9 +14,9 @@
 /// When a tag is built, and by whom.
 struct Dwarf2File::TagRule {
     u32 tag;
-    u32 selection;                                 ///< bit of m_flags that must be set; 0: always
-    bool unbuiltOnly;                              ///< a DIE that is built is passed by
-    bool queued;                                   ///< waits in m_pendingDies while types aren't loaded
+    u32 selection;                                 ///< bit of m_flags that must be set; 0: none
+    bool unbuiltOnly;                              ///< a DIE that is built already is stepped over
+    bool queued;                                   ///< goes to m_pendingDies while types aren't loaded
     void (Dwarf2File::*build)(const Entry& entry); ///< null for a builder of members
     void (Dwarf2File::*member)(const Entry& entry, MemberRecord* record);
 };
@@ -138,7 +137,7 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
 void Dwarf2File::PassBy(const Entry& entry)
 {
     const DIEInfo* row = entry.row;
-    // A DIE that names itself as its sibling is read at every visit, and the walk goes on behind its attributes.
+    // A DIE that names itself as its sibling is read at every visit, and the walk goes on after its attributes.
     if (row->sibling != kNone && row->sibling != row->infoOffset) {
         Seek(m_debug_info, row->sibling);
         return;
@@ -185,7 +184,7 @@ void Dwarf2File::WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* pare
     if (unit == nullptr) {
         return;
     }
-    // Nesting is kept in `parents` alone: each level opened below the first is one element more.
+    // `parents` alone holds the nesting: one element for each level.
     const std::size_t firstLevel = parents->size();
     std::size_t level = firstLevel;
     u32 topEntry = kNone; // the entry of the first level that is being read
@@ -205,7 +204,7 @@ void Dwarf2File::WalkEntries(const CompileUnitInfo* unit, std::vector<u32>* pare
             if (level == firstLevel) {
                 return;
             }
-            --level; // the level around goes on behind the null entry
+            --level; // the enclosing level goes on after the null entry
         } else if (parents->size() > level) {
             ++level; // the new level begins at the cursor
             continue;
@@ -222,7 +221,7 @@ void Dwarf2File::PassWalkedEntries(const CompileUnitInfo& unit, u32& walked, u32
 {
     const u32 next = m_debug_info.Pos();
     if (next < walked) {
-        Seek(m_debug_info, walked); // a load within this walk has been there
+        Seek(m_debug_info, walked); // a load nested in this walk has read up to there
         return;
     }
     const DIEInfo* row = FindDieInfo(entry);
@@ -242,6 +241,6 @@ bool Dwarf2File::IsSettled(const CompileUnitInfo& unit, const DIEInfo& row)
     if (!rule->unbuiltOnly) {
         return false;
     }
-    // A call back from the engine can have changed the selection of this very walk.
+    // The engine, called by this walk, may have changed its selection.
     return row.Has(DIEInfo::kDieBuilt) || (kUnitSelection & rule->selection) == 0;
 }

@@ -1,5 +1,5 @@
-// The codes of DWARF 2.0 as enums: tags, attributes and forms (7.5.4) and line number opcodes (7.21) made
-// of one table, encodings of base types (7.8) and macro entries (7.22). Location operators are in
+// The codes of DWARF 2.0 as enums. Tags, attributes and forms (7.5.4) and line number opcodes (7.21) come from one
+// table; encodings of base types (7.8) and macro entries (7.22) are here. Location operators are in
 // symbols/LocationOps.h.
 #pragma once
 
@@ -22,23 +22,23 @@ enum DwarfForm : u32 {
 #include "index/DwarfCodes.def"
 };
 
-/// How the value of a form lies in `.debug_info`.
+/// How `.debug_info` holds the value of a form.
 enum class FormLayout : u8 {
-    Nothing, ///< of a code that is no form: takes no bytes
-    Address, ///< as many bytes as the unit's addresses have
+    Nothing, ///< the code is not a form: no bytes
+    Address, ///< as many bytes as an address of the unit
     One,
     Two,
     Four,
     Eight,
     Signed, ///< SLEB128
     Unsigned,
-    Block1, ///< a length of so many bytes, or in ULEB128, and the block
+    Block1, ///< a length of 1, 2 or 4 bytes or in ULEB128, then the block
     Block2,
     Block4,
     BlockLeb,
     Text,
-    TextOffset, ///< of a text in `.debug_str`
-    Indirect,   ///< the real form in ULEB128, and its value
+    TextOffset, ///< offset of a text in `.debug_str`
+    Indirect,   ///< the real form in ULEB128, then its value
 };
 
 inline constexpr auto kFormLayouts = [] {

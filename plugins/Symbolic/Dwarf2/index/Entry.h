@@ -1,14 +1,14 @@
-// A DIE on its way to its builder.
+// A DIE that is about to be read.
 #pragma once
 
 struct AbbrevDecl;
 struct CompileUnitInfo;
 struct DIEInfo;
 
-/// Stands for the cursors too: m_debug_info at the DIE's first value, m_debug_abbrev at its first attribute pair.
+/// Goes with the cursors: m_debug_info stands at the DIE's first value, m_debug_abbrev at its first attribute pair.
 struct Entry {
     const CompileUnitInfo* unit;
     DIEInfo* row;
     const AbbrevDecl* decl;
-    bool printed = true; ///< while it is read, if a dump runs
+    bool printed = true; ///< shown while it is read, if a dump runs
 };

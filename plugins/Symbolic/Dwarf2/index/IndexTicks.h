@@ -3,6 +3,5 @@
 
 #include "interfaces/Types.h"
 
-/// During a build the tick count at its start; afterwards the ticks that it took. One for the whole
-/// module.
+/// While the index is built, the tick count at the start; afterwards the ticks that it took. One for the whole module.
 extern u32 g_indexTicks;

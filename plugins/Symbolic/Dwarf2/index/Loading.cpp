@@ -28,7 +28,7 @@ private:
     Dwarf2File& m_file;
 };
 
-/// Puts the load selection back, and no other bit.
+/// Restores the load selection, and no other bit.
 class Dwarf2File::SavedSelection {
 public:
     explicit SavedSelection(u32& flags)
@@ -67,8 +67,8 @@ bool Dwarf2File::LoadDieAtOffset(u32 offset)
     Seek(m_debug_info, offset);
     const CompileUnitInfo* unit = FindCompileUnit(offset);
     std::vector<u32> parents;
-    // A DIE that a walk has met becomes its own parent, and the walk goes on through the entries
-    // behind it to the end of their level.
+    // A DIE that a walk has met becomes its own parent, and the walk goes on through the entries after it to the end of
+    // their level.
     if (row != nullptr) {
         parents.push_back(row->infoOffset);
     }
@@ -78,9 +78,9 @@ bool Dwarf2File::LoadDieAtOffset(u32 offset)
 
 bool Dwarf2File::RequestIsSpent(const CompileUnitInfo& unit) const
 {
-    // Going on behind a DIE reads the rest of its level each time something refers to it, and a type
-    // without a builder (a pointer to member, say) is loaded for each reference. One request may read
-    // so many entries, or so many times the bytes of a unit; then such a load takes the DIE alone.
+    // Going on after a DIE reads the rest of its level each time something refers to it, and a type without a builder
+    // (a pointer to member, say) is loaded for each reference. Once a request has read as many entries as both limits
+    // say, such a load reads the DIE alone.
     constexpr u64 kAlways = u64{32} << 20;
     constexpr u64 kReadings = 16;
     return m_entriesRead >= kAlways && m_entriesRead >= kReadings * std::min(unit.unitLength, m_debug_info.Size());
@@ -89,7 +89,7 @@ bool Dwarf2File::RequestIsSpent(const CompileUnitInfo& unit) const
 void Dwarf2File::LoadPendingDies()
 {
     if (m_loadDepth >= kMaxLoadDepth) {
-        return; // nothing nests any deeper here: the queue waits for the load around
+        return; // no deeper nesting: the enclosing load empties the queue
     }
     const RequestScope request(*this);
     while (!m_pendingDies.empty()) {
@@ -102,7 +102,7 @@ void Dwarf2File::LoadPendingDies()
                 row->Clear(DIEInfo::kDieQueued);
             }
         }
-        // An offset of 0 is not above what came before: it ends the pass.
+        // An offset of 0, which would come first, ends the pass.
         u32 last = 0;
         for (const u32 offset : offsets) {
             if (offset <= last) {

@@ -7,8 +7,8 @@
 
 namespace {
 
-/// Which entries a search has passed. Sets whose declared lengths are too short overlap, and behind an entry that has
-/// been passed nothing new comes. Nothing is noted until such a set appears.
+/// Which entries a search has passed. Sets whose declared lengths are too short overlap, and what follows an entry that
+/// has been passed has been passed as well. Nothing is noted until such a set appears.
 class SearchedEntries {
 public:
     void StartNoting(u32 sectionSize) { m_passed.resize(sectionSize); }
@@ -76,8 +76,8 @@ u32 Dwarf2File::FindPubName(const char* name, bool restart)
                 return m_pubInfoOffset + entry;
             }
         }
-        // The set is corrected by its declared length. A sum that wraps ends the search: it would
-        // lead back to what the search has passed.
+        // The next set is where the declared length says. A sum that wraps would lead back to what has been searched:
+        // it ends the search.
         const u64 next = u64{m_pubSetOffset} + m_pubLength;
         if (next < m_debug_pubnames.Pos()) {
             searched.StartNoting(m_debug_pubnames.Size());
@@ -94,7 +94,7 @@ bool Dwarf2File::LoadSymbolByName(const DbgSymContext*, const char* name)
     if (offset == kNone) {
         return false;
     }
-    // The selection stays as it is set here.
+    // The selection set here stays after the load.
     m_flags &= ~(kLoadFunctions | kLoadBlocks | kLoadVariables);
     m_flags |= kLoadTypeModifiers | kResolveTypes | kLoadTypes;
     m_pendingDies.push_back(offset);

@@ -25,9 +25,8 @@ private:
 template <typename Body>
 void Dwarf2File::Nest(Body&& body)
 {
-    // 256 levels take less than half of a stack of 1 MiB, what an engine needs on top of them included,
-    // also in a build without optimisation.
-    // One segment for all levels would count in full where the system doesn't overcommit memory.
+    // 256 levels take less than half of a stack of 1 MiB, even in a build without optimisation and with what an engine
+    // needs on top of them. One segment for all levels would count as used memory where the system doesn't overcommit.
     constexpr u32 kLevelsOfStack = 256;
     const DepthGuard depth(m_loadDepth);
     if (m_loadDepth % kLevelsOfStack != 0) {

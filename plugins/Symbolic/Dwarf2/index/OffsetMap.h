@@ -8,11 +8,11 @@
 #include <utility>
 #include <vector>
 
-/// An odd number of the process's own: a file can't choose offsets that fall into the same slots.
+/// A random odd number, so that no file can be made whose offsets all fall into the same slots.
 extern const u64 kOffsetMultiplier;
 
-/// Open addressing in one array: a look-up costs about one cache miss. Entries are never taken out,
-/// and a pointer to a value is good until the next one is added. kNone is no key: what is stored there is dropped.
+/// Open addressing in one array: a look-up costs about one cache miss. Entries are never removed, and a pointer to a
+/// value is valid until the next one is added. kNone is not a key: what is stored there is dropped.
 template <typename Value>
 class OffsetMap {
 public:
@@ -56,7 +56,7 @@ private:
         Value value{};
     };
 
-    /// The slot of `offset`, or the free one where it belongs. Less than half of them is taken.
+    /// The slot of `offset`, or the free one where it belongs. Less than half of them are taken.
     std::size_t SlotOf(u32 offset) const
     {
         const std::size_t mask = m_slots.size() - 1;
@@ -80,7 +80,7 @@ private:
     }
 
     std::vector<Slot> m_slots; ///< none, or a power of two
-    int m_shift = 0;           ///< leaves as many upper bits of a product as number the slots
+    int m_shift = 0;           ///< reduces a product to the upper bits that number the slots
     std::size_t m_count = 0;
     Value m_dropped{};
 };

@@ -1,4 +1,4 @@
-// Stack segments, switched by ucontext. AddressSanitizer is told of each switch.
+// Stack segments, switched with ucontext. AddressSanitizer is told of each switch.
 #include "index/StackSegment.h"
 
 #include <cstdint>
@@ -29,7 +29,7 @@ namespace {
 
 constexpr std::size_t kGuard = 64 * 1024; ///< a multiple of any page size
 
-/// Pages for a stack, the lowest of them out of bounds. Only those that are touched take memory.
+/// Pages for a stack, with a guard below them. Only those that are touched take memory.
 class Segment {
 public:
     Segment()
@@ -54,7 +54,7 @@ private:
     void* m_pages;
 };
 
-/// One call on a segment, as both sides of the switch see it.
+/// One call on a segment, shared by both sides of the switch.
 struct Call {
     void (*body)(void*);
     void* argument;
@@ -81,7 +81,7 @@ void FinishSwitch([[maybe_unused]] void* fakeStack, [[maybe_unused]] const void*
 #endif
 }
 
-/// The first frame of a segment. A context's arguments are ints: two make a pointer.
+/// The first frame of a segment. A context's arguments are ints, so the pointer comes in two.
 void Enter(unsigned high, unsigned low)
 {
     Call& call = *reinterpret_cast<Call*>(static_cast<std::uintptr_t>(std::uint64_t{high} << 32 | low));

@@ -1,5 +1,5 @@
-// More stack for loads that nest deep. In C++ with namespaces each function's load can nest in the one
-// before, hundreds deep, and a debugger's thread may have a small stack.
+// More stack for deeply nested loads. In C++ with namespaces each function's load can nest in the one before, hundreds
+// deep, and a debugger's thread may have a small stack.
 #pragma once
 
 #include <cstddef>
@@ -7,6 +7,6 @@
 /// Bytes of a segment: 1 MiB, unless the build needs more for the same depth.
 extern const std::size_t kStackSegmentSize;
 
-/// Runs `body(argument)` on a stack segment that lasts as long as the call. It is the caller's
-/// thread that runs it. What it throws is thrown here; without memory for a segment, std::bad_alloc.
+/// Runs `body(argument)` in the caller's thread on a stack segment that lasts as long as the call. What it throws is
+/// thrown here; without memory for a segment, std::bad_alloc.
 void RunOnNewStack(void (*body)(void*), void* argument);

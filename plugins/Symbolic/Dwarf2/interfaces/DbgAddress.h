@@ -49,21 +49,21 @@ struct DbgAddress {
     /// Sets value and section; `kind` and `newTag` go to `byte0` and `tag`.
     void SetAddress(u32 newValue, u32 sectionId, u8 kind, u16 newTag);
 
-    /// Adds the base address of the section, and drops the section. True if the address is
-    /// absolute then; false, with nothing changed, if the engine holds no such section.
+    /// Adds the base address of the section, and drops the section. Returns true if the address is absolute then;
+    /// false, with nothing changed, if the engine has no such section.
     bool MakeAbsolute(const DbgContext* context);
 
-    /// Finds the section that contains an absolute address, the one added last if there are
-    /// several, and makes the address an offset in it. True if the address is one then; false,
-    /// with nothing changed, if no section contains it.
+    /// Finds the section that contains an absolute address, the one added last if there are several, and makes the
+    /// address an offset in it. Returns true if it is an offset then; false, with nothing changed, if no section
+    /// contains it.
     bool MakeSectionOffset(const DbgContext* context);
 };
 
-/// An address and the number of bytes from there on.
+/// An address and a number of bytes from there on.
 struct DbgAddrRange : DbgAddress {
     u32 size = 0;
 
-    /// Delivers the address behind the last byte (32-bit sum).
+    /// Delivers the address after the last byte (32-bit sum).
     /// @return false, with `address` untouched, if the range has no start (value kNone).
     bool GetEndAddress(DbgAddress& address) const;
 };

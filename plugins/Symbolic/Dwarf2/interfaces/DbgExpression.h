@@ -27,7 +27,7 @@ public:
 
     /// Disassembles into one line; a list is shown entry by entry. Text of a malformed expression
     /// says where it stops making sense.
-    /// @param withOffsets puts each operator's offset in front of it.
+    /// @param withOffsets puts each operator's offset before it.
     void GetText(std::string& text, bool withOffsets) const;
 
     void Push(u32 value);

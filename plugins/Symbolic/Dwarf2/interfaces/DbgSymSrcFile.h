@@ -42,7 +42,7 @@ public:
     DbgSymLineEntry* AddLineEntry(u32 line, const DbgAddress* address, u16 column, const std::string* path);
 
     std::size_t Count() const;
-    /// Null behind the last.
+    /// Null past the last.
     const DbgSymLineEntry* GetLineEntryByIdx(u32 index) const;
     /// Path of the table's own file; null for a table of no file.
     const std::string* GetOrigFileDesc() const;

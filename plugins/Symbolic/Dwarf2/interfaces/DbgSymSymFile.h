@@ -38,11 +38,10 @@ struct DbgSymSubScope {
     DbgAddrRange range;
 };
 
-/// Holds everything that the plug-in found in one symbol file, in the order in which it came, and
-/// answers by id in constant time. It copies every text and byte that it is given; equal ones are
-/// shared. A second object of the same id is kept as well, and the look-ups go on answering with
-/// the first. The operations that the plug-in calls are virtual, so that a debugger can watch or
-/// refuse them.
+/// Holds everything that the plug-in found in one symbol file, in the order in which it came, and answers by id in
+/// constant time. It copies every text and byte that it is given; equal ones are shared. A second object of the same id
+/// is kept as well, but look-ups answer with the first. The operations that the plug-in calls are virtual, so that a
+/// debugger can watch or refuse them.
 class DbgSymSymFile {
 public:
     DbgSymSymFile(std::string path, u32 id);

@@ -1,4 +1,4 @@
-// The debugger's console and its user interface as far as a plug-in uses them.
+// The parts of the debugger's console and user interface that a plug-in uses.
 #pragma once
 
 #include "interfaces/Types.h"
@@ -16,15 +16,14 @@ public:
     virtual std::iostream& iostream() = 0;
     /// @param line the first line to clear; 0 clears all.
     virtual void ClearContents(u32 line) = 0;
-    /// Called once at the end of every command line. If the line redirects to a file, the stream is
-    /// during the call, and good again behind it: bad if the file could not be written whole, failed
-    /// if it could not be opened.
+    /// Called once at the end of every command line. If the line redirects to a file, the stream's state tells how that
+    /// went, during this call only: bad if the file could not be written whole, failed if it could not be opened.
     virtual void CommandFinished() = 0;
 
     u32 m_state = kAcceptsInput;
 };
 
-/// Shows how far a long command has got. Owned by who opened it; destroying it closes it.
+/// Shows how far a long command has got. Owned by whoever opened it; destroying it closes it.
 class ProgressIndicator {
 public:
     virtual ~ProgressIndicator() = default;
@@ -46,9 +45,8 @@ class DbgEngineInterface {
 public:
     static constexpr u32 kUserInterface = 0x75696E74; ///< "uint"
 
-    /// The engine's object behind a tag: for kUserInterface the DbgUserInterface that the debugger
-    /// has set, or null.
+    /// The engine's object for a tag: for kUserInterface the DbgUserInterface that the debugger has set, or null.
     static void* GetInterface(u32 tag);
-    /// Sets the user interface, which the caller keeps; null takes it away.
+    /// Sets the user interface, which the caller owns; null removes it.
     static void SetUserInterface(DbgUserInterface* userInterface);
 };

@@ -1,5 +1,5 @@
-// User-defined types of the symbol store: a head with name and size, and an info by kind.
-// Sizes, ids and bounds are 32-bit words, also where a signature says unsigned long.
+// User-defined types of the symbol store: a head with name and size, and an info for each kind. Sizes, ids and bounds
+// are 32-bit words, even where a signature says unsigned long.
 #pragma once
 
 #include "interfaces/DbgVariable.h"
@@ -13,8 +13,8 @@
 
 class DbgSymSymFile;
 
-/// The engine's kinds of types. The plug-in passes kBitFields to kUnion; the others are what the
-/// engine sets by itself for a type whose info has no kind of its own.
+/// The engine's kinds of types. The plug-in passes kBitFields to kUnion; the engine sets the others for types whose
+/// info says the kind.
 enum DbgVariableUserDefinedType : u32 {
     kUdtNone = 0,
     kUdtTypedef = 1,
@@ -27,7 +27,7 @@ enum DbgVariableUserDefinedType : u32 {
     kUdtArray = 8,
 };
 
-/// What a thing's type is, as the infos below hold it.
+/// A reference to a type, as the infos below hold it.
 struct DbgTypeDescription {
     DbgVariableBaseType baseType = kBaseVoid;
     u16 qualifiers = 0;
@@ -133,7 +133,7 @@ public:
 
     /// Replaces the kind.
     void SetType(DbgVariableUserDefinedType type) { m_type = type; }
-    /// Copies the text; null takes the name away.
+    /// Copies the text; null removes the name.
     void SetTypeName(const char* name);
     /// Each takes over the info, which may be null, and sets the kind that goes with it.
     void SetTypeInfo(DbgUDTInfoTypedef* info);
@@ -142,7 +142,7 @@ public:
     void SetTypeInfo(DbgUDTInfoEnum32* info);
     void SetTypeInfo(DbgUDTInfoMembers* info, DbgVariableUserDefinedType type);
 
-    u32 m_byteSize; ///< written directly by who builds the type
+    u32 m_byteSize; ///< written directly by whoever builds the type
 
 private:
     friend class DbgSymSymFile; // takes over the name

@@ -84,7 +84,7 @@ inline constexpr u32 kPfX = 1;
 inline constexpr u32 kPfArmPi = 0x20000000; ///< PF_ARM_PI: position-independent segment
 
 inline constexpr u16 kShnUndef = 0;
-inline constexpr u16 kShnLoReserve = 0xFF00; ///< from here on an index has a meaning of its own
+inline constexpr u16 kShnLoReserve = 0xFF00; ///< from here on indexes are reserved
 
 inline constexpr u8 kSttFunc = 2;
 

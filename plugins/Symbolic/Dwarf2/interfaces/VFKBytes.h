@@ -5,10 +5,9 @@
 
 #include <cstddef>
 
-/// An owned run of bytes with one zero kept behind its end, so that text that lacks its own end
-/// is closed all the same. Growing does not fill: what is asked for is about to be read into.
-/// Large runs lie in pages of their own, large pages where the system has them, and a freed run
-/// is kept for the next one of its size.
+/// An owned run of bytes with a zero after its end, which closes a text that has none. Its bytes are not initialised:
+/// the caller is about to read into them. Large runs have pages of their own, large pages where the system has them,
+/// and a freed run is kept for the next one of its size.
 class VFKBytes {
 public:
     VFKBytes() = default;
@@ -20,12 +19,12 @@ public:
     std::size_t Size() const { return m_size; }
     bool Empty() const { return m_size == 0; }
 
-    /// Drops the contents and makes room for `size` bytes whose values are not set; the byte
-    /// behind them is 0. Throws std::bad_alloc when there is no memory.
+    /// Drops the contents and makes room for `size` uninitialised bytes; the byte after them is 0. Throws
+    /// std::bad_alloc when there is no memory.
     /// @return where to write, never null.
     u8* Allocate(std::size_t size);
 
-    /// Cuts the contents to `size` bytes, if they are longer, and closes them with the zero.
+    /// Cuts the contents to `size` bytes, if they are longer, and puts the zero after them.
     void Truncate(std::size_t size);
 
     void Clear();

@@ -8,9 +8,8 @@
 #include <cstddef>
 #include <cstring>
 
-/// Owns a byte string and reads numbers and text from it at a cursor. A read at the end stays
-/// inside: a number that does not fit takes the bytes that are there and zeros for the missing
-/// ones, and leaves the cursor at the end.
+/// Owns a byte string and reads numbers and text from it at a cursor. A read never leaves the bytes: a number that does
+/// not fit gets zeros for the missing bytes, and leaves the cursor at the end.
 class VFKDataBuf {
 public:
     /// @param reserved the library's first flag; no reader depends on it.
@@ -45,10 +44,10 @@ public:
     /// The cursor's offset from the start.
     u32 Pos() const { return static_cast<u32>(m_cursor - m_begin); }
 
-    /// Puts the cursor on an offset; one behind the end puts it at the end.
+    /// Moves the cursor to an offset; one past the end moves it to the end.
     void SetPos(u32 offset) { m_cursor = offset < Size() ? m_begin + offset : m_end; }
 
-    /// Moves the cursor on by `count` bytes; a step behind the end stops at the end.
+    /// Moves the cursor on by `count` bytes, at most to the end.
     void Skip(u32 count) { m_cursor = count < static_cast<std::size_t>(m_end - m_cursor) ? m_cursor + count : m_end; }
 
     u8 Get8() { return m_cursor < m_end ? *m_cursor++ : u8{0}; }
@@ -89,8 +88,8 @@ public:
         return static_cast<i32>(value);
     }
 
-    /// Text up to its end zero, and steps over that. Text without one reaches to the end of the
-    /// bytes. Null at the end itself. The pointer stays good while the bytes do.
+    /// Text up to its end zero, which is stepped over too. Text without one reaches to the end of the bytes. Null at
+    /// the end itself. The pointer is valid as long as the bytes are.
     const char* GetCStr()
     {
         if (m_cursor >= m_end) {
@@ -102,8 +101,8 @@ public:
         return text;
     }
 
-    /// A pointer to the next `count` bytes, and steps over them. A block that does not fit is cut
-    /// at the end: the caller bounds what it reads by End(). Never null.
+    /// A pointer to the next `count` bytes, which are stepped over. A block that does not fit is cut at the end: the
+    /// caller must not read beyond End(). Never null.
     const u8* GetDataBlock(u32 count)
     {
         const u8* block = m_cursor;

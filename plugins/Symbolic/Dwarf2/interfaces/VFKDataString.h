@@ -6,9 +6,8 @@
 #include <cstddef>
 #include <string>
 
-/// A byte string whose numbers are read and written at a caller's offset. A read moves the offset
-/// behind what it took and stays inside the bytes, as VFKDataBuf does; a write grows the string
-/// as needed and fills a gap with zeros.
+/// A byte string whose numbers are read and written at a caller's offset. A read moves the offset past what it took and
+/// stays inside the bytes, as in VFKDataBuf; a write grows the string as needed and fills a gap with zeros.
 class VFKDataString {
 public:
     /// @param reserved the library's first flag, copied along; no reader depends on it.
@@ -17,7 +16,7 @@ public:
     VFKDataString(bool reserved, bool littleEndian, std::string contents);
     VFKDataString(bool reserved, bool littleEndian, const u8* data, u32 length);
 
-    /// The bytes, edited directly by who inserts and erases.
+    /// The bytes; callers insert and erase directly.
     std::string bytes;
 
     bool Reserved() const { return m_reserved; }
@@ -37,11 +36,11 @@ public:
     u32 Get32_ULEB128(u32* pos, u32 width, bool* ok) const;
     i32 Get32_SLEB128(u32* pos, u32 width, bool* ok) const;
 
-    /// Text up to its end zero or the end of the bytes; null at the end itself. The pointer is
-    /// good until the bytes change.
+    /// Text up to its end zero or the end of the bytes; null at the end itself. The pointer is valid until the bytes
+    /// change.
     const char* GetCStr(u32* pos) const;
 
-    /// Each writes at `pos` and returns the offset behind what it wrote.
+    /// Each writes at `pos` and returns the offset after what it wrote.
     u32 Put8(u32 pos, u8 value);
     u32 Put16(u32 pos, u16 value);
     u32 Put32(u32 pos, u32 value);

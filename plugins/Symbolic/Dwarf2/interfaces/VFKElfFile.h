@@ -10,13 +10,13 @@
 
 class VFKBytes;
 
-/// Opens and checks a file at construction and serves its tables, sections, strings and symbols
-/// as far as their bytes lie in it. Nothing but the headers is read before it is asked for. The
-/// file is read, not mapped: one that is cut or rebuilt meanwhile gives short or changed bytes and
-/// no more. Records handed out by pointer live as long as the reader.
+/// Opens and checks a file at construction and delivers its tables, sections, strings and symbols as far as their bytes
+/// are in it. Only the headers are read before something is asked for. The file is read, not mapped: if it is cut or
+/// rebuilt meanwhile, bytes are missing or changed, and nothing worse happens. Records handed out by pointer live as
+/// long as the reader.
 class VFKElfFile : public VFKFile {
 public:
-    /// "No position", as the string class has it.
+    /// "No position", as in the string class.
     static constexpr u32 npos = kNone;
 
     /// The order of DumpSymtab.
@@ -64,27 +64,27 @@ public:
     /// Finds a text anywhere in the string table from `start` on, as a string's `find` does.
     u32 FindStrtabOffset(const char* text, u32 start) const;
 
-    /// Symbols of the first SHT_SYMTAB, by index from 0; null behind the last.
+    /// Symbols of the first SHT_SYMTAB, by index from 0; null past the last.
     const elf32_sym* GetSymtabEntry(u32 index) const;
-    /// The first entry of that name in table order, behind entry 0; null when there is none.
+    /// The first entry of that name in table order, without entry 0; null when there is none.
     const elf32_sym* FindSymtabEntry(const char* name) const;
-    /// With `size` 0xFFFFFFFF: the first entry of exactly that value, else the one with the
-    /// smallest extent that contains it. With another size: the first entry of that value and
-    /// size. `next`, unless null, gets the entry behind it in ascending order of value.
+    /// With `size` 0xFFFFFFFF: the first entry of exactly that value, else the one with the smallest extent that
+    /// contains it. With another size: the first entry of that value and size. `next`, unless null, gets the entry
+    /// after it in ascending order of value.
     const elf32_sym* FindSymtabEntry(u32 value, u32 size, const elf32_sym** next) const;
-    /// Among the defined STT_FUNC symbols in ascending order of value (table order among equals):
-    /// of those at or below the address the first with the greatest value, and in `next` the one
-    /// behind it in that order, or null. In an ARM file the Thumb bit does not count.
+    /// Of the defined STT_FUNC symbols at or below the address, the first with the greatest value. `next` gets the one
+    /// after it in ascending order of value (table order among equals), or null. In an ARM file the Thumb bit does not
+    /// count.
     const elf32_sym* FindSymtabFunctionEntryContainingAddr(u32 address, const elf32_sym** next) const;
 
-    /// Readable listings. Nothing is printed that isn't in the file.
+    /// Readable listings of what is in the file.
     void DumpEhdr(std::ostream& stream) const;
     void DumpPhdrList(std::ostream& stream) const;
     void DumpShdrList(std::ostream& stream) const;
     void DumpSymtab(std::ostream& stream, DumpSymtabType type) const;
     void DumpSymtabEntry(std::ostream& stream, const elf32_sym* entry) const;
     /// @param perLine bytes a line.
-    /// @param withText adds the bytes as text behind the hexadecimal columns.
+    /// @param withText adds the bytes as text after the hexadecimal columns.
     void DumpSectionContents(std::ostream& stream, const char* name, u32 perLine, bool withText) const;
 
 private:

@@ -1,4 +1,4 @@
-// A file by its path. Paths are text with '/' or '\' between their parts; nothing is normalised.
+// A file by its path. Paths are texts with '/' or '\' between their parts; nothing is normalised.
 #pragma once
 
 #include <string>
@@ -15,9 +15,9 @@ public:
     /// Sets the path as it stands.
     void SetFileDesc(const char* path);
 
-    /// Joins a relative path to `directory`: by '/', or by '\' if the directory has only these,
-    /// or by nothing if it ends in a separator. An absolute path (one that begins with a
-    /// separator, or has ':' as its second character) stays.
+    /// Joins a relative path to `directory` with '/', with '\' if the directory has only these, or with nothing if it
+    /// ends in a separator. An absolute path (one that begins with a separator, or has ':' as its second character)
+    /// stays.
     void MakePathAbsolute(const char* directory);
 
     const std::string& GetPath() const { return m_path; }
@@ -27,11 +27,11 @@ public:
     /// @param quoted true puts the path between double quotes.
     void GetFullPath(std::string& path, bool withName, bool quoted) const;
 
-    /// Delivers all up to and with the last separator; empty if there is none.
+    /// Delivers everything up to and including the last separator; empty if there is none.
     /// @param quoted true puts the path between double quotes.
     void GetVolumeAndPath(std::string& path, bool quoted) const;
 
-    /// Delivers all behind the last separator of `path`.
+    /// Delivers everything after the last separator of `path`.
     /// @param withExtension false cuts from the last '.' on.
     /// @param quoted true puts the name between double quotes.
     static void GetFilename(const std::string& path, std::string& name, bool withExtension, bool quoted);

@@ -1,5 +1,4 @@
-// Link-time addresses in the form in which the file's addresses are held: absolute, or offsets in
-// the relocation section.
+// Link-time addresses in the file's address form: absolute, or offsets in the relocation section.
 #include "image/Dwarf2File.h"
 #include "interfaces/DbgAddress.h"
 #include "interfaces/DbgSymSymFile.h"

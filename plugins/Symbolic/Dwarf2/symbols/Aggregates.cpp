@@ -45,7 +45,7 @@ void Dwarf2File::TypeBuilder::BuildAggregate(DbgVariableUserDefinedType kind)
     row->Set(DIEInfo::kDieChildrenRead);
     m_file.Nest([&] { ReadMembers(kind); });
     if (m_type.GetInfo() == nullptr) {
-        row->Clear(DIEInfo::kDieChildrenRead); // no memory for a list: the walk goes through them
+        row->Clear(DIEInfo::kDieChildrenRead); // no memory for a list: the walk reads them
     } else if (row->sibling == kNone) {
         row->sibling = m_file.m_debug_info.Pos();
     }
@@ -58,7 +58,7 @@ void Dwarf2File::TypeBuilder::ReadMembers(DbgVariableUserDefinedType kind)
         return;
     }
     m_type.SetTypeInfo(list, kind);
-    // One record for all members: a child that adds nothing leaves its fields to the next.
+    // One record for all members: what a child that adds no member has set stays for the next.
     MemberRecord member;
     std::vector<u32> parents{m_entry.row->infoOffset};
     constexpr std::size_t kLevel = 1;

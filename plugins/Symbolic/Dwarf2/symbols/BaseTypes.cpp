@@ -12,7 +12,7 @@
 
 namespace {
 
-/// Codes by encoding, for a name that the table doesn't know. The size plays no part.
+/// Codes by encoding, for a name that isn't in the table. The size doesn't matter.
 DbgVariableBaseType CodeOfEncoding(u32 encoding)
 {
     switch (encoding) {
@@ -66,7 +66,7 @@ u32 CodeOfName(const char* name)
     if (name == nullptr) {
         return kBaseVoid;
     }
-    constexpr std::size_t kEnough = 32; // no name of the table is so long
+    constexpr std::size_t kEnough = 32; // longer than any name of the table
     const auto found = kCodes.find(std::string_view(name, strnlen(name, kEnough)));
     return found == kCodes.end() ? kBaseVoid : found->second;
 }
@@ -81,7 +81,7 @@ void Dwarf2File::TypeBuilder::BuildBaseType()
         switch (attribute) {
         case AT_name:
             if (const AttrValue* got = read()) {
-                // Replaces what an encoding in front said, even by 0.
+                // Replaces the code of an encoding before it, even by 0.
                 baseCode = CodeOfName(got->Text());
                 m_type.SetTypeName(got->Text());
             }
@@ -97,7 +97,7 @@ void Dwarf2File::TypeBuilder::BuildBaseType()
                 if (const AttrValue* got = read()) {
                     baseCode = CodeOfEncoding(got->value);
                     if (baseCode == 0) {
-                        size = 1; // for what is filed below alone
+                        size = 1; // only for AddBaseTypeSize below
                     }
                 }
             }

@@ -25,7 +25,7 @@ private:
 
     Dwarf2File& m_file;
     const Entry& m_entry;
-    const char* m_name = nullptr; ///< texts stay in the section's bytes
+    const char* m_name = nullptr; ///< points into the section's bytes
     const char* m_compDir = nullptr;
     u32 m_stmtOffset = kNone;
     DbgAddrRange m_range;
@@ -44,8 +44,8 @@ void Dwarf2File::UnitScopeBuilder::Build()
     AddFileScope();
 }
 
-// Written out, for it ends otherwise than the loop of all other readers: where `.debug_info` ends,
-// and not at a form of 0.
+// Written out because it ends differently from the loop of all other readers: where `.debug_info` ends, and not at a
+// form of 0.
 void Dwarf2File::UnitScopeBuilder::ReadAttributes()
 {
     const u32 start = m_file.m_debug_info.Pos();

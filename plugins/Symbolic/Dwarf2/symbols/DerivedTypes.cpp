@@ -1,6 +1,6 @@
-// The gate through which a type DIE comes into the store, and the types that refer to others
-// (DWARF 2.0, 5.2 to 5.4, 5.7, 5.10): pointers and references, typedefs, arrays, subroutine types,
-// and the two modifiers, which are links and no types of their own.
+// Adds a type DIE to the store, and builds the types that refer to others (DWARF 2.0, 5.2 to 5.4, 5.7, 5.10): pointers
+// and references, typedefs, arrays, subroutine types, and the two modifiers, which are links and not types of their
+// own.
 #include "index/AttributeLoop.h"
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"
@@ -109,7 +109,7 @@ void Dwarf2File::TypeBuilder::BuildArray()
             break;
         }
     });
-    // Also for an array without children: then the entries behind it are read as its children.
+    // Even for an array without children: then the entries after it are read as its children.
     Bounds bounds;
     ReadSubranges(bounds);
     if (m_entry.row->sibling == kNone) {
@@ -136,7 +136,7 @@ void Dwarf2File::TypeBuilder::ReadSubranges(Bounds& bounds)
         if (code == 0) {
             return;
         }
-        // Nothing more is read of any other entry: its bytes are read as further codes.
+        // Only the code of any other entry is read: its bytes are then taken for further codes.
         const AbbrevDecl* decl = m_file.FindAbbrevDecl(m_entry.unit->abbrevOffset, code);
         if (decl != nullptr && decl->tag == TAG_subrange_type) {
             Seek(m_file.m_debug_abbrev, decl->offset + decl->headerSize);
@@ -212,7 +212,7 @@ void Dwarf2File::BuildTypedef(const Entry& entry)
 
 void Dwarf2File::BuildTypeModifier(const Entry& entry)
 {
-    // The row stays unbuilt, and its end isn't noted here: each visit reads the DIE again.
+    // The row stays unbuilt and doesn't get its end: each visit reads the DIE again.
     ForEachAttribute(entry, [&](u32 attribute, AttrReader& read) {
         if (attribute == AT_sibling) {
             read.To(entry.row->sibling);

@@ -1,4 +1,4 @@
-// What is known of the types that were asked for last.
+// What is known of the types asked for most recently.
 #pragma once
 
 #include "index/OffsetMap.h"
@@ -7,14 +7,14 @@
 #include <array>
 #include <cstddef>
 
-/// What an AT_type leads to in one step.
+/// What one AT_type leads to.
 struct TypeStep {
     u32 word = 0;      ///< byte size of a type; for a const or volatile, the DIE that it refers to
     u16 qualifier = 0; ///< 0 for a type
 };
 
-/// Answers for DIE offsets, each of which may be forgotten at any time for another's sake. The parameters of a
-/// unit's functions have few types, so nearly all of them are answered here instead of by the store.
+/// Answers by DIE offset; a new one may displace an older one. The parameters of a unit's functions have few types, so
+/// nearly all of them are answered here instead of by the store.
 class KnownTypes {
 public:
     /// Null if the answer isn't known.
@@ -24,7 +24,7 @@ public:
         return slot.offset == offset && offset != kNone ? &slot.step : nullptr;
     }
 
-    /// @return the answer, good until the next one is noted.
+    /// @return the answer, valid until the next one is noted.
     const TypeStep* Note(u32 offset, TypeStep step)
     {
         Slot& slot = m_slots[PlaceOf(offset)];

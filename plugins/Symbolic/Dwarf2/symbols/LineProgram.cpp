@@ -84,11 +84,11 @@ bool IsSeparator(char c)
 
 const LineFileEntry* FindFile(const LineProgramHeader& header, u32 fileNumber)
 {
-    const u32 index = fileNumber - 1; // 0 wraps, and no table reaches so far
+    const u32 index = fileNumber - 1; // 0 wraps to an index beyond any table
     return index < header.fileNames.size() ? &header.fileNames[index] : nullptr;
 }
 
-/// Bytes that a file's path takes at most.
+/// The most bytes that a file's path can take.
 u64 LongestPath(const LineProgramHeader& header, const LineFileEntry& file, const std::string& ownPath)
 {
     u64 directory = 0;
@@ -132,8 +132,8 @@ Dwarf2File::LineFiles::LineFiles(const LineProgramHeader& header, const std::str
 {
 }
 
-// Files are only ever added, so what a number of the table means stays. A number beyond the table
-// isn't noted: a later DW_LNE_define_file may give it a meaning.
+// The table only grows, so a number in it keeps its meaning. A number beyond it isn't noted: a later DW_LNE_define_file
+// may give it one.
 void Dwarf2File::LineFiles::Resolve(u32 file)
 {
     const LineFileEntry* entry = FindFile(m_header, file);

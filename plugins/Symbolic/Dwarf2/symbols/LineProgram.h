@@ -1,6 +1,6 @@
-// The line number programme of a compile unit (DWARF 2.0, 6.2): its header, its registers, and the
-// one interpreter that the load and the dump share. Whoever runs it decides what becomes of a row or of the end of a
-// sequence. All of this lives for one run; texts stay in the bytes of `.debug_line`.
+// The line number programme of a compile unit (DWARF 2.0, 6.2): its header, its registers, and the one interpreter that
+// the load and the dump share. Its caller decides what to do with a row or the end of a sequence. All of this lives for
+// one run; texts are not copied out of `.debug_line`.
 #pragma once
 
 #include "image/Dwarf2File.h"
@@ -14,7 +14,7 @@
 #include <vector>
 
 struct LineFileEntry {
-    std::string_view name; ///< its end zero stands behind it
+    std::string_view name; ///< a zero follows it
     u32 dirIdx = 0;        ///< number of a directory, counted from 1; 0: none
     u32 mod = 0;           ///< time of the last change
     u32 length = 0;        ///< bytes
@@ -22,18 +22,18 @@ struct LineFileEntry {
 
 struct LineProgramHeader {
     u32 totalLength = 0; ///< bytes of the unit, the length field included
-    u32 unitEnd = 0;     ///< offset behind the unit
+    u32 unitEnd = 0;     ///< offset after the unit
     u32 unitSize = 0;    ///< bytes of the unit that lie in the section
     u16 version = 0;     ///< shown, never tested
-    /// Shown, never followed: the programme begins where the file table ends.
+    /// Shown, not used: the programme begins where the file table ends.
     u32 prologueLength = 0;
     u8 minInstLen = 0;
     u8 defaultIsStmt = 0;
     i8 lineBase = 0;
     u8 lineRange = 0;
     u8 opcodeBase = 0;
-    std::vector<u8> opcodeLengths;        ///< shown, never used: opcodes 0 to 9 have fixed operands
-    std::vector<std::string_view> incDir; ///< directory n is element n - 1; each has its end zero
+    std::vector<u8> opcodeLengths;        ///< shown, not used: opcodes 0 to 9 have fixed operands
+    std::vector<std::string_view> incDir; ///< directory n is element n - 1; a zero follows each
     std::vector<LineFileEntry> fileNames; ///< file n is element n - 1
 };
 
@@ -48,39 +48,38 @@ struct LineState {
     bool endSequence = false;
 };
 
-/// One instruction as it was read and executed, for those who describe it.
+/// One instruction as it was read and executed, for a listing.
 struct LineStep {
     u8 opcode = 0;
     u8 extended = 0;  ///< sub-opcode of an extended opcode
     u32 operand = 0;  ///< as read; a signed one in two's complement
-    u32 oldAddr = 0;  ///< address register ahead of the instruction
+    u32 oldAddr = 0;  ///< address register before the instruction
     u32 advance = 0;  ///< of the address, in units of minInstLen
     i32 lines = 0;    ///< a special opcode's line increment
     bool row = false; ///< it emitted a row
 };
 
-/// Executes one programme. A sink says what becomes of it:
+/// Executes one programme. A sink gets the results:
 ///
 ///     void Row(const LineState& state);           // a row with these registers
-///     void EndSequence(const LineState& state);   // ahead of their going back to the start
+///     void EndSequence(const LineState& state);   // before the registers are reset
 ///     void Executed(const LineStep& step, const LineState& state); // after each instruction
 class LineInterpreter {
 public:
-    /// First opcode that is a special one, whatever the header's opcode_base says. DWARF 2.0 has no
-    /// other standard opcodes than 1 to 9.
+    /// The first special opcode, whatever the header's opcode_base says. DWARF 2.0 has only the standard opcodes 1 to
+    /// 9.
     static constexpr u8 kFirstSpecial = 10;
 
-    /// Reads the header of the programme at an offset of `.debug_line`. Afterwards the cursor
-    /// stands on the first instruction. `section` outlives this object.
+    /// Reads the header of the programme at an offset of `.debug_line`. Afterwards the cursor stands at the first
+    /// instruction. `section` outlives this object.
     ///
-    /// A unit end that wraps at 32 bits lies at or before what has been read of the header so far, so the tables and
-    /// the programme are empty.
+    /// If the unit's end wraps at 32 bits, it is not above the cursor, so the tables and the programme are empty.
     LineInterpreter(VFKDataBuf& section, u32 offset);
 
     /// The file table grows by DW_LNE_define_file.
     const LineProgramHeader& Header() const { return m_header; }
     const LineState& State() const { return m_state; }
-    /// True once an instruction has moved the state towards a row.
+    /// True once an instruction has set address, file, line or column, or emitted a row.
     bool Seen() const { return m_seen; }
 
     /// Runs to the end of the unit or of the section, whichever comes first.
@@ -112,7 +111,7 @@ private:
     LineFileEntry ReadFileEntry(std::string_view name);
     std::string_view ReadText();
     bool InUnit() const { return !AtEnd(m_section) && m_section.Pos() < m_header.unitEnd; }
-    /// Puts the registers to their initial values.
+    /// Sets the registers to their initial values.
     void ResetState();
 
     void Advance(LineStep& step, u32 advance)
@@ -122,7 +121,7 @@ private:
         m_seen = true;
     }
 
-    /// Both halves of a special opcode's distance from opcode_base, which is an 8-bit value. With a line_range of 0
+    /// The two parts of a special opcode's distance from opcode_base, which is an 8-bit value. With a line_range of 0
     /// both are 0.
     u32 Quotient(u8 distance) const { return m_header.lineRange == 0 ? 0u : distance / m_header.lineRange; }
     u32 Remainder(u8 distance) const { return m_header.lineRange == 0 ? 0u : distance % m_header.lineRange; }
@@ -200,8 +199,8 @@ private:
             break;
         }
         default:
-            // The length counts from behind itself, so the cursor never goes back ahead of it: with
-            // 0 the sub-opcode's byte is the next opcode. A length beyond the section ends the run.
+            // The length counts from the byte after it, so the cursor never moves back before that: with a length of 0
+            // the sub-opcode's byte is the next opcode. A length beyond the section ends the run.
             Seek(m_section, operands);
             m_section.Skip(length);
             break;
@@ -214,21 +213,20 @@ private:
     bool m_seen = false;
 };
 
-/// Tells which file a run's rows belong to. Verdict and path of a file number are made once.
+/// Tells which file a run's rows belong to. Each file number is looked at once.
 class Dwarf2File::LineFiles {
 public:
-    /// Paths of a run, together, have at most so many times the bytes that they are made of: the
-    /// unit's and the own path's. A long directory with very many files would otherwise come to the
-    /// square of the section's size. Real units stay far below, even with paths of 700 characters
-    /// and a file for each row. A file beyond the limit counts as one whose name can't be built.
+    /// The paths of a run together may have this many times the bytes of the unit and the own path. Otherwise a long
+    /// directory with very many files would take the square of the section's size. Real units need far less, even with
+    /// paths of 700 characters and a file for each row. A file beyond the limit counts as one whose name can't be
+    /// built.
     static constexpr u64 kMaxGrowth = 64;
 
-    /// @param ownPath path of the table's own file; may be null: then no row has a path.
-    /// Both are borrowed. The header's file table may grow.
+    /// @param ownPath path of the table's own file; if it is null, no row has a path. Both are borrowed. The header's
+    /// file table may grow.
     LineFiles(const LineProgramHeader& header, const std::string* ownPath);
 
-    /// The path of a row's file; null if that is the table's own, or can't be told. Good until the
-    /// next call.
+    /// The path of a row's file, valid until the next call; null if it is the table's own or unknown.
     const std::string* PathOf(u32 file)
     {
         if (file == m_homeFile) {
@@ -258,5 +256,5 @@ private:
     const std::string* m_ownPath;
     u64 m_budget;              ///< bytes of paths that may still be built
     u32 m_homeFile = kNone;    ///< the last number that meant the table's own file
-    std::vector<File> m_known; ///< file n is element n - 1; ends where no number has been asked for
+    std::vector<File> m_known; ///< file n is element n - 1; ends at the greatest number asked for
 };

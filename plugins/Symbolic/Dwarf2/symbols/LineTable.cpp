@@ -1,5 +1,5 @@
-// Runs a unit's line number programme (DWARF 2.0, 6.2) into the engine's table: a row goes in as it
-// is emitted, and gives the row before it its size.
+// Runs a unit's line number programme (DWARF 2.0, 6.2) into the engine's table: a row is added when it is emitted, and
+// gives the row before it its size.
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
 #include "interfaces/DbgSection.h"
@@ -24,11 +24,11 @@ public:
         }
     }
 
-    /// True if an instruction moved the state towards a row.
+    /// True if an instruction set address, file, line or column, or emitted a row.
     bool Run()
     {
         m_program.Run(*this);
-        // A text or a number can reach far behind the unit's end.
+        // A text or a number can reach far past the unit's end.
         m_budget.Spend(std::max(m_program.Header().unitSize, m_section.Pos() - m_start), Budget::kLineByte);
         return m_program.Seen();
     }
@@ -39,7 +39,7 @@ public:
     {
         if (m_program.Seen()) {
             if (m_previous != nullptr && m_previous->line == state.line) {
-                // Stretched to the end, also over no bytes.
+                // Stretched to the end, even if that leaves no bytes.
                 m_previous->range.size = state.addr - m_base - m_previous->range.value;
             } else {
                 AddRow(state);
@@ -51,7 +51,7 @@ public:
     void Executed(const LineStep&, const LineState&) {}
 
 private:
-    /// Size of a row that the next one doesn't lie above.
+    /// Size of a row if the next one is not above it.
     static constexpr u32 kLeastSize = 4;
 
     DbgSymLineEntry* AddRow(const LineState& state)
@@ -73,7 +73,7 @@ private:
     LineFiles m_files;
     u32 m_base = 0; ///< address at which the relocation section is linked; 0 without one
     u32 m_sectionId = kNone;
-    /// Entry of the sequence's last row. Good until the next row.
+    /// Entry of the sequence's last row. Valid until the next row.
     DbgSymLineEntry* m_previous = nullptr;
 };
 
@@ -84,7 +84,7 @@ bool Dwarf2File::BuildLineTable(DbgSymSrcFile* srcFile, DbgSymLineTable* lineTab
         return false;
     }
     Seek(m_debug_line, stmtOffset);
-    // If very many units name one programme, it runs only until the budget is spent.
+    // However many units name one programme, it runs only until the budget is spent.
     if (AtEnd(m_debug_line) || m_budget.IsSpent()) {
         return false;
     }

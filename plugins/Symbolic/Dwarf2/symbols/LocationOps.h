@@ -1,5 +1,4 @@
-// The operators of location expressions (DWARF 2.0, 7.7.1) as far as they must be told apart to step
-// over their operands.
+// The operators of location expressions (DWARF 2.0, 7.7.1) that are rewritten or have operands to step over.
 #pragma once
 
 #include "interfaces/Types.h"
@@ -34,10 +33,10 @@ enum LocationOp : u8 {
     OP_sectionBase = 0xF8,  ///< the engine's own: the base address of a section
 };
 
-/// What stands behind an operator.
+/// What follows an operator.
 enum class Operands : u8 { None, Address, One, Two, Four, Eight, Leb, TwoLeb };
 
-/// Operands of any byte that stands in an operator's place; a list's own bytes are not looked at.
+/// Operands of any byte taken for an operator; the bytes of a list are not looked at.
 constexpr Operands OperandsOf(u8 op)
 {
     if (op >= OP_breg0 && op <= OP_breg31) {

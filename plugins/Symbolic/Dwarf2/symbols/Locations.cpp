@@ -1,7 +1,6 @@
-// Prepares DWARF location descriptions (DWARF 2.0, 2.4) for the engine, which evaluates them as they
-// stand but for two operators: DW_OP_fbreg, whose frame base stands in the function's DIE, and
-// DW_OP_breg9, which addresses through the ARM static-base register. A list of `.debug_loc` becomes
-// one byte string behind an operator of the engine's own.
+// Prepares DWARF location descriptions (DWARF 2.0, 2.4) for the engine, which evaluates all but two operators as they
+// are: DW_OP_fbreg, whose frame base is in the function's DIE, and DW_OP_breg9, which addresses through the ARM
+// static-base register. A list of `.debug_loc` becomes one byte string after an operator of the engine's own.
 #include "frame/Preferences.h"
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
@@ -18,8 +17,8 @@
 #include <string_view>
 #include <utility>
 
-/// One scan over an expression. What is rewritten goes into a second string with all that stands
-/// before it, so that the work is in proportion to the result.
+/// One scan over an expression. What is rewritten goes into a second string together with all bytes before it, so that
+/// the work is in proportion to the result.
 class Dwarf2File::ExpressionScan {
 public:
     ExpressionScan(Dwarf2File& file, const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString& expr)
@@ -80,9 +79,9 @@ private:
         }
     }
 
-    void Skip(u32 count) { m_pos += count; } // behind the end is not a valid offset
+    void Skip(u32 count) { m_pos += count; } // past the end it is not a valid offset
 
-    /// Takes over all bytes between the last rewritten operator and the present one.
+    /// Copies the bytes between the last rewritten operator and the current one.
     void CopyUpToOperator()
     {
         m_result.append(m_expr.bytes, m_copied, m_start - m_copied);
@@ -91,7 +90,7 @@ private:
 
     std::string_view Operand() const { return std::string_view(m_expr.bytes).substr(m_start + 1, m_pos - m_start - 1); }
 
-    /// Charges `growth` bytes to this expression's limit and to the file's budget.
+    /// Charges `growth` bytes to the file's budget. False if they are too many for that or for this expression.
     bool MayGrow(std::size_t growth)
     {
         const std::size_t size = m_result.size() + m_expr.bytes.size() - m_copied;
@@ -135,8 +134,7 @@ private:
 
     static std::string FormatStaticBase(u32 sectionId)
     {
-        // Only the first %d takes the section id. The system formats into 1024 bytes; a text that
-        // would be longer is cut there.
+        // Only the first %d gets the section id. The text is cut at 1023 characters.
         std::string text = g_prefs.sbExpr;
         const std::size_t place = text.find("%d");
         if (place != std::string::npos) {
@@ -150,8 +148,8 @@ private:
 
     static constexpr std::size_t kFormatBuffer = 1024;
 
-    /// Each operator may bring a frame base of 64 KiB: an expression that has grown by so much keeps
-    /// the operators that are left. No compiler writes more than a few.
+    /// Each operator may insert a frame base of 64 KiB: once an expression has grown by this much, the remaining
+    /// operators stay. No compiler writes more than a few.
     static constexpr std::size_t kMaxGrowth = std::size_t{1} << 20;
 
     Dwarf2File& m_file;
@@ -160,15 +158,15 @@ private:
     VFKDataString& m_expr;
     std::size_t m_limit; ///< bytes that the expression may have in the end
     u32 m_pos = 0;
-    u32 m_start = 0;  ///< position of the present operator
-    u32 m_copied = 0; ///< bytes of the expression that `m_result` accounts for; 0: nothing is rewritten
+    u32 m_start = 0;  ///< position of the current operator
+    u32 m_copied = 0; ///< bytes of the expression that are in `m_result`; 0: nothing is rewritten
     std::string m_result;
     std::optional<std::string> m_staticBase; ///< compiled
 };
 
 void Dwarf2File::TakeLocationBytes(const AttrValue& value, VFKDataString& bytes)
 {
-    // A text form reaches far behind its own bytes, and every DIE may have one.
+    // A text taken as a block may be long, and every DIE may name it.
     const std::string_view block = BlockBytes(value);
     if (m_budget.Spend(block.size(), Budget::kByteCopied)) {
         bytes.bytes = block;
@@ -187,7 +185,7 @@ std::optional<std::string_view> Dwarf2File::FrameBase(const CompileUnitInfo* uni
     FillContextFromDie(die, &context);
     const u32* list = m_frameBaseLocListMap.Find(context.funcScope);
     if (list != nullptr && *list != kNone) {
-        // A frame base whose list needs a frame base leads back to itself: that operator stays.
+        // A list of a frame base that itself needs a frame base would lead back to itself: that operator stays.
         if (m_frameBaseDepth != 0) {
             return std::nullopt;
         }
@@ -207,7 +205,7 @@ bool Dwarf2File::BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* d
     if (m_debug_loc.Size() == 0) {
         return true;
     }
-    // An entry's expression can come back here through its frame base, on the same cursor.
+    // Preparing an entry can come back here through its frame base, with the same cursor.
     const SavedCursor loc(m_debug_loc);
     Seek(m_debug_loc, listOffset);
     constexpr u32 kEntryHead = 10; // begin, end and length
@@ -224,7 +222,7 @@ bool Dwarf2File::BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* d
         const u8* block = m_debug_loc.GetDataBlock(length);
         const u32 size = static_cast<u32>(m_debug_loc.Cursor() - block);
         if (!m_budget.Spend(size + kEntryHead, Budget::kByteCopied)) {
-            break; // ahead of the entry: half of one would make the whole list malformed
+            break; // without the entry: a part of it would make the whole list malformed
         }
         pos = expr->Put32(pos, begin);
         pos = expr->Put32(pos, end);

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// What a base class doesn't have.
+/// Reads an attribute that only a member has.
 void ReadMemberAttribute(u32 attribute, AttrReader& read, MemberRecord& member)
 {
     switch (attribute) {
@@ -18,7 +18,7 @@ void ReadMemberAttribute(u32 attribute, AttrReader& read, MemberRecord& member)
         }
         break;
     case AT_byte_size:
-        // AT_type writes this too: the later of the two wins.
+        // AT_type sets this too: the later of the two counts.
         read.To(member.type.byteSize);
         break;
     case AT_bit_offset:
@@ -71,8 +71,7 @@ void Dwarf2File::BuildMemberOrBase(const Entry& entry, MemberRecord* member, boo
 
 void Dwarf2File::EvaluateMemberOffset(const Entry& entry, const AttrValue& location, MemberRecord* member)
 {
-    // The expression expects the object's address on the stack. The object is at 0 here, so what
-    // comes off the stack is the offset.
+    // The expression expects the object's address on the stack. With an object at 0 the result is the offset.
     VFKDataString bytes(false, LittleEndian());
     if (location.data != nullptr) {
         TakeLocationBytes(location, bytes);

@@ -1,5 +1,5 @@
-// Functions, blocks and inlined functions as the engine's scopes; the name and type behind a
-// reference to a declaration; and the place of a DIE in the engine's tree of scopes.
+// Functions, blocks and inlined functions as the engine's scopes; the name and type that a referenced declaration
+// gives; and the place of a DIE in the engine's tree of scopes.
 #include "index/AttributeLoop.h"
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"
@@ -13,7 +13,7 @@
 
 namespace {
 
-constexpr std::size_t kLongPath = 256; ///< the reading of longer ones is charged
+constexpr std::size_t kLongPath = 256; ///< reading a longer one is charged
 
 } // namespace
 
@@ -31,7 +31,7 @@ private:
     void ReadAttributes();
     void FileFrameBase(const AttrValue& frameBase);
     void AddToStore(u32 declaration);
-    /// @param buffer holds the name unless that stands in the file's bytes.
+    /// @param buffer holds the name unless it is in the file's bytes.
     const char* FunctionName(const DbgSymContext& context, u32 declaration, std::string& buffer);
     const char* ClassName(const DIEInfo& row);
 
@@ -42,7 +42,7 @@ private:
     u32 m_highPc = 0;
     bool m_hasLow = false;
     bool m_hasHigh = false;
-    u32 m_origin = 0; ///< references are absolute; 0 stands for none
+    u32 m_origin = 0; ///< an absolute reference; 0 for none
     u32 m_specification = 0;
 };
 
@@ -107,7 +107,7 @@ void Dwarf2File::ScopeBuilder::ReadAttributes()
             read.To(m_origin);
             break;
         case AT_frame_base:
-            // Filed at once: it stays known even if no scope is made.
+            // Noted even if no scope is made.
             if (const AttrValue* got = read()) {
                 FileFrameBase(*got);
             }
@@ -138,7 +138,8 @@ const char* Dwarf2File::ScopeBuilder::FunctionName(const DbgSymContext& context,
         if (srcFile == nullptr) {
             return "no_name";
         }
-        // A long path costs as much for each function without a name. Its tail holds the name, or the tail of that.
+        // A long path would be copied for each function without a name. Its last part has the file name, or the end of
+        // it.
         const std::string& path = srcFile->GetPath();
         const bool whole = path.size() <= kLongPath || m_file.m_budget.Spend(path.size(), Budget::kByteCopied);
         VFKFile::GetFilename(whole ? path : path.substr(path.size() - kLongPath), buffer, true, false);
@@ -146,7 +147,7 @@ const char* Dwarf2File::ScopeBuilder::FunctionName(const DbgSymContext& context,
     }
     DIEInfo* row = m_file.FindDieInfo(declaration);
     if (row == nullptr) {
-        return m_name; // a reference into no unit has no row to start from
+        return m_name; // a reference into no unit has no row
     }
     const DIEInfo* parent = m_file.FindDieInfo(row->parent);
     if (parent == nullptr) {
@@ -181,8 +182,8 @@ void Dwarf2File::BuildScope(const Entry& entry)
 
 u32 Dwarf2File::ReadDeclInfo(u32 offset, const char** nameOut, u32* typeOut, bool* artificialOut)
 {
-    // A chain of AT_specification ends at its first repetition; what a later DIE says replaces what an earlier
-    // one said.
+    // A chain of AT_specification ends at its first repetition; what a later DIE says replaces what an earlier one
+    // said.
     u32 end = offset;
     ChainGuard seen;
     for (u32 link = offset; link != 0 && seen.Add(link) && m_budget.Spend(1, Budget::kLink);) {
@@ -258,7 +259,7 @@ ScopeWords Dwarf2File::ScopesOf(u32 parent)
     if (parent == m_lastScopesParent) {
         return m_lastScopes;
     }
-    // A walk reads rising offsets, so a parent lies below its child, or is the DIE itself: the climb ends.
+    // A walk reads rising offsets, so a parent's offset is below its child's or equal to it: the climb ends.
     ScopeWords scopes;
     std::vector<DIEInfo*> climbed;
     for (u32 offset = parent, last = kNone; offset < last; last = std::exchange(offset, climbed.back()->parent)) {
@@ -303,11 +304,11 @@ void Dwarf2File::SetParent(DIEInfo* row, u32 parent)
         return;
     }
     if (row->Has(DIEInfo::kScopesKnown) && m_scopes.Find(row->infoOffset) != nullptr) {
-        m_scopes.Clear(); // what is known of the places below it
+        m_scopes.Clear(); // what it holds for the DIEs below this one is wrong
         m_lastScopesParent = kNone;
         m_lastScopes = {};
     }
-    ForgetWalk(*row); // walking the unit anew would put the parent back
+    ForgetWalk(*row); // a new walk over the unit would restore the parent
     row->parent = parent;
 }
 

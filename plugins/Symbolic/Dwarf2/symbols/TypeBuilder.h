@@ -1,11 +1,11 @@
-// The builder of one type of the store, in parts: each kind of type in the file that it names.
+// The builder of one type of the store. Each part names the file that defines it.
 #pragma once
 
 #include "image/Dwarf2File.h"
 #include "index/Entry.h"
 #include "interfaces/DbgUserDefinedVarType.h"
 
-/// Bounds of an array. Each subrange overwrites them: the last dimension stands.
+/// Bounds of an array. Each subrange overwrites them, so the last dimension counts.
 struct Bounds {
     u32 lower = 0;
     u32 upper = 0;

@@ -1,10 +1,10 @@
-// What a thing's type is, as the engine takes it.
+// A reference to a type, as the engine takes it.
 #pragma once
 
 #include "interfaces/DbgVariable.h"
 #include "interfaces/Types.h"
 
-/// The start values describe `void` of size 1: what a thing without AT_type is.
+/// The start values describe `void` of size 1: the type of what has no AT_type.
 struct TypeRef {
     u32 byteSize = 1;
     DbgVariableBaseType baseType = kBaseVoid;

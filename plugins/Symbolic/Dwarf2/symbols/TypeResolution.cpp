@@ -1,5 +1,5 @@
-// From the value of an AT_type to what the engine needs to know of the type, loading it in the
-// middle of the running walk if it isn't there yet.
+// Finds out what the engine needs to know of the type that an AT_type names, and loads it in the middle of the running
+// walk if it isn't there yet.
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
 #include "index/NestedLoad.h"
@@ -71,7 +71,7 @@ void Dwarf2File::AddToStore(const boost::shared_ptr<DbgUserDefinedVarType>& type
 
 void Dwarf2File::ResolveType(u32 offset, TypeRef* ref)
 {
-    // A chain of const and volatile ends at its first repetition, with what was gathered.
+    // A chain of const and volatile ends at its first repetition, with what has been gathered.
     ChainGuard seen;
     while (true) {
         const TypeStep* step = LookupType(offset);
@@ -106,7 +106,7 @@ void Dwarf2File::LoadMissingType(u32 offset, TypeRef* ref)
         return;
     }
     if (m_loadDepth >= kMaxLoadDepth) {
-        m_pendingDies.push_back(offset); // too deep for the stack: the reference stands by its id
+        m_pendingDies.push_back(offset); // too deep for the stack: the reference has only its id
         return;
     }
     const SavedCursor info(m_debug_info);

@@ -58,7 +58,7 @@ private:
     const Entry& m_entry;
     const char* m_name = nullptr; ///< in the section's bytes
     u32 m_origin = 0;
-    bool m_keep = true; ///< no filter leaves it out
+    bool m_keep = true; ///< no preference leaves it out
     bool m_external = false;
     TypeRef m_type;
     VFKDataString m_location; ///< prepared
@@ -80,7 +80,7 @@ void Dwarf2File::VariableBuilder::Build()
     if ((m_file.m_flags & kLoadTypes) != 0 && m_type.udtId != kNone) {
         m_file.m_pendingDies.push_back(m_type.udtId);
     }
-    // The engine may come back into this file.
+    // The engine may call back and use this file.
     const SavedCursor info(m_file.m_debug_info);
     const SavedCursor abbrev(m_file.m_debug_abbrev);
     m_file.m_symFile->AddVariable(context, die->infoOffset, ScopeOf(context, m_entry.decl->tag, m_external), m_name,
@@ -138,7 +138,7 @@ void Dwarf2File::VariableBuilder::ReadLocation(const AttrValue& value)
 
 void Dwarf2File::VariableBuilder::TakeFromOrigin()
 {
-    // The name that the origin gives isn't looked at by the filter of names.
+    // The filter of names doesn't apply to a name from the origin.
     u32 typeOffset = 0;
     bool artificial = false;
     m_file.ReadDeclInfo(m_origin, &m_name, &typeOffset, &artificial);
