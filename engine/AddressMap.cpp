@@ -16,9 +16,9 @@ bool AreDisjoint(const std::vector<AddressRun>& sorted)
            }) == sorted.end();
 }
 
-/// Sweeps over ranges sorted by their start, with those that hold the present key in a heap whose top
-/// is the greatest owner. Each round ends at the end of the top's range or at the next start, so there
-/// are at most twice as many rounds as ranges.
+/// Sweeps over ranges sorted by their start. Those that hold the current key are in a heap with the greatest owner on
+/// top. Each round ends at the end of the top's range or at the next start, so there are at most twice as many rounds
+/// as ranges.
 std::vector<AddressRun> Flatten(const std::vector<AddressRun>& sorted)
 {
     const auto byOwner = [](const AddressRun& left, const AddressRun& right) { return left.owner < right.owner; };
@@ -50,7 +50,7 @@ std::vector<AddressRun> Flatten(const std::vector<AddressRun>& sorted)
             runs.push_back({at, last, owner});
         }
         if (last == ~u64{0}) {
-            break; // nothing lies behind, and the key would wrap
+            break; // nothing follows, and the key would wrap
         }
         at = last + 1;
     }

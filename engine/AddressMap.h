@@ -7,16 +7,16 @@
 
 namespace engine {
 
-/// A run of keys and the number of the object that it belongs to. The key of an address is 64 bits
-/// wide, so that sections can be told apart in the upper half.
+/// A run of keys and the number of the object that it belongs to. The key of an address has 64 bits: the upper half
+/// tells sections apart.
 struct AddressRun {
     u64 first;
     u64 last; ///< inclusive, not below `first`
     u32 owner;
 };
 
-/// Where several ranges hold a key, the one with the greatest owner has it. Building takes n log n, a
-/// look-up log n, however the ranges lie.
+/// If several ranges hold a key, the greatest owner has it. Building takes n log n and a look-up log n, whatever the
+/// ranges are.
 class AddressMap {
 public:
     /// @param ranges in any order.

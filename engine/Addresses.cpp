@@ -1,4 +1,4 @@
-// Contexts, and addresses that convert between absolute and section-relative. All sums are of 32 bits.
+// Contexts, and conversion of addresses between absolute and section-relative. All sums have 32 bits.
 #include "interfaces/DbgAddress.h"
 
 #include "SectionRegistry.h"
@@ -47,8 +47,8 @@ void DbgAddress::SetAddress(u32 newValue, u32 sectionId, u8 kind, u16 newTag)
     tag = newTag;
 }
 
-// Sections lie where the file is linked to: what a running target has moved isn't known here, and the
-// context, null or not, makes no difference.
+// Sections are where the file is linked: where a running target has moved them isn't known here, and the context, null
+// or not, makes no difference.
 
 bool DbgAddress::MakeAbsolute(const DbgContext* /*context*/)
 {

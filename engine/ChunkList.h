@@ -10,19 +10,19 @@
 
 namespace engine {
 
-/// Elements lie in chunks of equal length, so that an index finds its element in constant time.
+/// Elements are in chunks of equal length, so that an index finds its element in constant time.
 template <typename Element>
 class ChunkList {
     static_assert(std::is_trivially_destructible_v<Element> && alignof(Element) <= 16);
 
 public:
-    /// @param arena borrowed; the elements lie there.
+    /// @param arena borrowed; holds the elements.
     explicit ChunkList(PageArena& arena)
         : m_arena(arena)
     {
     }
 
-    /// The reference stays good while the arena lives.
+    /// The reference is valid while the arena lives.
     Element& Add(const Element& element)
     {
         if (m_count % kPerChunk == 0) {
@@ -34,7 +34,7 @@ public:
     }
 
     std::size_t Count() const { return m_count; }
-    /// The list isn't empty.
+    /// The list must not be empty.
     Element& Last() { return m_chunks.back()[(m_count - 1) % kPerChunk]; }
     const Element& Last() const { return m_chunks.back()[(m_count - 1) % kPerChunk]; }
     const Element& operator[](std::size_t index) const { return m_chunks[index / kPerChunk][index % kPerChunk]; }

@@ -1,4 +1,4 @@
-// The engine's objects behind a tag, and what the plug-in interface does unless it is overridden.
+// The engine's objects by tag, and what the plug-in interface does unless it is overridden.
 #include "interfaces/DbgSymbolicInterface.h"
 #include "interfaces/DbgUIConsole.h"
 

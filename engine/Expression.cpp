@@ -15,12 +15,12 @@ using namespace engine;
 
 namespace {
 
-/// What Evaluate answers. Callers only rely on 0 for success.
+/// What Evaluate returns. Callers only rely on 0 for success.
 enum Outcome : u32 {
     kSuccess = 0,
     kMalformed = 1, ///< unknown operator, operands cut off, a branch out of the bytes
     kBadStack = 2,  ///< too few values, or too many
-    kNoTarget = 3,  ///< the target isn't there or can't tell, or there is no such section
+    kNoTarget = 3,  ///< there is no target, it can't tell, or there is no such section
     kBadNumber = 4, ///< division by zero
     kTooLong = 5,   ///< more work than an expression can need
     kNotInList = 6, ///< no entry of a list holds for the program counter
@@ -28,7 +28,7 @@ enum Outcome : u32 {
 
 constexpr u32 kMaxStack = 256;
 
-/// Bytes of operators that may run beyond the expression's own length: what branches back may cost.
+/// How many bytes of operators may run besides the expression's own length: what backward branches may cost.
 constexpr u64 kMaxRepeated = 10'000;
 
 class Evaluation {
@@ -41,12 +41,12 @@ public:
     {
     }
 
-    /// Runs from `start` to `end`, which lie inside the bytes, on a copy of `stack`; writes it back on
-    /// success only.
+    /// Runs from `start` to `end`, which are inside the bytes, on a copy of `stack`, and copies that back on success
+    /// only.
     Outcome Run(std::vector<u32>& stack, u32 start, u32 end);
 
 private:
-    /// A stretch of bytes that is running: the expression, and within it the entries of lists.
+    /// A range of bytes that is running: the expression, and within it the entries of lists.
     struct Frame {
         u32 begin;
         u32 pos;
@@ -158,7 +158,7 @@ void Evaluation::Execute(const DecodedOperator& op)
         return PushFrameBase(operand);
     case OP_xderef:
     case OP_xderef_size: {
-        // The target has one address space: its number, below the address, makes no difference.
+        // The target has one address space: its number, below the address on the stack, makes no difference.
         const u32 at = Pop();
         Pop();
         Push(at);
@@ -202,7 +202,7 @@ void Evaluation::Execute(const DecodedOperator& op)
     case OP_locationList:
         return EnterList();
     case OP_piece:
-        // The stack holds one value for the whole: a thing in pieces is the last of them.
+        // The stack holds one value: of a thing in pieces it is the last piece.
     case OP_nop:
         return;
     default:
@@ -382,7 +382,7 @@ void Evaluation::Dereference(u32 size)
     Push(value);
 }
 
-/// The target's own, else the address that the caller gave.
+/// The target's program counter, else the address that the caller gave.
 bool Evaluation::ProgramCounter(u32& value) const
 {
     if (m_context != nullptr && m_context->GetProgramCounter(value)) {
@@ -408,7 +408,7 @@ DbgExpression::DbgExpression(const VFKDataString& bytes, const DbgContext* conte
 {
 }
 
-// The compiler writes no number whose bytes depend on the order.
+// The compiler writes nothing that depends on the byte order.
 DbgExpression::DbgExpression(const char* text, const DbgContext* context, const DbgAddress* address)
     : m_data(false, true)
     , m_context(context)
@@ -438,7 +438,7 @@ u32 DbgExpression::Evaluate(const DbgContext* context, const DbgAddress* address
 {
     const u32 end = std::min(stop, m_data.Size());
     if (start >= end) {
-        // Nothing to run, unless the start lies outside.
+        // Nothing to run, unless the start is outside.
         return start > m_data.Size() ? kMalformed : kSuccess;
     }
     Evaluation evaluation(m_data, context != nullptr ? context : m_context, address != nullptr ? address : m_address);

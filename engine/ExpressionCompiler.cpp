@@ -1,4 +1,4 @@
-// A recursive descent over the text of an expression, which writes operators as it reads.
+// A recursive-descent parser of expressions, which writes operators as it reads.
 #include "ExpressionCompiler.h"
 
 #include "ExpressionOperators.h"
@@ -11,7 +11,7 @@
 namespace engine {
 namespace {
 
-/// Parentheses within parentheses.
+/// How deep parentheses may nest.
 constexpr u32 kMaxDepth = 64;
 
 constexpr std::string_view kBlanks = " \t\r\n\v\f";
@@ -31,7 +31,7 @@ public:
     }
 
 private:
-    // Each reads one part of the grammar from the text; false if it isn't there.
+    // Each reads one part of the grammar; false if it isn't there.
 
     bool Sum(u32 depth)
     {
@@ -83,7 +83,7 @@ private:
         return Integer(number) && Put(OP_constu, number);
     }
 
-    /// Decimal, octal behind a 0, or hexadecimal behind 0x, as C's strtoul tells them apart.
+    /// Decimal, octal after a 0, or hexadecimal after 0x, as in C's strtoul.
     bool Integer(u32& number)
     {
         int base = 10;

@@ -6,8 +6,7 @@
 
 namespace engine {
 
-/// The bytes of a text of integers, + - * /, unary minus, parentheses and sectid_base(N). Empty if the
-/// text isn't one of those.
+/// The bytes of a text of integers, + - * /, unary minus, parentheses and sectid_base(N). Empty for any other text.
 std::string CompileExpression(std::string_view text);
 
 } // namespace engine

@@ -82,7 +82,7 @@ constexpr std::array<OperatorInfo, 256> MakeOperators()
 
 constexpr std::array<OperatorInfo, 256> kOperators = MakeOperators();
 
-/// Reads operands one after the other; once one doesn't fit, `fits` stays false.
+/// Reads operands one after another; once one doesn't fit, `fits` stays false.
 class OperandReader {
 public:
     OperandReader(const ExpressionBytes& bytes, u32 pos, u32 end)

@@ -1,4 +1,4 @@
-// The operators of expressions with their operands, and the reading of them.
+// The operators of expressions with their operands, and how they are read.
 #pragma once
 
 #include "interfaces/Types.h"
@@ -8,7 +8,7 @@
 
 namespace engine {
 
-/// Operators that are told from others by more than their operands (DWARF 2.0, 7.7.1).
+/// The operators that the code names; the others are rows of the table alone (DWARF 2.0, 7.7.1).
 enum ExpressionOperator : u8 {
     OP_addr = 0x03,
     OP_deref = 0x06,
@@ -66,7 +66,7 @@ enum ExpressionOperator : u8 {
     OP_sectionBase = 0xF8,  ///< the engine's own: pushes the base address of a section
 };
 
-/// What follows an operator's byte.
+/// What follows the byte of an operator.
 enum class Operands : u8 {
     Unknown, ///< there is no such operator
     None,
@@ -88,7 +88,7 @@ enum class Operands : u8 {
 struct OperatorInfo {
     std::string_view name;
     Operands operands = Operands::Unknown;
-    std::optional<u8> number = {}; ///< 0 to 31, for one of a row of 32 operators: it closes the name
+    std::optional<u8> number = {}; ///< 0 to 31, for one of a series of 32 operators: the end of its name
 };
 
 const OperatorInfo& FindOperator(u8 code);
@@ -106,17 +106,16 @@ struct DecodedOperator {
     const OperatorInfo* info = nullptr;
     i64 first = 0;  ///< zero- or sign-extended; a LEB128 number has 32 bits
     i64 second = 0; ///< of OP_bregx
-    u32 end = 0;    ///< offset behind the operands; those of a list aren't counted
+    u32 end = 0;    ///< offset after the operands; for a list, before its entries
 };
 
 enum class Decoding { Done, UnknownOperator, Truncated };
 
-/// Reads the operator at `pos`, which lies below `end`, with all of its operands below `end`. Fills `code`
-/// in any case.
+/// Reads the operator at `pos`, which is below `end`, and its operands up to `end`. Fills `code` in any case.
 Decoding DecodeOperator(const ExpressionBytes& bytes, u32 pos, u32 end, DecodedOperator& decoded);
 
-/// An entry of a list: `begin` and `end` (4 bytes each) are the program counters for which it holds, then
-/// the length of its expression (2 bytes), and that.
+/// An entry of a list: `begin` and `end` (4 bytes each), the program counters for which it holds, then the length of
+/// its expression (2 bytes) and the expression.
 struct ListEntry {
     u32 begin = 0;
     u32 end = 0;
@@ -126,11 +125,11 @@ struct ListEntry {
 
 enum class ListStep { Entry, End, Truncated };
 
-/// Reads a list's entry at `pos` and moves `pos` behind it, or behind the pair of zeros that closes the
-/// list. A list without that ends with the bytes.
+/// Reads a list's entry at `pos` and moves `pos` past it, or past the pair of zeros that closes the list. A list
+/// without these ends with the bytes.
 ListStep ReadListEntry(const ExpressionBytes& bytes, u32& pos, u32 end, ListEntry& entry);
 
-/// Lists stand in lists when an entry takes its frame base from one. Deeper than this they make no sense.
+/// A list contains lists when an entry takes its frame base from one. Deeper nesting than this makes no sense.
 inline constexpr u32 kMaxListDepth = 8;
 
 } // namespace engine

@@ -1,5 +1,5 @@
-// Disassembles expressions into one line. Dumps print hundreds of thousands of them, so the text is put
-// together without streams.
+// Disassembles expressions into one line. Dumps print hundreds of thousands of them, so the text is made without
+// streams.
 #include "interfaces/DbgExpression.h"
 
 #include "ExpressionOperators.h"
@@ -11,8 +11,8 @@ using namespace engine;
 
 namespace {
 
-/// Each byte of an expression is shown once at most, however lists are nested, so that the text is as
-/// long as the bytes times a constant.
+/// Each byte of an expression is shown at most once, however lists are nested, so that the length of the text is in
+/// proportion to the bytes.
 class Disassembler {
 public:
     Disassembler(const VFKDataString& data, bool withOffsets, std::string& text)
@@ -50,7 +50,7 @@ public:
 
 private:
     /// @param start offset of the operator.
-    /// @param pos offset of the first entry; moves behind the list.
+    /// @param pos offset of the first entry; moves past the list.
     bool List(u32 start, u32& pos, u32 end, u32 depth)
     {
         if (depth == kMaxListDepth) {

@@ -13,7 +13,7 @@ u64 MakeSeed()
         std::random_device device;
         return static_cast<u64>(device()) << 32 | device();
     } catch (const std::exception&) {
-        return 0x243F6A8885A308D3u; // a system without randomness still gets its tables
+        return 0x243F6A8885A308D3u; // the tables work without randomness too
     }
 }
 

@@ -1,5 +1,5 @@
-// Hash functions of the store's tables. They are seeded once for the process, so that a file can't be
-// made whose texts or ids all fall into one place.
+// Hash functions of the store's tables. They are seeded once for the process, so that no file can be made whose texts
+// or ids all get the same hash.
 #pragma once
 
 #include "interfaces/Types.h"
@@ -37,7 +37,7 @@ u64 LoadWord(const char* from)
     return word;
 }
 
-/// A hash of bytes, 16 of them at a step.
+/// A hash of bytes, 16 of them a step.
 inline u64 HashBytes(std::string_view bytes, u64 seed)
 {
     constexpr u64 kFirst = 0xA0761D6478BD642Fu;

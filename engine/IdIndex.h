@@ -12,8 +12,8 @@ namespace engine {
 
 /// Open addressing with linear probing, 8 bytes a slot. Any id may be a key; nothing is removed.
 ///
-/// Ids are offsets of DIEs, and questions that follow each other mostly concern neighbours in the file. They are
-/// neighbours here too: a block of offsets is hashed as a whole, and an id has its place among the block's slots.
+/// Ids are offsets of DIEs, and successive questions mostly concern neighbours in the file. These are neighbours here
+/// too: a block of offsets is hashed as a whole, and each id has its place among the block's slots.
 class IdIndex {
 public:
     /// Makes sure that the next Insert needs no memory.
@@ -24,7 +24,7 @@ public:
         }
     }
 
-    /// Files `index` (not kNone) under `id`. False, with nothing changed, if the id has one already.
+    /// Stores `index` (not kNone) under `id`. False, with nothing changed, if the id has one already.
     bool Insert(u32 id, u32 index)
     {
         MakeRoom();
@@ -45,7 +45,7 @@ public:
         }
     }
 
-    /// The index filed under `id`, or kNone.
+    /// The index stored under `id`, or kNone.
     u32 Find(u32 id) const { return m_count == 0 ? kNone : m_slots[Place(id)].index; }
 
 private:
@@ -56,7 +56,7 @@ private:
     using Slots = std::vector<Slot, PageAllocator<Slot>>;
 
     static constexpr u32 kBlock = 1024;       ///< offsets that are hashed as one
-    static constexpr u32 kOffsetsPerSlot = 8; ///< few things of one kind lie closer together
+    static constexpr u32 kOffsetsPerSlot = 8; ///< few things of one kind are closer together
     static constexpr std::size_t kBlockSlots = kBlock / kOffsetsPerSlot;
 
     /// Where the search for `id` starts.
@@ -88,7 +88,7 @@ private:
         }
     }
 
-    Slots m_slots; ///< a power of two of them, kBlockSlots at least
+    Slots m_slots; ///< a power of two of them, at least kBlockSlots
     std::size_t m_count = 0;
     u32 m_shift = 64;
     u64 m_seed = ProcessSeed();

@@ -1,4 +1,4 @@
-// Source files and their line tables: rows in the order given, look-ups through indexes made when asked for.
+// Source files and their line tables: rows in the order given, look-ups through indexes made on first use.
 #include "interfaces/DbgSymSrcFile.h"
 
 #include "AddressMap.h"
@@ -17,7 +17,7 @@
 
 namespace {
 
-/// Sections are told apart in the upper half.
+/// The upper half tells sections apart.
 u64 KeyOf(u32 value, u32 section)
 {
     return u64{section} << 32 | value;
@@ -41,13 +41,13 @@ struct TextHash {
     std::size_t operator()(std::string_view text) const { return engine::HashBytes(text, seed); }
 };
 
-/// The paths of the files that rows name, each kept once. Texts beyond an allowance are cut.
+/// The paths of the files that rows name, each kept once. Beyond an allowance they are cut.
 class PathSet {
 public:
     u32 IndexOf(std::string_view path)
     {
         path = path.substr(0, m_reading.Take(path.size()));
-        // Rows come from a few files in turn, whose paths mostly stand in the same places.
+        // Rows alternate between a few files, whose paths are mostly given at the same addresses.
         u32& recent = m_recent[reinterpret_cast<std::uintptr_t>(path.data()) / 16 % m_recent.size()];
         if (recent >= m_paths.size() || m_paths[recent] != path) {
             recent = Keep(path);
@@ -80,18 +80,18 @@ private:
 
     std::deque<std::string> m_paths; ///< never moved
     std::unordered_map<std::string_view, u32, TextHash> m_byText;
-    std::array<u32, 16> m_recent{}; ///< indexes, by where the text stood that was given
-    // A table of its own each: very many tables may have the same rows.
+    std::array<u32, 16> m_recent{}; ///< indexes, by the address at which the text was given
+    // For each table alone: very many tables may have the same rows.
     engine::TextAllowance m_reading{u64{4} << 20, 512};
     engine::TextAllowance m_keeping{u64{4} << 20, 256};
 };
 
 } // namespace
 
-/// The last row may still be changed through the pointer that AddLineEntry gave. So the indexes cover the
-/// rows before it only, and a look-up asks the last one itself.
+/// The last row may still be changed through the pointer that AddLineEntry returned. So the indexes cover only the rows
+/// before it, and a look-up checks the last one by itself.
 struct DbgSymLineTable::Rows {
-    /// @param memory where the rows lie; null: in an arena of the table's own.
+    /// @param memory holds the rows; null for an arena of the table's own.
     explicit Rows(engine::PageArena* memory)
         : ownMemory(memory == nullptr ? std::make_unique<engine::PageArena>() : nullptr)
         , entries(memory == nullptr ? *ownMemory : *memory)
@@ -201,7 +201,7 @@ void DbgSymLineTable::SetLastEntrySizeByHiPC(const DbgAddress* address)
     if (Count() == 0 || address == nullptr) {
         return;
     }
-    // One in another section isn't above the row.
+    // An address in another section isn't above the row.
     DbgAddrRange& last = m_rows->entries.Last().range;
     if (address->section == last.section && address->value > last.value) {
         last.size = address->value - last.value;

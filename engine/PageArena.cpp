@@ -16,7 +16,7 @@ void* AllocatePages(std::size_t size)
         return ::operator new(size);
     }
     void* memory = ::operator new (size, std::align_val_t{kLargePage});
-    // A wish only: without large pages small ones do.
+    // Only a request: small pages serve as well.
     static_cast<void>(madvise(memory, size & ~(kLargePage - 1), MADV_HUGEPAGE));
     return memory;
 }
@@ -40,7 +40,7 @@ void* PageArena::Allocate(std::size_t size, std::size_t alignment)
         return memory;
     }
     if (size >= m_blockSize / 4) {
-        return NewBlock(size); // what is left of the present block serves others
+        return NewBlock(size); // what is left of the current block serves others
     }
     char* memory = NewBlock(m_blockSize);
     m_next = memory + size;

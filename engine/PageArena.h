@@ -1,5 +1,5 @@
-// Memory in large pages where the system has them: with millions of objects the first touch of each
-// small page, and finding it again, costs more than what is written there.
+// Memory in large pages where the system has them: with millions of objects, touching each small page for the first
+// time and finding it again costs more than what is written there.
 #pragma once
 
 #include <cstddef>
@@ -10,9 +10,9 @@ namespace engine {
 
 inline constexpr std::size_t kLargePage = std::size_t{2} << 20;
 
-/// Memory for `size` bytes, of large pages if it is long enough. Throws std::bad_alloc.
+/// Memory for `size` bytes, in large pages if it is long enough. Throws std::bad_alloc.
 void* AllocatePages(std::size_t size);
-/// Gives it back.
+/// Releases it.
 void FreePages(void* memory, std::size_t size);
 
 /// For containers that grow large.
@@ -32,7 +32,7 @@ struct PageAllocator {
     bool operator==(const PageAllocator& /*other*/) const { return true; }
 };
 
-/// Gives out memory that lives as long as the arena.
+/// Hands out memory that lives as long as the arena.
 class PageArena {
 public:
     PageArena() = default;

@@ -1,5 +1,5 @@
-// Preference files: finds a file, reads it as TOML once, and answers from the document. A file that can't
-// be read, even for lack of memory, counts as absent; a path or a value may still throw std::bad_alloc.
+// Preference files: finds a file, reads it as TOML once, and answers from the document. A file that can't be read, even
+// for lack of memory, counts as absent; delivering a path or a value may still throw std::bad_alloc.
 #include "interfaces/DbgPrefDataExtractor.h"
 
 #include <cstddef>
@@ -10,10 +10,10 @@
 #include <system_error>
 #include <utility>
 
-// The library's assertions and "unreachable" hints are promises to the optimiser, and a malformed text
-// breaks two of them: that a key begins with a letter or a quote (the test for it comes right behind), and
-// that a letter outside ASCII where blanks may stand isn't one of the first thousand (it is no blank). So
-// assertions are compiled away, and an unreachable branch of the character tables answers "no".
+// The library's assertions and "unreachable" hints are promises to the optimiser, and a malformed text breaks two of
+// them: that a key begins with a letter or a quote (the test for that comes right after), and that a letter outside
+// ASCII where blanks are allowed isn't one of the first thousand (it isn't a blank). So assertions are compiled away,
+// and an unreachable branch of the character tables answers "no".
 #define TOML_EXCEPTIONS 0
 #include <toml++/impl/preprocessor.h>
 #undef TOML_ASSERT
@@ -41,7 +41,7 @@ struct DbgPrefDataExtractor::Document {
 
 namespace {
 
-constexpr u32 kDebuggerPlugIn = 0x64696E74; // "dint", the one kind whose files have a place
+constexpr u32 kDebuggerPlugIn = 0x64696E74; // "dint", the only kind that has files
 constexpr const char* kOwnFile = "Dwarf2.toml";
 constexpr std::uintmax_t kLargestFile = 1 << 20;
 
@@ -63,7 +63,7 @@ std::string InDirectory(const std::string& name)
 std::optional<std::string> ReadFile(const std::string& path)
 {
     std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(path, error); // an error for what is no plain file
+    const std::uintmax_t size = std::filesystem::file_size(path, error); // an error for anything but a plain file
     if (error || size > kLargestFile) {
         return std::nullopt;
     }

@@ -1,4 +1,4 @@
-// The sections of all lists that live, for the conversions of addresses.
+// The sections of all living lists, for the conversions of addresses.
 #pragma once
 
 #include "AddressMap.h"
@@ -10,7 +10,7 @@
 
 namespace engine {
 
-/// One for the process, used from one thread as the engine is.
+/// One for the process. Like the engine, it is used from one thread.
 class SectionRegistry {
 public:
     static SectionRegistry& Get();
@@ -19,7 +19,7 @@ public:
     void MakeRoom();
     /// @param section borrowed from `owner`.
     void Add(const DbgSectionList* owner, const DbgSection* section);
-    /// Needs no memory: lists go away when there is none.
+    /// Needs no memory: a list may be destroyed when there is none.
     void Remove(const DbgSectionList* owner);
 
     /// The section of that id, the one added last if there are several; null if there is none.

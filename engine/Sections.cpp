@@ -102,7 +102,7 @@ void DbgSectionList::AddSection(const DbgSection* section)
     if (section == nullptr) {
         return;
     }
-    // What may run out of memory comes first, so that the section is held everywhere or nowhere.
+    // What may run out of memory comes first, so that the section is in all indexes or in none.
     engine::SectionRegistry::Get().MakeRoom();
     const DbgSection& added = m_sections.emplace_back(*section);
     try {

@@ -1,5 +1,5 @@
-// The symbol store: lists in the order in which things came, hash indexes by id, one pool of texts.
-// Without memory for a thing the store is as it was before: room in the indexes is made ahead.
+// The symbol store: lists in the order in which things came, hash indexes by id, one pool of texts. If memory for a
+// thing runs out, the store is unchanged: room in the indexes is made first.
 #include "interfaces/DbgSymSymFile.h"
 
 #include "ChunkList.h"
@@ -26,15 +26,15 @@ struct FileScope {
     FileRange range;
 };
 
-/// What a variable that is handed out keeps alive: the variables and all texts. Pointers to single
-/// variables share the ownership of the whole, which saves a control block for each.
+/// What a pointer to a variable keeps alive: all variables and texts. The pointers share the ownership of the whole,
+/// which saves a control block for each variable.
 struct Kept {
     engine::PageArena arena;
     engine::TextPool texts{arena};
     engine::ChunkList<DbgVariable> variables{arena};
 };
 
-/// An index by id that takes in what a list has got since the last question.
+/// An index by id that adds what a list has received since the last question.
 class LateIndex {
 public:
     template <typename List>
@@ -51,8 +51,8 @@ private:
     std::size_t m_indexed = 0;
 };
 
-/// Finds the greatest id at or below an offset. Ids mostly come in ascending order; if not, they are
-/// sorted when asked for.
+/// Finds the greatest id at or below an offset. Ids mostly come in ascending order; if not, they are sorted when a
+/// question comes.
 class UnitOrder {
 public:
     /// Makes sure that the next Add needs no memory.
@@ -116,7 +116,7 @@ struct DbgSymSymFile::Contents {
     engine::IdIndex typeIds;
     engine::TextAllowance typeNames = engine::TextAllowance::ForReading();
 
-    /// Index of a type in `types`, or kNone. The names of the types that come next count for this store.
+    /// Index of a type in `types`, or kNone. Names of types made from now on count for this store.
     u32 FindType(unsigned long id)
     {
         engine::g_typeNames = &typeNames;
@@ -194,7 +194,7 @@ boost::shared_ptr<DbgVariable> DbgSymSymFile::AddVariable(const DbgSymContext& c
     const boost::shared_ptr<Kept>& kept = m_contents->kept;
     DbgVariable variable;
     if (!kept->texts.KeepBytes(location.bytes, variable.location)) {
-        return {}; // a location that can't be kept whole would name another place
+        return {}; // a part of a location would mean another place
     }
     variable.context = context;
     variable.id = id;
@@ -229,7 +229,7 @@ void DbgSymSymFile::AddUserDefinedType(boost::shared_ptr<DbgUserDefinedVarType> 
     engine::g_typeNames = &contents.typeNames;
     contents.typeIds.MakeRoom();
     contents.typeIds.Prefetch(id);
-    // Many types have the same name: from here on the store keeps it.
+    // Many types share a name: from here on the store keeps it.
     if (type->m_name != nullptr) {
         type->m_name = KeepText(type->m_name);
         type->m_ownName.reset();

@@ -1,6 +1,5 @@
-// Bounds what long texts may cost. In a string section without a closing zero every name reaches to the
-// section's end, so all names together can be as long as the square of the file. What is read and kept of them
-// has a limit.
+// Bounds what long texts may cost. In a string section without a closing zero every name reaches to the section's end,
+// so all names together can be as long as the square of the file. This limits what is read and kept of them.
 #pragma once
 
 #include "interfaces/Types.h"
@@ -10,9 +9,9 @@
 
 namespace engine {
 
-/// Bytes that texts may take together. There is a start capital, and each text brings a little more, so
-/// that only texts that are long on average and huge in sum ever meet the limit; these are cut to
-/// kShortText bytes, which is never refused.
+/// The bytes that texts may take together. There is a capital, and each text adds a little, so that only texts that are
+/// long on average and huge in sum ever reach the limit. Then texts are cut to kShortText bytes, which are never
+/// refused.
 class TextAllowance {
 public:
     static constexpr std::size_t kShortText = 256;
@@ -24,9 +23,9 @@ public:
     {
     }
 
-    /// For time, what is read and compared: 64 MiB and 1 KiB a text.
+    /// For what is read and compared, which takes time: 64 MiB and 1 KiB a text.
     static constexpr TextAllowance ForReading() { return {u64{64} << 20, 1024}; }
-    /// For memory, what is kept: 32 MiB and 256 bytes a text.
+    /// For what is kept, which takes memory: 32 MiB and 256 bytes a text.
     static constexpr TextAllowance ForKeeping() { return {u64{32} << 20, 256}; }
 
     /// Starts on the next text.
@@ -37,7 +36,7 @@ public:
         return std::max(static_cast<std::size_t>(m_left), kShortText);
     }
 
-    /// Takes the bytes of the present text.
+    /// Takes the bytes of the current text.
     void Spend(std::size_t size) { m_left -= std::min<u64>(m_left, size); }
 
     /// Starts on a text of `size` bytes and takes it.
@@ -55,8 +54,8 @@ private:
     u64 m_left;
 };
 
-/// What the names of types take that no store has yet: they count for the store that was last asked for a
-/// type or given one, since who builds a type asks for it first. Null: for none.
+/// The allowance for names of types that are not in a store yet. They count for the store that was last asked for a
+/// type or given one, since whoever builds a type asks for it first. Null if there is none.
 inline TextAllowance* g_typeNames = nullptr;
 
 } // namespace engine

@@ -1,4 +1,4 @@
-// Keeps texts and byte strings once, however often they come.
+// Keeps each text and byte string once, however often it comes.
 #pragma once
 
 #include "Hashing.h"
@@ -12,15 +12,14 @@
 
 namespace engine {
 
-/// An open-addressing set of views over chunks that never move. What is kept has a zero behind it
-/// and lives as long as the arena.
+/// An open-addressing set of views of bytes that never move. What is kept has a zero after it and lives as long as the
+/// arena.
 ///
-/// A text is compared by its contents each time, also if the same pointer comes again: a caller may
-/// build its texts in a buffer that it uses again. What a text can cost is bounded by an allowance, above
-/// which it is cut (see TextAllowance).
+/// A text is compared by its contents each time, even if the same pointer comes again: a caller may build its texts in
+/// a buffer that it reuses. An allowance bounds what texts can cost; beyond it they are cut (see TextAllowance).
 class TextPool {
 public:
-    /// @param arena borrowed; the texts lie there.
+    /// @param arena borrowed; holds the texts.
     explicit TextPool(PageArena& arena)
         : m_arena(arena)
     {
@@ -29,8 +28,8 @@ public:
     /// The kept text that equals `text`, which is not null. A text beyond the allowance is cut.
     std::string_view Keep(const char* text);
 
-    /// Delivers the kept bytes that equal `bytes`. False, with `kept` untouched, beyond the allowance: a
-    /// part of them would mean something else.
+    /// Delivers the kept bytes that equal `bytes`. Beyond the allowance false, with `kept` untouched: a part of the
+    /// bytes would mean something else.
     bool KeepBytes(std::string_view bytes, std::string_view& kept);
 
 private:
@@ -42,7 +41,7 @@ private:
 
     /// The slot that holds the bytes, else the free one where they belong.
     Slot& Place(std::string_view bytes, u32 hash);
-    /// Files bytes that aren't there yet.
+    /// Stores bytes that aren't there yet.
     std::string_view Add(Slot& slot, std::string_view bytes, u32 hash);
     void MakeRoom();
     u32 Hash(std::string_view bytes) const { return static_cast<u32>(HashBytes(bytes, m_seed)); }

@@ -1,4 +1,4 @@
-// User-defined types and their infos. What is wider than the target's 32 bits is cut to them.
+// User-defined types and their infos. What is wider than the target's 32 bits is cut.
 #include "interfaces/DbgUserDefinedVarType.h"
 
 #include "TextAllowance.h"
@@ -15,7 +15,7 @@ u32 Word(unsigned long value)
     return static_cast<u32>(value);
 }
 
-/// A name belongs to the store; without a store there is nobody to keep it.
+/// The store owns names; without a store there is none.
 const char* NameInStore(DbgSymSymFile* store, const char* name)
 {
     return store == nullptr ? nullptr : store->KeepText(name);
@@ -23,7 +23,7 @@ const char* NameInStore(DbgSymSymFile* store, const char* name)
 
 } // namespace
 
-// A typedef and an array don't have anything that they would need the store for.
+// A typedef and an array have nothing to keep in the store.
 DbgUDTInfoTypedef::DbgUDTInfoTypedef(DbgSymSymFile* /*store*/, DbgVariableBaseType baseType, unsigned short qualifiers,
                                      unsigned long udtId)
     : DbgUDTInfo(Kind::Typedef)
