@@ -1,7 +1,7 @@
-// The readable listings of an ELF file. All numbers are made into text here, so a listing neither
-// follows the radix and fill of the stream it goes to nor changes them. Text from the file is cut
-// at kShownLength and its control characters are written as "\x1b": a file can neither drive the
-// terminal nor, by many names that share one long text, make a listing out of proportion to itself.
+// The readable listings of an ELF file. All numbers are turned into text here, so a listing neither depends on the
+// radix and fill of its stream nor changes them. Text from the file is cut at kShownLength and its control characters
+// are written as "\x1b": a file can't control the terminal, nor make a listing out of proportion with many names that
+// share one long text.
 #include "interfaces/VFKElfFile.h"
 
 #include "ElfNames.h"
@@ -18,23 +18,22 @@
 
 namespace {
 
-/// The characters of a name that are printed, and by which names are sorted. Above any name that
-/// compilers commonly make of a template.
+/// The characters of a name that are printed and sorted by. More than compilers commonly need for a name of a template.
 constexpr std::size_t kShownLength = 512;
 
-/// Section names up to this length have a column of their own; a longer one pushes its line.
+/// The width of the column of section names; a longer name shifts the rest of its line.
 constexpr std::size_t kNameColumn = 24;
 
-/// Output goes to the stream in pieces of about this size.
+/// Output is written to the stream in pieces of about this size.
 constexpr std::size_t kOutputPiece = 64 * 1024;
 
-/// Bytes of a section that are held at once.
+/// Bytes of a section that are held at a time.
 constexpr u32 kContentsPiece = 256 * 1024;
 
-/// The most bytes that one line of a section's contents has.
+/// The most bytes in one line of a section's contents.
 constexpr u32 kMostPerLine = 1024;
 
-/// Text on its way to a stream.
+/// Collects text for a stream.
 class Listing {
 public:
     explicit Listing(std::ostream& stream)
@@ -59,7 +58,7 @@ public:
         return Text(piece);
     }
 
-    /// Appends a text, filled with blanks to `width` and two more.
+    /// Appends a text, filled up with blanks to `width`, and two more.
     Listing& Column(std::string_view text, std::size_t width)
     {
         Text(text);
@@ -67,7 +66,7 @@ public:
         return *this;
     }
 
-    /// Ends a line, without the blanks at its end.
+    /// Ends a line, removing blanks at its end.
     /// @return false if the stream takes no more.
     bool EndLine()
     {
@@ -96,8 +95,8 @@ private:
     std::string m_text;
 };
 
-/// The length of the UTF-8 sequence at the start of a text if it is a well-formed one of several
-/// bytes and no control character; else 0.
+/// The length of the UTF-8 sequence at the start of a text, if it is well-formed, has several bytes and isn't a control
+/// character; else 0.
 std::size_t Utf8Length(std::string_view text)
 {
     const auto first = static_cast<u8>(text[0]);
@@ -118,7 +117,7 @@ std::size_t Utf8Length(std::string_view text)
     return character < kFirstOfLength[length - 2] || character > 0x10FFFF || surrogate ? 0 : length;
 }
 
-/// The part of a name that is looked at; nothing for null.
+/// The part of a name that is used; empty for null.
 std::string_view CutName(const char* name)
 {
     return name == nullptr ? std::string_view() : std::string_view(name, strnlen(name, kShownLength));
@@ -169,7 +168,7 @@ std::string NumberAndName(u32 code, const char* name)
     return name == nullptr ? number : number + " (" + name + ")";
 }
 
-/// "3 section headers", or how many of the announced ones the file holds.
+/// "3 section headers", or how many of the announced ones the file has.
 std::string CountOf(std::size_t served, u32 announced, const char* what)
 {
     std::string count = std::to_string(served);
@@ -205,7 +204,7 @@ std::vector<const Header*> AllOf(const VFKElfFile& elf, const Header* (VFKElfFil
     return headers;
 }
 
-/// What a symbol's section index stands for: a section with its name, or a reserved word.
+/// What a symbol's section index means: a section with its name, or a reserved word.
 std::string SymbolSection(const VFKElfFile& elf, u16 section)
 {
     if (const char* reserved = ElfReservedSectionName(section)) {
@@ -237,8 +236,7 @@ bool AddSymbol(Listing& listing, const VFKElfFile& elf, const elf32_sym& symbol,
     return listing.Text(ShownName(elf.GetString(symbol.st_name))).EndLine();
 }
 
-/// The symbols' positions in the order asked for. The null symbol stays in front; among equals the
-/// order is that of the table.
+/// The symbols' positions in the requested order. The null symbol stays first; equals are in table order.
 std::vector<u32> SortedSymbols(const VFKElfFile& elf, VFKElfFile::DumpSymtabType type)
 {
     std::vector<const elf32_sym*> symbols = AllOf(elf, &VFKElfFile::GetSymtabEntry);
@@ -428,7 +426,7 @@ void VFKElfFile::DumpSymtabEntry(std::ostream& stream, const elf32_sym* entry) c
     if (entry == nullptr) {
         return;
     }
-    std::string index = "-"; // an entry of some other table has none
+    std::string index = "-"; // an entry of another table has none
     for (u32 candidate = 0; const elf32_sym* symbol = GetSymtabEntry(candidate); ++candidate) {
         if (symbol == entry) {
             index = std::to_string(candidate);

@@ -1,4 +1,4 @@
-// How the symbol indexes are built and searched: sorted arrays of a key and a symbol's position.
+// Builds and searches the symbol indexes: sorted arrays of a key and a symbol's position.
 #include "SymbolIndex.h"
 
 #include <algorithm>
@@ -29,15 +29,15 @@ auto FirstFrom(const std::vector<u64>& keys, u32 key)
     return std::lower_bound(keys.begin(), keys.end(), MakeKey(key, 0));
 }
 
-/// Puts one character in front of a hashed text. A text is hashed from its end, so that one pass
-/// over a string table gives the hash of the text at every offset: names may share their ends, and
-/// those of a malformed table all have the same, very distant one.
+/// The hash of a text with one more character before it. Texts are hashed from their ends, so that one pass over a
+/// string table gives the hash of the text at every offset: names may share their ends, and in a malformed table all
+/// may share one that is far away.
 constexpr u64 PrependToHash(u64 hash, char c)
 {
     return hash * 0x9E3779B97F4A7C15u + static_cast<u8>(c) + 1;
 }
 
-/// Folds a hash into a key's half, with the low bits of the characters spread over it.
+/// Folds a hash into a key's half, so that the low bits of the characters count everywhere.
 constexpr u32 FoldHash(u64 hash)
 {
     return static_cast<u32>(((hash ^ (hash >> 29)) * 0xBF58476D1CE4E5B9u) >> 32);
@@ -164,9 +164,9 @@ const std::vector<SymbolIndex::ExtentRun>& SymbolIndex::ExtentRuns()
     if (m_extentsBuilt) {
         return m_extentRuns;
     }
-    m_extentRuns.clear(); // what is there if memory ran out
+    m_extentRuns.clear(); // what is left if memory ran out before
     constexpr u64 kNever = ~u64{0};
-    // What is open at the sweep's address, and, below the top, extents that have ended unnoticed.
+    // The extents open at the sweep's address; below the top there may be ones that have ended.
     std::priority_queue<Extent, std::vector<Extent>, Larger> open;
     u32 answer = kNone;
     auto starting = ByValue().begin();
@@ -203,7 +203,7 @@ const SymbolIndex::SortedKeys& SymbolIndex::Functions()
     if (m_functionsBuilt) {
         return m_functions;
     }
-    m_functions.clear(); // what is there if memory ran out
+    m_functions.clear(); // what is left if memory ran out before
     const u32 addressBits = m_thumbBit ? ~u32{1} : ~u32{0};
     for (u32 symbol = 1; symbol < m_symbols.size(); ++symbol) {
         const elf32_sym& candidate = m_symbols[symbol];

@@ -1,5 +1,5 @@
-// The look-ups over an ELF symbol table: by name, by value, by extent, and the function at an
-// address. Each index is made when its question is first asked.
+// Look-ups in an ELF symbol table: by name, by value, by extent, and the function at an address. Each index is made on
+// first use.
 #pragma once
 
 #include "interfaces/Elf32.h"
@@ -8,25 +8,24 @@
 #include <string_view>
 #include <vector>
 
-/// Answers with positions in the symbol table, or kNone. Entry 0, the reserved null symbol, is
-/// never an answer. Building an index over n symbols takes O(n log n), an answer O(log n),
-/// whatever the table holds; the name index passes over the string table once as well.
+/// Answers are positions in the symbol table, or kNone. Entry 0, the reserved null symbol, is never an answer. Building
+/// an index of n symbols takes O(n log n), an answer O(log n), whatever the table holds; the name index also reads the
+/// string table once.
 class SymbolIndex {
 public:
-    /// Borrows both, which do not change afterwards.
-    /// @param strings the string table; a zero stands behind its end.
-    /// @param thumbBit true if bit 0 of a function's value marks Thumb code and is no address bit.
+    /// Borrows both, which must not change afterwards.
+    /// @param strings the string table; a zero follows its end.
+    /// @param thumbBit true if bit 0 of a function's value marks Thumb code and is not part of the address.
     SymbolIndex(const std::vector<elf32_sym>& symbols, std::string_view strings, bool thumbBit);
 
-    /// The first symbol of that name in table order. A symbol whose name lies outside the string
-    /// table has none.
+    /// The first symbol of that name in table order. A symbol whose name is outside the string table has none.
     u32 FindName(const char* name);
 
     /// The first symbol of exactly that value in table order.
     u32 FindValue(u32 value);
-    /// The first symbol of that value and size. Looks through the symbols of that value.
+    /// The first symbol of that value and size, found by looking through the symbols of that value.
     u32 FindValueAndSize(u32 value, u32 size);
-    /// The symbol behind another in ascending order of value, table order among equals.
+    /// The symbol after another in ascending order of value, table order among equals.
     u32 NextByValue(u32 symbol);
 
     /// The symbol with the smallest extent that contains the address, the first of the table among
@@ -34,11 +33,11 @@ public:
     u32 FindContaining(u32 address);
 
     /// Of the defined STT_FUNC symbols at or below the address, the first with the greatest value.
-    /// @param next gets the function behind it in ascending order; untouched if there is no answer.
+    /// @param next gets the function after it in ascending order; untouched if there is no answer.
     u32 FindFunction(u32 address, u32& next);
 
 private:
-    /// A key in the upper and a symbol in the lower half, sorted: table order among equal keys.
+    /// A key in the upper half and a symbol in the lower, sorted: table order among equal keys.
     using SortedKeys = std::vector<u64>;
 
     /// From `start` up to the next run's start the same symbol is the answer; kNone for none.

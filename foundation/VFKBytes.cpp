@@ -1,6 +1,6 @@
-// Where the bytes of a VFKBytes lie: small runs on the heap, large ones in pages of their own that
-// outlive their first owner for a while. A symbol file is looked at by a short-lived object and at
-// once opened again by a lasting one; the second finds the pages of the first, faulted in already.
+// Where the bytes of a VFKBytes are: small runs on the heap, large ones in pages of their own that outlive their first
+// owner for a while. A symbol file is rated through a short-lived object and opened again right after by a lasting one,
+// which gets the pages of the first, already faulted in.
 #include "interfaces/VFKBytes.h"
 
 #include <sys/mman.h>
@@ -21,13 +21,13 @@
 
 namespace {
 
-/// A run whose capacity reaches this is mapped; all others are on the heap.
+/// A run of at least this capacity is mapped; all others are on the heap.
 constexpr std::size_t kLargeRun = std::size_t{1} << 20;
 
 /// The size and alignment of a large page.
 constexpr std::size_t kLargePage = std::size_t{2} << 20;
 
-/// More freed runs than this are not kept: a file has five early sections, and few of them are large.
+/// The most freed runs that are kept: a file has five early sections, and few of them are large.
 constexpr std::size_t kKeptRuns = 8;
 
 struct Run {
@@ -40,7 +40,7 @@ bool IsLarge(std::size_t capacity)
     return capacity >= kLargeRun;
 }
 
-/// Whole small pages and no more: what is left behind the last large page costs what it holds.
+/// In whole small pages: the rest after the last large page takes only what it needs.
 std::size_t MappedCapacity(std::size_t needed)
 {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
@@ -53,7 +53,7 @@ void Unmap(const Run& run)
     munmap(run.data, run.capacity);
 }
 
-/// Maps a run that begins on a large page's boundary.
+/// Maps a run that begins at the boundary of a large page.
 Run Map(std::size_t needed)
 {
     const std::size_t capacity = MappedCapacity(needed);
@@ -68,17 +68,17 @@ Run Map(std::size_t needed)
         munmap(start, head);
     }
     munmap(start + head + capacity, length - head - capacity);
-    // A system without large pages refuses, and its small ones serve as well.
+    // A system without large pages refuses; small ones serve as well.
     static_cast<void>(madvise(start + head, capacity, MADV_HUGEPAGE));
     return {start + head, capacity};
 }
 
-/// The freed runs, the longest kept first. There is no destructor: runs may be freed while the
-/// process ends, and the system takes back what is kept.
+/// The freed runs, the oldest first. There is no destructor: runs may be freed while the process ends, and the system
+/// frees what is kept.
 class RunCache {
 public:
-    /// Hands over the smallest kept run that fits and wastes no more than an eighth. Without one,
-    /// what is kept belongs to some other file and goes.
+    /// Hands over the smallest kept run that fits and wastes no more than an eighth. If there is none, the kept runs
+    /// are another file's and are dropped.
     Run Take(std::size_t needed)
     {
         const std::lock_guard lock(m_mutex);
@@ -101,7 +101,7 @@ public:
 
     void Keep(const Run& run)
     {
-        // The system may take the pages when it is short of memory; until then they stay as they are.
+        // The system may take the pages when it is short of memory; until then they stay.
         static_cast<void>(madvise(run.data, run.capacity, MADV_FREE));
         ASAN_POISON_MEMORY_REGION(run.data, run.capacity);
         const std::lock_guard lock(m_mutex);
@@ -128,7 +128,7 @@ constinit RunCache g_freedRuns;
 
 Run GetLargeRun(std::size_t needed)
 {
-    // A large number that the address space does not hold must not wrap in the roundings.
+    // A number larger than the address space must not wrap when it is rounded up.
     if (needed > SIZE_MAX / 2) {
         throw std::bad_alloc();
     }
@@ -136,7 +136,7 @@ Run GetLargeRun(std::size_t needed)
     return kept.data != nullptr ? kept : Map(needed);
 }
 
-/// Lets the address sanitizer see a read behind the closing zero of a mapped run.
+/// Lets AddressSanitizer see a read past the closing zero of a mapped run.
 void FenceTail(u8* data, std::size_t size, std::size_t capacity)
 {
     ASAN_UNPOISON_MEMORY_REGION(data, size + 1);

@@ -1,4 +1,4 @@
-// Reads and writes of numbers and text at an offset into a growing byte string.
+// Reads and writes numbers and text at an offset in a growing byte string.
 #include "interfaces/VFKDataString.h"
 
 #include <algorithm>
@@ -7,13 +7,13 @@
 
 namespace {
 
-/// Moves an offset that lies behind the end to the end, and returns it.
+/// Moves an offset past the end back to the end, and returns it.
 std::size_t Clamp(const std::string& bytes, u32 pos)
 {
     return std::min<std::size_t>(pos, bytes.size());
 }
 
-/// Where byte number `index` of a number of `width` bytes has its lowest bit.
+/// The place in a number of `width` bytes of the lowest bit of its byte `index`.
 u32 ByteShift(u32 index, u32 width, bool littleEndian)
 {
     return 8 * (littleEndian ? index : width - 1 - index);
@@ -32,7 +32,7 @@ u32 GetNumber(const std::string& bytes, u32* pos, u32 width, bool littleEndian)
 
 struct Leb128 {
     u32 value = 0;
-    u32 shift = 0;         ///< bits that the number has, up to the first at or above 32
+    u32 shift = 0;         ///< bits read, counted until they are 32 or more
     u8 last = 0;           ///< the last byte read
     bool complete = false; ///< the last byte has a clear top bit
 };

@@ -1,5 +1,5 @@
-// Reads a 32-bit ELF file (System V ABI, chapter 4). A number from the file is checked against the
-// file's size before anything is sized or placed by it, and sums of two are made in 64 bits.
+// Reads a 32-bit ELF file (System V ABI, chapter 4). A number from the file is checked against the file's size before
+// it is used as a size or an offset, and sums of two have 64 bits.
 #include "interfaces/VFKElfFile.h"
 
 #include "SymbolIndex.h"
@@ -19,15 +19,15 @@
 
 namespace {
 
-/// How much of a table is read at once.
+/// How much of a table is read at a time.
 constexpr std::size_t kTablePiece = 64 * 1024;
 
-/// An open regular file. Nothing else is opened: a device or a pipe could block or never end.
+/// An open regular file. Nothing else is read: a device or a pipe could block or never end.
 class OpenFile {
 public:
     explicit OpenFile(const std::string& path)
     {
-        // Not to wait for a pipe's other side; on a regular file the flag means nothing.
+        // O_NONBLOCK avoids waiting for the other side of a pipe; it doesn't affect regular files.
         do {
             m_fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
         } while (m_fd < 0 && errno == EINTR);
@@ -48,13 +48,13 @@ public:
     /// The size when the file was opened; 0 for what isn't a regular file.
     u64 Size() const { return m_size; }
 
-    /// How many of `length` bytes from `offset` on lie in the file.
+    /// How many of `length` bytes from `offset` on are in the file.
     std::size_t Within(u64 offset, u64 length) const
     {
         return offset >= m_size ? 0 : static_cast<std::size_t>(std::min(length, m_size - offset));
     }
 
-    /// @return the number of bytes read: fewer than asked for if the file has ended before.
+    /// @return the number of bytes read: fewer than asked for if the file ends before.
     std::size_t Read(u64 offset, void* to, std::size_t length) const
     {
         length = Within(offset, length);
@@ -140,14 +140,14 @@ struct VFKElfFile::Tables {
     {
     }
 
-    /// Up to `count` records that lie `stride` bytes apart, as far as they lie whole in the `length`
-    /// bytes from `offset` on. None if the stride is below the record or the offset is 0.
+    /// Up to `count` records, `stride` bytes apart, of which all are whole within the `length` bytes from `offset` on.
+    /// None if the stride is shorter than a record or the offset is 0.
     template <typename Record>
     std::vector<Record> ReadRecords(u32 offset, u64 length, u32 stride, u64 count) const;
 
     const Elf32_Shdr* Section(u32 index) const { return index < sections.size() ? &sections[index] : nullptr; }
 
-    /// How many bytes a section has in the file from `skipped` on, at most `length`.
+    /// How many bytes a section has in the file after the first `skipped`, at most `length`.
     std::size_t BytesOf(const Elf32_Shdr& shdr, u32 skipped, u32 length) const;
     /// Reads a whole section.
     void ReadSection(const Elf32_Shdr* shdr, VFKBytes& bytes) const;
@@ -186,7 +186,7 @@ std::vector<Record> VFKElfFile::Tables::ReadRecords(u32 offset, u64 length, u32 
     if (offset == 0 || stride < sizeof(Record) || bytes < sizeof(Record)) {
         return records;
     }
-    // The last record may lack what the stride puts behind it.
+    // The last record may lack the rest of its stride.
     count = std::min(count, (bytes - sizeof(Record)) / stride + 1);
     records.reserve(static_cast<std::size_t>(count));
 
@@ -230,9 +230,9 @@ void VFKElfFile::Tables::ReadSection(const Elf32_Shdr* shdr, VFKBytes& bytes) co
 std::string_view VFKElfFile::Tables::SectionNames()
 {
     if (!m_sectionNamesLoaded) {
-        // Section 0 stands for "no section" wherever a section is named by its index.
+        // Section index 0 means "no section".
         ReadSection(nameSection == 0 ? nullptr : Section(nameSection), m_sectionNames);
-        m_sectionNamesLoaded = true; // at the end: without memory it is tried again
+        m_sectionNamesLoaded = true; // last: if memory runs out before, it is tried again
     }
     return {reinterpret_cast<const char*>(m_sectionNames.Data()), m_sectionNames.Size()};
 }

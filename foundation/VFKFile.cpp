@@ -1,4 +1,4 @@
-// Paths as text, cut and joined at '/' and '\'.
+// Paths as texts, cut and joined at '/' and '\'.
 #include "interfaces/VFKFile.h"
 
 #include <sys/stat.h>
@@ -21,7 +21,7 @@ bool IsAbsolute(const std::string& path)
     return !path.empty() && (IsSeparator(path[0]) || (path.size() > 1 && path[1] == ':'));
 }
 
-/// The length of all up to and with the last separator.
+/// The length of everything up to and including the last separator.
 std::size_t DirectoryLength(const std::string& path)
 {
     const std::size_t last = path.find_last_of(kSeparators);
@@ -53,7 +53,7 @@ void VFKFile::SetFileDesc(const char* path)
 
 void VFKFile::MakePathAbsolute(const char* directory)
 {
-    // An empty directory would make a path from the root out of a relative one.
+    // With an empty directory the path would become one from the root.
     if (directory == nullptr || directory[0] == 0 || IsAbsolute(m_path)) {
         return;
     }

@@ -1,5 +1,5 @@
-// Reads tokens, numbers, options and text off a console line. Every read works on a copy of the
-// position and stores it only when it has succeeded.
+// Reads tokens, numbers, options and text from a console line. Every read works on a copy of the position and stores it
+// only when it has succeeded.
 #include "interfaces/VFKStringParser.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
 
-// Not the <cctype> functions: these must not follow the host's locale.
+// Not the functions of <cctype>, which depend on the host's locale.
 bool IsDigit(char c)
 {
     return c >= '0' && c <= '9';
@@ -28,7 +28,7 @@ bool IsWordChar(char c)
     return IsDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
 }
 
-/// The position behind the blanks at `pos`, at most the line's size.
+/// The position after the blanks at `pos`, at most the line's size.
 std::size_t BehindBlanks(std::string_view line, std::size_t pos)
 {
     return std::min(line.find_first_not_of(kBlanks, pos), line.size());
@@ -48,7 +48,7 @@ std::size_t BehindWord(std::string_view line, std::size_t pos)
     return pos;
 }
 
-/// True if the digits in front have no prefix and can only be hexadecimal.
+/// True if the text begins with digits that have no prefix and can only be hexadecimal.
 bool IsBareHex(const char* text)
 {
     for (; IsDigit(*text) || IsHexLetter(*text); ++text) {
@@ -59,8 +59,8 @@ bool IsBareHex(const char* text)
     return false;
 }
 
-/// strtoul with an `unsigned long` of 32 bits.
-/// @return the position behind the number; `text` itself if there is none.
+/// Like strtoul with an `unsigned long` of 32 bits.
+/// @return the position after the number; `text` itself if there is none.
 const char* ReadUnsigned(const char* text, int base, u32& value)
 {
     const char* digits = text + std::strspn(text, " \t\n\v\f\r");
@@ -71,7 +71,7 @@ const char* ReadUnsigned(const char* text, int base, u32& value)
     if (*digits == '-' || *digits == '+') {
         ++digits;
     }
-    // What follows would otherwise be passed over by strtoull: more blanks, a second sign.
+    // Otherwise strtoull would skip more blanks and a second sign.
     if (!IsWordChar(*digits)) {
         return text;
     }
@@ -117,7 +117,7 @@ bool VFKStringParser::GetString(std::string& text)
         return false;
     }
     if (m_line[start] == '"') {
-        // A text that isn't closed reaches to the end of the line.
+        // A text without a closing quote reaches to the end of the line.
         const std::size_t close = std::min(m_line.find('"', start + 1), m_line.size());
         text = m_line.substr(start + 1, close - start - 1);
         m_pos = std::min(close + 1, m_line.size());

@@ -23,8 +23,8 @@ bool VFKDLL::GetDLLPath(const void* module, std::string& path)
         path = info.dli_fname;
         return true;
     }
-    // The loader keeps the name by which it was asked. A relative one is completed from the current
-    // directory, so a module asks while it is being attached.
+    // The loader keeps the name by which the module was loaded. A relative one is resolved in the current directory, so
+    // a module asks while it is being attached.
     const std::unique_ptr<char, decltype(&std::free)> full(realpath(info.dli_fname, nullptr), &std::free);
     if (full == nullptr) {
         return false;
