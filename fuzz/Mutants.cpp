@@ -7,13 +7,13 @@
 #include "fuzz/Driver.h"
 #include "fuzz/ElfMutator.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <getopt.h>
 #include <iterator>
 #include <optional>
 #include <string>
@@ -197,17 +197,46 @@ int Run(const Arguments& arguments)
     return findings == 0 ? 0 : 1;
 }
 
+/// False if the words are no use.
+bool Parse(int count, char** words, Arguments& arguments)
+{
+    const option options[] = {{"count", required_argument, nullptr, 'c'},
+                              {"seed", required_argument, nullptr, 's'},
+                              {"first", required_argument, nullptr, 'f'},
+                              {"findings", required_argument, nullptr, 'd'},
+                              {}};
+    for (int which = 0; (which = getopt_long(count, words, "", options, nullptr)) != -1;) {
+        switch (which) {
+        case 'c':
+            arguments.count = std::strtoull(optarg, nullptr, 10);
+            break;
+        case 's':
+            arguments.seed = std::strtoull(optarg, nullptr, 10);
+            break;
+        case 'f':
+            arguments.first = std::strtoull(optarg, nullptr, 10);
+            break;
+        case 'd':
+            arguments.findings = optarg;
+            break;
+        default:
+            return false;
+        }
+    }
+    arguments.files.assign(words + optind, words + count);
+    return !arguments.files.empty() &&
+           std::all_of(arguments.files.begin(), arguments.files.end(),
+                       [](const std::string& file) { return std::filesystem::exists(file); });
+}
+
 } // namespace
 
-int main(int count, char** texts) // NOLINT(bugprone-exception-escape): it ends the tool
+int main(int count, char** words) // NOLINT(bugprone-exception-escape): it ends the tool
 {
     Arguments arguments;
-    CLI::App app{"Loads damaged ELF files"};
-    app.add_option("--count", arguments.count, "How many");
-    app.add_option("--seed", arguments.seed, "Which ones");
-    app.add_option("--first", arguments.first, "The number of the first one");
-    app.add_option("--findings", arguments.findings, "Folder for those that do harm");
-    app.add_option("FILE", arguments.files, "Files to damage")->required()->check(CLI::ExistingFile);
-    CLI11_PARSE(app, count, texts);
+    if (!Parse(count, words, arguments)) {
+        std::fputs("mutants [--count N] [--seed N] [--first N] [--findings DIR] SEED-FILE...\n", stderr);
+        return 2;
+    }
     return Run(arguments);
 }

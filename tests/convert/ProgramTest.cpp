@@ -34,7 +34,6 @@ constexpr u32 kShtDynsym = 11;
 constexpr u32 kShtGroup = 17;
 constexpr u32 kShtExtended = 18; ///< SHT_SYMTAB_SHNDX
 constexpr u16 kExtended = 0xFFFF;
-constexpr u16 kAbsolute = 0xFFF1;
 constexpr u8 kObject = 1;
 constexpr u8 kSection = 3;
 
@@ -257,7 +256,7 @@ TEST_P(ProgramOf, NearZeroTheSymbolsTellWhatStands)
     elf.Symbol({.name = "step.table", .value = 0x70, .size = 0x10, .type = kObject, .section = 2});
     elf.Symbol({.name = "label", .value = 0x80, .type = 0, .section = 2});
     elf.Symbol({.name = "$d.3", .value = 0x90, .type = 0, .section = 2});
-    elf.Symbol({.name = "number", .value = 0xA0, .type = 0, .section = kAbsolute});
+    elf.Symbol({.name = "number", .value = 0xA0, .type = 0, .section = kShnAbs});
     elf.Symbol({.name = "elsewhere", .value = 0xB0, .size = 8, .type = kObject, .section = 4});
     EXPECT_TRUE(Stands(0x40, "reset"));
     EXPECT_TRUE(Stands(0x41, "reset")) << "as assemblers say it";
@@ -334,7 +333,7 @@ TEST_P(ProgramOf, SectionNumbersFollowWhereverTheyStand)
     elf.Section(".rel.odd", "rel", {.type = kShtRel});                                             // 9
     elf.Symbol({.name = "", .type = kSection, .binding = 0, .section = 2});
     elf.Symbol({.name = "data", .value = 0x9000, .type = kObject, .section = 5});
-    elf.Symbol({.name = "absolute", .value = 7, .section = kAbsolute});
+    elf.Symbol({.name = "absolute", .value = 7, .section = kShnAbs});
     elf.Symbol({.name = "gone", .value = 3, .section = kExtended});
     elf.Symbol({.name = "far", .value = 0x9002, .section = kExtended});
     elf.Symbol({.name = "label", .value = 12, .type = 0, .section = 4});
@@ -360,10 +359,10 @@ TEST_P(ProgramOf, SectionNumbersFollowWhereverTheyStand)
 
     const std::vector<SymbolRecord> symbols = SymbolsOf(*written, ".symtab");
     const SymbolRecord expected[] = {{0, 0, 0},
-                                     {0, 0, kAbsolute},
+                                     {0, 0, kShnAbs},
                                      {0x9000, kObject, 3},
-                                     {7, kSttFunc, kAbsolute},
-                                     {0, kSttFunc, kAbsolute},
+                                     {7, kSttFunc, kShnAbs},
+                                     {0, kSttFunc, kShnAbs},
                                      {0x9002, kSttFunc, kExtended},
                                      {0, 0, 2},  // the label lay behind the end of the new section
                                      {4, 0, 2}}; // this one marks the end

@@ -3,13 +3,12 @@
 #include "host/Conversion.h"
 
 #include "host/ConversionReport.h"
+#include "tests/host/HostTesting.h"
 #include "tests/support/ElfWriter.h"
 
 #include <chrono>
 #include <fcntl.h>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
@@ -51,8 +50,7 @@ Outcome RunProgramOfPath(const std::string& path, ConversionLimits limits)
     conversion.progress = [&](u32 percent) { outcome.percents.push_back(percent); };
     outcome.done = conversion.Run("the file", descriptor, limits, outcome.report, outcome.why);
     close(descriptor);
-    std::ifstream stream(output.Path());
-    outcome.output.assign(std::istreambuf_iterator<char>(stream), {});
+    outcome.output = Contents(output.Path());
     return outcome;
 }
 

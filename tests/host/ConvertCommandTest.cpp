@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <set>
 #include <sys/stat.h>
 #include <thread>
@@ -20,12 +19,6 @@ namespace fs = std::filesystem;
 
 constexpr const char* kLine = "echo 'report {\"units\":[{\"version\":5,\"producer\":\"cc\",\"count\":1}],"
                               "\"left_out\":[],\"split_units\":0}'";
-
-std::string Contents(const fs::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 /// A copy of the programs in a folder of their own, which they take their neighbours from.
 class ConvertCommand : public ::testing::Test {

@@ -5,21 +5,12 @@
 
 #include <fcntl.h>
 #include <fstream>
+#include <iterator>
 #include <spawn.h>
 #include <sstream>
 #include <stdexcept>
 #include <sys/wait.h>
 #include <unistd.h>
-
-namespace {
-
-std::string ReadAll(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-} // namespace
 
 Ran RunHost(const std::vector<std::string>& arguments, const std::string& input, const std::string& outputPath)
 {
@@ -55,9 +46,15 @@ Ran RunProgram(const std::string& path, const std::vector<std::string>& argument
     waitpid(child, &status, 0);
     Ran ran;
     ran.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    ran.out = ReadAll(out.Path());
-    ran.err = ReadAll(err.Path());
+    ran.out = Contents(out.Path());
+    ran.err = Contents(err.Path());
     return ran;
+}
+
+std::string Contents(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::string Sample(const std::string& name)

@@ -19,5 +19,8 @@ Ran RunHost(const std::vector<std::string>& arguments, const std::string& input 
 Ran RunProgram(const std::string& path, const std::vector<std::string>& arguments, const std::string& input,
                const std::string& outputPath);
 
+/// All bytes of a file; empty if it can't be read.
+std::string Contents(const std::string& path);
+
 std::string Sample(const std::string& name);
 std::vector<std::string> SplitLines(const std::string& text);

@@ -5,9 +5,7 @@
 #include "tests/host/HostTesting.h"
 #include "tests/support/ElfWriter.h"
 
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 
 namespace {
 
@@ -75,8 +73,7 @@ TEST(LineRunner, ResultsGoToAFile)
     const TempFile file("old text that is longer");
     EXPECT_EQ(RunLine("rate > x").status, 1) << "no command of an open file";
     EXPECT_EQ(RunLine("units --json > " + file.Path() + " ").out, "Results saved into: '" + file.Path() + "'\n");
-    std::ifstream stream(file.Path());
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(stream), {}), RunHost({"units", kFile, "--json"}).out);
+    EXPECT_EQ(Contents(file.Path()), RunHost({"units", kFile, "--json"}).out);
 }
 
 TEST(LineRunner, QuotesHoldAWordTogether)

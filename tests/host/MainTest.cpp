@@ -102,14 +102,14 @@ TEST(Main, EachOfSeveralFilesHasAHead)
     EXPECT_EQ(ran.out, one + '\n' + one) << "and none of what has nothing to show";
     EXPECT_EQ(ran.status, 1);
 
-    const Ran json = RunHost({"types", good, other, "reading", "usage_t", "--json"});
-    const std::vector<std::string> lines = SplitLines(json.out);
-    ASSERT_EQ(lines.size(), 5u) << json.out;
+    const Ran both = RunHost({"types", good, other, "reading", "usage_t", "--json"});
+    const std::vector<std::string> lines = SplitLines(both.out);
+    ASSERT_EQ(lines.size(), 5u) << both.out;
     EXPECT_EQ(lines[0], "{\"record\":\"file\",\"path\":\"" + good + "\"}");
     EXPECT_NE(lines[1].find("\"name\":\"reading\""), std::string::npos);
     EXPECT_NE(lines[2].find("\"same_as\":871,"), std::string::npos) << "that of another unit";
     EXPECT_NE(lines[4].find("\"name\":\"usage_t\""), std::string::npos);
-    EXPECT_EQ(json.status, 1) << "neither file has both";
+    EXPECT_EQ(both.status, 1) << "neither file has both";
 }
 
 TEST(Main, OptionsStandWhereverOneTypesThem)

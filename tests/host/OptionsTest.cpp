@@ -14,7 +14,7 @@
 
 namespace {
 
-const std::string kFile = Sample("station.axf");
+const std::string kStation = Sample("station.axf");
 
 TEST(Options, EachItemTakesItsValues)
 {
@@ -62,7 +62,7 @@ std::vector<std::vector<std::string>> RunnableExamples()
             bool writes = false;
             for (std::string& word : line.words) {
                 writes = writes || word == "-o" || word == "--html";
-                word = word.ends_with(".axf") || word.ends_with(".elf") ? kFile : word;
+                word = word.ends_with(".axf") || word.ends_with(".elf") ? kStation : word;
             }
             if (!writes && line.words.front() != "console") {
                 lines.push_back(line.words);
@@ -101,10 +101,10 @@ TEST(Options, OnesOfEveryCommandChangeNoTextOfAPipe)
 TEST(Options, AUnitIsNamedInSeveralWays)
 {
     const auto listed = [](const char* command, const std::string& unit) {
-        return RunHost({command, kFile, "--unit", unit}).out;
+        return RunHost({command, kStation, "--unit", unit}).out;
     };
     for (const char* command : {"functions", "lines"}) {
-        const std::string all = RunHost({command, kFile}).out;
+        const std::string all = RunHost({command, kStation}).out;
         const std::string one = listed(command, "/build/samples/filter.c");
         EXPECT_EQ(one.find("station.c:\n"), std::string::npos);
         EXPECT_LT(one.size(), all.size());
@@ -112,7 +112,7 @@ TEST(Options, AUnitIsNamedInSeveralWays)
         for (const char* unit : {"filter.c", "samples/filter.c", "0x8d5", "2261", "filter"}) {
             EXPECT_EQ(listed(command, unit), one) << command << ' ' << unit;
         }
-        const Ran none = RunHost({command, kFile, "--unit", "filtre.c"});
+        const Ran none = RunHost({command, kStation, "--unit", "filtre.c"});
         EXPECT_EQ(none.status, 1);
         EXPECT_EQ(none.out, "");
         EXPECT_NE(none.err.find("filter.c?"), std::string::npos) << none.err;
@@ -124,8 +124,8 @@ TEST(Options, AModuleMayStandElsewhere)
     const TempFile copy("");
     std::filesystem::copy_file(std::string(BIN_DIR) + "/Dwarf2.so", copy.Path(),
                                std::filesystem::copy_options::overwrite_existing);
-    EXPECT_EQ(RunHost({"units", kFile, "--module", copy.Path()}).out, RunHost({"units", kFile}).out);
-    EXPECT_EQ(RunHost({"rate", kFile, "--module", copy.Path() + "x"}).status, 1);
+    EXPECT_EQ(RunHost({"units", kStation, "--module", copy.Path()}).out, RunHost({"units", kStation}).out);
+    EXPECT_EQ(RunHost({"rate", kStation, "--module", copy.Path() + "x"}).status, 1);
 }
 
 } // namespace

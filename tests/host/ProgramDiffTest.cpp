@@ -10,11 +10,6 @@
 
 namespace {
 
-constexpr u8 kObject = 1;
-constexpr u8 kFile = 4;
-constexpr u8 kLocal = 0;
-constexpr u16 kAbsolute = 0xFFF1;
-
 struct Build {
     TempFile file;
     explicit Build(const std::function<void(ElfWriter&)>& fill, u32 textSize = 64)
@@ -68,13 +63,13 @@ Build With(const std::vector<Symbol>& symbols)
     return Build([&](ElfWriter& elf) {
         for (const Symbol& symbol : symbols) {
             if (symbol.file != nullptr) {
-                elf.Symbol({.name = symbol.file, .type = kFile, .binding = kLocal, .section = kAbsolute});
+                elf.Symbol({.name = symbol.file, .type = kSttFile, .binding = kStbLocal, .section = kShnAbs});
             }
             elf.Symbol({.name = symbol.name,
                         .value = symbol.value,
                         .size = symbol.size,
-                        .type = symbol.section == 1 ? kSttFunc : kObject,
-                        .binding = static_cast<u8>(symbol.file == nullptr ? 1 : kLocal),
+                        .type = symbol.section == 1 ? kSttFunc : kSttObject,
+                        .binding = static_cast<u8>(symbol.file == nullptr ? 1 : kStbLocal),
                         .section = symbol.section});
         }
     });

@@ -1,4 +1,5 @@
 // The interactive console, driven through a pseudo-terminal as a person's keys would.
+#include "tests/host/HostTesting.h"
 #include "tests/host/Terminal.h"
 #include "tests/support/DwarfBuilder.h"
 #include "tests/support/ElfWriter.h"
@@ -11,7 +12,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 #include <sys/stat.h>
 #include <thread>
@@ -47,13 +47,6 @@ protected:
     const std::string m_sample = SAMPLES_DIR "/station.axf";
     std::filesystem::path m_home;
 };
-
-std::string Contents(const std::filesystem::path& path)
-{
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
-}
 
 } // namespace
 

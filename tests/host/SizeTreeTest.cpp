@@ -10,12 +10,8 @@
 
 namespace {
 
-constexpr u8 kNoType = 0;
-constexpr u8 kObject = 1;
-constexpr u8 kLocal = 0;
-constexpr u8 kWeak = 2;
 constexpr u32 kText = 0x8000;
-constexpr u32 kCode = kShfAlloc | kShfExecInstr;
+constexpr u32 kCodeFlags = kShfAlloc | kShfExecInstr;
 constexpr u32 kWritable = kShfAlloc | kShfWrite;
 
 std::vector<nlohmann::json> Records(const std::string& path, const std::string& kind)
@@ -52,25 +48,25 @@ INSTANTIATE_TEST_SUITE_P(Orders, SizesOfBothOrders, testing::Values(ByteOrder::L
 TEST_P(SizesOfBothOrders, EachByteBelongsToTheFirstSymbolThatReachesIt)
 {
     ElfWriter elf(GetParam());
-    elf.Section(".text", std::string(100, '\0'), {.flags = kCode, .address = kText});
+    elf.Section(".text", std::string(100, '\0'), {.flags = kCodeFlags, .address = kText});
     const auto symbol = [&](const char* name, u32 offset, u32 size, u8 type = kSttFunc, u8 binding = 1) {
         elf.Symbol({.name = name, .value = kText + offset, .size = size, .type = type, .binding = binding});
     };
-    symbol("$t", 0, 0, kNoType, kLocal);
-    symbol("weak", 1, 10, kSttFunc, kWeak); // bit 0: Thumb
-    symbol("local", 1, 10, kSttFunc, kLocal);
+    symbol("$t", 0, 0, kSttNoType, kStbLocal);
+    symbol("weak", 1, 10, kSttFunc, kStbWeak); // bit 0: Thumb
+    symbol("local", 1, 10, kSttFunc, kStbLocal);
     symbol("global", 1, 10);
     symbol("inside", 4, 4);
-    symbol("label_inside", 6, 0, kNoType);
+    symbol("label_inside", 6, 0, kSttNoType);
     symbol("overlaps", 8, 8);
-    symbol("label", 20, 0, kNoType);
+    symbol("label", 20, 0, kSttNoType);
     symbol("sized_at_label", 32, 2);
-    symbol("label_at_sized", 32, 0, kNoType);
-    symbol("$d", 36, 0, kNoType, kLocal);
-    symbol("table", 44, 0, kNoType);
-    symbol("words", 48, 8, kNoType);
-    symbol("$a.1", 60, 0, kNoType, kLocal);
-    symbol("too_large", 90, 1000, kObject);
+    symbol("label_at_sized", 32, 0, kSttNoType);
+    symbol("$d", 36, 0, kSttNoType, kStbLocal);
+    symbol("table", 44, 0, kSttNoType);
+    symbol("words", 48, 8, kSttNoType);
+    symbol("$a.1", 60, 0, kSttNoType, kStbLocal);
+    symbol("too_large", 90, 1000, kSttObject);
     symbol("outside", 100, 4);
     EXPECT_EQ(Symbols(elf),
               (std::vector<std::string>{"global function 0+10", "overlaps function 10+6", "unnamed gap 16+4",
@@ -87,8 +83,8 @@ TEST(Sizes, OverlappingAndEmptySectionsAddUpByThemselves)
     elf.Section(".none", "", {.flags = kShfAlloc, .address = kText});
     elf.Section(".wraps", "", {.type = kShtNobits, .flags = kWritable, .address = 0xFFFFFFF0, .size = 0xFFFFFFFF});
     elf.Section(".comment", "text", {});
-    elf.Symbol({.name = "v", .value = kText + 8, .size = 16, .type = kObject, .section = 2});
-    elf.Symbol({.name = "w", .value = 8, .size = 0xFFFFFFFF, .type = kObject, .section = 4});
+    elf.Symbol({.name = "v", .value = kText + 8, .size = 16, .type = kSttObject, .section = 2});
+    elf.Symbol({.name = "w", .value = 8, .size = 0xFFFFFFFF, .type = kSttObject, .section = 4});
     EXPECT_EQ(Symbols(elf, 0), (std::vector<std::string>{"unnamed gap 32768+16", "v variable 32776+16",
                                                          "unnamed gap 4294967280+24", "w variable 8+4294967271"}));
 }
@@ -96,8 +92,8 @@ TEST(Sizes, OverlappingAndEmptySectionsAddUpByThemselves)
 TEST(Sizes, AnObjectFileHasOffsets)
 {
     ElfWriter elf(ByteOrder::Little);
-    elf.Section(".text.f", std::string(8, '\0'), {.flags = kCode});
-    elf.Section(".text.g", std::string(8, '\0'), {.flags = kCode});
+    elf.Section(".text.f", std::string(8, '\0'), {.flags = kCodeFlags});
+    elf.Section(".text.g", std::string(8, '\0'), {.flags = kCodeFlags});
     elf.Symbol({.name = "f", .value = 0, .size = 8, .section = 1});
     elf.Symbol({.name = "g", .value = 0, .size = 6, .section = 2});
     elf.Edit([](ElfRecords& records) { records.header.e_type = 1; });
@@ -111,10 +107,10 @@ TEST(Sizes, MemoryFollowsFlagsAndLoadAddresses)
         const auto section = [&](const char* name, u32 flags, u32 address, std::optional<u32> physical = {}) {
             elf.Segment(elf.Section(name, "bytes of it.", {.flags = flags, .address = address}), 0, physical);
         };
-        section(".text", kCode, 0x8000);
+        section(".text", kCodeFlags, 0x8000);
         section(".init_array", kWritable, 0x9000);
         section(".data", kWritable, 0x20000000, moves ? std::optional<u32>(0xA000) : std::nullopt);
-        section(".ramfunc", kCode, 0x20001000, moves ? std::optional<u32>(0xB000) : std::nullopt);
+        section(".ramfunc", kCodeFlags, 0x20001000, moves ? std::optional<u32>(0xB000) : std::nullopt);
         elf.Section(".bss", "", {.type = kShtNobits, .flags = kWritable, .address = 0x20002000, .size = 64});
         const TempFile file = elf.Write();
         const ProgramImage image(file.Path());
@@ -155,7 +151,7 @@ TEST(Sizes, ManySymbolsOverOneAnotherTakeNoSquareOfTime)
     constexpr u32 kCount = 200'000;
     elf.Section(".bss", "", {.type = kShtNobits, .flags = kWritable, .address = 0x1000, .size = kCount});
     for (u32 i = 0; i < kCount; ++i) {
-        elf.Symbol({.name = "s", .value = 0x1000 + i, .size = i % 2 == 0 ? kCount - i : 0, .type = kObject});
+        elf.Symbol({.name = "s", .value = 0x1000 + i, .size = i % 2 == 0 ? kCount - i : 0, .type = kSttObject});
     }
     const TempFile file = elf.Write();
     const auto start = std::chrono::steady_clock::now();
@@ -166,7 +162,7 @@ TEST(Sizes, ManySymbolsOverOneAnotherTakeNoSquareOfTime)
 TEST(Sizes, ThePageIsNotWrittenOverTheProgram)
 {
     ElfWriter elf(ByteOrder::Little);
-    elf.Section(".text", "code", {.flags = kCode, .address = kText});
+    elf.Section(".text", "code", {.flags = kCodeFlags, .address = kText});
     elf.Symbol({.name = "f", .value = kText, .size = 4});
     const TempFile file = elf.Write();
     const Ran ran = RunHost({"sizes", file.Path(), "--html", file.Path()});

@@ -6,8 +6,6 @@
 #include "tests/support/ElfWriter.h"
 
 #include <fcntl.h>
-#include <fstream>
-#include <iterator>
 
 namespace {
 
@@ -91,8 +89,7 @@ TEST(StandardOutput, ALineIsPaintedAsAWholeWhereverABufferEnds)
         output.Flush();
         close(descriptor);
     }
-    std::ifstream stream(file.Path(), std::ios::binary);
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(stream), {}), Painted(text));
+    EXPECT_EQ(Contents(file.Path()), Painted(text));
 }
 
 } // namespace

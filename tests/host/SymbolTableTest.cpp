@@ -10,9 +10,6 @@
 namespace {
 
 constexpr u32 kCode = kShfAlloc | kShfExecInstr;
-constexpr u8 kLabel = 0;
-constexpr u8 kObject = 1;
-constexpr u8 kLocal = 0;
 
 std::string NameAt(SymbolTable& table, u32 address, u16 section = 1)
 {
@@ -25,15 +22,15 @@ TEST(SymbolTable, ASizedSymbolEndsAndALabelGoesOnToTheNext)
     ElfWriter elf(ByteOrder::Little);
     elf.Section(".text", std::string(0x100, 0), {.flags = kCode, .address = 0x8000});
     elf.Symbol({"sized", 0x8011, 0x10}); // Thumb
-    elf.Symbol({"inner_label", 0x8018, 0, kLabel, kLocal});
-    elf.Symbol({"$t", 0x8030, 0, kLabel, kLocal});
-    elf.Symbol({"label", 0x8040, 0, kLabel});
+    elf.Symbol({"inner_label", 0x8018, 0, kSttNoType, kStbLocal});
+    elf.Symbol({"$t", 0x8030, 0, kSttNoType, kStbLocal});
+    elf.Symbol({"label", 0x8040, 0, kSttNoType});
     elf.Symbol({"weak", 0x8061, 8, kSttFunc, 2});
     elf.Symbol({"strong", 0x8061, 8});
-    elf.Symbol({"name", 0x8060, 8, kLabel});
-    elf.Symbol({"outer", 0x8080, 0x20, kObject});
-    elf.Symbol({"inner", 0x8088, 4, kObject});
-    elf.Symbol({"absolute", 0x80C0, 4, kObject, 1, 0xFFF1});
+    elf.Symbol({"name", 0x8060, 8, kSttNoType});
+    elf.Symbol({"outer", 0x8080, 0x20, kSttObject});
+    elf.Symbol({"inner", 0x8088, 4, kSttObject});
+    elf.Symbol({"absolute", 0x80C0, 4, kSttObject, 1, kShnAbs});
     const TempFile file = elf.Write();
     const VFKElfFile image(file.Path());
     SymbolTable table(image);

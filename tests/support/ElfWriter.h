@@ -11,6 +11,15 @@
 #include <string_view>
 #include <vector>
 
+// Codes that only tests use.
+inline constexpr u8 kSttNoType = 0;
+inline constexpr u8 kSttObject = 1;
+inline constexpr u8 kSttFile = 4;
+inline constexpr u8 kStbLocal = 0;
+inline constexpr u8 kStbGlobal = 1;
+inline constexpr u8 kStbWeak = 2;
+inline constexpr u16 kShnAbs = 0xFFF1;
+
 /// A file in the system's temporary folder, removed at the end.
 class TempFile {
 public:
@@ -50,7 +59,7 @@ struct SymbolOptions {
     u32 value = 0;
     u32 size = 0;
     u8 type = kSttFunc;
-    u8 binding = 1; ///< STB_GLOBAL
+    u8 binding = kStbGlobal;
     u16 section = 1;
 };
 
