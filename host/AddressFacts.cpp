@@ -1,6 +1,7 @@
 // Facts about addresses. What belongs to one symbol, unit or function is loaded when it is first asked for.
 #include "host/AddressFacts.h"
 
+#include "host/LineOpcodes.h"
 #include "host/Loader.h"
 #include "interfaces/DbgSymSrcFile.h"
 #include "interfaces/DbgSymbolicInterface.h"
@@ -20,6 +21,7 @@ bool Holds(const DbgAddrRange& range, const DbgAddress& address)
 
 AddressFinder::AddressFinder(Loader& file, const VFKElfFile& elf, NameLookup& names, bool demangle)
     : m_file(file)
+    , m_elf(elf)
     , m_names(names)
     , m_symbols(names.Symbols())
     , m_types(file.Store(), elf.m_byteOrder == kElfDataMsb)
@@ -158,7 +160,8 @@ std::vector<std::string> AddressFinder::InlinedAt(const DbgSymFuncScope& functio
 void AddressFinder::FindSource(AddressFacts& facts)
 {
     constexpr u32 kGreatest = 0x7FFFFFFF;
-    if (m_ambiguous || !facts.place || facts.place->entry->line == 0 || facts.place->entry->line > kGreatest) {
+    if (m_ambiguous || !facts.place || facts.place->entry->line == 0 || facts.place->entry->line > kGreatest ||
+        MisreadsLines(*facts.place->unit)) {
         return;
     }
     const u32 begin = facts.place->entry->range.value;
@@ -170,6 +173,16 @@ void AddressFinder::FindSource(AddressFacts& facts)
     if (sameSection && !stretched) {
         facts.source = facts.place;
     }
+}
+
+bool AddressFinder::MisreadsLines(const DbgSymSrcFile& unit)
+{
+    if (!m_misread) {
+        m_misread = MisreadLineProgrammes(m_elf);
+    }
+    const FileRange* range = nullptr;
+    m_file.Store().FindFileScope(unit.GetId(), &range);
+    return range != nullptr && m_misread->contains(range->lineOffset);
 }
 
 void AddressFinder::FindData(AddressFacts& facts)

@@ -14,8 +14,10 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
+class DbgSymSrcFile;
 class Loader;
 class VFKElfFile;
 
@@ -52,7 +54,7 @@ struct AddressFacts {
     bool isVariable = false;
     MemberPath member;                          ///< in the variable
     std::string type;                           ///< of the variable
-    std::optional<AddressLookup::Place> source; ///< the line, unless it is another section's or beyond its function
+    std::optional<AddressLookup::Place> source; ///< the line, unless it is another section's, beyond its function or misread
 
     /// Whether anything but the module's nearest function is known.
     bool IsKnown() const { return section.has_value(); }
@@ -70,6 +72,8 @@ public:
     AddressFacts Find(const Spot& spot, bool inlines);
 
     AddressLookup& Lines() { return m_lines; }
+    /// Whether the module misreads the unit's line table, and its rows are wrong.
+    bool MisreadsLines(const DbgSymSrcFile& unit);
 
 private:
     struct Variable {
@@ -90,6 +94,7 @@ private:
     Variable Describe(const DbgVariable& variable, u32 address) const;
 
     Loader& m_file;
+    const VFKElfFile& m_elf;
     NameLookup& m_names;
     SymbolTable& m_symbols;
     TypeText m_types;
@@ -99,5 +104,6 @@ private:
     std::unordered_map<u32, std::vector<u32>> m_blocks; ///< named ones by their function
     std::size_t m_blocksSeen = 0;
     std::unordered_map<const ElfSymbol*, std::optional<Variable>> m_variables;
+    std::optional<std::unordered_set<u32>> m_misread; ///< line tables by their offsets; looked for when first needed
     std::optional<std::map<u32, Variable>> m_allVariables; ///< by address; filled when first needed
 };

@@ -38,12 +38,15 @@ bool IsWordPart(char character)
            character == '_' || character == '$';
 }
 
-/// Calls `visit(entry, path)` for each row that has code, of all units.
+/// Calls `visit(entry, path)` for each row that has code, of all units whose rows are right.
 template <typename Visit>
-void VisitRows(Loader& file, Visit&& visit)
+void VisitRows(Loader& file, AddressFinder& finder, Visit&& visit)
 {
     for (u32 unit = 0; unit < file.UnitCount(); ++unit) {
         DbgSymSrcFile& source = file.Store().FileScopeAt(unit);
+        if (finder.MisreadsLines(source)) {
+            continue;
+        }
         file.LoadLines(source.GetId());
         const DbgSymLineTable* table = source.GetLineTableMember();
         for (u32 row = 0; table != nullptr && row < table->Count(); ++row) {
@@ -222,7 +225,7 @@ bool AddressInput::ReadRange(const std::string& text, AskedPlaces& asked)
                 starts.push_back(address);
             }
         };
-        VisitRows(m_file, [&](const DbgSymLineEntry& entry, const std::string&) { add(entry.range.value); });
+        VisitRows(m_file, m_finder, [&](const DbgSymLineEntry& entry, const std::string&) { add(entry.range.value); });
         for (const ElfSymbol& symbol : m_names.Symbols().All()) {
             if (symbol.HasPlace()) {
                 add(symbol.address);
@@ -252,7 +255,7 @@ void AddressInput::ReadLine(const SourceLine& line, AskedPlaces& asked)
     std::vector<DbgAddrRange> ranges;
     bool hasFile = false;
     std::optional<u32> next;
-    VisitRows(m_file, [&](const DbgSymLineEntry& entry, const std::string& path) {
+    VisitRows(m_file, m_finder, [&](const DbgSymLineEntry& entry, const std::string& path) {
         if (!FitsPath(path, line.path)) {
             return;
         }

@@ -93,7 +93,8 @@ std::vector<std::size_t> SelectFunctions(Loader& file, const NamePattern& patter
     }
     const VFKElfFile elf(file.Store().GetPath());
     NameLookup names(file, elf);
-    Functions found = FindBySymbol(file, names, pattern);
+    // In an object file the functions of all sections begin at 0: a symbol's address doesn't tell which is meant.
+    Functions found = names.Symbols().IsRelocatable() ? Functions() : FindBySymbol(file, names, pattern);
     if (found.empty()) {
         found = FindByName(names, pattern);
     }

@@ -34,7 +34,7 @@ struct Opening {
     };
 
     ConvertMode convert = ConvertMode::Auto; ///< unless --convert says otherwise
-    bool hint = false;                       ///< say if a converted file would show more
+    Hint hint = Hint::None;                  ///< say if a converted file would show more
     Needs needs = Symbols;
     bool evenWithout = false; ///< run even without what it needs, and end with status 1
 };

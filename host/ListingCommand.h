@@ -22,7 +22,7 @@ protected:
     /// What --match looks at.
     virtual std::string MatchHelp() const = 0;
     virtual std::vector<std::string> Files() const { return m_words; }
-    virtual Opening HowToOpen() const { return {.hint = true}; }
+    virtual Opening HowToOpen() const { return {.hint = Hint::Entries}; }
     /// @param file rated and added.
     /// @return the exit status.
     virtual int List(Loader& file, Answer answer, const Selection& selection) = 0;

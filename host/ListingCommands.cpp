@@ -109,7 +109,7 @@ protected:
                       });
     }
     std::string MatchHelp() const override { return "Rows of files with this path, an end of it, or a glob"; }
-    Opening HowToOpen() const override { return {}; }
+    Opening HowToOpen() const override { return {.hint = Hint::Lines}; }
     int List(Loader& file, Answer answer, const Selection& selection) override
     {
         return ListLines(file, answer, m_unit, m_line, selection);

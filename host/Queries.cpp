@@ -69,7 +69,7 @@ int RateFiles(DbgSymbolicInterface& plugin, const std::vector<std::string>& path
             continue;
         }
         ShownFile shown(path);
-        if (!shown.Prepare(convert, false)) {
+        if (!shown.Prepare(convert, Hint::None)) {
             status = 1;
             continue;
         }

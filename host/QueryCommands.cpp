@@ -25,7 +25,7 @@ protected:
         DeclareRegex(options, m_regex);
         options.Value("--at", "ADDRESS", m_at, "What is in scope at this address, and where it is there");
     }
-    Opening HowToOpen() const override { return {.hint = true}; }
+    Opening HowToOpen() const override { return {.hint = Hint::Entries}; }
     int Ask(Loader& file, Host& host) override
     {
         if (m_function.empty() && m_at.empty()) {
@@ -62,7 +62,7 @@ protected:
         options.Offering(Options::Offer::Names);
         options.Flag("--regex", m_options.regex, "Each NAME is a regular expression");
     }
-    Opening HowToOpen() const override { return {.hint = true}; }
+    Opening HowToOpen() const override { return {.hint = Hint::Entries}; }
     int Ask(Loader& file, Host& host) override { return FindNames(file, host.GetAnswer(), m_options); }
 
 private:
@@ -89,6 +89,7 @@ protected:
         options.Flag("-i", m_options.inlines, "Add the functions that are inlined there");
         options.Flag("--annotate", m_options.annotate, "Echo the text with the answers behind its numbers");
     }
+    Opening HowToOpen() const override { return {.hint = Hint::Lines}; }
     int Ask(Loader& file, Host& host) override { return ResolveAddresses(file, host.GetAnswer(), m_options); }
 
 private:

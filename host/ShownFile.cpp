@@ -5,7 +5,9 @@
 #include "host/ConversionReport.h"
 #include "host/ConvertCommand.h"
 #include "host/DebugSurvey.h"
+#include "host/LineOpcodes.h"
 #include "host/Output.h"
+#include "interfaces/VFKElfFile.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -76,7 +78,7 @@ ShownFile::~ShownFile()
     }
 }
 
-bool ShownFile::Prepare(ConvertMode mode, bool hint)
+bool ShownFile::Prepare(ConvertMode mode, Hint hint)
 {
     const DebugSurvey survey = SurveyDebugInfo(m_shownPath);
     if (!survey.isElf32) {
@@ -95,10 +97,20 @@ bool ShownFile::Prepare(ConvertMode mode, bool hint)
         }
     } else if (survey.IsNewer()) {
         Complain(m_shownPath, survey.WhyNewer() + "; shown as it stands (--convert auto converts it)");
-    } else if (hint && mode == ConvertMode::Auto && HasEntriesPassedOver(m_shownPath)) {
-        Complain(m_shownPath, "Some of its entries are passed over; --convert always shows more");
+    } else if (mode == ConvertMode::Auto) {
+        Tell(hint);
     }
     return true;
+}
+
+void ShownFile::Tell(Hint hint) const
+{
+    if (hint == Hint::Entries && HasEntriesPassedOver(m_shownPath)) {
+        Complain(m_shownPath, "Some of its entries are passed over; --convert always shows more");
+    } else if (hint == Hint::Lines && !MisreadLineProgrammes(VFKElfFile(m_shownPath)).empty()) {
+        Complain(m_shownPath, "Its line tables have opcodes that DWARF 2.0 does not have and are misread; "
+                              "--convert always shows the lines");
+    }
 }
 
 std::string ShownFile::Convert(ConversionReport& report)

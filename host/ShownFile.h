@@ -14,6 +14,13 @@ enum class ConvertMode {
     Never,
 };
 
+/// What is said of a file that is shown as it stands, if a converted one would show more.
+enum class Hint {
+    None,
+    Entries, ///< the module passes over some
+    Lines,   ///< the module misreads them
+};
+
 /// Reads "auto", "always" or "never".
 std::optional<ConvertMode> ConvertModeOf(std::string_view text);
 
@@ -27,9 +34,9 @@ public:
 
     /// Converts the file if the mode says so, and tells in one line on standard error that it has, or that a file that
     /// needs it was left as it is. With ConvertMode::Auto a conversion that fails leaves it so, too.
-    /// @param hint of a file that is shown as it stands, tell if a converted one would show more (ConvertMode::Auto).
+    /// @param hint what to look for in a file that is shown as it stands, and to tell of (ConvertMode::Auto).
     /// @return false if nothing can be shown, which has been told: a conversion failed that was asked for.
-    bool Prepare(ConvertMode mode, bool hint);
+    bool Prepare(ConvertMode mode, Hint hint);
 
     /// For whoever reads it: opens as often as wanted, as long as this lives.
     const std::string& Path() const { return m_path; }
@@ -39,6 +46,7 @@ public:
 private:
     /// @return empty if it is done, else why not.
     std::string Convert(ConversionReport& report);
+    void Tell(Hint hint) const;
 
     const std::string m_shownPath;
     std::string m_path;

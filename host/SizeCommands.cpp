@@ -50,7 +50,7 @@ public:
     int Run(Host& host) override
     {
         int status = TroubleStatus();
-        const Opening opening = {.hint = true};
+        const Opening opening = {.hint = Hint::Entries};
         host.WithFile(m_old, opening, [&](Loader& older) {
             return host.WithFile(m_new, opening, [&](Loader& newer) {
                 status = ShowDiff(older, newer, host.GetAnswer());
