@@ -112,7 +112,7 @@ int Run(const Job& job, ConvertMode convert, const char* path, const char* name)
         return 1;
     }
     ShownFile shown(path);
-    if (!shown.Prepare(convert, false)) {
+    if (!shown.Prepare(convert, Hint::None)) {
         return 1;
     }
     Loader file(module.Plugin(), shown);

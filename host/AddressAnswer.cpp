@@ -28,17 +28,18 @@ const char* CodeName(u32 type)
     }
 }
 
-/// The kind of what is there; the module tells it for sections of code only.
 const char* KindOf(const AddressFacts& facts)
 {
-    if (!facts.IsKnown()) {
+    switch (facts.kind) {
+    case 'a':
+        return "ARM";
+    case 't':
+        return "THMB";
+    case 'd':
+        return "DATA";
+    default:
         return "??";
     }
-    if (facts.isThumb || facts.isArm) {
-        return facts.isThumb ? "THMB" : "ARM";
-    }
-    const bool data = !facts.isCode || (facts.code && facts.code->type == DbgSymbolicInterface::kCodeData);
-    return data ? "DATA" : "??";
 }
 
 void AppendOffset(std::string& text, u32 offset)

@@ -24,7 +24,7 @@ AddressFinder::AddressFinder(Loader& file, const VFKElfFile& elf, NameLookup& na
     , m_elf(elf)
     , m_names(names)
     , m_symbols(names.Symbols())
-    , m_types(file.Store(), elf.m_byteOrder == kElfDataMsb)
+    , m_types(file.Store(), elf.m_byteOrder == kElfDataMsb, file.IsConverted())
     , m_lines(file)
     , m_demangle(demangle)
     , m_ambiguous(m_symbols.IsRelocatable() && m_symbols.CodeSections() > 1)
@@ -99,17 +99,33 @@ void AddressFinder::FindSymbol(AddressFacts& facts)
     }
 }
 
+/// The module knows mapping symbols by their plain names ("$a"); some compilers number them ("$a.12"), and then the
+/// nearest plain one says nothing, or something wrong. In an object file those of all sections have the same addresses.
+char AddressFinder::KindOf(const AddressFacts& facts) const
+{
+    if (const char kind = m_symbols.MarkAt(facts.spot.address, facts.spot.section)) {
+        return kind;
+    }
+    if (m_ambiguous) {
+        const bool isFunction = facts.symbol != nullptr && facts.symbol->IsFunction();
+        return !isFunction ? '\0' : facts.symbol->value != facts.symbol->address ? 't' : 'a';
+    }
+    switch (facts.code ? facts.code->type : 0) {
+    case DbgSymbolicInterface::kCodeArm:
+        return 'a';
+    case DbgSymbolicInterface::kCodeThumb:
+        return 't';
+    case DbgSymbolicInterface::kCodeData:
+        return 'd';
+    default:
+        return '\0';
+    }
+}
+
 void AddressFinder::FindCode(AddressFacts& facts, bool inlines)
 {
-    if (m_ambiguous) {
-        // Mapping symbols of all sections have the same addresses.
-        facts.isThumb = facts.symbol != nullptr && facts.symbol->value != facts.symbol->address;
-        facts.isArm = facts.symbol != nullptr && facts.symbol->IsFunction() && !facts.isThumb;
-    } else if (facts.code) {
-        facts.isThumb = facts.code->type == DbgSymbolicInterface::kCodeThumb;
-        facts.isArm = facts.code->type == DbgSymbolicInterface::kCodeArm;
-    }
-    if (facts.isThumb) {
+    facts.kind = KindOf(facts);
+    if (facts.kind == 't') {
         facts.offset &= ~1u; // the lowest bit of a return address says Thumb
     }
     if (m_ambiguous || (facts.symbol != nullptr && !inlines)) {
@@ -187,6 +203,7 @@ bool AddressFinder::MisreadsLines(const DbgSymSrcFile& unit)
 
 void AddressFinder::FindData(AddressFacts& facts)
 {
+    facts.kind = 'd';
     std::optional<Variable> variable;
     if (facts.symbol != nullptr) {
         variable = facts.symbol->size == 0 ? std::nullopt : VariableOf(*facts.symbol);
@@ -201,8 +218,9 @@ void AddressFinder::FindData(AddressFacts& facts)
         facts.name = variable->name;
         facts.offset = facts.spot.address - variable->address;
     }
-    facts.member = FindMember(m_file.Store(), variable->type, facts.offset);
-    facts.type = m_types.NameOf(variable->type);
+    const u32 size = facts.symbol == nullptr ? variable->size : facts.symbol->size;
+    facts.member = FindMember(m_types.Layouts(), variable->type, size, facts.offset);
+    facts.type = m_types.NameOf(facts.member.type);
 }
 
 AddressFinder::Variable AddressFinder::Describe(const DbgVariable& variable, u32 address) const

@@ -48,12 +48,11 @@ struct AddressFacts {
     const ElfSymbol* symbol = nullptr;
     std::string name; ///< of the symbol, in C++ if that is wanted, or of a function or variable without symbol
     u32 offset = 0;   ///< from the start of what has the name
-    bool isThumb = false;
-    bool isArm = false;
+    char kind = 0;    ///< of what is there: 'a', 't' or 'd' for ARM code, Thumb code or data; 0: not known
     std::vector<std::string> inlined; ///< functions, the innermost first
     bool isVariable = false;
     MemberPath member;                          ///< in the variable
-    std::string type;                           ///< of the variable
+    std::string type;                           ///< of the member
     std::optional<AddressLookup::Place> source; ///< the line, unless it is another section's, beyond its function or misread
 
     /// Whether anything but the module's nearest function is known.
@@ -85,6 +84,7 @@ private:
 
     void AskModule(AddressFacts& facts);
     void FindSymbol(AddressFacts& facts);
+    char KindOf(const AddressFacts& facts) const;
     void FindCode(AddressFacts& facts, bool inlines);
     void FindData(AddressFacts& facts);
     void FindSource(AddressFacts& facts);

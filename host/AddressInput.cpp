@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
+#include <iterator>
 
 namespace {
 
@@ -38,13 +39,52 @@ bool IsWordPart(char character)
            character == '_' || character == '$';
 }
 
-/// Calls `visit(entry, path)` for each row that has code, of all units whose rows are right.
-template <typename Visit>
-void VisitRows(Loader& file, AddressFinder& finder, Visit&& visit)
+std::string_view WithoutFront(std::string_view text, std::string_view characters)
 {
+    text.remove_prefix(std::min(text.find_first_not_of(characters), text.size()));
+    return text;
+}
+
+/// Whether the last word of a text is the name of a register, or says that an address follows.
+bool NamesRegister(std::string_view text)
+{
+    const std::size_t last = text.find_last_not_of(" \t=:([<*");
+    text = text.substr(0, last == std::string_view::npos ? 0 : last + 1);
+    std::size_t begin = text.size();
+    while (begin != 0 && IsWordPart(text[begin - 1])) {
+        --begin;
+    }
+    const std::string word = SmallLetters(text.substr(begin));
+    constexpr std::string_view kWords[] = {"pc", "lr", "sp", "fp", "ip", "sl", "sb", "address", "addr"};
+    const std::optional<u32> number =
+        word.size() > 1 && word[0] == 'r' ? ParseNumber(std::string_view(word).substr(1)) : std::nullopt;
+    return std::find(std::begin(kWords), std::end(kWords), word) != std::end(kWords) || (number && *number < 16);
+}
+
+/// Whether what follows a number makes it the address of a dump's line: ":" and bytes.
+bool IntroducesBytes(std::string_view text)
+{
+    if (text.size() < 2 || text[0] != ':' || (text[1] != ' ' && text[1] != '\t')) {
+        return false;
+    }
+    text = WithoutFront(text.substr(1), " \t");
+    std::size_t digits = 0;
+    while (digits < text.size() && IsHexDigit(text[digits])) {
+        ++digits;
+    }
+    return (digits == 2 || digits == 4 || digits == 8) && (digits == text.size() || !IsWordPart(text[digits]));
+}
+
+/// Calls `visit(entry, path)` for each row that has code, of all units whose rows are right.
+/// @return whether those are all units.
+template <typename Visit>
+bool VisitRows(Loader& file, AddressFinder& finder, Visit&& visit)
+{
+    bool all = true;
     for (u32 unit = 0; unit < file.UnitCount(); ++unit) {
         DbgSymSrcFile& source = file.Store().FileScopeAt(unit);
         if (finder.MisreadsLines(source)) {
+            all = false;
             continue;
         }
         file.LoadLines(source.GetId());
@@ -57,6 +97,7 @@ void VisitRows(Loader& file, AddressFinder& finder, Visit&& visit)
             }
         }
     }
+    return all;
 }
 
 } // namespace
@@ -83,10 +124,13 @@ std::vector<ScannedNumber> ScanNumbers(std::string_view text)
         const bool prefixed = word.size() > 2 && word[0] == '0' && (word[1] == 'x' || word[1] == 'X');
         word.remove_prefix(prefixed ? 2 : 0);
         const bool digits = word.size() <= 8 && std::all_of(word.begin(), word.end(), IsHexDigit);
-        const bool mixed = word.size() >= 4 && std::any_of(word.begin(), word.end(), IsDigit) &&
-                           !std::all_of(word.begin(), word.end(), IsDigit);
+        const bool isLong = word.size() >= 4 && std::any_of(word.begin(), word.end(), IsDigit);
+        const bool mixed = isLong && !std::all_of(word.begin(), word.end(), IsDigit);
+        const std::string_view ahead = text.substr(0, begin);
+        const bool placed = isLong && (NamesRegister(ahead) ||
+                                       (WithoutFront(ahead, " \t").empty() && IntroducesBytes(text.substr(end))));
         const bool added = begin != 0 && text[begin - 1] == '+';
-        if (digits && !added && (prefixed || mixed || word.size() == 8)) {
+        if (digits && !added && (prefixed || mixed || placed || word.size() == 8)) {
             found.push_back({begin, end, *ParseHex(word)});
         }
         begin = end;
@@ -111,16 +155,23 @@ AskedPlaces AddressInput::Read(const std::string& text)
     }
     if (std::optional<std::vector<Spot>> spots = ReadPoint(text)) {
         asked.spots = std::move(*spots);
-        const bool alone = asked.spots.size() == 1 && asked.spots[0].section == SymbolTable::kAnySection;
-        const bool digits = std::all_of(text.begin(), text.end(), IsDigit);
-        const std::optional<u32> hex = alone && digits ? ParseHex(text) : std::nullopt;
-        if (hex && !m_names.Symbols().SectionsAt(*hex).empty()) {
-            asked.hint = text + (text[0] == '0' ? " is octal; 0x" : " is decimal; 0x") + text + '?';
-        }
+        asked.hint = HintOf(text, asked.spots);
     } else if (!ReadRange(text, asked)) {
         asked.failure = Failure(text);
     }
     return asked;
+}
+
+/// A number that lies outside may have been meant as a hexadecimal one.
+std::string AddressInput::HintOf(const std::string& text, const std::vector<Spot>& spots) const
+{
+    const bool outside = spots.size() == 1 && spots[0].section == SymbolTable::kAnySection;
+    const bool digits = std::all_of(text.begin(), text.end(), IsDigit);
+    const std::optional<u32> hex = outside && digits ? ParseHex(text) : std::nullopt;
+    if (!hex || m_names.Symbols().SectionsAt(*hex).empty()) {
+        return {};
+    }
+    return text + (text[0] == '0' ? " is octal; 0x" : " is decimal; 0x") + text + '?';
 }
 
 std::optional<std::vector<Spot>> AddressInput::ReadPoint(const std::string& text)
@@ -211,6 +262,7 @@ bool AddressInput::ReadRange(const std::string& text, AskedPlaces& asked)
         const Spot begin = from->front();
         const u32 end = to->front().address;
         asked.isRange = true;
+        asked.hint = HintOf(text.substr(0, dash), *from);
         if (from->size() > 1 || to->size() > 1) {
             asked.failure = "The range '" + text + "' has more than one start or end";
             return true;
@@ -255,7 +307,7 @@ void AddressInput::ReadLine(const SourceLine& line, AskedPlaces& asked)
     std::vector<DbgAddrRange> ranges;
     bool hasFile = false;
     std::optional<u32> next;
-    VisitRows(m_file, m_finder, [&](const DbgSymLineEntry& entry, const std::string& path) {
+    const bool all = VisitRows(m_file, m_finder, [&](const DbgSymLineEntry& entry, const std::string& path) {
         if (!FitsPath(path, line.path)) {
             return;
         }
@@ -276,9 +328,12 @@ void AddressInput::ReadLine(const SourceLine& line, AskedPlaces& asked)
         }
         end = std::max(end, u64{range.value} + range.size);
     }
-    if (asked.spots.empty()) {
+    if (asked.spots.empty() && !all) {
+        asked.failure = "The line tables are misread: no line " + std::to_string(line.number) + " of '" + line.path +
+                        "' is known";
+    } else if (asked.spots.empty()) {
         asked.failure = hasFile ? "No code is of line " + std::to_string(line.number) + " of '" + line.path + "'"
-                                : "No code is of a file '" + line.path + "'";
+                                : "No code is of a file '" + line.path + "'" + NearUnits(m_file, line.path);
         asked.failure += next ? "; the next that has some is " + std::to_string(*next) : "";
     }
 }

@@ -25,5 +25,12 @@ void FileCommand::DeclareMore(Options&) {}
 
 int FileCommand::Run(Host& host)
 {
-    return host.WithFile(m_path, HowToOpen(), [&](Loader& file) { return Ask(file, host); });
+    const int status = CheckWords();
+    return status != 0 ? status : host.WithFile(m_path, HowToOpen(), [&](Loader& file) { return Ask(file, host); });
+}
+
+int FileCommand::RunOn(Loader& file, Host& host)
+{
+    const int status = CheckWords();
+    return status != 0 ? status : Ask(file, host);
 }

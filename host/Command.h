@@ -10,6 +10,9 @@
 class Loader;
 class Options;
 
+/// The exit status of a command that was typed wrong.
+inline constexpr int kUsageError = 2;
+
 class Command {
 public:
     /// What its help says.
@@ -41,12 +44,14 @@ public:
     void Declare(Options& options) final;
     int Run(Host& host) final;
     bool TakesOpenFile() const override { return true; }
-    int RunOn(Loader& file, Host& host) final { return Ask(file, host); }
+    int RunOn(Loader& file, Host& host) final;
 
 protected:
     /// What it takes behind the file.
     virtual void DeclareMore(Options& options);
     virtual Opening HowToOpen() const { return {}; }
+    /// Called ahead of the file, which may take long. @return 0, or an exit status; the complaint has been made.
+    virtual int CheckWords() { return 0; }
     /// @param file rated and added.
     /// @return the exit status.
     virtual int Ask(Loader& file, Host& host) = 0;

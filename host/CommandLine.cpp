@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr int kUsageError = 2;
-
 /// Put in front of a word, it keeps the library from interpreting the word.
 constexpr char kShield = '\1';
 
@@ -202,7 +200,9 @@ private:
             if (bound.item.isWord) {
                 Unshield(value);
             }
-            const std::string why = bound.item.take(value);
+            // A script's variable that isn't set is no wish for everything. A line of the console may be empty.
+            const bool mayBeEmpty = bound.item.isWord || bound.item.value.empty() || bound.item.repeats;
+            const std::string why = value.empty() && !mayBeEmpty ? "The value is empty" : bound.item.take(value);
             if (!why.empty()) {
                 throw CLI::ValidationError(bound.item.name, why);
             }
@@ -245,7 +245,7 @@ private:
         const std::vector<std::string> rest = m_app.remaining(true); // in the order in which they were typed
         const std::vector<const CLI::App*> chosen = ChosenCommands();
         if (rest.empty()) {
-            return chosen.empty() ? "A command is required; 'symhost --help' lists them" : error.what();
+            return chosen.empty() ? "A command is required; 'symhost --help' lists them" : WhyNoValue(error);
         }
         const auto option = std::find_if(
             rest.begin(), rest.end(), [](const std::string& word) { return word.size() > 1 && word.front() == '-'; });
@@ -260,6 +260,17 @@ private:
         return text;
     }
 
+    /// The library's words, but for an option whose value is missing.
+    std::string WhyNoValue(const CLI::ParseError& error) const
+    {
+        const std::string text = error.what();
+        const auto bound = std::find_if(m_bound.begin(), m_bound.end(), [&](const Bound& one) {
+            return !one.item.value.empty() && text.starts_with(one.item.name + ':');
+        });
+        const bool missing = dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr && bound != m_bound.end();
+        return missing ? bound->item.name + " needs a value: " + bound->item.value : text;
+    }
+
     std::vector<const CLI::App*> ChosenCommands() const
     {
         return m_app.get_subcommands([](const CLI::App* command) { return command->parsed(); });
@@ -268,6 +279,7 @@ private:
     std::string NoSuchCommand(const std::string& name) const
     {
         Suggestions suggestions(name);
+        suggestions.Offer("help");
         for (const ListedCommand& listed : m_commands) {
             if (!listed.IsHidden()) {
                 suggestions.Offer(listed.command->Describe().name);

@@ -102,9 +102,17 @@ std::vector<std::size_t> SelectFunctions(Loader& file, const NamePattern& patter
         found = FindAmongAll(file, pattern);
     }
     if (found.empty()) {
-        Complain(file.ShownPath(), "There is no function '" + pattern.Text() + "'" + NearNames(names, pattern));
+        const bool hasSymbol = !names.FindSymbols(pattern).empty();
+        Complain(file.ShownPath(), hasSymbol
+                                       ? "There is no debug information about '" + pattern.Text() + "'"
+                                       : "There is no function '" + pattern.Text() + "'" + NearNames(names, pattern));
     }
     return found;
+}
+
+std::vector<std::size_t> FunctionsOf(NameLookup& names, const ElfSymbol& symbol)
+{
+    return FindByName(names, NamePattern(std::string(symbol.name)));
 }
 
 std::vector<std::size_t> FunctionsAt(Loader& file, const DbgAddress& address, const std::string& hint)

@@ -9,7 +9,9 @@
 #include "interfaces/DbgSymSrcFile.h"
 
 #include <algorithm>
+#include <set>
 #include <string_view>
+#include <tuple>
 
 namespace {
 
@@ -58,6 +60,7 @@ void WriteTable(Loader& file, Output& output, const std::vector<FunctionRow>& ro
     output.WriteHead(byUnit ? "  id          address           size  name\n"
                             : "  id          address           size  name  unit\n");
     u64 bytes = 0;
+    std::set<std::tuple<u32, u32, u32>> counted;
     const FunctionRow* last = nullptr;
     for (const FunctionRow& row : rows) {
         const DbgSymSrcFile* unit = file.Store().FindFileScope(row.unit, nullptr);
@@ -65,7 +68,9 @@ void WriteTable(Loader& file, Output& output, const std::vector<FunctionRow>& ro
             WriteHeading(output, unit);
         }
         last = &row;
-        bytes += row.function->range.size;
+        const DbgAddrRange& range = row.function->range;
+        // Two names of one function don't make it two.
+        bytes += counted.emplace(range.section, range.value, range.size).second ? range.size : 0;
         std::string line = FunctionLine(*row.function);
         if (!byUnit && unit != nullptr) {
             line += "  ";
@@ -76,6 +81,15 @@ void WriteTable(Loader& file, Output& output, const std::vector<FunctionRow>& ro
     if (!rows.empty()) {
         WriteTotal(output, Counted(rows.size(), "function"), bytes);
     }
+}
+
+void ComplainOfNone(Loader& file, const std::vector<u32>& units, const NamePattern& match, const std::string& unit)
+{
+    const std::vector<FunctionRow> all = FunctionsByUnit(file, units, unit.empty(), {});
+    const auto nameOf = [](const FunctionRow& row) { return row.function->name; };
+    Complain(file.ShownPath(), "There is no function '" + match.Text() + "'" +
+                                   (unit.empty() ? "" : " in the unit '" + unit + "'") +
+                                   NearMatches(match, all, nameOf));
 }
 
 } // namespace
@@ -91,7 +105,7 @@ int ListFunctions(Loader& file, Answer answer, const std::string& unit, const Se
     }
     std::vector<FunctionRow> rows = FunctionsByUnit(file, units, unit.empty(), selection);
     if (rows.empty() && selection.match) {
-        Complain(file.ShownPath(), "There is no function '" + selection.match->Text() + "'");
+        ComplainOfNone(file, units, *selection.match, unit);
         return 1;
     }
     SortRows(rows, selection.sort, [](const FunctionRow& row) {

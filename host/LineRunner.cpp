@@ -245,6 +245,12 @@ std::string LineRunner::PlugInHelp()
 
 void LineRunner::ComplainOfWord(const std::string& word) const
 {
+    for (const ListedCommand& listed : MakeCommands()) {
+        if (!listed.IsHidden() && listed.command->Describe().name == word) {
+            Complain("", "There is no command '" + word + "' here; it opens files of its own");
+            return;
+        }
+    }
     Suggestions suggestions(word);
     for (const std::string& name : ConsoleCommandNames()) {
         suggestions.Offer(name);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/NamePattern.h"
+#include "host/Suggestions.h"
 #include "host/UnitNames.h"
 #include "interfaces/DbgAddress.h"
 #include "interfaces/Types.h"
@@ -51,6 +52,23 @@ void SortRows(std::vector<Row>& rows, SortBy by, KeyOf&& keyOf)
                    ? a.name < b.name
                    : std::tie(a.address.section, a.address.value) < std::tie(b.address.section, b.address.value);
     });
+}
+
+/// ". Did you mean ...?" from the names, for a pattern that isn't found; empty for globs and regular expressions.
+/// @param nameOf delivers the name of a thing.
+template <typename Things, typename NameOf>
+std::string NearMatches(const NamePattern& pattern, const Things& things, NameOf&& nameOf)
+{
+    if (pattern.IsWide()) {
+        return {};
+    }
+    Suggestions suggestions(pattern.Text());
+    for (const auto& thing : things) {
+        const std::string_view name = nameOf(thing);
+        suggestions.Offer(name);
+        suggestions.Offer(LastWord(name));
+    }
+    return suggestions.Question();
 }
 
 /// "1 function", "2 functions".

@@ -1,6 +1,7 @@
 // The options of listings, and the walk over their files.
 #include "host/ListingCommand.h"
 
+#include "host/DebugSurvey.h"
 #include "host/Json.h"
 #include "host/Loader.h"
 #include "host/Options.h"
@@ -10,8 +11,6 @@
 
 namespace {
 
-constexpr int kUsageError = 2;
-
 /// The head above the rows of one of several files.
 void WriteFileHead(Answer answer, const std::string& path, bool first)
 {
@@ -20,6 +19,15 @@ void WriteFileHead(Answer answer, const std::string& path, bool first)
         answer.output.WriteHead(json.Begin("file").Text("path", path).End());
     } else {
         answer.output.WriteHead((first ? "==> " : "\n==> ") + path + " <==\n");
+    }
+}
+
+/// An empty table doesn't say why.
+void TellWithout(const Loader& file)
+{
+    constexpr u32 kSymbolsAlone = 2;
+    if (file.Rating() == kSymbolsAlone && !SurveyDebugInfo(file.ShownPath()).IsNewer()) {
+        Complain(file.ShownPath(), "No debug information; find, at and sizes know its ELF symbols");
     }
 }
 
@@ -92,6 +100,7 @@ int ListingCommand::Run(Host& host)
             if (files.size() > 1) {
                 WriteFileHead(answer, path, first);
             }
+            TellWithout(file);
             return List(file, answer, selection);
         });
         status = std::max(status, one);

@@ -159,6 +159,11 @@ protected:
         std::remove_copy_if(m_words.begin(), m_words.end(), std::back_inserter(m_options.names),
                             [this](const std::string& word) { return !m_file.empty() && IsElf(word); });
         m_options.regex = IsRegex();
+        for (const std::string& name : m_options.names) {
+            if (!ReadPattern(name, m_options.regex)) {
+                return kUsageError;
+            }
+        }
         return ListTypes(file, answer, m_options, selection);
     }
 

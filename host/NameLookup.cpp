@@ -238,7 +238,7 @@ void NameLookup::Load(const NamePattern& pattern, const std::vector<u32>& symbol
     }
 }
 
-/// Symbols that stand where the thing does. In an object file only its name tells them from those of other sections.
+/// Symbols that stand where the thing does. In an object file only its name and its size tell them from those of other sections.
 std::vector<const ElfSymbol*> NameLookup::SymbolsOf(const Entry& entry) const
 {
     const DbgSymSymFile& store = m_file.Store();
@@ -252,7 +252,11 @@ std::vector<const ElfSymbol*> NameLookup::SymbolsOf(const Entry& entry) const
         return {};
     }
     std::vector<const ElfSymbol*> symbols = m_symbols.StandingAt(*address, SymbolTable::kAnySection);
+    const u32 size = entry.kind == Kind::Function ? store.FuncScopeAt(entry.index).range.size : 0;
     std::erase_if(symbols, [&](const ElfSymbol* symbol) {
+        if (m_symbols.IsRelocatable() && size != 0 && symbol->size != 0 && size != symbol->size) {
+            return true; // of another section: one that overloads the name, say
+        }
         const bool sameKind = symbol->IsFunction() == (entry.kind == Kind::Function) && symbol->size != 0;
         return (!sameKind || m_symbols.IsRelocatable()) &&
                NamePattern(std::string(NameOf(entry))).Match(symbol->name, m_demangled[IndexOf(*symbol)]) ==
@@ -351,8 +355,13 @@ std::string NearNames(NameLookup& lookup, const NamePattern& pattern)
     if (pattern.IsWide()) {
         return {};
     }
+    // A file that isn't converted has the names of types without their namespaces.
+    const std::string last = LastWord(pattern.Text());
     Suggestions suggestions(pattern.Text());
     for (const std::string_view name : lookup.KnownNames()) {
+        if (name == last && last != pattern.Text()) {
+            return ". Did you mean " + last + '?';
+        }
         suggestions.Offer(name);
         suggestions.Offer(LastWord(name));
     }

@@ -127,7 +127,8 @@ int ListUnits(Loader& file, Answer answer, const Selection& selection)
         }
     }
     if (units.empty() && selection.match) {
-        Complain(file.ShownPath(), "There is no unit '" + selection.match->Text() + "'");
+        const std::string near = selection.path ? NearUnits(file, selection.match->Text()) : std::string();
+        Complain(file.ShownPath(), "There is no unit '" + selection.match->Text() + "'" + near);
         return 1;
     }
     SortRows(units, selection.sort, [&](std::size_t i) {

@@ -6,8 +6,6 @@
 
 namespace {
 
-constexpr int kUsageError = 2;
-
 class ScopesCommand : public FileCommand {
 public:
     Text Describe() const override
@@ -26,21 +24,23 @@ protected:
         options.Value("--at", "ADDRESS", m_at, "What is in scope at this address, and where it is there");
     }
     Opening HowToOpen() const override { return {.hint = Hint::Entries}; }
-    int Ask(Loader& file, Host& host) override
+    int CheckWords() override
     {
         if (m_function.empty() && m_at.empty()) {
             Complain("", "FUNCTION or --at is required");
             return kUsageError;
         }
-        const std::optional<NamePattern> function = ReadPattern(m_function, m_regex);
-        if (!function) {
-            return kUsageError;
-        }
-        return ShowScopes(file, host.GetAnswer(), m_function.empty() ? nullptr : &*function, m_at);
+        m_pattern = ReadPattern(m_function, m_regex);
+        return m_pattern ? 0 : kUsageError;
+    }
+    int Ask(Loader& file, Host& host) override
+    {
+        return ShowScopes(file, host.GetAnswer(), m_function.empty() ? nullptr : &*m_pattern, m_at);
     }
 
 private:
     std::string m_function;
+    std::optional<NamePattern> m_pattern;
     bool m_regex = false;
     std::string m_at;
 };

@@ -18,7 +18,9 @@
 #include "interfaces/VFKElfFile.h"
 
 #include <algorithm>
+#include <map>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -294,8 +296,11 @@ std::string Hex8(u32 value)
     return text;
 }
 
-/// The addresses that a text stands for, as `at` takes it. None: the complaint has been made.
-std::vector<u32> AddressesOf(Loader& file, const std::string& text, std::string& hint)
+using Indices = std::set<std::size_t>; ///< of functions in the store
+
+/// The addresses that a text stands for, as `at` takes it, each with the functions there where addresses don't tell: in
+/// an object file those of all sections begin at 0. None: the complaint has been made.
+std::map<u32, Indices> AddressesOf(Loader& file, const std::string& text, std::string& hint)
 {
     file.LoadIndex();
     const VFKElfFile elf(file.Store().GetPath());
@@ -303,12 +308,15 @@ std::vector<u32> AddressesOf(Loader& file, const std::string& text, std::string&
     AddressFinder finder(file, elf, names, false);
     const AskedPlaces asked = AddressInput(file, names, finder).Read(text);
     hint = asked.hint;
-    std::vector<u32> addresses;
+    std::map<u32, Indices> addresses;
     for (const Spot& spot : asked.spots) {
-        addresses.push_back(spot.address);
+        Indices& functions = addresses[spot.address];
+        const bool bySymbol = names.Symbols().IsRelocatable() && names.Symbols().IsCode(spot.section);
+        if (const ElfSymbol* symbol = bySymbol ? names.Symbols().FindAt(spot.address, spot.section) : nullptr) {
+            const std::vector<std::size_t> own = FunctionsOf(names, *symbol);
+            functions.insert(own.begin(), own.end());
+        }
     }
-    std::sort(addresses.begin(), addresses.end());
-    addresses.erase(std::unique(addresses.begin(), addresses.end()), addresses.end());
     if (addresses.empty()) {
         Complain(file.ShownPath(), asked.failure.empty() ? "Nothing is at '" + text + "'" : asked.failure);
     }
@@ -324,16 +332,21 @@ void PrintScopes(Loader& file, Answer answer, ScopeIndex& scopes, const std::vec
     }
 }
 
-/// @param function null: the one that the address belongs to.
-bool ShowAt(Loader& file, Answer answer, ScopeIndex& scopes, const NamePattern* function, u32 at,
-            const std::string& hint)
+/// @param function null: the one that the address belongs to, or those.
+bool ShowAt(Loader& file, Answer answer, ScopeIndex& scopes, const NamePattern* function,
+            const std::pair<const u32, Indices>& asked, const std::string& hint)
 {
+    const auto& [at, known] = asked;
     const DbgAddress address = file.AddressOf(at);
-    std::vector<std::size_t> found =
-        function == nullptr ? FunctionsAt(file, address, hint) : SelectFunctions(file, *function);
+    std::vector<std::size_t> found(known.begin(), known.end());
+    if (function != nullptr) {
+        found = SelectFunctions(file, *function);
+    } else if (known.empty()) {
+        found = FunctionsAt(file, address, hint);
+    }
     const bool any = !found.empty();
     std::erase_if(found, [&](std::size_t i) { return !Holds(file.Store().FuncScopeAt(i), address); });
-    if (any && found.empty()) {
+    if (any && found.empty() && function != nullptr) {
         Complain(file.ShownPath(), Hex8(at) + " is outside of '" + function->Text() + "'");
     }
     PrintScopes(file, answer, scopes, found, at);
@@ -351,9 +364,9 @@ int ShowScopes(Loader& file, Answer answer, const NamePattern* function, const s
         return found.empty() ? 1 : 0;
     }
     std::string hint;
-    const std::vector<u32> addresses = AddressesOf(file, at, hint);
+    const std::map<u32, Indices> addresses = AddressesOf(file, at, hint);
     bool all = !addresses.empty();
-    for (const u32 address : addresses) {
+    for (const auto& address : addresses) {
         all = ShowAt(file, answer, scopes, function, address, hint) && all;
     }
     return all ? 0 : 1;

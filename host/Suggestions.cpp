@@ -1,6 +1,8 @@
 // Edit distances, and the nearest of many names.
 #include "host/Suggestions.h"
 
+#include "host/Text.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -9,14 +11,6 @@ namespace {
 constexpr std::size_t kMostKept = 3;
 constexpr std::size_t kLongest = 256; ///< nobody mistypes more, and a file may have names as long as itself
 constexpr std::size_t kShortestStart = 3;
-
-std::string Small(std::string_view text)
-{
-    std::string small(text);
-    std::transform(small.begin(), small.end(), small.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return small;
-}
 
 } // namespace
 
@@ -51,17 +45,18 @@ std::size_t EditDistance(std::string_view from, std::string_view to, std::size_t
 }
 
 Suggestions::Suggestions(std::string_view wanted)
-    : m_wanted(wanted.size() <= kLongest ? Small(wanted) : std::string())
+    : m_typed(wanted)
+    , m_wanted(wanted.size() <= kLongest ? SmallLetters(wanted) : std::string())
     , m_limit(std::min<std::size_t>((m_wanted.size() + 1) / 3, 4))
 {
 }
 
 void Suggestions::Offer(std::string_view candidate)
 {
-    if (m_wanted.empty() || candidate.empty() || candidate.size() > kLongest) {
+    if (m_wanted.empty() || candidate.empty() || candidate.size() > kLongest || candidate == m_typed) {
         return;
     }
-    const std::string small = Small(candidate);
+    const std::string small = SmallLetters(candidate);
     std::size_t distance = EditDistance(m_wanted, small, m_limit);
     if (distance > m_limit) {
         if (m_wanted.size() < kShortestStart || small.compare(0, m_wanted.size(), m_wanted) != 0) {

@@ -11,7 +11,7 @@
 std::size_t EditDistance(std::string_view from, std::string_view to, std::size_t limit);
 
 /// Of any number of candidates, keeps those nearest to a text: with nearly its letters, or beginning with it.
-/// Capital letters count as small ones.
+/// Capital letters count as small ones. The text itself isn't kept: whoever asks knows that it won't do.
 class Suggestions {
 public:
     explicit Suggestions(std::string_view wanted);
@@ -30,7 +30,8 @@ private:
         auto operator<=>(const Kept&) const = default;
     };
 
-    const std::string m_wanted;
+    const std::string m_typed;
+    const std::string m_wanted; ///< the same in small letters; empty if it is too long to be mistyped
     const std::size_t m_limit;
     std::vector<Kept> m_kept; ///< ascending
 };

@@ -5,6 +5,7 @@
 #include "interfaces/VFKElfFile.h"
 
 #include <algorithm>
+#include <iterator>
 #include <tuple>
 
 namespace {
@@ -61,13 +62,19 @@ SymbolTable::SymbolTable(const VFKElfFile& elf)
     for (u32 index = 1; const elf32_sym* entry = elf.GetSymtabEntry(index); ++index) {
         const char* name = elf.GetString(entry->st_name);
         const u8 type = SymbolType(*entry);
-        if (name == nullptr || *name == 0 || type == kSttSection || type == kSttFile || IsMapping(name)) {
+        if (name == nullptr || *name == 0 || type == kSttSection || type == kSttFile) {
+            continue;
+        }
+        if (IsMapping(name)) {
+            m_marks.push_back({entry->st_shndx, entry->st_value, name[1]});
             continue;
         }
         const u32 address = arm && type == kSttFunc ? entry->st_value & ~1u : entry->st_value;
         m_symbols.push_back(
             {name, entry->st_value, address, entry->st_size, entry->st_shndx, type, SymbolBinding(*entry)});
     }
+    std::stable_sort(m_marks.begin(), m_marks.end(),
+                     [](const Mark& one, const Mark& other) { return one.Place() < other.Place(); });
     // The first of the table is preferred among equals, as the plug-in does.
     for (u32 i = static_cast<u32>(m_symbols.size()); i-- != 0;) {
         if (m_symbols[i].HasPlace()) {
@@ -125,6 +132,14 @@ std::vector<const ElfSymbol*> SymbolTable::StandingAt(u32 address, u16 section) 
         }
     }
     return found;
+}
+
+char SymbolTable::MarkAt(u32 address, u16 section) const
+{
+    const auto behind =
+        std::upper_bound(m_marks.begin(), m_marks.end(), std::pair(section, address),
+                         [](const auto& place, const Mark& mark) { return place < mark.Place(); });
+    return behind != m_marks.begin() && std::prev(behind)->section == section ? std::prev(behind)->kind : '\0';
 }
 
 bool SymbolTable::IsRelocatable() const

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 class VFKElfFile;
@@ -43,6 +44,9 @@ public:
     static constexpr u16 kAnySection = 0;
     /// All symbols that stand at just this place, whatever their size; in the order of preference.
     std::vector<const ElfSymbol*> StandingAt(u32 address, u16 section) const;
+    /// What the mapping symbols say of a place (ELF for the Arm Architecture, 5.5.5): 'a', 't' or 'd' for ARM code,
+    /// Thumb code or data; 0 if they say nothing.
+    char MarkAt(u32 address, u16 section) const;
     /// True for an object file: the addresses of its symbols are offsets in their sections.
     bool IsRelocatable() const;
     /// True if a symbol of a known size lies in the section.
@@ -71,9 +75,17 @@ private:
         u32 size;
     };
 
+    struct Mark {
+        u16 section;
+        u32 address;
+        char kind;
+        auto Place() const { return std::pair(section, address); }
+    };
+
     const VFKElfFile& m_elf;
     std::vector<MemorySection> m_sections; ///< that a running program has
     std::vector<ElfSymbol> m_symbols;      ///< in the order of the table
     std::vector<u32> m_places;             ///< of those with a place: ascending by address, the preferred last
     ExtentIndex m_extents;                 ///< of those with a size
+    std::vector<Mark> m_marks;             ///< mapping symbols, sorted by place
 };

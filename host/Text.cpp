@@ -71,6 +71,14 @@ void AppendShort(std::string& line, std::string_view text)
     }
 }
 
+std::string SmallLetters(std::string_view text)
+{
+    std::string small(text);
+    std::transform(small.begin(), small.end(), small.begin(),
+                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return small;
+}
+
 void PadTo(std::string& line, std::size_t column)
 {
     line.append(line.size() < column ? column - line.size() : 1, ' ');

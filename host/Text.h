@@ -56,6 +56,9 @@ private:
 /// Fills the line with blanks up to a column (from 0), with one at least.
 void PadTo(std::string& line, std::size_t column);
 
+/// The text with small letters for the capital ones of ASCII.
+std::string SmallLetters(std::string_view text);
+
 /// Reads all of `text` as a number in C's notation (0x8000, 32768, 0100000).
 /// @return nothing if it is none, or doesn't fit in 32 bits.
 std::optional<u32> ParseNumber(std::string_view text);

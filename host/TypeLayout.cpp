@@ -194,12 +194,21 @@ bool TypeLayouts::IsArray(const DbgTypeDescription& type) const
     return false;
 }
 
+bool TypeLayouts::IsUnknown(const LayoutRow& row) const
+{
+    return row.kind == LayoutRow::Member && row.size == 0 && row.member->type.baseType == kBaseUserDefined &&
+           Find(row.member->type.udtId) == nullptr;
+}
+
 /// @param alignment bytes; no alignment takes as many.
 void TypeLayouts::AddGap(std::vector<LayoutRow>& rows, LayoutRow gap, u64 alignment) const
 {
     const u64 size = gap.end - gap.begin;
     const u64 explained = alignment * 8;
     const LayoutRow* last = rows.empty() ? nullptr : &rows.back();
+    if (last != nullptr && IsUnknown(*last)) {
+        gap.kind = LayoutRow::Unknown;
+    }
     if (!m_wholeArrays && size >= explained && last != nullptr && last->kind == LayoutRow::Member &&
         last->end == gap.begin && last->size != 0 && IsArray(last->member->type)) {
         const u64 array = u64{last->size} * 8;

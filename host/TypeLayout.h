@@ -30,6 +30,8 @@ struct LayoutRow {
         /// Enough bytes behind an array for more of it: of the bounds of an array with several dimensions
         /// the store has only the last.
         RestOfArray,
+        /// Behind a member whose type the store has not: it, or a hole.
+        Unknown,
     };
 
     Kind kind;
@@ -64,9 +66,10 @@ private:
     std::vector<LayoutRow> Members(const DbgUserDefinedVarType& type, u32 depth) const;
     u64 AlignmentOf(const DbgTypeDescription& type, u64 size, u32 depth) const;
     u64 AlignmentOf(const DbgUserDefinedVarType& type, u32 depth) const;
-    bool IsArray(const DbgTypeDescription& type) const;
+    bool IsUnknown(const LayoutRow& row) const;
     void AddGap(std::vector<LayoutRow>& rows, LayoutRow gap, u64 alignment) const;
     u32 SizeOf(const DbgTypeDescription& type, u32 described) const;
+    bool IsArray(const DbgTypeDescription& type) const;
     const DbgUserDefinedVarType* BaseClass(const DbgUDTInfoMembers::Member& member) const;
     bool HasVirtualFunctions(const DbgUserDefinedVarType& type) const;
     u64 EndInDerived(const DbgUserDefinedVarType& base, u64 size, u32 depth) const;

@@ -286,7 +286,7 @@ private:
 
     void WriteRecord(const Row& row)
     {
-        constexpr const char* kKinds[] = {"member", "hole", "padding", "virtual_bases", "rest_of_array"};
+        constexpr const char* kKinds[] = {"member", "hole", "padding", "virtual_bases", "rest_of_array", "unknown"};
         JsonLine& json = m_records.TypeKeys(*row.type, [&](JsonLine& member, const DbgTypeDescription& type) {
             member.Text("type_name", m_text.NameOf(type));
         });
@@ -344,6 +344,7 @@ int ListTypes(Loader& file, Answer answer, const TypeOptions& options, const Sel
     bool complete = true;
     const VFKElfFile elf(file.Store().GetPath());
     Types types = SelectTypes(file, elf, options, complete);
+    const Types selected = selection.match ? types : Types();
     if (selection.match) {
         std::erase_if(types, [&](std::size_t i) { return !selection.Takes(NameOf(file.Store().TypeAt(i))); });
     }
@@ -355,7 +356,9 @@ int ListTypes(Loader& file, Answer answer, const TypeOptions& options, const Sel
         lister.List(types, selection, whole);
     }
     if (types.empty() && selection.match) {
-        Complain(file.ShownPath(), "There is no type '" + selection.match->Text() + "'");
+        const auto nameOf = [&](std::size_t i) { return NameOf(file.Store().TypeAt(i)); };
+        Complain(file.ShownPath(), "There is no type '" + selection.match->Text() + "'" +
+                                       NearMatches(*selection.match, selected, nameOf));
         return 1;
     }
     return complete ? 0 : 1;

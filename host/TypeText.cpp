@@ -111,6 +111,8 @@ const char* GapName(LayoutRow::Kind kind)
         return "<virtual bases>";
     case LayoutRow::RestOfArray:
         return "<rest of array, or hole>";
+    case LayoutRow::Unknown:
+        return "<of unknown type, or hole>";
     default:
         return "<hole>";
     }

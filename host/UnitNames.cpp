@@ -39,6 +39,8 @@ std::string_view StemOf(std::string_view path)
     return dot == std::string_view::npos || dot < name ? path : path.substr(0, dot);
 }
 
+} // namespace
+
 std::string NearUnits(const Loader& file, const std::string& unit)
 {
     Suggestions suggestions(unit);
@@ -50,8 +52,6 @@ std::string NearUnits(const Loader& file, const std::string& unit)
     }
     return suggestions.Question();
 }
-
-} // namespace
 
 bool FitsPath(std::string_view path, std::string_view text)
 {

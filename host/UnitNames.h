@@ -37,3 +37,6 @@ private:
 /// path does so without its extension; units whose path, or an end of it, fits a glob. None: the complaint has been
 /// made.
 std::vector<u32> SelectUnits(Loader& file, const std::string& unit);
+
+/// The end of a complaint that there is no such unit: ". Did you mean ...?", if some are near. The index is loaded.
+std::string NearUnits(const Loader& file, const std::string& unit);

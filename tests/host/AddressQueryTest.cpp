@@ -48,6 +48,7 @@ TEST(AddressInput, WhatIsWrongIsTold)
 {
     const std::pair<const char*, const char*> cases[] = {
         {"8480", "8480 is decimal; 0x8480?"},
+        {"8480-8490", "8480 is decimal; 0x8480?"},
         {"0x9000", "Nothing is known of the address 0x00009000"},
         {"station_mian", "Did you mean station_main?"},
         {"filter.c:1", "No code is of line 1 of 'filter.c'; the next that has some is 7"},
@@ -68,6 +69,10 @@ TEST(AddressInput, NumbersOfATextAreThoseThatLookLikeAddresses)
     const std::pair<const char*, std::vector<u32>> cases[] = {
         {"PC=0x8480, LR:00008485 [<000085f6>]", {0x8480, 0x8485, 0x85F6}},
         {"main+0x10/0x40 1a2b face 1234 dead12", {0x40, 0x1A2B, 0xDEAD12}},
+        {"pc=8490 R14 : 8485 <addr (8486) r16 8487 time 8488", {0x8490, 0x8485, 0x8486}},
+        {"    8004:\te28db000 add", {0x8004, 0xE28DB000}},
+        {"8004: 09 8005: 1b", {0x8004}},
+        {"8004: late", {}},
         {"x12345678 0x123456789 _1a2b 0x 12ag", {}},
         {"", {}}};
     for (const auto& [text, wanted] : cases) {

@@ -242,7 +242,16 @@ TEST_F(ConvertCommand, AFileOfOldEntriesIsNotConvertedButHintsAtIt)
     EXPECT_EQ(Run({"functions", path, "--convert", "never"}).err, "");
     EXPECT_EQ(Run({"functions", path, "--convert", "always"}).err,
               "symhost: " + path + ": Shown as converted to DWARF 2.0\n");
-    for (const char* command : {"units", "lines", "sections", "export"}) {
+    for (const char* command : {"units", "sections", "export"}) {
         EXPECT_EQ(Run({command, path}).err, "");
     }
+    const std::string misread = "symhost: " + path +
+                                ": Its line tables have opcodes that DWARF 2.0 does not have and are misread; --convert "
+                                "always shows the lines\n";
+    EXPECT_EQ(Run({"lines", path}).err, misread);
+    const Ran at = Run({"at", path, "station_main+8", "--json"});
+    EXPECT_EQ(at.err, misread);
+    EXPECT_NE(at.out.find("\"source\":null"), std::string::npos) << at.out;
+    EXPECT_EQ(Run({"at", path, "station.c:83"}).status, 1);
+    EXPECT_EQ(Run({"at", Sample("station.axf"), "station.c:81"}).err, "");
 }

@@ -46,6 +46,24 @@ TEST(SymbolTable, ASizedSymbolEndsAndALabelGoesOnToTheNext)
     EXPECT_TRUE(table.SectionsAt(0x8100).empty());
 }
 
+TEST(SymbolTable, MappingSymbolsTellTheKindUpToTheNextOne)
+{
+    ElfWriter elf(ByteOrder::Little);
+    elf.Section(".text", std::string(0x100, 0), {.flags = kCode, .address = 0x8000});
+    elf.Section(".more", std::string(0x100, 0), {.flags = kCode, .address = 0x8100});
+    elf.Symbol({"$t.12", 0x8020, 0, kSttNoType, kStbLocal});
+    elf.Symbol({"$d", 0x8030, 0, kSttNoType, kStbLocal});
+    elf.Symbol({"$a.0", 0x8010, 0, kSttNoType, kStbLocal});
+    const TempFile file = elf.Write();
+    const VFKElfFile image(file.Path());
+    const SymbolTable table(image);
+    EXPECT_EQ(table.MarkAt(0x800F, 1), '\0');
+    EXPECT_EQ(table.MarkAt(0x8010, 1), 'a');
+    EXPECT_EQ(table.MarkAt(0x802F, 1), 't');
+    EXPECT_EQ(table.MarkAt(0x80FF, 1), 'd');
+    EXPECT_EQ(table.MarkAt(0x8100, 2), '\0');
+}
+
 TEST(SymbolTable, SectionsOfAnObjectFileHaveTheirOwnSymbols)
 {
     ElfWriter elf(ByteOrder::Big);

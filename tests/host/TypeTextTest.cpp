@@ -1,6 +1,7 @@
 // host/TypeText.cpp: names and layouts of types.
 #include "host/TypeText.h"
 
+#include "host/MemberPath.h"
 #include "interfaces/DbgSymSymFile.h"
 
 #include <gtest/gtest.h>
@@ -58,7 +59,7 @@ protected:
     /// "0-4 member, 4-8 hole, ..." in bytes.
     std::string Rows(u32 id, bool wholeArrays = false)
     {
-        constexpr const char* kKinds[] = {"member", "hole", "padding", "virtual", "rest"};
+        constexpr const char* kKinds[] = {"member", "hole", "padding", "virtual", "rest", "unknown"};
         std::string text;
         for (const LayoutRow& row : TypeLayouts(store, false, wholeArrays).Of(*store.GetUserDefinedType(id))) {
             text += (text.empty() ? "" : ", ") + std::to_string(row.begin / 8) + '-' + std::to_string(row.end / 8) +
@@ -188,6 +189,37 @@ TEST_F(TypeTextTest, GapsThatNoAlignmentExplainsAreNoHoles)
     EXPECT_EQ(Rows(8, true), "0-5 member, 5-16 hole, 16-20 member, 20-24 padding");
     Struct(9, "Short", 8, {{"bytes", Array(10, kChar, 0, 0), 1, 0}, {"next", kInt, 4, 4}});
     EXPECT_EQ(Rows(9), "0-1 member, 1-4 hole, 4-8 member") << "alignment takes as many";
+
+    const DbgTypeDescription missing{kBaseUserDefined, 0, 99};
+    Struct(11, "Pointers", 16, {{"one", missing, 0, 0}, {"n", kInt, 4, 4}, {"other", missing, 0, 8}});
+    EXPECT_EQ(Rows(11), "0-0 member, 0-4 unknown, 4-8 member, 8-8 member, 8-16 unknown");
+}
+
+TEST_F(TypeTextTest, AMemberIsFoundWhereOthersOverlapIt)
+{
+    const auto at = [this](DbgTypeDescription type, u32 offset, u32 size = 0, bool wholeArrays = false) {
+        const MemberPath found = FindMember(TypeLayouts(store, false, wholeArrays), type, size, offset);
+        return found.path + '+' + std::to_string(found.rest);
+    };
+    const DbgTypeDescription table = Pointer(1, Pointer(2, Function(3)));
+    const DbgTypeDescription base = Struct(4, "Base", 20, {{"_vptr.Base", table, 4, 0}, {"b", kInt, 4, 4}});
+    const DbgTypeDescription derived =
+        Struct(5, "Derived", 40, {{"a", kInt, 4, 0}, {nullptr, base, 20, 4}, {"d", kInt, 4, 16}});
+    EXPECT_EQ(at(derived, 9), ".b+1");
+    EXPECT_EQ(at(derived, 13), "+13") << "counts from the variable, not from its base";
+    EXPECT_EQ(at(derived, 17), ".d+1") << "where the base by itself has its virtual bases";
+
+    const DbgTypeDescription row = Array(6, kInt, 0, 1);
+    const DbgTypeDescription tables = Struct(7, "Tables", 32, {{"t", row, 8, 0}, {"next", kInt, 4, 24}});
+    EXPECT_EQ(at(tables, 5), ".t+5") << "another dimension may be there";
+    EXPECT_EQ(at(tables, 21), ".t+21");
+    EXPECT_EQ(at(tables, 5, 32, true), ".t[1]+1");
+    EXPECT_EQ(at(row, 5, 24), "+5") << "a variable larger than its type";
+    EXPECT_EQ(at(row, 5, 8), "[1]+1");
+
+    const DbgTypeDescription either = Struct(8, "Either", 4, {{"c", kChar, 1, 0}, {"i", kInt, 4, 0}});
+    EXPECT_EQ(at(either, 0), ".c+0");
+    EXPECT_EQ(at(either, 2), ".i+2");
 }
 
 TEST_F(TypeTextTest, HeadsSayWhatATypeIs)
