@@ -51,9 +51,10 @@ struct AddressFacts {
     char kind = 0;    ///< of what is there: 'a', 't' or 'd' for ARM code, Thumb code or data; 0: not known
     std::vector<std::string> inlined; ///< functions, the innermost first
     bool isVariable = false;
-    MemberPath member;                          ///< in the variable
-    std::string type;                           ///< of the member
-    std::optional<AddressLookup::Place> source; ///< the line, unless it is another section's, beyond its function or misread
+    MemberPath member; ///< in the variable
+    std::string type;  ///< of the member
+    std::optional<AddressLookup::Place>
+        source; ///< the line, unless it is another section's, beyond its function or misread
 
     /// Whether anything but the module's nearest function is known.
     bool IsKnown() const { return section.has_value(); }

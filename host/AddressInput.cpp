@@ -329,8 +329,8 @@ void AddressInput::ReadLine(const SourceLine& line, AskedPlaces& asked)
         end = std::max(end, u64{range.value} + range.size);
     }
     if (asked.spots.empty() && !all) {
-        asked.failure = "The line tables are misread: no line " + std::to_string(line.number) + " of '" + line.path +
-                        "' is known";
+        asked.failure =
+            "The line tables are misread: no line " + std::to_string(line.number) + " of '" + line.path + "' is known";
     } else if (asked.spots.empty()) {
         asked.failure = hasFile ? "No code is of line " + std::to_string(line.number) + " of '" + line.path + "'"
                                 : "No code is of a file '" + line.path + "'" + NearUnits(m_file, line.path);

@@ -47,9 +47,9 @@ private:
 /// Reads hexadecimal digits that could not be a number in C's notation: "80fc", "00008000".
 std::optional<u32> ParseBareHex(std::string_view text);
 
-/// The hexadecimal numbers of a line of text, by where they stand in it: with "0x", of eight digits, or of four and more
-/// with digits and letters. Of four and more digits alone, which may be decimal, those behind the name of a register, and
-/// one that begins the line of a dump. An offset ("main+0x10") doesn't count.
+/// The hexadecimal numbers of a line of text, by where they stand in it: with "0x", of eight digits, or of four and
+/// more with digits and letters. Of four and more digits alone, which may be decimal, those behind the name of a
+/// register, and one that begins the line of a dump. An offset ("main+0x10") doesn't count.
 struct ScannedNumber {
     std::size_t begin;
     std::size_t end;

@@ -238,7 +238,8 @@ void NameLookup::Load(const NamePattern& pattern, const std::vector<u32>& symbol
     }
 }
 
-/// Symbols that stand where the thing does. In an object file only its name and its size tell them from those of other sections.
+/// Symbols that stand where the thing does. In an object file only its name and its size tell them from those of other
+/// sections.
 std::vector<const ElfSymbol*> NameLookup::SymbolsOf(const Entry& entry) const
 {
     const DbgSymSymFile& store = m_file.Store();

@@ -136,9 +136,8 @@ std::vector<const ElfSymbol*> SymbolTable::StandingAt(u32 address, u16 section) 
 
 char SymbolTable::MarkAt(u32 address, u16 section) const
 {
-    const auto behind =
-        std::upper_bound(m_marks.begin(), m_marks.end(), std::pair(section, address),
-                         [](const auto& place, const Mark& mark) { return place < mark.Place(); });
+    const auto behind = std::upper_bound(m_marks.begin(), m_marks.end(), std::pair(section, address),
+                                         [](const auto& place, const Mark& mark) { return place < mark.Place(); });
     return behind != m_marks.begin() && std::prev(behind)->section == section ? std::prev(behind)->kind : '\0';
 }
 

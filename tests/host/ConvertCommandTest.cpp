@@ -245,9 +245,10 @@ TEST_F(ConvertCommand, AFileOfOldEntriesIsNotConvertedButHintsAtIt)
     for (const char* command : {"units", "sections", "export"}) {
         EXPECT_EQ(Run({command, path}).err, "");
     }
-    const std::string misread = "symhost: " + path +
-                                ": Its line tables have opcodes that DWARF 2.0 does not have and are misread; --convert "
-                                "always shows the lines\n";
+    const std::string misread =
+        "symhost: " + path +
+        ": Its line tables have opcodes that DWARF 2.0 does not have and are misread; --convert "
+        "always shows the lines\n";
     EXPECT_EQ(Run({"lines", path}).err, misread);
     const Ran at = Run({"at", path, "station_main+8", "--json"});
     EXPECT_EQ(at.err, misread);

@@ -1,10 +1,13 @@
-// host/DebugSurvey.cpp: which files are converted by themselves, and which get the hint.
+// host/DebugSurvey.cpp and host/LineOpcodes.cpp: which files are converted by themselves, and which get a hint.
 #include "host/DebugSurvey.h"
 
+#include "host/LineOpcodes.h"
 #include "index/DwarfCodes.h"
+#include "interfaces/VFKElfFile.h"
 #include "tests/host/HostTesting.h"
 #include "tests/support/DwarfBuilder.h"
 #include "tests/support/ElfWriter.h"
+#include "tests/support/LineBuilder.h"
 
 #include <gtest/gtest.h>
 
@@ -38,6 +41,14 @@ protected:
         ElfWriter elf(GetParam());
         elf.Section(".debug_abbrev", abbrev);
         return HasEntriesPassedOver(elf.Write().Path());
+    }
+
+    std::unordered_set<u32> Misread(const ByteSection& line) const
+    {
+        ElfWriter elf(GetParam());
+        elf.Section(".debug_line", line);
+        const TempFile file = elf.Write();
+        return MisreadLineProgrammes(VFKElfFile(file.Path()));
     }
 
     static ByteSection& Declare(ByteSection& abbrev, u32 tag, bool children, bool sibling)
@@ -146,4 +157,35 @@ TEST(DebugSurvey, OfTheSamples)
     EXPECT_TRUE(HasEntriesPassedOver(Sample("station.axf"))) << "it has pointers to member";
     EXPECT_TRUE(HasEntriesPassedOver(Sample("clang.axf"))) << "it has no AT_sibling";
     EXPECT_FALSE(HasEntriesPassedOver(Sample("symbols.axf")));
+}
+
+TEST_P(DebugSurveyTest, ProgrammesAreMisreadThatUseOpcodesOfDwarf3)
+{
+    LineHeader later;
+    later.opcodeBase = 13;
+    later.operandCounts = {0, 1, 1, 1, 1, 0, 0, 0, 1, 0, 0, 1};
+    ByteSection line = Section();
+    const auto add = [&](const LineHeader& header, bool prologueEnd) {
+        LineBuilder builder(line, header);
+        builder.File("a.c").SetAddress(0x8000).AdvanceLine(9).FixedAdvancePc(0x0A0B).AdvancePc(11).Copy();
+        if (prologueEnd) {
+            line.U8(10);
+        }
+        builder.EndSequence();
+        builder.Finish();
+        return builder.Offset();
+    };
+    add({}, true); // a special one
+    add(later, false);
+    EXPECT_TRUE(Misread(line).empty());
+    const u32 used = add(later, true);
+    LineHeader newer;
+    newer.version = 4;
+    const u32 unknown = add(newer, false);
+    EXPECT_EQ(Misread(line), (std::unordered_set<u32>{used, unknown}));
+    for (u32 size = 0; size < line.Size(); ++size) {
+        ByteSection cut = line;
+        EXPECT_LE(Misread(cut.Truncate(size)).size(), 2u);
+    }
+    EXPECT_LE(Misread(Section().Fill(100, 0xFF)).size(), 1u);
 }
