@@ -169,7 +169,6 @@ std::string_view NameLookup::NameOf(const Entry& entry) const
 
 std::vector<u32> NameLookup::MatchSymbols(const NamePattern& pattern)
 {
-    EnterStore();
     BestMatches<u32> best;
     const std::vector<Entry> candidates = pattern.IsWide() ? m_entries : Candidates({pattern.Word()});
     for (const Entry& entry : candidates) {

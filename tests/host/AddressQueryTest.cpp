@@ -111,11 +111,19 @@ TEST(AddressQuery, NothingIsSaidOfWhatIsBeyond)
     EXPECT_TRUE(gap["source"].is_null());
 }
 
+TEST(AddressQuery, TheKindIsThatOfNumberedMappingSymbolsToo)
+{
+    EXPECT_EQ(At("station_main", "clang.axf")["kind"], "ARM");
+    EXPECT_EQ(At("clamp", "clang.axf")["kind"], "THMB");
+    EXPECT_TRUE(At("clamp", "clang.axf")["code"].is_null()) << "the module's answer";
+}
+
 TEST(AddressQuery, VariablesAreToldByTheirMembers)
 {
     const std::pair<const char*, const char*> cases[] = {{"root+5", "root.right"},
                                                          {"root", "root.left"},
                                                          {"control_words+4", "control_words[1]"},
+                                                         {"weights+1", "weights"}, // bytes [3][2]
                                                          {"last_total", "last_total"}};
     for (const auto& [text, path] : cases) {
         const json answer = At(text);
@@ -123,6 +131,7 @@ TEST(AddressQuery, VariablesAreToldByTheirMembers)
         EXPECT_EQ(answer["kind"], "DATA");
     }
     EXPECT_EQ(At("root+5")["variable_offset"], 1);
+    EXPECT_EQ(At("root+5")["variable_type"], "node *");
     EXPECT_TRUE(At("channels+20")["variable"].is_null()) << "without debug information";
     EXPECT_EQ(At("channels+20")["offset"], 20);
 }

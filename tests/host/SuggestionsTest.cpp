@@ -31,6 +31,7 @@ TEST(Suggestions, TheNearestComeFirst)
               ". Did you mean station_main, station_min or station_max?");
     EXPECT_EQ(QuestionOf("func", {"functional_thing", "functions"}), ". Did you mean functions or functional_thing?");
     EXPECT_EQ(QuestionOf("x", {"y", "units"}), "");
+    EXPECT_EQ(QuestionOf("Main", {"Main", "main"}), ". Did you mean main?") << "not what was typed";
     EXPECT_EQ(QuestionOf("", {"", "a"}), "");
 }
 
