@@ -1,6 +1,8 @@
 // host/AddressInput.cpp, host/AddressFacts.cpp and what `at` makes of them.
 #include "host/AddressInput.h"
 #include "tests/host/HostTesting.h"
+#include "tests/support/DwarfBuilder.h"
+#include "tests/support/ElfWriter.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -143,6 +145,43 @@ TEST(AddressQuery, InlinedFunctionsAreToldFromTheInside)
     EXPECT_EQ(RowsAt("0x80cc", "shapes-5-O2.axf").size(), 1u);
     EXPECT_EQ(SplitLines(RunHost({"at", "-i", Sample("shapes-5-O2.axf"), "0x80cc"}).out).at(1),
               "              inlined geometry::Shape::Shape, in geometry::detail::Polygon<int, 4>::Polygon");
+}
+
+TEST(ScopeQuery, FunctionsOfAnObjectFileAreToldByTheirNames)
+{
+    DwarfBuilder dwarf(ByteOrder::Little);
+    const auto function = [&](const char* name, u32 size) { dwarf.Die(TAG_subprogram).Name(name).Range(0, size); };
+    dwarf.Unit().Name("a.c").Range(0, 0x20).Children([&] {
+        function("first", 0x10);
+        function("second", 0x20);
+        function("over", 8);
+        function("over", 4);
+    });
+    dwarf.EndUnit();
+    ElfWriter elf(ByteOrder::Little);
+    for (const char* section : {".text.a", ".text.b", ".text.c", ".text.d"}) {
+        elf.Section(section, std::string(0x20, 0), {.flags = kShfAlloc | kShfExecInstr});
+    }
+    elf.Symbol({"first", 0, 0x10, kSttFunc, kStbGlobal, 1});
+    elf.Symbol({"second", 0, 0x20, kSttFunc, kStbGlobal, 2});
+    elf.Symbol({"_Z4overd", 0, 8, kSttFunc, kStbGlobal, 3});
+    elf.Symbol({"_Z4overi", 0, 4, kSttFunc, kStbGlobal, 4});
+    dwarf.AddTo(elf);
+    elf.Edit([](ElfRecords& records) { records.header.e_type = 1; });
+    const TempFile file = elf.Write();
+    const auto heads = [&](const std::vector<std::string>& arguments) {
+        std::vector<std::string> words = {"scopes", file.Path()};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        std::string text;
+        for (const std::string& line : SplitLines(RunHost(words).out)) {
+            text += line[0] == ' ' ? "" : line.substr(0, line.find("  id ")) + '\n';
+        }
+        return text;
+    };
+    EXPECT_EQ(heads({"second"}), "second  0x00000000  size 32\n");
+    EXPECT_EQ(heads({"--at", "second+12"}), "second  0x00000000  size 32\n");
+    EXPECT_EQ(heads({"over(int)"}), "over  0x00000000  size 4\n");
+    EXPECT_EQ(heads({"--at", "0xc"}), "first  0x00000000  size 16\nsecond  0x00000000  size 32\n");
 }
 
 } // namespace
