@@ -252,6 +252,9 @@ void LineRunner::ComplainOfWord(const std::string& word) const
         }
     }
     Suggestions suggestions(word);
+    for (const char* name : {"quit", "exit", "help"}) {
+        suggestions.Offer(name);
+    }
     for (const std::string& name : ConsoleCommandNames()) {
         suggestions.Offer(name);
     }

@@ -58,7 +58,8 @@ protected:
     void DeclareMore(Options& options) override
     {
         options.Words("NAME", m_options.names, Options::OrInput,
-                      "Names, last parts of names, or globs; without any, read from standard input");
+                      std::string("Names, last parts of names, or globs") +
+                          (options.IsFileOpen() ? "" : "; without any, read from standard input"));
         options.Offering(Options::Offer::Names);
         options.Flag("--regex", m_options.regex, "Each NAME is a regular expression");
     }
@@ -83,13 +84,21 @@ protected:
     void DeclareMore(Options& options) override
     {
         options.Words("ADDRESS", m_options.addresses, Options::OrInput,
-                      "Numbers, SYMBOL, SYMBOL+0x10, FILE:LINE, or ranges A-B;\n"
-                      "without any, those in the text from standard input");
+                      std::string("Numbers, SYMBOL, SYMBOL+0x10, FILE:LINE, or ranges A-B") +
+                          (options.IsFileOpen() ? "" : "; without any, those in the text from standard input"));
         options.Offering(Options::Offer::Names);
         options.Flag("-i", m_options.inlines, "Add the functions that are inlined there");
         options.Flag("--annotate", m_options.annotate, "Echo the text with the answers behind its numbers");
     }
     Opening HowToOpen() const override { return {.hint = Hint::Lines}; }
+    int CheckWords() override
+    {
+        if (m_options.annotate && !m_options.addresses.empty()) {
+            Complain("", "--annotate reads a text from standard input, and takes no ADDRESS");
+            return kUsageError;
+        }
+        return 0;
+    }
     int Ask(Loader& file, Host& host) override { return ResolveAddresses(file, host.GetAnswer(), m_options); }
 
 private:

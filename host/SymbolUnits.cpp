@@ -97,7 +97,8 @@ void SymbolUnits::AddRanges(Loader& file)
     if (atZero > 1) {
         std::erase_if(ranges, [](const Extent& range) { return range.begin == 0; });
     }
-    m_ranges = WithoutOverlap(std::move(ranges));
+    // A unit with code in several sections states a range that reaches over all that lies between.
+    m_ranges = Innermost(std::move(ranges));
 }
 
 void SymbolUnits::AddThings(Loader& file)

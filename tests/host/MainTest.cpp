@@ -55,6 +55,7 @@ TEST(Main, OneLineAndAStatusForEachFailure)
         {{"units", file, "--bogus"}, 2, "There is no option '--bogus' of 'units'"},
         {{"functions", file, "--unti=a.c"}, 2, "Did you mean --unit?"},
         {{"units", file, "--line", "5"}, 2, "There is no option '--line' of 'units'"},
+        {{"at", file, "--annotate", "main"}, 2, "takes no ADDRESS"},
         {{"at", file, "[5]"}, 1, "'[5]' is no address"},
         {{"lines", file, "--line", "main.c:"}, 2, "'main.c:' is no source line"},
         {{"lines", file, "--line", "100000"}, 1, "No code is of line 100000"},

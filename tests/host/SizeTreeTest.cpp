@@ -1,4 +1,5 @@
 // host/SizeTree.cpp, host/ProgramImage.cpp and host/SizeQuery.cpp: each byte of a program counts once.
+#include "host/Extents.h"
 #include "host/ProgramImage.h"
 #include "tests/host/HostTesting.h"
 #include "tests/support/ElfWriter.h"
@@ -73,6 +74,22 @@ TEST_P(SizesOfBothOrders, EachByteBelongsToTheFirstSymbolThatReachesIt)
                                         "label function 20+12", "sized_at_label function 32+2", "padding gap 34+2",
                                         "literals gap 36+8", "table data 44+4", "words variable 48+8",
                                         "literals gap 56+4", "unnamed gap 60+30", "too_large variable 90+10"}));
+}
+
+TEST(Sizes, AUnitThatReachesOverOthersHasWhatTheyLeave)
+{
+    const auto pieces = [](std::vector<Extent> extents) {
+        std::string text;
+        for (const Extent& piece : Innermost(std::move(extents))) {
+            text +=
+                std::to_string(piece.owner) + ':' + std::to_string(piece.begin) + '-' + std::to_string(piece.end) + ' ';
+        }
+        return text;
+    };
+    EXPECT_EQ(pieces({{0, 100, 1, false}, {10, 20, 2, false}, {20, 30, 3, false}, {90, 110, 4, false}}),
+              "1:0-10 2:10-20 3:20-30 1:30-90 4:90-110 ");
+    EXPECT_EQ(pieces({{5, 9, 1, false}, {5, 9, 2, false}, {20, 24, 1, false}}), "1:5-9 1:20-24 ");
+    EXPECT_EQ(pieces({}), "");
 }
 
 TEST(Sizes, OverlappingAndEmptySectionsAddUpByThemselves)
