@@ -11,6 +11,7 @@
 #include <cctype>
 #include <cstddef>
 #include <deque>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <unordered_set>
@@ -40,6 +41,12 @@ std::optional<u32> FixedAddress(const DbgVariable& variable)
 std::string_view FileName(std::string_view path)
 {
     return path.substr(path.find_last_of("/\\") + 1);
+}
+
+std::string_view FileStem(std::string_view path)
+{
+    const std::string_view name = FileName(path);
+    return name.substr(0, name.rfind('.'));
 }
 
 } // namespace
@@ -98,7 +105,15 @@ void SymbolUnits::AddRanges(Loader& file)
         std::erase_if(ranges, [](const Extent& range) { return range.begin == 0; });
     }
     // A unit with code in several sections states a range that reaches over all that lies between.
-    m_ranges = Innermost(std::move(ranges));
+    m_ranges = Innermost(ranges);
+    std::vector<u64> lost(m_paths.size());
+    for (const Extent& range : ranges) {
+        lost[range.owner] += range.end - range.begin;
+    }
+    for (const Extent& range : m_ranges) {
+        lost[range.owner] -= range.end - range.begin;
+    }
+    std::transform(lost.begin(), lost.end(), std::back_inserter(m_reachesOver), [](u64 bytes) { return bytes != 0; });
 }
 
 void SymbolUnits::AddThings(Loader& file)
@@ -196,7 +211,14 @@ u32 SymbolUnits::UnitOf(const ProgramSymbol& symbol) const
         return first->unit;
     }
     const auto known = m_publicNames.find(symbol.name);
-    return known != m_publicNames.end() && !symbol.IsLocal() ? known->second : UnitAt(address);
+    if (known != m_publicNames.end() && !symbol.IsLocal()) {
+        return known->second;
+    }
+    const u32 around = UnitAt(address);
+    // Code without debug information can lie in such a range, too.
+    const bool isOthers = around != kNone && m_reachesOver[around] && symbol.IsLocal() && !symbol.file.empty() &&
+                          FileStem(symbol.file) != FileStem(m_paths[around]);
+    return isOthers ? kNone : around;
 }
 
 u32 SymbolUnits::UnitAt(u32 address) const

@@ -57,6 +57,7 @@ private:
     std::unordered_map<std::string_view, u32> m_publicNames; ///< units of variables by the names of their symbols
     std::vector<Thing> m_things;
     std::vector<Extent> m_ranges;
+    std::vector<bool> m_reachesOver; ///< of each unit that states a range: whether other units lie in that
 };
 
 /// A symbol's name without the number by which a compiler tells local ones apart: "count" for "count.0".
