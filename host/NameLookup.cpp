@@ -207,6 +207,13 @@ void NameLookup::LoadUnit(u32 unitId)
     }
 }
 
+void NameLookup::Expect(std::size_t names)
+{
+    if (names > kMaxSearches) {
+        LoadEverything();
+    }
+}
+
 void NameLookup::LoadEverything()
 {
     for (std::size_t unit = 0; !m_everything && unit < m_file.UnitCount(); ++unit) {
@@ -286,7 +293,8 @@ std::vector<NameLookup::Offered> NameLookup::Fitting(const NamePattern& pattern,
         const std::string_view name = NameOf(entry);
         const auto [match, added] = known.try_emplace(name.data(), NameMatch::None);
         if (added) {
-            match->second = pattern.Match(name);
+            match->second =
+                entry.kind == Kind::Symbol ? pattern.Match(name, m_demangled[entry.index]) : pattern.Match(name);
         }
         const bool canHaveSymbols = entry.kind == Kind::Function || entry.kind == Kind::Variable;
         if (match->second == NameMatch::None && !canHaveSymbols) {
@@ -330,7 +338,7 @@ std::vector<NamedThing> NameLookup::Find(const NamePattern& pattern)
     return best.Things();
 }
 
-std::vector<std::string_view> NameLookup::KnownNames()
+const std::vector<std::string>& NameLookup::KnownNames()
 {
     constexpr u32 kLarge = u32{16} << 20;
     const Elf32_Shdr* info = m_elf.GetSectionHeader(".debug_info");
@@ -338,16 +346,24 @@ std::vector<std::string_view> NameLookup::KnownNames()
         LoadEverything();
     }
     EnterStore();
-    std::unordered_set<const char*> seen; // most names occur in many units
-    std::vector<std::string_view> names;
+    if (m_known == m_entries.size()) {
+        return m_knownNames;
+    }
+    m_known = m_entries.size();
+    std::unordered_set<std::string> names; // most occur in many units
+    std::unordered_set<const char*> seen;
     for (const Entry& entry : m_entries) {
         const bool mangled = entry.kind == Kind::Symbol && !m_demangled[entry.index].empty();
         const std::string_view name = mangled ? m_demangled[entry.index] : NameOf(entry);
         if (seen.insert(name.data()).second) {
-            names.push_back(name);
+            if (name.size() <= Suggestions::kLongest) {
+                names.emplace(name);
+            }
+            names.insert(LastWord(name));
         }
     }
-    return names;
+    m_knownNames.assign(names.begin(), names.end());
+    return m_knownNames;
 }
 
 std::string NearNames(NameLookup& lookup, const NamePattern& pattern)
@@ -358,12 +374,11 @@ std::string NearNames(NameLookup& lookup, const NamePattern& pattern)
     // A file that isn't converted has the names of types without their namespaces.
     const std::string last = LastWord(pattern.Text());
     Suggestions suggestions(pattern.Text());
-    for (const std::string_view name : lookup.KnownNames()) {
+    for (const std::string& name : lookup.KnownNames()) {
         if (name == last && last != pattern.Text()) {
             return ". Did you mean " + last + '?';
         }
         suggestions.Offer(name);
-        suggestions.Offer(LastWord(name));
     }
     return suggestions.Question();
 }

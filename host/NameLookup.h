@@ -42,15 +42,18 @@ public:
     /// The symbols with a place or an absolute value that the pattern fits best; loads nothing.
     std::vector<const ElfSymbol*> FindSymbols(const NamePattern& pattern);
 
+    /// So many names will be asked for. Loads everything at once if that is cheaper than looking for them one by one.
+    void Expect(std::size_t names);
+
     /// All units with all scopes.
     void LoadEverything();
 
     SymbolTable& Symbols() { return m_symbols; }
     /// The C++ name of a symbol; empty if it is none.
     std::string_view Demangled(const ElfSymbol& symbol);
-    /// Names of the file, for suggestions; of a large file only those that are loaded. Each
-    /// is good until the next call of this class.
-    std::vector<std::string_view> KnownNames();
+    /// Names of the file, and their last words, for suggestions; of a large file only those that are loaded. Each
+    /// stands there once, and is good until the next call of this class.
+    const std::vector<std::string>& KnownNames();
 
 private:
     /// A thing by a hash of its last word. A symbol can have two: its C++ name's as well.
@@ -97,6 +100,8 @@ private:
     std::size_t m_scoped = 0; ///< functions whose scopes are loaded
     u32 m_searches = 0;       ///< through the sections
     bool m_everything = false;
+    std::vector<std::string> m_knownNames;
+    std::size_t m_known = 0; ///< entries that are among them
 };
 
 /// The end of a complaint that there is no such name: ". Did you mean ...?", if some are near.

@@ -44,7 +44,18 @@ public:
     {
     }
 
-    /// @return false if nothing has the name; the complaint has been made.
+    /// @return false if nothing has one of the names; the complaint has been made.
+    bool FindAll(const std::vector<std::string>& names)
+    {
+        m_lookup.Expect(names.size());
+        bool all = true;
+        for (const std::string& name : names) {
+            all = Find(name) && all;
+        }
+        return all;
+    }
+
+private:
     bool Find(const std::string& name)
     {
         std::string text = name;
@@ -67,7 +78,6 @@ public:
         return false;
     }
 
-private:
     ModulesAnswer AskModule(const std::string& name) const
     {
         ModulesAnswer answer;
@@ -92,19 +102,22 @@ int FindNames(Loader& file, Answer answer, const FindOptions& options)
 {
     file.LoadIndex();
     NameFinder finder(file, answer, options);
+    if (!options.names.empty()) {
+        return finder.FindAll(options.names) ? 0 : 1;
+    }
     bool all = true;
-    for (const std::string& name : options.names) {
-        all = finder.Find(name) && all;
-    }
-    if (options.names.empty()) {
-        LineReader lines(STDIN_FILENO);
-        for (std::string line; lines.Next(line) && answer.output.Error() == 0;) {
-            all = (line.empty() || finder.Find(line)) && all;
-            if (!lines.Buffered()) {
-                answer.output.Flush();
-            }
+    LineReader lines(STDIN_FILENO);
+    std::vector<std::string> names; // those that are here already
+    for (std::string line; lines.Next(line) && answer.output.Error() == 0;) {
+        if (!line.empty()) {
+            names.push_back(line);
         }
-        all = !ComplainOfInput(lines) && all;
+        if (!lines.Buffered()) {
+            all = finder.FindAll(names) && all;
+            names.clear();
+            answer.output.Flush();
+        }
     }
-    return all ? 0 : 1;
+    all = finder.FindAll(names) && all;
+    return !ComplainOfInput(lines) && all ? 0 : 1;
 }

@@ -9,8 +9,14 @@
 namespace {
 
 constexpr std::size_t kMostKept = 3;
-constexpr std::size_t kLongest = 256; ///< nobody mistypes more, and a file may have names as long as itself
 constexpr std::size_t kShortestStart = 3;
+
+/// @param small has no capital letters.
+bool BeginsWith(std::string_view text, std::string_view small)
+{
+    return text.size() >= small.size() && SmallLetters(text.substr(0, 1)) == small.substr(0, 1) &&
+           SmallLetters(text.substr(0, small.size())) == small;
+}
 
 } // namespace
 
@@ -56,13 +62,15 @@ void Suggestions::Offer(std::string_view candidate)
     if (m_wanted.empty() || candidate.empty() || candidate.size() > kLongest || candidate == m_typed) {
         return;
     }
-    const std::string small = SmallLetters(candidate);
-    std::size_t distance = EditDistance(m_wanted, small, m_limit);
+    std::size_t distance = m_limit + 1;
+    if (candidate.size() <= m_wanted.size() + m_limit && m_wanted.size() <= candidate.size() + m_limit) {
+        distance = EditDistance(m_wanted, SmallLetters(candidate), m_limit);
+    }
     if (distance > m_limit) {
-        if (m_wanted.size() < kShortestStart || small.compare(0, m_wanted.size(), m_wanted) != 0) {
+        if (m_wanted.size() < kShortestStart || !BeginsWith(candidate, m_wanted)) {
             return;
         }
-        distance = m_limit + small.size() - m_wanted.size(); // the shorter it goes on, the nearer
+        distance = m_limit + candidate.size() - m_wanted.size(); // the shorter it goes on, the nearer
     }
     Kept kept{distance, std::string(candidate)};
     const auto place = std::lower_bound(m_kept.begin(), m_kept.end(), kept);

@@ -14,6 +14,9 @@ std::size_t EditDistance(std::string_view from, std::string_view to, std::size_t
 /// Capital letters count as small ones. The text itself isn't kept: whoever asks knows that it won't do.
 class Suggestions {
 public:
+    /// Nobody mistypes more, and a file may have names as long as itself.
+    static constexpr std::size_t kLongest = 256;
+
     explicit Suggestions(std::string_view wanted);
 
     void Offer(std::string_view candidate);

@@ -38,6 +38,38 @@ TEST_P(NameLookup, LengthsThatLieEndTheSearchOrCorrectIt)
     }
 }
 
+/// Asks for each name so often that an index is made.
+void ExpectSameAnswers(Dwarf2File& file, std::initializer_list<const char*> names)
+{
+    for (u32 round = 0; round < 8; ++round) {
+        for (const char* name : names) {
+            const bool there = Dwarf2FileProbe::FindPubName(file, name, true) != kNone;
+            EXPECT_EQ(file.LoadSymbolByName(nullptr, name), there) << name << " in round " << round;
+        }
+    }
+}
+
+TEST_P(NameLookup, ManyNamesGetTheSameAnswers)
+{
+    dwarf.Unit().Name("a.c").Children([&] {
+        dwarf.Label("first").Die(TAG_base_type).Name("first").Attr(AT_byte_size, FORM_data1, 4);
+        dwarf.Label("second").Die(TAG_base_type).Name("second").Attr(AT_byte_size, FORM_data1, 2);
+    });
+    dwarf.EndUnit();
+    dwarf.PubSet(0, 0, {{dwarf.Offset("first"), "twice"}, {dwarf.Offset("second"), "b"}});
+    dwarf.PubSet(0, 0, {{dwarf.Offset("second"), "twice"}, {dwarf.Offset("first"), "last"}});
+    ExpectSameAnswers(Index(dwarf), {"twice", "last", "absent", ""});
+    EXPECT_NE(Type(dwarf.Offset("first")), nullptr);
+    EXPECT_EQ(Type(dwarf.Offset("second")), nullptr) << "of two entries the first";
+
+    dwarf.pubnames.Patch(0, 15, 4); // too short: the second set begins among the entries of the first
+    ExpectSameAnswers(Index(dwarf), {"twice", "last", "wice", "absent"});
+    for (u32 size = dwarf.pubnames.Size(); size-- != 0;) {
+        dwarf.pubnames.Truncate(size);
+        ExpectSameAnswers(Index(dwarf), {"twice", "last", "las"});
+    }
+}
+
 TEST_P(NameLookup, ANameLoadsItsTypesAndNoScopes)
 {
     dwarf.Unit().Name("a.c").Children([&] {

@@ -9,6 +9,7 @@
 #include "index/CompileUnitInfo.h"
 #include "index/DieInfoMap.h"
 #include "index/OffsetMap.h"
+#include "index/PubNames.h"
 #include "interfaces/Elf32.h"
 #include "interfaces/Types.h"
 #include "interfaces/VFKDataBuf.h"
@@ -271,6 +272,9 @@ private:
     // index/NameLookup.cpp
     /// Offset of the first DIE of that name, or kNone. Without `restart` the search goes on after the last match.
     u32 FindPubName(const char* name, bool restart);
+    template <typename Wanted>
+    u32 SearchPubNames(Wanted&& isWanted);
+    bool IndexPubNames();
 
     // symbols/AddressForm.cpp
     void SetLinkAddress(DbgAddress& address, u32 value) const; ///< in the file's address form
@@ -420,11 +424,7 @@ private:
     std::map<u32, char> m_mappingSymbols;            ///< address to 'a', 't' or 'd'
     u32 m_codeTypeCache = kCodeTypeUnknown;
     std::vector<u32> m_pendingDies; ///< offsets to load when the running walk is over
-    u32 m_pubLength = 0;            ///< header of the set of `.debug_pubnames` being searched; 0: none is open
-    u32 m_pubSetOffset = 0;
-    u32 m_pubVersion = 0;
-    u32 m_pubInfoOffset = 0;
-    u32 m_pubInfoLength = 0;
+    PubNames m_pubNames;
     std::ostream* m_dumpStream = nullptr; ///< where dump text goes; null is silent
     i32 m_dumpIndent = 0;                 ///< nesting level of the DIE dump, never below 0
     u32 m_sectionId = kNone;              ///< engine section against which addresses are held

@@ -3,6 +3,7 @@
 #include "index/Cursor.h"
 
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -52,19 +53,26 @@ u32 Dwarf2File::FindPubName(const char* name, bool restart)
     ReadLateSection(m_debug_pubnames, ".debug_pubnames", false);
     if (restart || AtEnd(m_debug_pubnames)) {
         Seek(m_debug_pubnames, 0);
-        m_pubLength = 0;
+        m_pubNames.setLength = 0;
     }
     if (name == nullptr) {
         return kNone;
     }
+    return SearchPubNames([name](const char* text, u32) { return std::strcmp(text, name) == 0; });
+}
+
+/// From the cursor on, up to the entry for which `isWanted(text, DIE)` is true.
+template <typename Wanted>
+u32 Dwarf2File::SearchPubNames(Wanted&& isWanted)
+{
     SearchedEntries searched;
     while (!AtEnd(m_debug_pubnames)) {
-        if (m_pubLength == 0) {
-            m_pubLength = m_debug_pubnames.Get32();
-            m_pubSetOffset = m_debug_pubnames.Pos();
-            m_pubVersion = m_debug_pubnames.Get16();
-            m_pubInfoOffset = m_debug_pubnames.Get32();
-            m_pubInfoLength = m_debug_pubnames.Get32();
+        if (m_pubNames.setLength == 0) {
+            m_pubNames.setLength = m_debug_pubnames.Get32();
+            m_pubNames.setOffset = m_debug_pubnames.Pos();
+            m_pubNames.setVersion = m_debug_pubnames.Get16();
+            m_pubNames.infoOffset = m_debug_pubnames.Get32();
+            m_pubNames.infoLength = m_debug_pubnames.Get32();
         }
         while (searched.Add(m_debug_pubnames.Pos())) {
             const u32 entry = m_debug_pubnames.Get32();
@@ -72,25 +80,48 @@ u32 Dwarf2File::FindPubName(const char* name, bool restart)
                 break;
             }
             const char* text = searched.ReadText(m_debug_pubnames);
-            if (text != nullptr && std::strcmp(text, name) == 0) {
-                return m_pubInfoOffset + entry;
+            if (text != nullptr && isWanted(text, m_pubNames.infoOffset + entry)) {
+                return m_pubNames.infoOffset + entry;
             }
         }
         // The next set is where the declared length says. A sum that wraps would lead back to what has been searched:
         // it ends the search.
-        const u64 next = u64{m_pubSetOffset} + m_pubLength;
+        const u64 next = u64{m_pubNames.setOffset} + m_pubNames.setLength;
         if (next < m_debug_pubnames.Pos()) {
             searched.StartNoting(m_debug_pubnames.Size());
         }
         Seek(m_debug_pubnames, next < kNone ? static_cast<u32>(next) : kNone);
-        m_pubLength = 0;
+        m_pubNames.setLength = 0;
     }
     return kNone;
 }
 
+/// At the fifth name makes the index.
+/// @return true if it is there.
+bool Dwarf2File::IndexPubNames()
+{
+    constexpr u32 kFew = 4;
+    if (m_pubNames.asked++ != kFew) {
+        return m_pubNames.index.has_value();
+    }
+    FindPubName(nullptr, true);
+    PubNameIndex index;
+    u64 length = 0;
+    SearchPubNames([&](const char* text, u32 die) {
+        length += std::strlen(text);
+        index.Add(text, die);
+        return length > m_debug_pubnames.Size();
+    });
+    if (length <= m_debug_pubnames.Size()) { // else sets overlap, and have one long text many times
+        index.Sort();
+        m_pubNames.index = std::move(index);
+    }
+    return m_pubNames.index.has_value();
+}
+
 bool Dwarf2File::LoadSymbolByName(const DbgSymContext*, const char* name)
 {
-    const u32 offset = FindPubName(name, true);
+    const u32 offset = name != nullptr && IndexPubNames() ? m_pubNames.index->Find(name) : FindPubName(name, true);
     if (offset == kNone) {
         return false;
     }
