@@ -6,6 +6,19 @@
 #include "host/Output.h"
 #include "interfaces/DbgPrefDataExtractor.h"
 
+#include <optional>
+#include <utility>
+
+struct Host::OpenFile {
+    explicit OpenFile(const std::string& path)
+        : shown(path)
+    {
+    }
+
+    ShownFile shown;
+    std::optional<Loader> loader;
+};
+
 Host::Host(const CommonOptions& options, Output& output)
     : m_options(options)
     , m_output(output)
@@ -13,6 +26,8 @@ Host::Host(const CommonOptions& options, Output& output)
     // What is shown on the screen beside a bar shows the progress better.
     m_bars.written = [this] { return m_output.IsTerminal() ? m_output.Taken() : 0; };
 }
+
+Host::~Host() = default;
 
 DbgSymbolicInterface* Host::Plugin()
 {
@@ -39,12 +54,13 @@ int Host::WithFile(const std::string& path, const Opening& opening, const std::f
         Complain(path, why);
         return 1;
     }
-    ShownFile shown(path);
-    if (!shown.Prepare(ConvertOr(opening.convert), opening.hint)) {
+    m_last.reset();
+    auto opened = std::make_unique<OpenFile>(path);
+    if (!opened->shown.Prepare(ConvertOr(opening.convert), opening.hint)) {
         return 1;
     }
     static u32 lastKey = 0; // no two files of the process have one
-    Loader file(*plugin, shown, ++lastKey);
+    Loader& file = opened->loader.emplace(*plugin, opened->shown, ++lastKey);
     const bool rated = file.Rate() != 0;
     const std::string whyNot = rated ? std::string() : WhyNotElf32(path);
     const bool served = opening.needs == Opening::Elf ? whyNot.empty() : rated;
@@ -58,7 +74,11 @@ int Host::WithFile(const std::string& path, const Opening& opening, const std::f
         Complain(path, "The plug-in has no memory for the file");
         return 1;
     }
-    const LoadProgress progress(file, m_bars);
-    const int status = run(file);
+    int status = 0;
+    {
+        const LoadProgress progress(file, m_bars);
+        status = run(file);
+    }
+    m_last = std::move(opened);
     return served ? status : 1;
 }

@@ -9,6 +9,7 @@
 #include "interfaces/Types.h"
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -41,8 +42,11 @@ struct Opening {
 
 class Host {
 public:
-    /// @param options, @param output outlive this.
+    /// @param options, @param output outlive each command that runs.
     Host(const CommonOptions& options, Output& output);
+    ~Host();
+    Host(const Host&) = delete;
+    Host& operator=(const Host&) = delete;
 
     Answer GetAnswer() const { return {m_output, m_options.json, !m_options.noDemangle}; }
     const CommonOptions& Options() const { return m_options; }
@@ -53,15 +57,19 @@ public:
     /// The conversion to use where a command has its own default.
     ConvertMode ConvertOr(ConvertMode byDefault) const { return m_options.convert.value_or(byDefault); }
 
-    /// Opens a file (rates and adds it), and runs something on it. May be nested, for two files.
+    /// Opens a file (rates and adds it), and runs something on it. May be nested, for two files. The file stays open
+    /// until this opens another, or ends.
     /// @return the exit status of `run`; 1 if the file could not be served; the complaint has been made.
     int WithFile(const std::string& path, const Opening& opening, const std::function<int(Loader&)>& run);
 
 private:
+    struct OpenFile;
+
     const CommonOptions& m_options;
     Output& m_output;
     Module m_module;
     ProgressBars m_bars;
     bool m_tried = false;
     bool m_loaded = false;
+    std::unique_ptr<OpenFile> m_last; ///< of the module
 };

@@ -87,6 +87,8 @@ void NameLookup::EnterSymbols()
 void NameLookup::EnterStore()
 {
     const DbgSymSymFile& store = m_file.Store();
+    const std::size_t more = store.FuncScopeCount() - m_functions + store.TypeCount() - m_types;
+    m_entries.reserve(m_entries.size() + more);
     for (; m_functions < store.FuncScopeCount(); ++m_functions) {
         Enter(Kind::Function, m_functions);
     }
@@ -133,18 +135,23 @@ void NameLookup::SortEntries()
     m_sorted = m_entries.size();
 }
 
-std::vector<NameLookup::Entry> NameLookup::Candidates(const std::vector<std::string>& words)
+/// What may fit a pattern: all, or what has one of the words. Good until the next call.
+std::span<const NameLookup::Entry> NameLookup::Candidates(const NamePattern& pattern,
+                                                          const std::vector<std::string>& words)
 {
+    if (pattern.IsWide()) {
+        return m_entries;
+    }
     SortEntries();
-    std::vector<Entry> found;
+    m_candidates.clear();
     for (const std::string& word : words) {
         const u32 hash = HashOf(word);
         const auto begin = std::lower_bound(m_entries.begin(), m_entries.end(), hash,
                                             [](const Entry& entry, u32 value) { return entry.hash < value; });
         const auto end = std::find_if(begin, m_entries.end(), [&](const Entry& entry) { return entry.hash != hash; });
-        found.insert(found.end(), begin, end);
+        m_candidates.insert(m_candidates.end(), begin, end);
     }
-    return found;
+    return m_candidates;
 }
 
 std::string_view NameLookup::NameOf(const Entry& entry) const
@@ -170,8 +177,7 @@ std::string_view NameLookup::NameOf(const Entry& entry) const
 std::vector<u32> NameLookup::MatchSymbols(const NamePattern& pattern)
 {
     BestMatches<u32> best;
-    const std::vector<Entry> candidates = pattern.IsWide() ? m_entries : Candidates({pattern.Word()});
-    for (const Entry& entry : candidates) {
+    for (const Entry& entry : Candidates(pattern, {pattern.Word()})) {
         if (entry.kind == Kind::Symbol) {
             best.Offer(pattern.Match(NameOf(entry), m_demangled[entry.index]), entry.index);
         }
@@ -285,7 +291,7 @@ NameLookup::Offered NameLookup::Offer(const NamePattern& pattern, const Entry& e
     return offered;
 }
 
-std::vector<NameLookup::Offered> NameLookup::Fitting(const NamePattern& pattern, const std::vector<Entry>& candidates)
+std::vector<NameLookup::Offered> NameLookup::Fitting(const NamePattern& pattern, std::span<const Entry> candidates)
 {
     std::unordered_map<const char*, NameMatch> known;
     std::vector<Offered> fitting;
@@ -327,7 +333,7 @@ std::vector<NamedThing> NameLookup::Find(const NamePattern& pattern)
 
     BestMatches<NamedThing> best;
     std::unordered_set<const ElfSymbol*> taken; // shown with what they stand for, or by their other word
-    for (const Offered& offered : Fitting(pattern, pattern.IsWide() ? m_entries : Candidates(words))) {
+    for (const Offered& offered : Fitting(pattern, Candidates(pattern, words))) {
         const std::vector<const ElfSymbol*>& own = offered.thing.symbols;
         if (offered.thing.kind == Kind::Symbol && taken.count(own.front()) != 0) {
             continue;

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -75,13 +76,13 @@ private:
         m_entries.push_back({0, static_cast<u32>(index), static_cast<u16>(value), kind});
     }
     void SortEntries();
-    std::vector<Entry> Candidates(const std::vector<std::string>& words);
+    std::span<const Entry> Candidates(const NamePattern& pattern, const std::vector<std::string>& words);
     std::string_view NameOf(const Entry& entry) const;
     void Load(const NamePattern& pattern, const std::vector<u32>& symbols);
     void LoadUnit(u32 unitId);
     std::vector<u32> MatchSymbols(const NamePattern& pattern);
     Offered Offer(const NamePattern& pattern, const Entry& entry, NameMatch own) const;
-    std::vector<Offered> Fitting(const NamePattern& pattern, const std::vector<Entry>& candidates);
+    std::vector<Offered> Fitting(const NamePattern& pattern, std::span<const Entry> candidates);
     std::vector<const ElfSymbol*> SymbolsOf(const Entry& entry) const;
     u32 IndexOf(const ElfSymbol& symbol) const { return static_cast<u32>(&symbol - m_symbols.All().data()); }
 
@@ -91,6 +92,7 @@ private:
     std::vector<std::string> m_demangled; ///< of each symbol
     AddressLookup m_addresses;
     std::vector<Entry> m_entries;                  ///< those up to m_sorted ascending by hash
+    std::vector<Entry> m_candidates;
     std::unordered_map<const char*, u32> m_hashes; ///< of the last words of names
     std::size_t m_sorted = 0;
     std::size_t m_functions = 0; ///< entered so far

@@ -236,6 +236,23 @@ std::string ExpressionOf(std::string_view glob)
     return wild ? expression : std::string();
 }
 
+/// The longest word of a glob that stands for itself: what it fits has it. Empty if there is none.
+std::string LiteralOf(std::string_view glob)
+{
+    std::string_view longest;
+    if (glob.find_first_of("[\\") != std::string_view::npos) {
+        return {};
+    }
+    for (std::size_t at = 0; at < glob.size();) {
+        const auto begin = glob.begin() + static_cast<std::ptrdiff_t>(at);
+        const auto end = std::find_if_not(begin, glob.end(), IsWordCharacter);
+        const auto length = static_cast<std::size_t>(end - begin);
+        longest = length > longest.size() ? glob.substr(at, length) : longest;
+        at += length + 1;
+    }
+    return std::string(longest);
+}
+
 std::unique_ptr<re2::RE2> Compile(const std::string& expression)
 {
     re2::RE2::Options options;
@@ -272,6 +289,7 @@ NamePattern::NamePattern(std::string text, bool regex)
     : m_text(std::move(text))
     , m_spelling(WithoutBlanks(m_text))
     , m_word(regex ? std::string() : LastWord(m_text))
+    , m_literal(regex ? std::string() : LiteralOf(m_text))
     , m_regex(regex)
 {
     const std::string expression = regex ? m_text : ExpressionOf(m_text);
@@ -315,6 +333,9 @@ NameMatch NamePattern::MatchOne(std::string_view name) const
     if (m_regex) {
         const bool found = m_error.empty() && re2::RE2::PartialMatch(Piece(name), *m_expression);
         return found ? NameMatch::Pattern : NameMatch::None;
+    }
+    if (name.find(m_literal) == std::string_view::npos) {
+        return NameMatch::None; // most names
     }
     const NameMatch match = MatchName(m_spelling, m_word, name);
     if (match != NameMatch::None || m_expression == nullptr) {

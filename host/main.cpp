@@ -16,17 +16,29 @@
 
 namespace {
 
-int RunGuarded(const Invocation& invocation, Output& output)
+int RunGuarded(const Invocation& invocation, Output& output, std::optional<Host>& host)
 {
     try {
-        Host host(invocation.options, output);
-        return invocation.command->Run(host);
+        return invocation.command->Run(host.emplace(invocation.options, output));
     } catch (const std::bad_alloc&) {
         Complain("", "Out of memory");
     } catch (const std::exception& exception) {
         Complain("", exception.what());
     }
     return invocation.command->TroubleStatus();
+}
+
+/// @param host stays with what it holds.
+int RunCommand(const std::vector<std::string>& words, bool endsByPipe, std::optional<Host>& host)
+{
+    StandardOutput output(endsByPipe);
+    Invocation invocation;
+    std::optional<int> status = ParseCommandLine(words, LineSource::Shell, invocation, output.Get());
+    if (!status) {
+        output.Apply(invocation.options);
+        status = RunGuarded(invocation, output.Get(), host);
+    }
+    return output.Finish(*status, invocation.command == nullptr ? EXIT_FAILURE : invocation.command->TroubleStatus());
 }
 
 /// A standard descriptor that the shell has closed must not become the symbol file. Reading from it, or writing
@@ -49,13 +61,11 @@ int main(int argc, char** argv)
     const bool endsByPipe = std::signal(SIGPIPE, SIG_IGN) != SIG_IGN;
     std::signal(SIGXFSZ, SIG_IGN);
     OpenStandardDescriptors();
-    StandardOutput output(endsByPipe);
-    Invocation invocation;
-    const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
-    std::optional<int> status = ParseCommandLine(words, LineSource::Shell, invocation, output.Get());
-    if (!status) {
-        output.Apply(invocation.options);
-        status = RunGuarded(invocation, output.Get());
-    }
-    return output.Finish(*status, invocation.command == nullptr ? EXIT_FAILURE : invocation.command->TroubleStatus());
+    std::optional<Host> host;
+    const int status = RunCommand({argv + std::min(argc, 1), argv + argc}, endsByPipe, host);
+#ifdef HOST_ENDS_AT_ONCE
+    std::_Exit(status); // the system takes the memory back faster than a million destructors do
+#else
+    return status;
+#endif
 }
