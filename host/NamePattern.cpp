@@ -5,17 +5,26 @@
 #include "host/Demangle.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <optional>
 #include <re2/re2.h>
 #include <utility>
 
 namespace {
 
+constexpr std::array<bool, 256> kIsWordCharacter = [] {
+    std::array<bool, 256> is{};
+    for (std::size_t i = 0; i < is.size(); ++i) {
+        is[i] = (i >= '0' && i <= '9') || (i >= 'a' && i <= 'z') || (i >= 'A' && i <= 'Z') || i == '_' || i == '$' ||
+                i >= 0x80;
+    }
+    return is;
+}();
+
 bool IsWordCharacter(char character)
 {
-    return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
-           (character >= 'A' && character <= 'Z') || character == '_' || character == '$' ||
-           static_cast<unsigned char>(character) >= 0x80;
+    return kIsWordCharacter[static_cast<unsigned char>(character)];
 }
 
 bool IsWord(std::string_view name)
@@ -65,9 +74,6 @@ public:
         while (m_at < m_text.size() && !m_done) {
             Step();
         }
-        if (m_templateEnd != m_end) {
-            m_template = m_end;
-        }
         if (m_end == m_text.size() && Begin() != 0) {
             m_starts = {0}; // "unsigned int": no function
         }
@@ -78,9 +84,40 @@ public:
     const std::vector<std::size_t>& Starts() const { return m_starts; }
     std::size_t ArgumentsBegin() const { return m_end; }
     /// Of the template arguments of the last part; ArgumentsBegin() if it has none.
-    std::size_t TemplateBegin() const { return m_template; }
+    std::size_t TemplateBegin() const
+    {
+        return !m_templates.empty() && m_templates.back().end == m_end ? m_templates.back().begin : m_end;
+    }
+    /// Where the template arguments end that begin there; nothing if none do.
+    std::optional<std::size_t> TemplateEnd(std::size_t begin) const
+    {
+        for (const Span& arguments : m_templates) {
+            if (arguments.begin == begin) {
+                return arguments.end;
+            }
+        }
+        return std::nullopt;
+    }
+    /// The qualified name without any arguments.
+    std::string Plain() const
+    {
+        std::string plain;
+        std::size_t at = Begin();
+        for (const Span& arguments : m_templates) {
+            if (arguments.begin >= at) {
+                plain += m_text.substr(at, arguments.begin - at);
+                at = arguments.end;
+            }
+        }
+        return plain.append(m_text.substr(at, m_end > at ? m_end - at : 0));
+    }
 
 private:
+    struct Span {
+        std::size_t begin;
+        std::size_t end;
+    };
+
     bool Has(std::string_view piece) const { return m_text.substr(m_at, piece.size()) == piece; }
 
     void Step()
@@ -95,9 +132,9 @@ private:
             // What stands in front is the type that a function template returns.
             m_starts.assign(1, ++m_at);
         } else if (m_text[m_at] == '<') {
-            m_template = m_at != 0 && m_text[m_at - 1] == ' ' ? m_at - 1 : m_at;
+            const std::size_t begin = m_at != 0 && m_text[m_at - 1] == ' ' ? m_at - 1 : m_at;
             PassBrackets();
-            m_templateEnd = m_at;
+            m_templates.push_back({begin, m_at});
         } else if (m_text[m_at] == '(') {
             PassArguments();
         } else if (m_text[m_at] == '{' || m_text[m_at] == '[') {
@@ -165,11 +202,8 @@ private:
     std::vector<std::size_t> m_starts = {0};
     std::size_t m_at = 0;
     std::size_t m_end;
-    std::size_t m_template = 0;
-    std::size_t m_templateEnd = kNowhere;
+    std::vector<Span> m_templates; ///< of the parts, not those inside of others
     bool m_done = false;
-
-    static constexpr std::size_t kNowhere = static_cast<std::size_t>(-1);
 };
 
 /// "vtable for X", "non-virtual thunk to f()": not a name, but something about one.
@@ -180,31 +214,39 @@ bool IsDescription(std::string_view name)
     return head.find(" for ") != std::string_view::npos || head.find(" to ") != std::string_view::npos;
 }
 
-NameMatch MatchName(const std::string& wanted, const std::string& word, std::string_view name)
+/// Compares from the begin of a part on, over template arguments that aren't wanted.
+/// @return where what is wanted ends, if it is there.
+std::optional<std::size_t> EndOf(std::string_view wanted, std::string_view text, const NameParts& parts,
+                                 std::size_t begin)
 {
-    if (name.find(word) == std::string_view::npos) {
-        return NameMatch::None; // most names
+    std::size_t at = begin;
+    for (std::size_t next = 0; next < wanted.size();) {
+        if (at < text.size() && text[at] == wanted[next]) {
+            ++at;
+            ++next;
+        } else if (const std::optional<std::size_t> behind = parts.TemplateEnd(at)) {
+            at = *behind;
+        } else {
+            return std::nullopt;
+        }
     }
-    const std::string text = WithoutBlanks(name);
-    if (text == wanted) {
-        return NameMatch::Exact;
-    }
-    if (text.find(wanted) == std::string::npos || wanted.empty() || IsDescription(name)) {
-        return NameMatch::None;
-    }
+    return at;
+}
+
+/// @param text has no needless blanks, and isn't what is wanted.
+NameMatch MatchParts(std::string_view wanted, std::string_view text)
+{
     const NameParts parts(text);
     for (const std::size_t begin : parts.Starts()) {
-        if (text.compare(begin, wanted.size(), wanted) != 0) {
+        const std::optional<std::size_t> end = EndOf(wanted, text, parts, begin);
+        if (!end || (*end != text.size() && *end != parts.ArgumentsBegin() && *end != parts.TemplateBegin())) {
             continue;
         }
-        const std::size_t end = begin + wanted.size();
-        const bool whole = begin == parts.Begin();
-        if (end == text.size()) {
-            return whole ? NameMatch::Exact : NameMatch::LastPart;
+        if (begin != parts.Begin()) {
+            return NameMatch::LastPart;
         }
-        if (end == parts.ArgumentsBegin() || end == parts.TemplateBegin()) {
-            return whole ? NameMatch::WithoutArguments : NameMatch::LastPart;
-        }
+        const bool whole = *end == text.size() && *end - begin == wanted.size();
+        return whole ? NameMatch::Exact : NameMatch::WithoutArguments;
     }
     return NameMatch::None;
 }
@@ -253,6 +295,19 @@ std::string LiteralOf(std::string_view glob)
     return std::string(longest);
 }
 
+/// The piece of a name around what could be a character of a glob ("operator*", "(char*)"): names in which it stands
+/// for itself have all of it.
+std::string WildPieceOf(std::string_view spelling)
+{
+    const std::size_t wild = std::min(spelling.find_first_of("*?["), spelling.size());
+    const std::size_t scope = spelling.rfind("::", wild);
+    const std::size_t bracket = spelling.rfind('(', wild);
+    const std::size_t begin = std::max(scope == std::string_view::npos ? 0 : scope + 2,
+                                       bracket == std::string_view::npos ? 0 : bracket);
+    const std::size_t end = std::min({spelling.find("::", wild), spelling.find_first_of("(<", wild), spelling.size()});
+    return std::string(spelling.substr(begin, end - begin));
+}
+
 std::unique_ptr<re2::RE2> Compile(const std::string& expression)
 {
     re2::RE2::Options options;
@@ -290,6 +345,7 @@ NamePattern::NamePattern(std::string text, bool regex)
     , m_spelling(WithoutBlanks(m_text))
     , m_word(regex ? std::string() : LastWord(m_text))
     , m_literal(regex ? std::string() : LiteralOf(m_text))
+    , m_wildPiece(WildPieceOf(m_spelling))
     , m_regex(regex)
 {
     const std::string expression = regex ? m_text : ExpressionOf(m_text);
@@ -337,9 +393,17 @@ NameMatch NamePattern::MatchOne(std::string_view name) const
     if (name.find(m_literal) == std::string_view::npos) {
         return NameMatch::None; // most names
     }
-    const NameMatch match = MatchName(m_spelling, m_word, name);
-    if (match != NameMatch::None || m_expression == nullptr) {
-        return match;
+    const std::string text = WithoutBlanks(name);
+    if (text == m_spelling) {
+        return NameMatch::Exact;
+    }
+    if (m_expression == nullptr) {
+        return m_spelling.empty() || IsDescription(name) ? NameMatch::None : MatchParts(m_spelling, text);
+    }
+    if (text.find(m_wildPiece) != std::string::npos && !IsDescription(name)) {
+        if (const NameMatch match = MatchParts(m_spelling, text); match != NameMatch::None) {
+            return match;
+        }
     }
     if (FitsAll(name)) {
         return NameMatch::Pattern;
@@ -347,9 +411,9 @@ NameMatch NamePattern::MatchOne(std::string_view name) const
     if (IsWord(name) || IsDescription(name)) {
         return NameMatch::None;
     }
-    const std::string text = WithoutBlanks(name);
     const NameParts parts(text);
     const std::string_view bare = std::string_view(text).substr(0, parts.ArgumentsBegin());
-    const bool found = FitsAll(bare.substr(parts.Begin())) || FitsAll(bare.substr(parts.Starts().back()));
+    const bool found = FitsAll(bare.substr(parts.Begin())) || FitsAll(bare.substr(parts.Starts().back())) ||
+                       FitsAll(parts.Plain());
     return found ? NameMatch::Pattern : NameMatch::None;
 }

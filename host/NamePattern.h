@@ -17,13 +17,13 @@ enum class NameMatch : u8 {
     None,
     Pattern,          ///< by a glob or a regular expression
     LastPart,         ///< "Next", "Reader::Next" for "sensors::Reader::Next(int)"
-    WithoutArguments, ///< "sensors::Reader::Next" for it; "parse" for "parse<int>(char*)", "parse.part.0"
+    WithoutArguments, ///< "sensors::Reader::Next" for it; "Ring::parse" for "Ring<int>::parse<int>(char*)"
     Exact,            ///< as it stands, mangled, or the C++ name whole
 };
 
 /// One of these, tried in the order of NameMatch from the best on:
-/// - a name: mangled, or in C++ with or without arguments, template arguments and the scopes around it. Blanks in it
-///   count between words only.
+/// - a name: mangled, or in C++ with or without arguments, template arguments (of any part) and the scopes around it.
+///   Blanks in it count between words only.
 /// - a glob (`filter*`, `*::Next`, `[a-c]?`) for all of a name, or for its last part
 /// - instead of both, a regular expression of RE2 that is found anywhere in a name
 class NamePattern {
@@ -55,6 +55,7 @@ private:
     std::string m_spelling; ///< the text without the blanks that don't count
     std::string m_word;
     std::string m_literal; ///< a word that any name must have to fit, also a glob; empty if none is known
+    std::string m_wildPiece; ///< a name that a glob could be must have it
     std::string m_error;
     std::unique_ptr<re2::RE2> m_expression; ///< of a glob or a regular expression; null for a plain name
     bool m_regex;

@@ -63,6 +63,27 @@ TEST(NamePattern, AMangledNameFitsByItsCppName)
            {"vtable for Reader", "_ZTV6Reader", NameMatch::Exact}});
 }
 
+TEST(NamePattern, TemplateArgumentsNeedNotBeGiven)
+{
+    Check({{"Ring::Next", "Ring<short, 4>::Next", NameMatch::WithoutArguments},
+           {"Ring<short,4>::Next", "Ring<short, 4>::Next", NameMatch::Exact},
+           {"Ring<int, 4>::Next", "Ring<short, 4>::Next", NameMatch::None},
+           {"Ring::Next", "a::Ring<short, 4>::Next(char*)", NameMatch::LastPart},
+           {"a::Ring::Next(char*)", "a::Ring<short, 4>::Next(char*)", NameMatch::WithoutArguments},
+           {"Ring::Next", "_ZN4RingIsLi4EE4NextEv", NameMatch::WithoutArguments},
+           {"Ring", "Ring<short, 4>", NameMatch::WithoutArguments},
+           {"Ring::Box::get", "void Ring<A<B<int> > >::Box<char>::get<int>(int)", NameMatch::WithoutArguments},
+           {"Ring::Box<char>::get", "Ring<A>::Box<char>::get<int>(int)", NameMatch::WithoutArguments},
+           {"Ring::Box<int>::get", "Ring<A>::Box<char>::get<int>(int)", NameMatch::None},
+           {"A", "Ring<A>::Next", NameMatch::None},
+           {"Ring::N*", "a::Ring<short, 4>::Next", NameMatch::None},
+           {"a::Ring::N*", "a::Ring<short, 4>::Next", NameMatch::Pattern},
+           {"operator<", "operator< <int>(A, A)", NameMatch::WithoutArguments},
+           {"K::operator<", "K<int>::operator< <int>(A)", NameMatch::WithoutArguments},
+           {"K::operator<", "K<int>::operator<<(A)", NameMatch::None},
+           {"f", "f<(anonymous namespace)::g(", NameMatch::WithoutArguments}});
+}
+
 TEST(NamePattern, OperatorsAreNames)
 {
     Check({{"operator()", "_ZN1KclEi", NameMatch::LastPart},
