@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <nlohmann/json.hpp>
 
 namespace {
@@ -11,15 +12,40 @@ namespace {
 bool NeedsEscape(char character)
 {
     const auto byte = static_cast<unsigned char>(character);
-    return byte < 0x20 || byte >= 0x7F || byte == '"' || byte == '\\';
+    return (byte < 0x20) | (byte >= 0x7F) | (byte == '"') | (byte == '\\');
 }
 
-template <typename Number>
-void AppendNumber(std::string& line, Number value)
+/// In blocks, which a compiler can turn into vectors.
+bool IsPlain(std::string_view text)
 {
-    char digits[24];
-    line.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
+    constexpr std::size_t kBlock = 16;
+    std::size_t at = 0;
+    for (; at + kBlock <= text.size(); at += kBlock) {
+        bool escape = false;
+        for (std::size_t i = 0; i < kBlock; ++i) {
+            escape |= NeedsEscape(text[at + i]);
+        }
+        if (escape) {
+            return false;
+        }
+    }
+    return std::none_of(text.begin() + static_cast<std::ptrdiff_t>(at), text.end(), NeedsEscape);
 }
+
+/// Digits of a number, without the cost of growing the line by each.
+template <typename Number>
+class Digits {
+public:
+    explicit Digits(Number value)
+        : m_size(static_cast<std::size_t>(std::to_chars(m_digits, m_digits + sizeof m_digits, value).ptr - m_digits))
+    {
+    }
+    std::string_view Text() const { return {m_digits, m_size}; }
+
+private:
+    char m_digits[24];
+    std::size_t m_size;
+};
 
 } // namespace
 
@@ -40,81 +66,73 @@ const std::string& JsonLine::End()
     return m_line;
 }
 
-void JsonLine::Key(const char* key)
+/// The line grows once for all that comes, which counts for millions of values.
+JsonLine& JsonLine::Append(JsonKey key, std::string_view value, bool quoted)
 {
-    if (m_line.back() != '{' && m_line.back() != '[') {
-        m_line += ',';
+    const bool hasKey = key.text.data() != nullptr;
+    const std::size_t before = m_line.size();
+    const bool comma = m_line.back() != '{' && m_line.back() != '[';
+    m_line.resize(before + (comma ? 1 : 0) + (hasKey ? key.text.size() + 3 : 0) + value.size() + (quoted ? 2 : 0));
+    char* at = m_line.data() + before;
+    const auto put = [&at](std::string_view text) { at = std::copy(text.begin(), text.end(), at); };
+    put(comma ? "," : "");
+    if (hasKey) {
+        put("\"");
+        put(key.text);
+        put("\":");
     }
-    if (key != nullptr) {
-        m_line += '"';
-        m_line += key;
-        m_line += "\":";
-    }
-}
-
-JsonLine& JsonLine::Number(const char* key, u32 value)
-{
-    Key(key);
-    AppendNumber(m_line, value);
+    put(quoted ? "\"" : "");
+    put(value);
+    put(quoted ? "\"" : "");
     return *this;
 }
 
-JsonLine& JsonLine::Number64(const char* key, u64 value)
+JsonLine& JsonLine::Number(JsonKey key, u32 value)
 {
-    Key(key);
-    AppendNumber(m_line, value);
-    return *this;
+    return Append(key, Digits(value).Text(), false);
 }
 
-JsonLine& JsonLine::Signed(const char* key, i32 value)
+JsonLine& JsonLine::Number64(JsonKey key, u64 value)
 {
-    Key(key);
-    AppendNumber(m_line, value);
-    return *this;
+    return Append(key, Digits(value).Text(), false);
 }
 
-JsonLine& JsonLine::NumberOrNull(const char* key, u32 value)
+JsonLine& JsonLine::Signed(JsonKey key, i32 value)
+{
+    return Append(key, Digits(value).Text(), false);
+}
+
+JsonLine& JsonLine::NumberOrNull(JsonKey key, u32 value)
 {
     return value == kNone ? Null(key) : Number(key, value);
 }
 
-JsonLine& JsonLine::Bool(const char* key, bool value)
+JsonLine& JsonLine::Bool(JsonKey key, bool value)
 {
-    Key(key);
-    m_line += value ? "true" : "false";
-    return *this;
+    return Append(key, value ? "true" : "false", false);
 }
 
-JsonLine& JsonLine::Null(const char* key)
+JsonLine& JsonLine::Null(JsonKey key)
 {
-    Key(key);
-    m_line += "null";
-    return *this;
+    return Append(key, "null", false);
 }
 
-JsonLine& JsonLine::Text(const char* key, std::string_view value)
+JsonLine& JsonLine::Text(JsonKey key, std::string_view value)
 {
-    Key(key);
-    if (std::none_of(value.begin(), value.end(), NeedsEscape)) {
-        m_line += '"';
-        m_line += value;
-        m_line += '"';
-    } else {
-        m_line += nlohmann::json(value).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-    }
-    return *this;
+    return IsPlain(value)
+               ? Append(key, value, true)
+               : Append(key, nlohmann::json(value).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace), false);
 }
 
-JsonLine& JsonLine::TextOrNull(const char* key, const char* value)
+JsonLine& JsonLine::TextOrNull(JsonKey key, const char* value)
 {
     return value == nullptr ? Null(key) : Text(key, value);
 }
 
-JsonLine& JsonLine::Hex(const char* key, std::string_view bytes)
+JsonLine& JsonLine::Hex(JsonKey key, std::string_view bytes)
 {
     constexpr const char* kDigits = "0123456789abcdef";
-    Key(key);
-    m_line += '"';
+    Append(key, "\"", false);
     for (const char character : bytes) {
         const auto byte = static_cast<unsigned char>(character);
         m_line += kDigits[byte >> 4];
@@ -124,11 +142,9 @@ JsonLine& JsonLine::Hex(const char* key, std::string_view bytes)
     return *this;
 }
 
-JsonLine& JsonLine::OpenList(const char* key)
+JsonLine& JsonLine::OpenList(JsonKey key)
 {
-    Key(key);
-    m_line += '[';
-    return *this;
+    return Append(key, "[", false);
 }
 
 JsonLine& JsonLine::CloseList()
@@ -137,11 +153,9 @@ JsonLine& JsonLine::CloseList()
     return *this;
 }
 
-JsonLine& JsonLine::OpenObject(const char* key)
+JsonLine& JsonLine::OpenObject(JsonKey key)
 {
-    Key(key);
-    m_line += '{';
-    return *this;
+    return Append(key, "{", false);
 }
 
 JsonLine& JsonLine::CloseObject()

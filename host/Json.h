@@ -3,8 +3,18 @@
 
 #include "interfaces/Types.h"
 
+#include <cstring>
 #include <string>
 #include <string_view>
+
+/// The length of a literal is known when the call is compiled.
+struct JsonKey {
+    JsonKey(const char* key) // NOLINT: literals become keys by themselves
+        : text(key, key == nullptr ? 0 : std::strlen(key))
+    {
+    }
+    std::string_view text; ///< without data inside a list
+};
 
 /// Builds one line at a time in a buffer that is reused for the next one. Commas
 /// are set as needed; braces and brackets are the caller's to balance.
@@ -18,27 +28,27 @@ public:
     const std::string& End();
 
     /// Inside a list the key is left out: pass null.
-    JsonLine& Number(const char* key, u32 value);
-    JsonLine& Number64(const char* key, u64 value);
-    JsonLine& Signed(const char* key, i32 value);
+    JsonLine& Number(JsonKey key, u32 value);
+    JsonLine& Number64(JsonKey key, u64 value);
+    JsonLine& Signed(JsonKey key, i32 value);
     /// null if the value is kNone.
-    JsonLine& NumberOrNull(const char* key, u32 value);
-    JsonLine& Bool(const char* key, bool value);
-    JsonLine& Null(const char* key);
+    JsonLine& NumberOrNull(JsonKey key, u32 value);
+    JsonLine& Bool(JsonKey key, bool value);
+    JsonLine& Null(JsonKey key);
     /// Text in UTF-8; U+FFFD takes the place of what is malformed.
-    JsonLine& Text(const char* key, std::string_view value);
+    JsonLine& Text(JsonKey key, std::string_view value);
     /// null if the pointer is.
-    JsonLine& TextOrNull(const char* key, const char* value);
+    JsonLine& TextOrNull(JsonKey key, const char* value);
     /// Each byte as two lower-case hexadecimal digits.
-    JsonLine& Hex(const char* key, std::string_view bytes);
+    JsonLine& Hex(JsonKey key, std::string_view bytes);
 
-    JsonLine& OpenList(const char* key);
+    JsonLine& OpenList(JsonKey key);
     JsonLine& CloseList();
-    JsonLine& OpenObject(const char* key = nullptr);
+    JsonLine& OpenObject(JsonKey key = nullptr);
     JsonLine& CloseObject();
 
 private:
-    void Key(const char* key);
+    JsonLine& Append(JsonKey key, std::string_view value, bool quoted);
 
     std::string m_line;
 };

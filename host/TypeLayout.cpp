@@ -227,7 +227,6 @@ std::vector<LayoutRow> TypeLayouts::Of(const DbgUserDefinedVarType& type, u32 de
 {
     std::vector<LayoutRow> rows;
     u64 end = 0;
-    const u64 alignment = AlignmentOf(type, 0);
     for (const LayoutRow& row : Members(type, depth)) {
         if (row.begin > end) {
             const u64 own = AlignmentOf(row.member->type, row.size, 0);
@@ -238,6 +237,7 @@ std::vector<LayoutRow> TypeLayouts::Of(const DbgUserDefinedVarType& type, u32 de
     }
     const u64 typeEnd = u64{type.GetByteSize()} * 8;
     if (!rows.empty() && typeEnd > end) {
+        const u64 alignment = AlignmentOf(type, 0);
         const bool tooMuch = typeEnd - end >= alignment * 8;
         const bool bases = tooMuch && HasVirtualFunctions(type);
         AddGap(rows, {bases ? LayoutRow::VirtualBases : LayoutRow::Padding, nullptr, 0, end, typeEnd}, alignment);

@@ -143,26 +143,31 @@ public:
     /// @return false if there is nothing to show.
     bool List(const Types& types, const Selection& selection, bool all)
     {
-        std::vector<Row> rows = Select(types, all);
-        SortRows(rows, selection.sort, [](const Row& row) {
-            DbgAddress id;
-            id.value = row.type->GetId();
-            return SortKey{row.type->GetByteSize(), id, NameOf(*row.type)};
-        });
-        for (const Row& row : rows) {
+        std::size_t shown = 0;
+        const auto show = [&](const Row& row) {
+            ++shown;
             if (m_answer.json) {
                 WriteRecord(row);
             } else {
                 m_text.WriteLayout(*row.type, [&](std::string_view line) { m_answer.output.Write(line); });
             }
-            if (m_answer.output.Error() != 0) {
-                break;
-            }
+            return m_answer.output.Error() == 0;
+        };
+        if (selection.sort == SortBy::Nothing) {
+            VisitRows(types, all, show); // each while what it refers to is at hand
+        } else {
+            std::vector<Row> rows = Select(types, all);
+            SortRows(rows, selection.sort, [](const Row& row) {
+                DbgAddress id;
+                id.value = row.type->GetId();
+                return SortKey{row.type->GetByteSize(), id, NameOf(*row.type)};
+            });
+            static_cast<void>(std::all_of(rows.begin(), rows.end(), show));
         }
-        if (all && !m_answer.json && !rows.empty()) {
-            WriteCount(rows.size());
+        if (all && !m_answer.json && shown != 0) {
+            WriteCount(shown);
         }
-        return !rows.empty();
+        return shown != 0;
     }
 
     /// The same for those with holes, in a table. The worst come first, unless they are to be sorted otherwise.
@@ -195,25 +200,36 @@ private:
     };
 
     /// @param listedOnly leaves out what isn't listed by itself.
-    std::vector<Row> Select(const Types& types, bool listedOnly)
+    /// @param visit is called with each row, and returns false at the last one that it wants.
+    template <typename Visit>
+    void VisitRows(const Types& types, bool listedOnly, Visit&& visit)
     {
-        std::vector<Row> rows;
         std::unordered_map<std::size_t, u32> first; // by the hash of the layout
         for (const std::size_t i : types) {
             const DbgUserDefinedVarType& type = m_store.TypeAt(i);
-            if (!m_answer.json && listedOnly && !IsListed(type)) {
+            const bool listed = IsListed(type);
+            if (!m_answer.json && listedOnly && !listed) {
                 ++m_unlisted;
                 continue;
             }
-            const bool compared = !m_answer.json || IsListed(type);
+            const bool compared = !m_answer.json || listed;
             const u32 id = type.GetId();
             const u32 same = compared ? first.emplace(m_text.LayoutHash(type), id).first->second : id;
-            if (same == id || m_answer.json) {
-                rows.push_back({&type, same == id ? kNone : same});
-            } else {
+            if (same != id && !m_answer.json) {
                 ++m_alike;
+            } else if (!visit(Row{&type, same == id ? kNone : same})) {
+                return;
             }
         }
+    }
+
+    std::vector<Row> Select(const Types& types, bool listedOnly)
+    {
+        std::vector<Row> rows;
+        VisitRows(types, listedOnly, [&](const Row& row) {
+            rows.push_back(row);
+            return true;
+        });
         return rows;
     }
 

@@ -6,6 +6,7 @@
 #include "interfaces/DbgSymSymFile.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -36,24 +37,25 @@ constexpr std::pair<DbgVariableBaseType, const char*> kBaseNames[] = {
     {kBaseComplexFloat, "complex float"},
 };
 
-std::string Words(u16 qualifiers)
+std::string_view Words(u16 qualifiers)
 {
-    std::string words;
-    for (const auto& [bit, word] : {std::pair(kQualifierConst, "const"), std::pair(kQualifierVolatile, "volatile")}) {
-        if ((qualifiers & bit) != 0) {
-            words += words.empty() ? "" : " ";
-            words += word;
-        }
+    const bool isConst = (qualifiers & kQualifierConst) != 0;
+    if ((qualifiers & kQualifierVolatile) != 0) {
+        return isConst ? "const volatile" : "volatile";
     }
-    return words;
+    return isConst ? "const" : "";
 }
 
 /// The declarator of a pointer to what has this declarator. Qualifiers are the pointer's own.
 std::string PointerTo(u16 qualifiers, const std::string& declarator)
 {
-    const std::string words = Words(qualifiers);
+    const std::string_view words = Words(qualifiers);
     const bool apart = !declarator.empty() && (!words.empty() || declarator[0] != '*');
-    return '*' + (words.empty() ? words : ' ' + words) + (apart ? " " : "") + declarator;
+    std::string pointer = "*";
+    pointer += words.empty() ? "" : " ";
+    pointer += words;
+    pointer += apart ? " " : "";
+    return pointer + declarator;
 }
 
 /// Brackets bind closer than the star of a pointer.
@@ -207,10 +209,16 @@ std::string TypeText::TitleOf(const DbgUserDefinedVarType& type, bool withIds) c
 
 namespace {
 
-std::string Join(u16 qualifiers, const std::string& name, const std::string& declarator)
+std::string Join(u16 qualifiers, std::string_view name, std::string_view declarator)
 {
-    const std::string words = Words(qualifiers);
-    return (words.empty() ? words : words + ' ') + name + (declarator.empty() ? "" : ' ' + declarator);
+    const std::string_view words = Words(qualifiers);
+    std::string text;
+    text.reserve(words.size() + name.size() + declarator.size() + 2);
+    text += words;
+    text += words.empty() ? "" : " ";
+    text += name;
+    text += declarator.empty() ? "" : " ";
+    return text += declarator;
 }
 
 } // namespace
@@ -237,7 +245,7 @@ std::string TypeText::DeclareStored(const DbgUserDefinedVarType& type, u16 quali
     if (HasName(type)) {
         std::string name;
         AppendShort(name, type.GetName());
-        return Join(qualifiers, name, declarator);
+        return qualifiers == 0 && declarator.empty() ? name : Join(qualifiers, name, declarator);
     }
     if (depth == kMaxTypeDepth) {
         return Join(qualifiers, "...", declarator);
@@ -297,17 +305,6 @@ void TypeText::WriteLayout(const DbgUserDefinedVarType& type, bool withIds, cons
     }
 }
 
-std::size_t TypeText::LayoutHash(const DbgUserDefinedVarType& type) const
-{
-    std::size_t hash = 0;
-    WriteLayout(type, false, [&](std::string_view line) {
-        constexpr std::size_t kOdd = 0x9E3779B97F4A7C15;
-        hash = (hash ^ std::hash<std::string_view>()(line)) * kOdd; // the order of the lines counts
-        hash ^= hash >> 32;
-    });
-    return hash;
-}
-
 struct TypeText::MemberLine {
     std::string start; ///< up to the column of the type
     std::string type;
@@ -323,33 +320,35 @@ const DbgUserDefinedVarType* TypeText::Nameless(const LayoutRow& row) const
     return members != nullptr && !members->Members().empty() && m_expanded < kMostExpanded ? type : nullptr;
 }
 
-void TypeText::AddMembers(const DbgUserDefinedVarType& type, u64 offset, u32 depth, bool withIds,
-                          std::vector<MemberLine>& lines) const
+std::string TypeText::MemberName(const DbgUDTInfoMembers::Member& member) const
 {
-    const std::string indent(std::size_t{2} * depth, ' ');
+    std::string name;
+    if (member.name != nullptr) {
+        AppendPrintable(name, member.name);
+    } else {
+        const DbgUserDefinedVarType* stored = m_layouts.Find(member.type.udtId);
+        name = stored != nullptr && !HasName(*stored) ? "(anonymous)" : "(base)";
+    }
+    if (member.bitSize != 0) {
+        name += " : " + std::to_string(member.bitSize);
+    }
+    return name;
+}
+
+/// Visits the rows of a layout, those of nameless parts behind their own.
+/// @param visit gets the row, the offset of what it is in, the depth of that, and the part if its rows come next.
+template <typename Visit>
+void TypeText::VisitLayout(const DbgUserDefinedVarType& type, u64 offset, u32 depth, std::size_t& visited,
+                           Visit&& visit) const
+{
     for (const LayoutRow& row : m_layouts.Of(type)) {
         m_expanded += depth == 0 ? 0 : 1;
-        if (row.kind != LayoutRow::Member) {
-            lines.push_back({GapStart(row, offset), indent + GapName(row.kind), {}});
-            continue;
-        }
-        const DbgUDTInfoMembers::Member& member = *row.member;
-        const DbgUserDefinedVarType* part = Nameless(row);
-        const bool expand = part != nullptr && depth < kDeepestPart && lines.size() < kMostLines;
-        const DbgUserDefinedVarType* stored = m_layouts.Find(member.type.udtId);
-        std::string name;
-        if (member.name != nullptr) {
-            AppendPrintable(name, member.name);
-        } else {
-            name = stored != nullptr && !HasName(*stored) ? "(anonymous)" : "(base)";
-        }
-        if (member.bitSize != 0) {
-            name += " : " + std::to_string(member.bitSize);
-        }
-        lines.push_back({MemberStart(row, offset), indent + (expand ? KindName(*part) : NameOf(member.type, withIds)),
-                         std::move(name)});
-        if (expand) {
-            AddMembers(*part, offset + member.offset, depth + 1, withIds, lines);
+        const DbgUserDefinedVarType* part = row.kind == LayoutRow::Member ? Nameless(row) : nullptr;
+        part = depth < kDeepestPart && visited < kMostLines ? part : nullptr;
+        ++visited;
+        visit(row, offset, depth, part);
+        if (part != nullptr) {
+            VisitLayout(*part, offset + row.member->offset, depth + 1, visited, visit);
         }
     }
 }
@@ -357,7 +356,19 @@ void TypeText::AddMembers(const DbgUserDefinedVarType& type, u64 offset, u32 dep
 void TypeText::WriteMembers(const DbgUserDefinedVarType& type, bool withIds, const Write& write) const
 {
     std::vector<MemberLine> lines;
-    AddMembers(type, 0, 0, withIds, lines);
+    std::size_t visited = 0;
+    const auto add = [&](const LayoutRow& row, u64 offset, u32 depth, const DbgUserDefinedVarType* part) {
+        std::string indent(std::size_t{2} * depth, ' ');
+        if (row.kind != LayoutRow::Member) {
+            lines.push_back({GapStart(row, offset), indent + GapName(row.kind), {}});
+        } else {
+            const char* kind = part == nullptr ? nullptr : KindName(*part);
+            lines.push_back({MemberStart(row, offset),
+                             indent + (kind == nullptr ? NameOf(row.member->type, withIds) : kind),
+                             MemberName(*row.member)});
+        }
+    };
+    VisitLayout(type, 0, 0, visited, add);
     std::size_t width = kTypeWidth;
     for (const MemberLine& line : lines) {
         width = std::max(width, line.type.size() > kWidestType ? 0 : line.type.size() + 2);
@@ -374,4 +385,78 @@ void TypeText::WriteMembers(const DbgUserDefinedVarType& type, bool withIds, con
         }
         write(line.start + line.name + '\n');
     }
+}
+
+namespace {
+
+u64 Mix(u64 hash, u64 value)
+{
+    constexpr u64 kOdd = 0x9E3779B97F4A7C15;
+    hash = (hash ^ value) * kOdd;
+    return hash ^ hash >> 32;
+}
+
+/// The store keeps equal texts once.
+u64 Mix(u64 hash, const char* text)
+{
+    return Mix(hash, static_cast<u64>(reinterpret_cast<std::uintptr_t>(text)));
+}
+
+} // namespace
+
+/// What Declare makes a text of.
+u64 TypeText::NameHash(const DbgTypeDescription& type, u32 depth) const
+{
+    const DbgUserDefinedVarType* stored = type.baseType == kBaseUserDefined ? m_layouts.Find(type.udtId) : nullptr;
+    const u64 hash = Mix(type.baseType, type.qualifiers);
+    if (stored == nullptr || depth == kMaxTypeDepth) {
+        return hash;
+    }
+    if (HasName(*stored)) {
+        return Mix(hash, stored->GetName());
+    }
+    const DbgUDTInfo* info = stored->GetInfo();
+    switch (info == nullptr ? DbgUDTInfo::Kind::Members : info->GetKind()) {
+    case DbgUDTInfo::Kind::Pointer:
+        return Mix(Mix(hash, '*'), NameHash(static_cast<const DbgUDTInfoPointer*>(info)->target, depth + 1));
+    case DbgUDTInfo::Kind::Array: {
+        const auto* array = static_cast<const DbgUDTInfoArray*>(info);
+        return Mix(Mix(hash, u64{array->upper} - array->lower), NameHash(array->element, depth + 1));
+    }
+    case DbgUDTInfo::Kind::Typedef: {
+        DbgTypeDescription target = static_cast<const DbgUDTInfoTypedef*>(info)->target;
+        target.qualifiers = static_cast<u16>(target.qualifiers | type.qualifiers);
+        return NameHash(target, depth + 1);
+    }
+    default:
+        return Mix(hash, KindName(*stored));
+    }
+}
+
+std::size_t TypeText::LayoutHash(const DbgUserDefinedVarType& type) const
+{
+    u64 hash = Mix(Mix(Mix(0, KindName(type)), HasName(type) ? type.GetName() : ""), type.GetByteSize());
+    const DbgUDTInfo* info = type.GetInfo();
+    if (MembersOf(type) != nullptr) {
+        std::size_t visited = 0;
+        VisitLayout(type, 0, 0, visited,
+                    [&](const LayoutRow& row, u64 offset, u32 depth, const DbgUserDefinedVarType* part) {
+                        hash = Mix(Mix(Mix(hash, offset), u64{row.kind} << 32 | depth), row.begin);
+                        hash = Mix(hash, row.end);
+                        if (row.kind == LayoutRow::Member) {
+                            hash = Mix(Mix(hash, u64{row.member->bitSize} << 32 | row.member->offset), row.size);
+                            hash = Mix(hash, row.member->name);
+                            hash = Mix(hash, part != nullptr ? u64{1} : NameHash(row.member->type, 0));
+                        }
+                    });
+    } else if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Enum) {
+        for (const DbgUDTInfoEnum32::Value& value : static_cast<const DbgUDTInfoEnum32*>(info)->Values()) {
+            hash = Mix(Mix(hash, value.name), static_cast<u64>(value.value));
+        }
+    } else if (info != nullptr && info->GetKind() == DbgUDTInfo::Kind::Typedef && !IsFunction(type)) {
+        hash = Mix(hash, NameHash(static_cast<const DbgUDTInfoTypedef*>(info)->target, 0));
+    } else if (!IsListed(type)) {
+        hash = Mix(hash, NameHash(DbgTypeDescription{kBaseUserDefined, 0, type.GetId()}, 0));
+    }
+    return hash;
 }

@@ -53,8 +53,11 @@ private:
                               u32 depth) const;
     std::string Head(const DbgUserDefinedVarType& type, bool withIds) const;
     void WriteLayout(const DbgUserDefinedVarType& type, bool withIds, const Write& write) const;
-    void AddMembers(const DbgUserDefinedVarType& type, u64 offset, u32 depth, bool withIds,
-                    std::vector<MemberLine>& lines) const;
+    std::string MemberName(const DbgUDTInfoMembers::Member& member) const;
+    template <typename Visit>
+    void VisitLayout(const DbgUserDefinedVarType& type, u64 offset, u32 depth, std::size_t& visited,
+                     Visit&& visit) const;
+    u64 NameHash(const DbgTypeDescription& type, u32 depth) const;
     void WriteMembers(const DbgUserDefinedVarType& type, bool withIds, const Write& write) const;
     const DbgUserDefinedVarType* Nameless(const LayoutRow& row) const;
 
