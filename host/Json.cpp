@@ -121,7 +121,8 @@ JsonLine& JsonLine::Text(JsonKey key, std::string_view value)
 {
     return IsPlain(value)
                ? Append(key, value, true)
-               : Append(key, nlohmann::json(value).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace), false);
+               : Append(key, nlohmann::json(value).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace),
+                        false);
 }
 
 JsonLine& JsonLine::TextOrNull(JsonKey key, const char* value)

@@ -91,7 +91,7 @@ private:
     SymbolTable m_symbols;
     std::vector<std::string> m_demangled; ///< of each symbol
     AddressLookup m_addresses;
-    std::vector<Entry> m_entries;                  ///< those up to m_sorted ascending by hash
+    std::vector<Entry> m_entries; ///< those up to m_sorted ascending by hash
     std::vector<Entry> m_candidates;
     std::unordered_map<const char*, u32> m_hashes; ///< of the last words of names
     std::size_t m_sorted = 0;

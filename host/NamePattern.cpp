@@ -302,8 +302,8 @@ std::string WildPieceOf(std::string_view spelling)
     const std::size_t wild = std::min(spelling.find_first_of("*?["), spelling.size());
     const std::size_t scope = spelling.rfind("::", wild);
     const std::size_t bracket = spelling.rfind('(', wild);
-    const std::size_t begin = std::max(scope == std::string_view::npos ? 0 : scope + 2,
-                                       bracket == std::string_view::npos ? 0 : bracket);
+    const std::size_t begin =
+        std::max(scope == std::string_view::npos ? 0 : scope + 2, bracket == std::string_view::npos ? 0 : bracket);
     const std::size_t end = std::min({spelling.find("::", wild), spelling.find_first_of("(<", wild), spelling.size()});
     return std::string(spelling.substr(begin, end - begin));
 }
@@ -413,7 +413,7 @@ NameMatch NamePattern::MatchOne(std::string_view name) const
     }
     const NameParts parts(text);
     const std::string_view bare = std::string_view(text).substr(0, parts.ArgumentsBegin());
-    const bool found = FitsAll(bare.substr(parts.Begin())) || FitsAll(bare.substr(parts.Starts().back())) ||
-                       FitsAll(parts.Plain());
+    const bool found =
+        FitsAll(bare.substr(parts.Begin())) || FitsAll(bare.substr(parts.Starts().back())) || FitsAll(parts.Plain());
     return found ? NameMatch::Pattern : NameMatch::None;
 }

@@ -54,7 +54,7 @@ private:
     std::string m_text;
     std::string m_spelling; ///< the text without the blanks that don't count
     std::string m_word;
-    std::string m_literal; ///< a word that any name must have to fit, also a glob; empty if none is known
+    std::string m_literal;   ///< a word that any name must have to fit, also a glob; empty if none is known
     std::string m_wildPiece; ///< a name that a glob could be must have it
     std::string m_error;
     std::unique_ptr<re2::RE2> m_expression; ///< of a glob or a regular expression; null for a plain name

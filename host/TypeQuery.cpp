@@ -205,6 +205,7 @@ private:
     void VisitRows(const Types& types, bool listedOnly, Visit&& visit)
     {
         std::unordered_map<std::size_t, u32> first; // by the hash of the layout
+        first.reserve(types.size() / 4);
         for (const std::size_t i : types) {
             const DbgUserDefinedVarType& type = m_store.TypeAt(i);
             const bool listed = IsListed(type);
