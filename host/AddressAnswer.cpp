@@ -95,15 +95,6 @@ std::string Abbreviated(std::string_view name)
     return text;
 }
 
-void TextOrNull(JsonLine& json, const char* key, std::string_view text)
-{
-    if (text.empty()) {
-        json.Null(key);
-    } else {
-        json.Text(key, text);
-    }
-}
-
 void ModulesKeys(JsonLine& json, const AddressFacts& facts)
 {
     json.Number("address", facts.spot.address);
@@ -129,8 +120,8 @@ void ModulesKeys(JsonLine& json, const AddressFacts& facts)
 void KnownKeys(JsonLine& json, const AddressFacts& facts)
 {
     json.TextOrNull("kind", facts.IsKnown() && *KindOf(facts) != '?' ? KindOf(facts) : nullptr);
-    TextOrNull(json, "symbol", facts.symbol == nullptr ? std::string_view() : facts.symbol->name);
-    TextOrNull(json, "symbol_name", facts.name);
+    json.TextUnlessEmpty("symbol", facts.symbol == nullptr ? std::string_view() : facts.symbol->name);
+    json.TextUnlessEmpty("symbol_name", facts.name);
     json.NumberOrNull("offset", facts.name.empty() ? kNone : facts.offset);
     json.OpenList("inlined");
     for (const std::string& name : facts.inlined) {
@@ -235,7 +226,7 @@ const std::string& AddressObject(JsonLine& json, const std::string& query, const
     json.Begin();
     ModulesKeys(json, facts);
     json.Text("query", query);
-    TextOrNull(json, "section_name", facts.section ? symbols.SectionName(*facts.section) : std::string_view());
+    json.TextUnlessEmpty("section_name", facts.section ? symbols.SectionName(*facts.section) : std::string_view());
     KnownKeys(json, facts);
     return json.End();
 }

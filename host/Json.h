@@ -39,6 +39,11 @@ public:
     JsonLine& Text(JsonKey key, std::string_view value);
     /// null if the pointer is.
     JsonLine& TextOrNull(JsonKey key, const char* value);
+    /// null if the text is empty.
+    JsonLine& TextUnlessEmpty(JsonKey key, std::string_view value)
+    {
+        return value.empty() ? Null(key) : Text(key, value);
+    }
     /// Each byte as two lower-case hexadecimal digits.
     JsonLine& Hex(JsonKey key, std::string_view bytes);
 

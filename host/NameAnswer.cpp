@@ -22,7 +22,6 @@ using Kind = NamedThing::Kind;
 
 const char* TypeWord(const ElfSymbol& symbol)
 {
-    constexpr u8 kSttObject = 1;
     return symbol.IsFunction() ? "function" : symbol.type == kSttObject ? "object" : "label";
 }
 
@@ -93,7 +92,7 @@ private:
             return;
         }
         if (fact.kind != Kind::Function) {
-            TextOrNull("function", fact.function);
+            m_json.TextUnlessEmpty("function", fact.function);
         }
         if (fact.place) {
             m_json.Number("address", fact.place->value).NumberOrNull("section", fact.place->section);
@@ -105,7 +104,7 @@ private:
             m_json.Text("type_name", fact.type);
         }
         if (fact.kind != Kind::Inlined) {
-            TextOrNull("symbol", fact.symbols.empty() ? std::string_view() : fact.symbols.front()->name);
+            m_json.TextUnlessEmpty("symbol", fact.symbols.empty() ? std::string_view() : fact.symbols.front()->name);
         }
     }
 
@@ -117,23 +116,14 @@ private:
             for (const ElfSymbol* symbol : fact.symbols) {
                 if (written.insert(symbol).second) {
                     m_json.OpenObject().Text("name", symbol->name);
-                    TextOrNull("demangled", m_lookup.Demangled(*symbol));
+                    m_json.TextUnlessEmpty("demangled", m_lookup.Demangled(*symbol));
                     m_json.Number("address", symbol->value).Number("size", symbol->size);
-                    TextOrNull("section_name", m_lookup.Symbols().SectionName(symbol->section));
+                    m_json.TextUnlessEmpty("section_name", m_lookup.Symbols().SectionName(symbol->section));
                     m_json.Text("type", TypeWord(*symbol)).Text("binding", BindingWord(*symbol)).CloseObject();
                 }
             }
         }
         m_json.CloseList();
-    }
-
-    void TextOrNull(const char* key, std::string_view text)
-    {
-        if (text.empty()) {
-            m_json.Null(key);
-        } else {
-            m_json.Text(key, text);
-        }
     }
 
     JsonLine& m_json;

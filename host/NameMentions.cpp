@@ -2,6 +2,7 @@
 // loading the entries takes a second.
 #include "host/NameMentions.h"
 
+#include "host/Text.h"
 #include "interfaces/DbgSymSrcFile.h"
 #include "interfaces/DbgSymSymFile.h"
 #include "interfaces/Elf32.h"
@@ -14,12 +15,6 @@
 #include <string>
 
 namespace {
-
-bool IsWordCharacter(unsigned char character)
-{
-    return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
-           (character >= 'A' && character <= 'Z') || character == '_' || character == '$' || character >= 0x80;
-}
 
 /// Calls `visit(bytes, size, offset)` for pieces of a section, which overlap so that nothing of up to `overlap` bytes
 /// is cut. `offset` is that of the piece in the section.
@@ -46,7 +41,7 @@ void VisitWord(const char* bytes, u32 size, std::string_view word, Visit&& visit
          (at = static_cast<const char*>(memmem(at, static_cast<std::size_t>(end - at), word.data(), word.size())));
          ++at) {
         const char* behind = at + word.size();
-        if (behind == end || !IsWordCharacter(static_cast<unsigned char>(*behind))) {
+        if (behind == end || !IsWordCharacter(*behind)) {
             visit(static_cast<u32>(at - bytes));
         }
     }
@@ -74,7 +69,7 @@ private:
     void Mark(const char* bytes, u32 at, u32 offset)
     {
         u32 begin = at;
-        if (at != 0 && !IsWordCharacter(static_cast<unsigned char>(bytes[at - 1]))) {
+        if (at != 0 && !IsWordCharacter(bytes[at - 1])) {
             while (begin != 0 && at - begin < kLongestScope && bytes[begin - 1] != 0 && offset + begin > m_walked) {
                 --begin;
             }

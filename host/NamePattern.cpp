@@ -3,29 +3,15 @@
 #include "host/NamePattern.h"
 
 #include "host/Demangle.h"
+#include "host/Text.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <optional>
 #include <re2/re2.h>
 #include <utility>
 
 namespace {
-
-constexpr std::array<bool, 256> kIsWordCharacter = [] {
-    std::array<bool, 256> is{};
-    for (std::size_t i = 0; i < is.size(); ++i) {
-        is[i] = (i >= '0' && i <= '9') || (i >= 'a' && i <= 'z') || (i >= 'A' && i <= 'Z') || i == '_' || i == '$' ||
-                i >= 0x80;
-    }
-    return is;
-}();
-
-bool IsWordCharacter(char character)
-{
-    return kIsWordCharacter[static_cast<unsigned char>(character)];
-}
 
 bool IsWord(std::string_view name)
 {
@@ -338,6 +324,17 @@ std::string LastWord(std::string_view name)
     }
     const auto first = std::find_if_not(part.rbegin(), part.rend(), IsWordCharacter).base();
     return part.rfind("operator", 0) == 0 ? "operator" : std::string(first, part.end());
+}
+
+bool CutTypeWord(std::string& name)
+{
+    for (const std::string_view word : {"struct ", "class ", "union ", "enum "}) {
+        if (name.size() > word.size() && name.compare(0, word.size(), word) == 0) {
+            name.erase(0, word.size());
+            return true;
+        }
+    }
+    return false;
 }
 
 NamePattern::NamePattern(std::string text, bool regex)

@@ -65,6 +65,9 @@ private:
 /// "sensors::Reader::Next(int)", "operator" for any operator. Empty if it has none.
 std::string LastWord(std::string_view name);
 
+/// Takes "struct " and the like off the front of a type's name. @return true if one was there.
+bool CutTypeWord(std::string& name);
+
 /// Keeps what fits best of all that is offered. The least `Grade` is for what doesn't fit.
 template <typename Thing, typename Grade = NameMatch>
 class BestMatches {

@@ -13,23 +13,10 @@
 #include "interfaces/VFKElfFile.h"
 
 #include <algorithm>
-#include <string_view>
 #include <unistd.h>
 #include <vector>
 
 namespace {
-
-/// Takes "struct " and the like off the front of a text.
-bool CutTypeWord(std::string& text)
-{
-    for (const std::string_view word : {"struct ", "class ", "union ", "enum "}) {
-        if (text.size() > word.size() && text.compare(0, word.size(), word) == 0) {
-            text.erase(0, word.size());
-            return true;
-        }
-    }
-    return false;
-}
 
 class NameFinder {
 public:

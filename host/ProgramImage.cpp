@@ -2,6 +2,7 @@
 // section is an offset below the section's size from here on.
 #include "host/ProgramImage.h"
 
+#include "host/SymbolEntries.h"
 #include "host/Text.h"
 #include "interfaces/Elf32.h"
 
@@ -16,13 +17,7 @@ constexpr u32 kPtTls = 7;
 constexpr u32 kShtArmExidx = 0x70000001;
 constexpr u32 kShfStrings = 0x20;
 
-constexpr u8 kSttObject = 1;
-constexpr u8 kSttSection = 3;
-constexpr u8 kSttFile = 4;
 constexpr u8 kSttCommon = 5;
-constexpr u8 kSttTls = 6;
-constexpr u8 kSttGnuIfunc = 10;
-constexpr u8 kSttArmThumbFunc = 13;
 
 /// Longer names are cut: any number of symbols can share one long text.
 constexpr std::size_t kMaxName = 4096;
@@ -32,21 +27,9 @@ std::string_view Bounded(const char* text)
     return text == nullptr ? std::string_view() : std::string_view(text, strnlen(text, kMaxName));
 }
 
-bool IsFunction(u8 type)
-{
-    return type == kSttFunc || type == kSttGnuIfunc || type == kSttArmThumbFunc;
-}
-
 bool IsVariable(u8 type)
 {
     return type == kSttObject || type == kSttCommon || type == kSttTls;
-}
-
-/// "$a", "$t" and "$d", also with "." and more behind it.
-bool IsMappingSymbol(std::string_view name)
-{
-    return name.size() >= 2 && name[0] == '$' && std::strchr("atdx", name[1]) != nullptr &&
-           (name.size() == 2 || name[2] == '.');
 }
 
 } // namespace
@@ -129,43 +112,40 @@ void ProgramImage::ReadSymbols()
 {
     RowPaths names;
     std::string_view file;
-    const elf32_sym* symbol = nullptr;
-    for (u32 i = 0; (symbol = m_elf.GetSymtabEntry(i)) != nullptr; ++i) {
-        const bool isFile = SymbolType(*symbol) == kSttFile;
-        const u16 section = symbol->st_shndx;
-        const bool isIndex = section < kShnLoReserve && section < m_byIndex.size();
-        if (!isFile && (!isIndex || m_byIndex[section] == kNone)) {
-            continue;
+    VisitSymbols(m_elf, [&](const SymbolEntry& entry) {
+        const bool isFile = entry.role == SymbolEntry::File;
+        const u16 section = entry.raw->st_shndx;
+        const bool isInProgram = section < kShnLoReserve && section < m_byIndex.size() && m_byIndex[section] != kNone;
+        if (entry.role == SymbolEntry::Section || (!isFile && !isInProgram)) {
+            return;
         }
-        const std::string_view name = names.Shown(Bounded(m_elf.GetString(symbol->st_name)));
+        const std::string_view name = names.Shown(Bounded(entry.name));
         names.Count(name.size());
         if (isFile) {
             file = name;
-        } else if (!name.empty() && SymbolType(*symbol) != kSttSection) {
-            ReadSymbol(*symbol, name, file);
+        } else {
+            AddSymbol(entry, name, file);
         }
-    }
+    });
     std::stable_sort(m_marks.begin(), m_marks.end(),
                      [](const Mark& a, const Mark& b) { return a.Place() < b.Place(); });
 }
 
-void ProgramImage::ReadSymbol(const elf32_sym& symbol, std::string_view name, std::string_view file)
+void ProgramImage::AddSymbol(const SymbolEntry& entry, std::string_view name, std::string_view file)
 {
+    const elf32_sym& symbol = *entry.raw;
     const u32 index = m_byIndex[symbol.st_shndx];
     const ProgramSection& section = m_sections[index];
     const u8 type = SymbolType(symbol);
-    u32 offset = symbol.st_value - (m_relocatable ? 0 : section.address); // may wrap: too large then
+    u32 offset = entry.address - (m_relocatable ? 0 : section.address); // may wrap: too large then
     if (type == kSttTls && !m_relocatable) {
         offset += m_threadBase;
-    }
-    if (m_elf.m_ehdr.e_machine == kMachineArm && IsFunction(type)) {
-        offset &= ~u32{1}; // the Thumb bit
     }
     if (offset >= section.size) {
         return;
     }
     const u8 binding = SymbolBinding(symbol);
-    if (binding == 0 && IsMappingSymbol(name)) {
+    if (entry.role == SymbolEntry::Mapping) {
         m_marks.push_back({index, offset, name[1] == 'd'});
         return;
     }
@@ -175,8 +155,8 @@ void ProgramImage::ReadSymbol(const elf32_sym& symbol, std::string_view name, st
     added.section = index;
     added.offset = offset;
     added.size = std::min(symbol.st_size, section.size - offset);
-    added.kind = IsFunction(type) ? SymbolKind::Function : SymbolKind::Variable;
-    added.isTyped = IsFunction(type) || IsVariable(type);
+    added.kind = IsFunctionType(type) ? SymbolKind::Function : SymbolKind::Variable;
+    added.isTyped = IsFunctionType(type) || IsVariable(type);
     added.binding = binding;
 }
 

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+struct SymbolEntry;
+
 /// Where the bytes of a section are: as an image that outlives a reset, while the program runs, or at either time.
 enum class MemoryUse : u8 { Flash, Ram, Both };
 
@@ -75,7 +77,7 @@ private:
     void ReadSections();
     MemoryUse MemoryOf(const Elf32_Shdr& section, bool moves) const;
     void ReadSymbols();
-    void ReadSymbol(const elf32_sym& symbol, std::string_view name, std::string_view file);
+    void AddSymbol(const SymbolEntry& entry, std::string_view name, std::string_view file);
     void SettleKinds();
 
     struct Mark {

@@ -10,25 +10,14 @@
 
 namespace {
 
-constexpr u8 kSttObject = 1;
-constexpr u8 kSttSection = 3;
-constexpr u8 kSttFile = 4;
-constexpr u8 kSttTls = 6;
 constexpr u8 kStbGlobal = 1;
 constexpr u8 kStbWeak = 2;
 constexpr u32 kShfTls = 0x400;
 
-/// "$a", "$t.12" and so on (ELF for the Arm Architecture, 5.5.5).
-bool IsMapping(std::string_view name)
-{
-    return name.size() >= 2 && name[0] == '$' && (name[1] == 'a' || name[1] == 't' || name[1] == 'd') &&
-           (name.size() == 2 || name[2] == '.');
-}
-
 /// How well a symbol names the place at which several begin.
 auto Rank(const ElfSymbol& symbol)
 {
-    const bool thing = symbol.type == kSttFunc || symbol.type == kSttObject;
+    const bool thing = symbol.IsFunction() || symbol.type == kSttObject;
     const int binding = symbol.binding == kStbGlobal ? 2 : symbol.binding == kStbWeak ? 1 : 0;
     return std::tuple(symbol.size != 0, thing, binding);
 }
@@ -58,21 +47,15 @@ SymbolTable::SymbolTable(const VFKElfFile& elf)
             m_sections.push_back({index, section->sh_addr, section->sh_size});
         }
     }
-    const bool arm = elf.m_ehdr.e_machine == kMachineArm;
-    for (u32 index = 1; const elf32_sym* entry = elf.GetSymtabEntry(index); ++index) {
-        const char* name = elf.GetString(entry->st_name);
-        const u8 type = SymbolType(*entry);
-        if (name == nullptr || *name == 0 || type == kSttSection || type == kSttFile) {
-            continue;
+    VisitSymbols(elf, [&](const SymbolEntry& entry) {
+        const elf32_sym& raw = *entry.raw;
+        if (entry.role == SymbolEntry::Mapping) {
+            m_marks.push_back({raw.st_shndx, raw.st_value, entry.name[1]});
+        } else if (entry.role == SymbolEntry::Thing) {
+            m_symbols.push_back({entry.name, raw.st_value, entry.address, raw.st_size, raw.st_shndx, SymbolType(raw),
+                                 SymbolBinding(raw)});
         }
-        if (IsMapping(name)) {
-            m_marks.push_back({entry->st_shndx, entry->st_value, name[1]});
-            continue;
-        }
-        const u32 address = arm && type == kSttFunc ? entry->st_value & ~1u : entry->st_value;
-        m_symbols.push_back(
-            {name, entry->st_value, address, entry->st_size, entry->st_shndx, type, SymbolBinding(*entry)});
-    }
+    });
     std::stable_sort(m_marks.begin(), m_marks.end(),
                      [](const Mark& one, const Mark& other) { return one.Place() < other.Place(); });
     // The first of the table is preferred among equals, as the plug-in does.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "host/ExtentIndex.h"
+#include "host/SymbolEntries.h"
 #include "interfaces/Elf32.h"
 #include "interfaces/Types.h"
 
@@ -22,7 +23,7 @@ struct ElfSymbol {
     u8 type = 0;
     u8 binding = 0;
 
-    bool IsFunction() const { return type == kSttFunc; }
+    bool IsFunction() const { return IsFunctionType(type); }
     bool IsDefined() const { return section != kShnUndef; }
     /// True if the symbol stands for a place in a section.
     bool HasPlace() const;

@@ -3,6 +3,7 @@
 
 #include "interfaces/Types.h"
 
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -58,6 +59,21 @@ void PadTo(std::string& line, std::size_t column);
 
 /// The text with small letters for the capital ones of ASCII.
 std::string SmallLetters(std::string_view text);
+
+constexpr std::array<bool, 256> kIsWordCharacter = [] {
+    std::array<bool, 256> is{};
+    for (std::size_t i = 0; i < is.size(); ++i) {
+        is[i] = (i >= '0' && i <= '9') || (i >= 'a' && i <= 'z') || (i >= 'A' && i <= 'Z') || i == '_' || i == '$' ||
+                i >= 0x80;
+    }
+    return is;
+}();
+
+/// True for what names are made of: letters, digits, and all beyond ASCII.
+inline bool IsWordCharacter(char character)
+{
+    return kIsWordCharacter[static_cast<unsigned char>(character)];
+}
 
 /// Reads all of `text` as a number in C's notation (0x8000, 32768, 0100000).
 /// @return nothing if it is none, or doesn't fit in 32 bits.

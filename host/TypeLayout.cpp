@@ -50,6 +50,24 @@ const DbgUDTInfoMembers* MembersOf(const DbgUserDefinedVarType& type)
     return has ? static_cast<const DbgUDTInfoMembers*>(info) : nullptr;
 }
 
+u32 SizeOf(DbgSymSymFile& store, const DbgTypeDescription& type, u32 described)
+{
+    DbgTypeDescription at = type;
+    for (u32 depth = 0; described == 0 && depth < kMaxTypeDepth && at.baseType == kBaseUserDefined; ++depth) {
+        const DbgUserDefinedVarType* stored = store.GetUserDefinedType(at.udtId).get();
+        if (stored == nullptr) {
+            break;
+        }
+        described = stored->GetByteSize();
+        const DbgUDTInfo* info = stored->GetInfo();
+        if (info == nullptr || info->GetKind() != DbgUDTInfo::Kind::Typedef) {
+            break;
+        }
+        at = static_cast<const DbgUDTInfoTypedef*>(info)->target;
+    }
+    return described;
+}
+
 u64 LayoutRow::LostBytes() const
 {
     if (kind != Hole && kind != Padding) {
@@ -63,25 +81,6 @@ const DbgUserDefinedVarType* TypeLayouts::Find(u32 id) const
 {
     // The store keeps the type as long as it lives itself.
     return m_store.GetUserDefinedType(id).get();
-}
-
-/// The size of a thing that was described before its type was complete, and so as 0.
-u32 TypeLayouts::SizeOf(const DbgTypeDescription& type, u32 described) const
-{
-    DbgTypeDescription at = type;
-    for (u32 depth = 0; described == 0 && depth < kMaxTypeDepth && at.baseType == kBaseUserDefined; ++depth) {
-        const DbgUserDefinedVarType* stored = Find(at.udtId);
-        if (stored == nullptr) {
-            break;
-        }
-        described = stored->GetByteSize();
-        const DbgUDTInfo* info = stored->GetInfo();
-        if (info == nullptr || info->GetKind() != DbgUDTInfo::Kind::Typedef) {
-            break;
-        }
-        at = static_cast<const DbgUDTInfoTypedef*>(info)->target;
-    }
-    return described;
 }
 
 /// Null if the member is none.
@@ -132,7 +131,7 @@ std::vector<LayoutRow> TypeLayouts::Members(const DbgUserDefinedVarType& type, u
     }
     rows.reserve(info->Members().size());
     for (const DbgUDTInfoMembers::Member& member : info->Members()) {
-        rows.push_back(MemberRow(member, SizeOf(member.type, member.byteSize), m_bigEndian));
+        rows.push_back(MemberRow(member, SizeOf(m_store, member.type, member.byteSize), m_bigEndian));
         if (const DbgUserDefinedVarType* base = BaseClass(member)) {
             LayoutRow& row = rows.back();
             row.end = row.begin + EndInDerived(*base, row.end - row.begin, depth);

@@ -18,6 +18,10 @@ bool HasName(const DbgUserDefinedVarType& type);
 /// The type's members; null for one without.
 const DbgUDTInfoMembers* MembersOf(const DbgUserDefinedVarType& type);
 
+/// The size of a thing that is described as so large; where it was described before its type was complete, and so as 0,
+/// that of its type.
+u32 SizeOf(DbgSymSymFile& store, const DbgTypeDescription& type, u32 described);
+
 /// A stretch of an aggregate. Bits are counted from its first byte on, as they follow one another in memory.
 struct LayoutRow {
     enum Kind : u8 {
@@ -68,7 +72,6 @@ private:
     u64 AlignmentOf(const DbgUserDefinedVarType& type, u32 depth) const;
     bool IsUnknown(const LayoutRow& row) const;
     void AddGap(std::vector<LayoutRow>& rows, LayoutRow gap, u64 alignment) const;
-    u32 SizeOf(const DbgTypeDescription& type, u32 described) const;
     bool IsArray(const DbgTypeDescription& type) const;
     const DbgUserDefinedVarType* BaseClass(const DbgUDTInfoMembers::Member& member) const;
     bool HasVirtualFunctions(const DbgUserDefinedVarType& type) const;

@@ -43,7 +43,11 @@ public:
     Types Find(const std::string& text, bool regex)
     {
         const std::optional<u32> id = regex ? std::nullopt : ParseNumber(text);
-        const NamePattern pattern(regex ? text : WithoutKeyword(text), regex);
+        std::string name = text;
+        if (!regex) {
+            CutTypeWord(name);
+        }
+        const NamePattern pattern(name, regex);
         Types found = id ? FindById(*id) : FindByName(pattern);
         if (found.empty()) {
             Complain(m_file.ShownPath(),
@@ -53,17 +57,6 @@ public:
     }
 
 private:
-    /// "struct point" is the type "point".
-    static std::string WithoutKeyword(const std::string& text)
-    {
-        for (const std::string_view word : {"struct ", "class ", "union ", "enum "}) {
-            if (text.size() > word.size() && std::string_view(text).substr(0, word.size()) == word) {
-                return text.substr(word.size());
-            }
-        }
-        return text;
-    }
-
     Types FindById(u32 id)
     {
         const DbgSymSymFile& store = m_file.Store();

@@ -141,18 +141,6 @@ DbgTypeDescription TypeShapes::ElementOf(DbgTypeDescription type) const
     return type;
 }
 
-/// A member that was described before its type was complete has the size 0.
-u32 TypeShapes::SizeOf(const DbgUDTInfoMembers::Member& member) const
-{
-    u32 size = member.byteSize;
-    const DbgUserDefinedVarType* stored = size == 0 ? Find(member.type) : nullptr;
-    for (u32 depth = 0; size == 0 && stored != nullptr && depth < kMaxTypeDepth; ++depth) {
-        size = stored->GetByteSize();
-        stored = IsKind(stored, Kind::Typedef) ? Find(TypedefOf(*stored).target) : nullptr;
-    }
-    return size;
-}
-
 /// Equal for types of this store that have the same shape.
 u64 TypeShapes::SignatureOf(const DbgUserDefinedVarType& type, u32 depth)
 {
@@ -367,7 +355,7 @@ void TypeShapes::VisitMembers(const Part& part, std::vector<Part>& parts, std::s
         row.name = name.empty() ? "" : part.prefix + std::string(name);
         row.type = m_text.NameOf(member.type, false);
         row.offset = part.offset + member.offset;
-        row.size = SizeOf(member);
+        row.size = SizeOf(m_store, member.type, member.byteSize);
         row.bitSize = member.bitSize;
         row.bitOffset = member.bitOffset;
         visit(row);

@@ -63,7 +63,6 @@ private:
     const DbgUserDefinedVarType* Find(const DbgTypeDescription& type) const;
     const DbgUserDefinedVarType* EndOf(const DbgTypeDescription& type) const;
     DbgTypeDescription ElementOf(DbgTypeDescription type) const;
-    u32 SizeOf(const DbgUDTInfoMembers::Member& member) const;
 
     u64 SignatureOf(const DbgUserDefinedVarType& type, u32 depth);
     u64 SignatureOf(const DbgTypeDescription& type, u32 depth);
