@@ -46,9 +46,16 @@ Mark MarkAt(std::string_view line, std::size_t at)
     return rest == "??" || rest.substr(0, 3) == "?? " ? Mark{2, kFaint} : Mark{};
 }
 
+/// Above the members of each type in a listing.
+constexpr std::string_view kMembersHead = "offset    size  bits    type";
+
 /// How many characters at the line's begin are a head: all of a title, the first column of what has more.
 std::size_t HeadLength(std::string_view line)
 {
+    const std::size_t text = std::min(line.find_first_not_of(' '), line.size());
+    if (line.substr(text, kMembersHead.size()) == kMembersHead) {
+        return line.size();
+    }
     const bool head = !line.empty() && line[0] != ' ' && line[0] != '\t' && !IsDigit(line[0]) && line[0] != '?';
     return head ? std::min(line.find("  "), line.size()) : 0;
 }

@@ -69,6 +69,7 @@ TEST(StandardOutput, PaintTakesNothingAndAddsNothingElse)
 
 TEST(StandardOutput, HeadsAreBold)
 {
+    EXPECT_EQ(Painted("  offset    size  bits    type  name\n"), "\x1b[1m  offset    size  bits    type  name\x1b[m\n");
     EXPECT_EQ(PaintedHead("  id  name\n"), "\x1b[1m  id  name\x1b[m\n");
     EXPECT_EQ(PaintedHead("\n  id\n"), "\n\x1b[1m  id\x1b[m\n");
 }
