@@ -22,7 +22,7 @@ using Kind = NamedThing::Kind;
 
 const char* TypeWord(const ElfSymbol& symbol)
 {
-    return symbol.IsFunction() ? "function" : symbol.type == kSttObject ? "object" : "label";
+    return symbol.IsFunction() ? "function" : IsObjectType(symbol.type) ? "object" : "label";
 }
 
 const char* BindingWord(const ElfSymbol& symbol)

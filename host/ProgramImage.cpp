@@ -29,7 +29,7 @@ std::string_view Bounded(const char* text)
 
 bool IsVariable(u8 type)
 {
-    return type == kSttObject || type == kSttCommon || type == kSttTls;
+    return IsObjectType(type) || type == kSttCommon || IsThreadLocalType(type);
 }
 
 } // namespace
@@ -138,7 +138,7 @@ void ProgramImage::AddSymbol(const SymbolEntry& entry, std::string_view name, st
     const ProgramSection& section = m_sections[index];
     const u8 type = SymbolType(symbol);
     u32 offset = entry.address - (m_relocatable ? 0 : section.address); // may wrap: too large then
-    if (type == kSttTls && !m_relocatable) {
+    if (IsThreadLocalType(type) && !m_relocatable) {
         offset += m_threadBase;
     }
     if (offset >= section.size) {

@@ -5,9 +5,6 @@
 #include "interfaces/Types.h"
 #include "interfaces/VFKElfFile.h"
 
-constexpr u8 kSttObject = 1;
-constexpr u8 kSttTls = 6;
-
 struct SymbolEntry {
     enum Role : u8 {
         Thing,   ///< a function, a variable, a label
@@ -30,14 +27,24 @@ constexpr bool IsFunctionType(u8 type)
     return type == kSttFunc || type == kSttGnuIfunc || type == kSttArmThumbFunc;
 }
 
+constexpr bool IsObjectType(u8 type)
+{
+    return type == 1; // STT_OBJECT
+}
+
+constexpr bool IsThreadLocalType(u8 type)
+{
+    return type == 6; // STT_TLS
+}
+
 inline SymbolEntry::Role RoleOf(u8 type, u8 binding, const char* name)
 {
-    constexpr u8 kSttSection = 3;
-    constexpr u8 kSttFile = 4;
-    if (type == kSttSection || *name == 0) {
+    constexpr u8 kSectionType = 3; // STT_SECTION
+    constexpr u8 kFileType = 4;    // STT_FILE
+    if (type == kSectionType || *name == 0) {
         return SymbolEntry::Section;
     }
-    if (type == kSttFile) {
+    if (type == kFileType) {
         return SymbolEntry::File;
     }
     const bool letter = name[0] == '$' && (name[1] == 'a' || name[1] == 't' || name[1] == 'd');

@@ -17,7 +17,7 @@ constexpr u32 kShfTls = 0x400;
 /// How well a symbol names the place at which several begin.
 auto Rank(const ElfSymbol& symbol)
 {
-    const bool thing = symbol.IsFunction() || symbol.type == kSttObject;
+    const bool thing = symbol.IsFunction() || IsObjectType(symbol.type);
     const int binding = symbol.binding == kStbGlobal ? 2 : symbol.binding == kStbWeak ? 1 : 0;
     return std::tuple(symbol.size != 0, thing, binding);
 }
@@ -32,7 +32,7 @@ bool IsInMemory(const Elf32_Shdr& section)
 
 bool ElfSymbol::HasPlace() const
 {
-    return section != kShnUndef && section < kShnLoReserve && type != kSttTls;
+    return section != kShnUndef && section < kShnLoReserve && !IsThreadLocalType(type);
 }
 
 SymbolTable::SymbolTable(const VFKElfFile& elf)
