@@ -11,8 +11,7 @@
 namespace {
 
 constexpr std::size_t kNameColumn = 12;
-constexpr std::size_t kCodeColumn = 44;
-constexpr std::size_t kPlaceColumn = 50;
+constexpr std::size_t kCodeWidth = 4;
 
 const char* CodeName(u32 type)
 {
@@ -161,15 +160,16 @@ std::string PlaceName(const AddressFacts& facts, const SymbolTable& symbols)
     return text + ')';
 }
 
-std::string AddressRow(const AddressFacts& facts, const SymbolTable& symbols)
+std::string AddressRow(const AddressFacts& facts, const SymbolTable& symbols, std::size_t width)
 {
+    const std::size_t codeColumn = kNameColumn + width + 2;
     std::string line;
     AppendHex8(line, facts.spot.address);
     line += "  ";
     line += PlaceName(facts, symbols);
-    PadTo(line, std::max(line.size() + 2, kCodeColumn));
+    PadTo(line, std::max(line.size() + 2, codeColumn));
     line += KindOf(facts);
-    PadTo(line, std::max(line.size() + 2, kPlaceColumn));
+    PadTo(line, std::max(line.size() + 2, codeColumn + kCodeWidth + 2));
     if (facts.source) {
         AppendLine(line, *facts.source, false);
     } else if (facts.IsKnown() && !facts.isCode) {

@@ -9,8 +9,11 @@
 #include "host/Text.h"
 #include "interfaces/VFKElfFile.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <string>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -28,7 +31,17 @@ public:
     }
 
     /// @return false if something isn't there; the complaint has been made.
-    bool Resolve(const std::string& text) { return AnswerTo(text, m_input.Read(text)); }
+    bool Resolve(const std::vector<std::string>& texts)
+    {
+        m_collects = !m_answer.json;
+        bool all = true;
+        for (const std::string& text : texts) {
+            all = AnswerTo(text, m_input.Read(text)) && all;
+        }
+        WriteCollected();
+        m_collects = false;
+        return all;
+    }
 
     /// A line of any text: an address is answered like an argument; of any other line, each number that lies in
     /// the program.
@@ -104,11 +117,34 @@ private:
 
     void Write(const std::string& query, const AddressFacts& facts)
     {
+        constexpr std::size_t kMostCollected = 500;
         if (m_answer.json) {
             m_answer.output.Write(AddressObject(m_json, query, facts, m_names.Symbols()));
-        } else {
+        } else if (!m_collects) {
             m_answer.output.Write(AddressRow(facts, m_names.Symbols()));
+        } else {
+            m_collected.push_back(facts);
+            if (m_collected.size() == kMostCollected) {
+                WriteCollected();
+            }
         }
+    }
+
+    /// The names of the first rows make the width of their column.
+    void WriteCollected()
+    {
+        constexpr std::size_t kWidest = 60;
+        if (m_width == 0) {
+            m_width = kNameWidth;
+            for (const AddressFacts& facts : m_collected) {
+                const std::size_t width = PlaceName(facts, m_names.Symbols()).size();
+                m_width = width > kWidest ? m_width : std::max(m_width, width);
+            }
+        }
+        for (const AddressFacts& facts : m_collected) {
+            m_answer.output.Write(AddressRow(facts, m_names.Symbols(), m_width));
+        }
+        m_collected.clear();
     }
 
     void Tell(const AddressFacts& facts, const std::string& hint) const
@@ -126,6 +162,9 @@ private:
     AddressFinder m_finder;
     AddressInput m_input;
     JsonLine m_json;
+    bool m_collects = false;
+    std::vector<AddressFacts> m_collected;
+    std::size_t m_width = 0; ///< of the names of collected rows; 0: not known
 };
 
 bool ResolveInput(AddressResolver& resolver, Output& output, bool annotate)
@@ -151,12 +190,7 @@ int ResolveAddresses(Loader& file, Answer answer, const AtOptions& options)
 {
     file.LoadIndex();
     AddressResolver resolver(file, answer, options);
-    bool all = true;
-    for (const std::string& address : options.addresses) {
-        all = resolver.Resolve(address) && all;
-    }
-    if (options.addresses.empty()) {
-        all = ResolveInput(resolver, answer.output, options.annotate && !answer.json);
-    }
+    const bool all = options.addresses.empty() ? ResolveInput(resolver, answer.output, options.annotate && !answer.json)
+                                               : resolver.Resolve(options.addresses);
     return all ? 0 : 1;
 }
