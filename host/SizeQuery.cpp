@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <map>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -94,17 +95,17 @@ private:
     template <typename KeyOf>
     std::vector<Row> UnitRows(KeyOf&& keyOf) const
     {
-        std::map<std::string_view, Sum> sums;
+        std::map<std::string, Sum> sums;
         Sum noUnit;
         for (const SizeItem& item : m_tree.Items()) {
-            Sum& sum = item.unit == kNone ? noUnit : sums[keyOf(m_tree.Units()[item.unit])];
+            Sum& sum = item.unit == kNone ? noUnit : sums[std::string(keyOf(m_tree.Units()[item.unit]))];
             sum.Add(item.size, MemoryOf(item));
         }
         std::vector<Row> rows;
         for (const auto& [key, sum] : sums) {
             Row& row = rows.emplace_back();
             row.sum = sum;
-            AppendShort(row.text, key.empty() ? "(no name)" : key);
+            AppendShort(row.text, key.empty() ? "(no name)" : std::string_view(key));
         }
         if (noUnit.bytes != 0) {
             rows.push_back({noUnit, "(in no unit)"});
@@ -236,10 +237,11 @@ private:
     {
         const std::vector<SizeItem>& items = m_tree.Items();
         for (std::size_t begin = 0, end = 0; begin < items.size(); begin = end) {
-            std::map<std::string_view, u32> sums;
+            std::map<std::string, u32> sums;
             u32 noUnit = 0;
             for (; end < items.size() && items[end].section == items[begin].section; ++end) {
-                u32& sum = items[end].unit == kNone ? noUnit : sums[keyOf(m_tree.Units()[items[end].unit])];
+                u32& sum =
+                    items[end].unit == kNone ? noUnit : sums[std::string(keyOf(m_tree.Units()[items[end].unit]))];
                 sum += items[end].size;
             }
             const std::string& section = m_tree.Sections()[items[begin].section].name;
@@ -318,10 +320,14 @@ int WritePage(const SizeTree& tree, const Loader& file, const SizeOptions& optio
 
 } // namespace
 
-std::string_view FolderOf(std::string_view path)
+std::string FolderOf(std::string_view path)
 {
     const std::size_t slash = path.find_last_of("/\\");
-    return slash == std::string_view::npos ? std::string_view() : path.substr(0, slash);
+    std::string folder(slash == std::string_view::npos ? std::string_view() : path.substr(0, slash));
+    if (folder.find("..") != std::string::npos) {
+        folder = std::filesystem::path(folder).lexically_normal().string();
+    }
+    return folder;
 }
 
 const char* SizeKindName(SizeKind kind)

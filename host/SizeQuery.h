@@ -27,8 +27,9 @@ struct SizeOptions {
 /// @return the exit status.
 int ShowSizes(Loader& file, Answer answer, const SizeOptions& options);
 
-/// The folder of a path, up to the last separator and without it; empty for a path without.
-std::string_view FolderOf(std::string_view path);
+/// The folder of a path, up to the last separator and without it; empty for a path without. Folders are the same
+/// whichever way ("a/b/../c") leads to them.
+std::string FolderOf(std::string_view path);
 
 /// "function", "variable", "data" or "gap".
 const char* SizeKindName(SizeKind kind);

@@ -65,7 +65,11 @@
     const unit = unitOf(symbol);
     if (grouping === 'section') return [sectionOf(symbol).name, unit];
     if (grouping === 'unit' || symbol.u === undefined) return [unit];
-    const folders = folderName(unit).split(/[/\\]+/).filter((part) => part !== '');
+    const folders = [];
+    for (const part of folderName(unit).split(/[/\\]+/)) {
+      if (part === '..' && folders.length !== 0 && folders[folders.length - 1] !== '..') folders.pop();
+      else if (part !== '' && part !== '.') folders.push(part);
+    }
     if (/^[/\\]/.test(unit) && folders.length !== 0) folders[0] = unit[0] + folders[0];
     return [...folders.map((part) => `${part}/`), fileName(unit) || unit];
   };

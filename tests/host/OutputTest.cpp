@@ -53,7 +53,7 @@ TEST(Output, TellsAFullDiskAndABrokenPipe)
     EXPECT_EQ(disk.Error(), ENOSPC);
     close(full);
 
-    std::signal(SIGPIPE, SIG_IGN);
+    const auto handler = std::signal(SIGPIPE, SIG_IGN);
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     close(ends[0]);
@@ -63,4 +63,5 @@ TEST(Output, TellsAFullDiskAndABrokenPipe)
     pipe.Write("dropped without harm");
     pipe.Flush();
     close(ends[1]);
+    std::signal(SIGPIPE, handler);
 }

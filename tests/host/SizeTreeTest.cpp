@@ -1,6 +1,7 @@
 // host/SizeTree.cpp, host/ProgramImage.cpp and host/SizeQuery.cpp: each byte of a program counts once.
 #include "host/Extents.h"
 #include "host/ProgramImage.h"
+#include "host/SizeQuery.h"
 #include "tests/host/HostTesting.h"
 #include "tests/support/ElfWriter.h"
 
@@ -90,6 +91,14 @@ TEST(Sizes, AUnitThatReachesOverOthersHasWhatTheyLeave)
               "1:0-10 2:10-20 3:20-30 1:30-90 4:90-110 ");
     EXPECT_EQ(pieces({{5, 9, 1, false}, {5, 9, 2, false}, {20, 24, 1, false}}), "1:5-9 1:20-24 ");
     EXPECT_EQ(pieces({}), "");
+}
+
+TEST(Sizes, OneFolderIsOneWhicheverWayLeadsToIt)
+{
+    EXPECT_EQ(FolderOf("/lib/build/stdio/../../src/stdio/printf.c"), "/lib/src/stdio");
+    EXPECT_EQ(FolderOf("../src/a.c"), "../src");
+    EXPECT_EQ(FolderOf("c:\\src\\a.c"), "c:\\src");
+    EXPECT_EQ(FolderOf("a.c"), "");
 }
 
 TEST(Sizes, OverlappingAndEmptySectionsAddUpByThemselves)
