@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
+#include <cstring>
 #include <nlohmann/json.hpp>
 
 namespace {
@@ -74,16 +75,28 @@ JsonLine& JsonLine::Append(JsonKey key, std::string_view value, bool quoted)
     const bool comma = m_line.back() != '{' && m_line.back() != '[';
     m_line.resize(before + (comma ? 1 : 0) + (hasKey ? key.text.size() + 3 : 0) + value.size() + (quoted ? 2 : 0));
     char* at = m_line.data() + before;
-    const auto put = [&at](std::string_view text) { at = std::copy(text.begin(), text.end(), at); };
-    put(comma ? "," : "");
-    if (hasKey) {
-        put("\"");
-        put(key.text);
-        put("\":");
+    const auto put = [&at](std::string_view text) {
+        if (!text.empty()) {
+            std::memcpy(at, text.data(), text.size());
+            at += text.size();
+        }
+    };
+    if (comma) {
+        *at++ = ',';
     }
-    put(quoted ? "\"" : "");
+    if (hasKey) {
+        *at++ = '"';
+        put(key.text);
+        *at++ = '"';
+        *at++ = ':';
+    }
+    if (quoted) {
+        *at++ = '"';
+    }
     put(value);
-    put(quoted ? "\"" : "");
+    if (quoted) {
+        *at = '"';
+    }
     return *this;
 }
 

@@ -294,6 +294,7 @@ NameLookup::Offered NameLookup::Offer(const NamePattern& pattern, const Entry& e
 std::vector<NameLookup::Offered> NameLookup::Fitting(const NamePattern& pattern, std::span<const Entry> candidates)
 {
     std::unordered_map<const char*, NameMatch> known;
+    known.reserve(candidates.size() / 4); // most names occur in many units
     std::vector<Offered> fitting;
     for (const Entry& entry : candidates) {
         const std::string_view name = NameOf(entry);

@@ -52,7 +52,7 @@ private:
             Complain("", "'" + name + "' is no regular expression: " + pattern.Error());
             return false;
         }
-        const ModulesAnswer answer = AskModule(name);
+        const ModulesAnswer answer = AskModule(name, pattern);
         std::vector<NamedThing> things = m_lookup.Find(pattern);
         if (typesOnly) {
             std::erase_if(things, [](const NamedThing& thing) { return thing.kind != NamedThing::Kind::Type; });
@@ -65,12 +65,20 @@ private:
         return false;
     }
 
-    ModulesAnswer AskModule(const std::string& name) const
+    /// No name is a pattern but those of operators and of functions with their arguments; to learn that from
+    /// `.debug_pubnames` takes all of it.
+    static bool CanBeName(const NamePattern& pattern)
+    {
+        return !pattern.IsWide() || pattern.Text().find("operator") != std::string::npos ||
+               pattern.Text().find('(') != std::string::npos;
+    }
+
+    ModulesAnswer AskModule(const std::string& name, const NamePattern& pattern) const
     {
         ModulesAnswer answer;
         const DbgSymContext context = m_file.Context();
         answer.found = m_file.Plugin().FindElfSymbolByName(&context, name.c_str(), &answer.range);
-        answer.dwarf = m_file.Plugin().LoadSymbolByName(&context, name.c_str());
+        answer.dwarf = CanBeName(pattern) && m_file.Plugin().LoadSymbolByName(&context, name.c_str());
         return answer;
     }
 

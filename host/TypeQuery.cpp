@@ -208,7 +208,7 @@ private:
             }
             const bool compared = !m_answer.json || listed;
             const u32 id = type.GetId();
-            const u32 same = compared ? first.emplace(m_text.LayoutHash(type), id).first->second : id;
+            const u32 same = compared ? first.try_emplace(m_text.LayoutHash(type), id).first->second : id;
             if (same != id && !m_answer.json) {
                 ++m_alike;
             } else if (!visit(Row{&type, same == id ? kNone : same})) {

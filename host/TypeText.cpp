@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -68,7 +69,7 @@ std::string Enclosed(const std::string& declarator)
 bool IsFunction(const DbgUserDefinedVarType& type)
 {
     const DbgUDTInfo* info = type.GetInfo();
-    return HasName(type) && std::string_view(type.GetName()) == "(*function)" && info != nullptr &&
+    return HasName(type) && std::strcmp(type.GetName(), "(*function)") == 0 && info != nullptr &&
            info->GetKind() == DbgUDTInfo::Kind::Typedef;
 }
 
@@ -203,8 +204,9 @@ std::string TypeText::NameOf(const DbgUserDefinedVarType& type, bool withIds) co
 
 std::string TypeText::TitleOf(const DbgUserDefinedVarType& type, bool withIds) const
 {
-    const std::string kind = KindName(type);
-    return kind.empty() || !HasName(type) ? NameOf(type, withIds) : kind + ' ' + NameOf(type, withIds);
+    const char* kind = KindName(type);
+    std::string name = NameOf(type, withIds);
+    return *kind == 0 || !HasName(type) ? name : std::string(kind).append(" ").append(name);
 }
 
 namespace {
