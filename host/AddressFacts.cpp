@@ -176,8 +176,18 @@ std::vector<std::string> AddressFinder::InlinedAt(const DbgSymFuncScope& functio
 void AddressFinder::FindSource(AddressFacts& facts)
 {
     constexpr u32 kGreatest = 0x7FFFFFFF;
-    if (m_ambiguous || !facts.place || facts.place->entry->line == 0 || facts.place->entry->line > kGreatest ||
-        MisreadsLines(*facts.place->unit)) {
+    std::optional<AddressLookup::Place> place = facts.place;
+    if (m_ambiguous) {
+        if (!m_objectLines) {
+            m_objectLines.emplace(m_file, m_elf);
+        }
+        place = m_objectLines->Find(facts.spot.address, facts.spot.section);
+    }
+    if (!place || place->entry->line == 0 || place->entry->line > kGreatest || MisreadsLines(*place->unit)) {
+        return;
+    }
+    if (m_ambiguous) {
+        facts.source = place;
         return;
     }
     const u32 begin = facts.place->entry->range.value;

@@ -4,6 +4,7 @@
 #include "host/AddressLookup.h"
 #include "host/MemberPath.h"
 #include "host/NameLookup.h"
+#include "host/ObjectLines.h"
 #include "host/SymbolTable.h"
 #include "host/TypeText.h"
 #include "interfaces/DbgAddress.h"
@@ -106,5 +107,6 @@ private:
     std::size_t m_blocksSeen = 0;
     std::unordered_map<const ElfSymbol*, std::optional<Variable>> m_variables;
     std::optional<std::unordered_set<u32>> m_misread; ///< line tables by their offsets; looked for when first needed
+    std::optional<ObjectLines> m_objectLines;         ///< if m_ambiguous; read when first needed
     std::optional<std::map<u32, Variable>> m_allVariables; ///< by address; filled when first needed
 };

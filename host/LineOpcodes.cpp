@@ -1,56 +1,29 @@
-// Runs over the opcodes without running them. The bytes can be anything: the buffer's cursor ends at its end.
+// One pass over .debug_line, from header to header.
 #include "host/LineOpcodes.h"
 
-#include "interfaces/VFKDataBuf.h"
 #include "interfaces/VFKElfFile.h"
 
 #include <algorithm>
-#include <array>
 
 namespace {
 
 constexpr u32 kFirstSpecial = 10; // as the module has it
-constexpr u8 kExtendedOpcode = 0;
-constexpr u8 kFixedAdvancePc = 9;
 constexpr u16 kLastWithThisHeader = 3;
 
 /// @param line stands at the version.
 bool IsMisread(VFKDataBuf& line, u32 end)
 {
+    const u32 version = line.Pos();
     if (line.Get16() > kLastWithThisHeader) {
         return true;
     }
-    const u32 headerLength = line.Get32();
-    const u32 programme = line.Pos() + std::min(headerLength, end);
-    line.Skip(4); // lengths of instructions, is_stmt, and the range of lines
-    const u32 base = line.Get8();
-    if (base == kFirstSpecial) {
-        return false;
-    }
-    std::array<u8, 256> operands{};
-    for (u32 opcode = 1; opcode < base; ++opcode) {
-        operands[opcode] = line.Get8();
-    }
-    line.SetPos(programme);
-    while (line.Pos() < end) {
-        const u8 opcode = line.Get8();
-        if ((opcode >= base) != (opcode >= kFirstSpecial)) {
-            return true;
-        }
-        if (opcode >= base) {
-            continue;
-        }
-        if (opcode == kExtendedOpcode) {
-            line.Skip(line.Get32_ULEB128(4));
-        } else if (opcode == kFixedAdvancePc) {
-            line.Skip(2);
-        } else {
-            for (u8 i = 0; i < operands[opcode]; ++i) {
-                line.Get32_ULEB128(4);
-            }
-        }
-    }
-    return false;
+    line.SetPos(version);
+    bool misread = false;
+    VisitLineOpcodes(line, end, [&](const LineOpcode& opcode) {
+        misread = opcode.isSpecial != (opcode.code >= kFirstSpecial);
+        return !misread;
+    });
+    return misread;
 }
 
 } // namespace
