@@ -4,6 +4,7 @@
 
 #include "host/Loader.h"
 #include "host/Suggestions.h"
+#include "host/Text.h"
 #include "host/UnitNames.h"
 #include "interfaces/DbgSymSrcFile.h"
 
@@ -18,11 +19,6 @@ bool IsHexDigit(char character)
 {
     return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'f') ||
            (character >= 'A' && character <= 'F');
-}
-
-bool IsDigit(char character)
-{
-    return character >= '0' && character <= '9';
 }
 
 std::optional<u32> ParseHex(std::string_view digits)

@@ -79,7 +79,7 @@ i64 Wrapped(i64 sum)
     return static_cast<i32>(static_cast<u32>(static_cast<u64>(sum)));
 }
 
-enum class Reading {
+enum class WordsRead {
     Done,
     Nowhere, ///< no entry of a list holds
     Failed,  ///< there are no words for it
@@ -96,49 +96,49 @@ public:
     {
     }
 
-    Reading Read(u32 begin, u32 end, std::string& words)
+    WordsRead Read(u32 begin, u32 end, std::string& words)
     {
-        const Reading run = Run(begin, end, 0);
-        if (run != Reading::Done) {
+        const WordsRead run = Run(begin, end, 0);
+        if (run != WordsRead::Done) {
             return run;
         }
         if (!m_pieces.empty()) {
             words = m_pieces;
-            return m_stack.empty() ? Reading::Done : Reading::Failed;
+            return m_stack.empty() ? WordsRead::Done : WordsRead::Failed;
         }
         if (begin == end || m_stack.empty()) {
-            return Reading::Nowhere;
+            return WordsRead::Nowhere;
         }
         words = m_value ? "value " + Plain(m_stack.back()) : m_register ? m_stack.back().root : PlaceOf(m_stack.back());
-        return Reading::Done;
+        return WordsRead::Done;
     }
 
 private:
-    Reading Run(u32 pos, u32 end, u32 depth)
+    WordsRead Run(u32 pos, u32 end, u32 depth)
     {
         while (pos < end) {
             if (m_bytes.data[pos] == kStackValue && pos + 1 == end && !m_stack.empty()) {
                 m_value = true;
-                return Reading::Done;
+                return WordsRead::Done;
             }
             DecodedOperator op;
             if (m_value || DecodeOperator(m_bytes, pos, end, op) != Decoding::Done) {
-                return Reading::Failed;
+                return WordsRead::Failed;
             }
             pos = op.end;
-            const Reading step = op.code == OP_locationList ? EnterList(pos, end, depth)
-                                 : Step(op)                 ? Reading::Done
-                                                            : Reading::Failed;
-            if (step != Reading::Done || m_pieces.size() > kLongestWords || m_stack.size() > kDeepestStack ||
+            const WordsRead step = op.code == OP_locationList ? EnterList(pos, end, depth)
+                                   : Step(op)                 ? WordsRead::Done
+                                                              : WordsRead::Failed;
+            if (step != WordsRead::Done || m_pieces.size() > kLongestWords || m_stack.size() > kDeepestStack ||
                 (!m_stack.empty() && m_stack.back().root.size() > kLongestWords)) {
-                return step == Reading::Nowhere ? step : step == Reading::Done ? Reading::Failed : step;
+                return step == WordsRead::Nowhere ? step : step == WordsRead::Done ? WordsRead::Failed : step;
             }
         }
-        return Reading::Done;
+        return WordsRead::Done;
     }
 
     /// A list within an expression is the frame base.
-    Reading EnterList(u32& pos, u32 end, u32 depth)
+    WordsRead EnterList(u32& pos, u32 end, u32 depth)
     {
         const u32 start = pos;
         std::optional<ListEntry> chosen;
@@ -150,20 +150,20 @@ private:
             }
         }
         if (step == ListStep::Truncated || depth == kMaxListDepth) {
-            return Reading::Failed;
+            return WordsRead::Failed;
         }
         if (m_at) {
-            return chosen ? Run(chosen->exprBegin, chosen->exprEnd, depth + 1) : Reading::Nowhere;
+            return chosen ? Run(chosen->exprBegin, chosen->exprEnd, depth + 1) : WordsRead::Nowhere;
         }
         const std::string_view list = m_text.substr(start - 1, pos - start + 1); // with its operator
         if (m_frameBase.empty()) {
             m_frameBase = list;
         } else if (m_frameBase != list) {
-            return Reading::Failed;
+            return WordsRead::Failed;
         }
         m_register = false;
         m_stack.push_back({"fbreg", 0, Term::Base});
-        return Reading::Done;
+        return WordsRead::Done;
     }
 
     bool Step(const DecodedOperator& op)
@@ -371,10 +371,10 @@ Location LocationReader::Read(std::string_view bytes, bool littleEndian)
     m_littleEndian = littleEndian;
     const auto wordsOf = [&](u32 begin, u32 end) {
         std::string words;
-        const Reading read = WordMachine(bytes, littleEndian, m_base, {}, m_frameBase).Read(begin, end, words);
-        return read == Reading::Done      ? words
-               : read == Reading::Nowhere ? std::string("nowhere")
-                                          : Disassembled(bytes.substr(begin, end - begin), littleEndian);
+        const WordsRead read = WordMachine(bytes, littleEndian, m_base, {}, m_frameBase).Read(begin, end, words);
+        return read == WordsRead::Done      ? words
+               : read == WordsRead::Nowhere ? std::string("nowhere")
+                                            : Disassembled(bytes.substr(begin, end - begin), littleEndian);
     };
     Location location;
     const auto size = static_cast<u32>(bytes.size());
@@ -396,11 +396,11 @@ std::optional<std::string> LocationReader::At(std::string_view bytes, bool littl
     std::string words;
     const auto size = static_cast<u32>(bytes.size());
     switch (WordMachine(bytes, littleEndian, m_base, address, unused).Read(0, size, words)) {
-    case Reading::Done:
+    case WordsRead::Done:
         return words;
-    case Reading::Nowhere:
+    case WordsRead::Nowhere:
         return std::nullopt;
-    case Reading::Failed:
+    case WordsRead::Failed:
         break;
     }
     return Disassembled(bytes, littleEndian);

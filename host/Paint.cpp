@@ -1,6 +1,8 @@
 // Which parts of a line get which colour. This goes by how the listings look, so that no listing has to know about it.
 #include "host/Paint.h"
 
+#include "host/Text.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
@@ -13,12 +15,7 @@ constexpr std::string_view kYellow = "\x1b[33m";
 constexpr std::string_view kCyan = "\x1b[36m";
 constexpr std::string_view kPlain = "\x1b[m";
 
-bool IsDigit(char c)
-{
-    return c >= '0' && c <= '9';
-}
-
-bool IsWordPart(char c)
+bool IsWordLetter(char c)
 {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
 }
@@ -31,11 +28,11 @@ struct Mark {
 Mark MarkAt(std::string_view line, std::size_t at)
 {
     const std::string_view rest = line.substr(at);
-    if (at != 0 && IsWordPart(line[at - 1])) {
+    if (at != 0 && IsWordLetter(line[at - 1])) {
         return {};
     }
     if (rest.substr(0, 2) == "0x") {
-        const auto end = std::find_if_not(rest.begin() + 2, rest.end(), IsWordPart);
+        const auto end = std::find_if_not(rest.begin() + 2, rest.end(), IsWordLetter);
         return {static_cast<std::size_t>(end - rest.begin()), kCyan};
     }
     for (const std::string_view gap : {"<hole>", "<padding>", "<virtual bases>", "<rest of array, or hole>"}) {

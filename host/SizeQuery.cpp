@@ -47,7 +47,7 @@ struct Sum {
     }
 };
 
-struct Row {
+struct SizeRow {
     Sum sum;
     std::string text;
 };
@@ -80,11 +80,11 @@ public:
     }
 
 private:
-    std::vector<Row> SectionRows() const
+    std::vector<SizeRow> SectionRows() const
     {
-        std::vector<Row> rows;
+        std::vector<SizeRow> rows;
         for (const ProgramSection& section : m_tree.Sections()) {
-            Row& row = rows.emplace_back();
+            SizeRow& row = rows.emplace_back();
             row.sum.Add(section.size, section.memory);
             AppendShort(row.text, section.name);
         }
@@ -93,7 +93,7 @@ private:
 
     /// @param keyOf what of a unit's path the bytes are summed up by.
     template <typename KeyOf>
-    std::vector<Row> UnitRows(KeyOf&& keyOf) const
+    std::vector<SizeRow> UnitRows(KeyOf&& keyOf) const
     {
         std::map<std::string, Sum> sums;
         Sum noUnit;
@@ -101,9 +101,9 @@ private:
             Sum& sum = item.unit == kNone ? noUnit : sums[std::string(keyOf(m_tree.Units()[item.unit]))];
             sum.Add(item.size, MemoryOf(item));
         }
-        std::vector<Row> rows;
+        std::vector<SizeRow> rows;
         for (const auto& [key, sum] : sums) {
-            Row& row = rows.emplace_back();
+            SizeRow& row = rows.emplace_back();
             row.sum = sum;
             AppendShort(row.text, key.empty() ? "(no name)" : std::string_view(key));
         }
@@ -114,9 +114,9 @@ private:
     }
 
     /// Gaps of one kind are one row for each section.
-    std::vector<Row> SymbolRows() const
+    std::vector<SizeRow> SymbolRows() const
     {
-        std::vector<Row> rows;
+        std::vector<SizeRow> rows;
         std::map<std::pair<u32, SizeKind>, std::pair<Sum, std::size_t>> gaps;
         for (const SizeItem& item : m_tree.Items()) {
             if (IsGap(item.kind)) {
@@ -125,7 +125,7 @@ private:
                 ++count;
                 continue;
             }
-            Row& row = rows.emplace_back();
+            SizeRow& row = rows.emplace_back();
             row.sum.Add(item.size, MemoryOf(item));
             AppendHex8(row.text, item.address);
             AppendPlace(row.text, item.section);
@@ -136,7 +136,7 @@ private:
             }
         }
         for (const auto& [place, gap] : gaps) {
-            Row& row = rows.emplace_back();
+            SizeRow& row = rows.emplace_back();
             row.sum = gap.first;
             row.text = "         -";
             AppendPlace(row.text, place.first);
@@ -157,10 +157,10 @@ private:
     MemoryUse MemoryOf(const SizeItem& item) const { return m_tree.Sections()[item.section].memory; }
 
     /// The largest first, what is left out as one row, and the total.
-    void WriteTable(const char* heading, std::vector<Row> rows, std::size_t most)
+    void WriteTable(const char* heading, std::vector<SizeRow> rows, std::size_t most)
     {
         std::stable_sort(rows.begin(), rows.end(),
-                         [](const Row& a, const Row& b) { return a.sum.bytes > b.sum.bytes; });
+                         [](const SizeRow& a, const SizeRow& b) { return a.sum.bytes > b.sum.bytes; });
         Sum total;
         Sum rest;
         for (std::size_t i = 0; i < rows.size(); ++i) {

@@ -22,7 +22,7 @@ constexpr char kOpAddr = '\x03';  // DW_OP_addr
 constexpr char kOpPiece = '\x93'; // DW_OP_piece
 
 /// The address of a variable whose location is one address, or the first of its pieces is.
-std::optional<u32> FixedAddress(const DbgVariable& variable)
+std::optional<u32> AddressOfWhole(const DbgVariable& variable)
 {
     constexpr std::size_t kLength = 5;
     const std::string_view location = variable.location;
@@ -137,7 +137,7 @@ void SymbolUnits::AddVariables(const Loader& file)
     const DbgSymSymFile& store = file.Store();
     for (std::size_t i = 0; i < store.VariableCount(); ++i) {
         const DbgVariable& variable = store.VariableAt(i);
-        if (const std::optional<u32> address = FixedAddress(variable)) {
+        if (const std::optional<u32> address = AddressOfWhole(variable)) {
             Add(*address, variable.byteSize, variable.name, file.UnitOf(variable.context.fileScope, variable.id),
                 SymbolKind::Variable);
         }

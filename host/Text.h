@@ -75,6 +75,11 @@ inline bool IsWordCharacter(char character)
     return kIsWordCharacter[static_cast<unsigned char>(character)];
 }
 
+inline bool IsDigit(char character)
+{
+    return character >= '0' && character <= '9';
+}
+
 /// Reads all of `text` as a number in C's notation (0x8000, 32768, 0100000).
 /// @return nothing if it is none, or doesn't fit in 32 bits.
 std::optional<u32> ParseNumber(std::string_view text);

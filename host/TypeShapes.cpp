@@ -3,17 +3,17 @@
 #include "host/TypeShapes.h"
 
 #include "host/Loader.h"
+#include "host/Mix.h"
 #include "interfaces/DbgSymSrcFile.h"
 #include "interfaces/DbgUserDefinedVarType.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
 #include <tuple>
 
 namespace {
 
-using Kind = DbgUDTInfo::Kind;
+using TypeKind = DbgUDTInfo::Kind;
 
 /// How deep parts without a type name are followed.
 constexpr u32 kMaxNesting = 16;
@@ -21,19 +21,7 @@ constexpr u32 kMaxNesting = 16;
 constexpr std::size_t kMaxNestedRows = std::size_t{1} << 20; ///< of all types together
 constexpr std::size_t kMaxShownRows = std::size_t{1} << 15;  ///< of one type whose rows are asked for
 /// Any number of members may have one long name.
-constexpr std::size_t kMaxName = 1024;
-
-u64 Mix(u64 hash, u64 value)
-{
-    constexpr u64 kOdd = 0x9E3779B97F4A7C15;
-    hash = (hash ^ value) * kOdd;
-    return hash ^ hash >> 29;
-}
-
-u64 Mix(u64 hash, const char* text)
-{
-    return Mix(hash, reinterpret_cast<std::uintptr_t>(text));
-}
+constexpr std::size_t kMaxMemberName = 1024;
 
 u64 HashOf(const ShapeRow& row)
 {
@@ -45,10 +33,10 @@ u64 HashOf(const ShapeRow& row)
 
 std::string_view Short(const char* name)
 {
-    return name == nullptr ? std::string_view() : std::string_view(name, strnlen(name, kMaxName));
+    return name == nullptr ? std::string_view() : std::string_view(name, strnlen(name, kMaxMemberName));
 }
 
-bool IsKind(const DbgUserDefinedVarType* type, Kind kind)
+bool IsKind(const DbgUserDefinedVarType* type, TypeKind kind)
 {
     return type != nullptr && type->GetInfo() != nullptr && type->GetInfo()->GetKind() == kind;
 }
@@ -66,13 +54,13 @@ const std::vector<DbgUDTInfoEnum32::Value>& ValuesOf(const DbgUserDefinedVarType
 /// True for a type whose members or enumerators are part of whatever it is in.
 bool IsNamelessWhole(const DbgUserDefinedVarType* type)
 {
-    return type != nullptr && !HasName(*type) && (IsKind(type, Kind::Members) || IsKind(type, Kind::Enum));
+    return type != nullptr && !HasName(*type) && (IsKind(type, TypeKind::Members) || IsKind(type, TypeKind::Enum));
 }
 
 bool IsOnlyDeclared(const DbgUserDefinedVarType& type)
 {
-    const bool empty = IsKind(&type, Kind::Members) ? MembersOf(type)->Members().empty()
-                                                    : !IsKind(&type, Kind::Enum) || ValuesOf(type).empty();
+    const bool empty = IsKind(&type, TypeKind::Members) ? MembersOf(type)->Members().empty()
+                                                        : !IsKind(&type, TypeKind::Enum) || ValuesOf(type).empty();
     return empty && type.GetByteSize() == 0;
 }
 
@@ -97,7 +85,7 @@ TypeShapes::TypeShapes(Loader& file)
     for (std::size_t i = 0; i < m_store.TypeCount(); ++i) {
         const DbgUserDefinedVarType& type = m_store.TypeAt(i);
         if (!HasName(type)) {
-            if (IsKind(&type, Kind::Enum)) {
+            if (IsKind(&type, TypeKind::Enum)) {
                 namelessEnums.push_back(i);
             }
         } else if (type.GetInfo() != nullptr && seen.insert(SignatureOf(type, 0)).second) {
@@ -118,7 +106,7 @@ const DbgUserDefinedVarType* TypeShapes::Find(const DbgTypeDescription& type) co
 const DbgUserDefinedVarType* TypeShapes::EndOf(const DbgTypeDescription& type) const
 {
     const DbgUserDefinedVarType* stored = Find(type);
-    for (u32 depth = 0; IsKind(stored, Kind::Typedef) && depth < kMaxTypeDepth; ++depth) {
+    for (u32 depth = 0; IsKind(stored, TypeKind::Typedef) && depth < kMaxTypeDepth; ++depth) {
         const DbgTypeDescription& target = TypedefOf(*stored).target;
         if (target.baseType != kBaseUserDefined) {
             break;
@@ -133,7 +121,7 @@ DbgTypeDescription TypeShapes::ElementOf(DbgTypeDescription type) const
 {
     for (u32 depth = 0; depth < kMaxTypeDepth; ++depth) {
         const DbgUserDefinedVarType* stored = Find(type);
-        if (!IsKind(stored, Kind::Array) || HasName(*stored)) {
+        if (!IsKind(stored, TypeKind::Array) || HasName(*stored)) {
             break;
         }
         type = static_cast<const DbgUDTInfoArray*>(stored->GetInfo())->element;
@@ -151,22 +139,22 @@ u64 TypeShapes::SignatureOf(const DbgUserDefinedVarType& type, u32 depth)
     }
     hash = Mix(hash, static_cast<u64>(info->GetKind()));
     switch (info->GetKind()) {
-    case Kind::Typedef:
+    case TypeKind::Typedef:
         return Mix(hash, SignatureOf(TypedefOf(type).target, depth));
-    case Kind::Pointer:
+    case TypeKind::Pointer:
         return Mix(hash, SignatureOf(static_cast<const DbgUDTInfoPointer*>(info)->target, depth));
-    case Kind::Array: {
+    case TypeKind::Array: {
         const auto* array = static_cast<const DbgUDTInfoArray*>(info);
         return Mix(Mix(hash, SignatureOf(array->element, depth)), u64{array->lower} << 32 | array->upper);
     }
-    case Kind::Members:
+    case TypeKind::Members:
         for (const DbgUDTInfoMembers::Member& member : MembersOf(type)->Members()) {
             hash = Mix(Mix(hash, member.name), SignatureOf(member.type, depth));
             hash = Mix(Mix(hash, u64{member.offset} << 32 | member.byteSize),
                        u64{member.bitSize} << 16 | member.bitOffset);
         }
         break;
-    case Kind::Enum:
+    case TypeKind::Enum:
         for (const DbgUDTInfoEnum32::Value& value : ValuesOf(type)) {
             hash = Mix(Mix(hash, value.name), static_cast<u64>(value.value));
         }
@@ -217,7 +205,7 @@ bool TypeShapes::Describe(const DbgUserDefinedVarType& type, TypeShape& shape) c
     shape.name = type.GetName();
     shape.type = &type;
     shape.size = type.GetByteSize();
-    if (!IsKind(&type, Kind::Typedef)) {
+    if (!IsKind(&type, TypeKind::Typedef)) {
         const std::string_view kind = KindName(type);
         shape.kind = kind == "enum" ? "enum" : kind == "union" ? "union" : "struct";
         return !IsOnlyDeclared(type);
@@ -227,7 +215,7 @@ bool TypeShapes::Describe(const DbgUserDefinedVarType& type, TypeShape& shape) c
     const DbgUserDefinedVarType* end = EndOf(target);
     if (IsNamelessWhole(end)) {
         shape.size = end->GetByteSize();
-    } else if (IsKind(end, Kind::Members) || IsKind(end, Kind::Enum)) {
+    } else if (IsKind(end, TypeKind::Members) || IsKind(end, TypeKind::Enum)) {
         shape.size = std::nullopt; // it is told where the type of that name is
     }
     return true;
@@ -237,13 +225,13 @@ bool TypeShapes::Describe(const DbgUserDefinedVarType& type, TypeShape& shape) c
 void TypeShapes::NoteParts(const DbgUserDefinedVarType& type)
 {
     const auto note = [&](const DbgUserDefinedVarType* part) {
-        if (IsNamelessWhole(part) && IsKind(part, Kind::Enum)) {
+        if (IsNamelessWhole(part) && IsKind(part, TypeKind::Enum)) {
             m_parts.insert(SignatureOf(*part, 0));
         }
     };
-    if (IsKind(&type, Kind::Typedef)) {
+    if (IsKind(&type, TypeKind::Typedef)) {
         note(EndOf(TypedefOf(type).target));
-    } else if (IsKind(&type, Kind::Members)) {
+    } else if (IsKind(&type, TypeKind::Members)) {
         for (const DbgUDTInfoMembers::Member& member : MembersOf(type)->Members()) {
             note(Find(ElementOf(member.type)));
         }
@@ -304,7 +292,7 @@ std::vector<ShapeRow> TypeShapes::RowsOf(const TypeShape& shape) const
 void TypeShapes::VisitRows(const DbgUserDefinedVarType& type, std::size_t& budget, const Visit& visit) const
 {
     const DbgUserDefinedVarType* whole = &type;
-    if (IsKind(&type, Kind::Typedef)) {
+    if (IsKind(&type, TypeKind::Typedef)) {
         const DbgTypeDescription& target = TypedefOf(type).target;
         whole = EndOf(target);
         if (target.baseType != kBaseUserDefined) {
@@ -322,9 +310,9 @@ void TypeShapes::VisitRows(const DbgUserDefinedVarType& type, std::size_t& budge
     while (!parts.empty()) {
         const Part part = std::move(parts.back());
         parts.pop_back();
-        if (IsKind(part.type, Kind::Members)) {
+        if (IsKind(part.type, TypeKind::Members)) {
             VisitMembers(part, parts, budget, visit);
-        } else if (IsKind(part.type, Kind::Enum)) {
+        } else if (IsKind(part.type, TypeKind::Enum)) {
             VisitValues(part, visit);
         }
     }
@@ -335,10 +323,10 @@ void TypeShapes::VisitMembers(const Part& part, std::vector<Part>& parts, std::s
     for (const DbgUDTInfoMembers::Member& member : MembersOf(*part.type)->Members()) {
         const std::string_view name = Short(member.name);
         const DbgUserDefinedVarType* stored = Find(ElementOf(member.type));
-        const bool fits = part.depth < kMaxNesting && part.prefix.size() < kMaxName;
+        const bool fits = part.depth < kMaxNesting && part.prefix.size() < kMaxMemberName;
         std::size_t rows = 0;
         if (fits && IsNamelessWhole(stored)) {
-            rows = IsKind(stored, Kind::Enum) ? ValuesOf(*stored).size() : MembersOf(*stored)->Members().size();
+            rows = IsKind(stored, TypeKind::Enum) ? ValuesOf(*stored).size() : MembersOf(*stored)->Members().size();
         }
         const bool opens = rows != 0 && rows <= budget;
         if (opens) {

@@ -2,11 +2,11 @@
 // made in 64 bits.
 #include "host/TypeText.h"
 
+#include "host/Mix.h"
 #include "host/Text.h"
 #include "interfaces/DbgSymSymFile.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
 #include <string_view>
 #include <utility>
@@ -87,7 +87,7 @@ constexpr std::size_t kSizeColumn = 10;
 constexpr std::size_t kBitsColumn = 18;
 constexpr std::size_t kTypeColumn = 26;
 constexpr std::size_t kTypeWidth = 28;
-constexpr std::size_t kWidestType = 48; ///< a longer one pushes the name out of its column
+constexpr std::size_t kWidestMemberType = 48; ///< a longer one pushes the name out of its column
 
 /// No program nests nameless parts deeper, or has more lines of them.
 constexpr u32 kDeepestPart = 8;
@@ -373,7 +373,7 @@ void TypeText::WriteMembers(const DbgUserDefinedVarType& type, bool withIds, con
     VisitLayout(type, 0, 0, visited, add);
     std::size_t width = kTypeWidth;
     for (const MemberLine& line : lines) {
-        width = std::max(width, line.type.size() > kWidestType ? 0 : line.type.size() + 2);
+        width = std::max(width, line.type.size() > kWidestMemberType ? 0 : line.type.size() + 2);
     }
     if (!lines.empty()) {
         std::string head = "  offset    size  bits    type";
@@ -388,23 +388,6 @@ void TypeText::WriteMembers(const DbgUserDefinedVarType& type, bool withIds, con
         write(line.start + line.name + '\n');
     }
 }
-
-namespace {
-
-u64 Mix(u64 hash, u64 value)
-{
-    constexpr u64 kOdd = 0x9E3779B97F4A7C15;
-    hash = (hash ^ value) * kOdd;
-    return hash ^ hash >> 32;
-}
-
-/// The store keeps equal texts once.
-u64 Mix(u64 hash, const char* text)
-{
-    return Mix(hash, static_cast<u64>(reinterpret_cast<std::uintptr_t>(text)));
-}
-
-} // namespace
 
 /// What Declare makes a text of.
 u64 TypeText::NameHash(const DbgTypeDescription& type, u32 depth) const
