@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr u32 kCode = kShfAlloc | kShfExecInstr;
-
 class ObjectLinesTest : public testing::TestWithParam<ByteOrder> {
 protected:
     /// Two functions of two sections, both from 0 on; rows without code in front of each.
@@ -40,8 +38,8 @@ protected:
             relocations.U32(m_places[i]).U32(symbols[i] << 8 | 2);
         }
         ElfWriter elf(GetParam());
-        elf.Section(".text.a", std::string(0x10, 0), {.flags = kCode});
-        elf.Section(".text.b", std::string(0x10, 0), {.flags = kCode});
+        elf.Section(".text.a", std::string(0x10, 0), {.flags = kCodeFlags});
+        elf.Section(".text.b", std::string(0x10, 0), {.flags = kCodeFlags});
         elf.Section(".data", std::string(0x10, 0), {.flags = kShfAlloc});
         dwarf.AddTo(elf);
         elf.Section(".rel.debug_line", relocations);

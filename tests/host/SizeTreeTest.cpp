@@ -13,7 +13,6 @@
 namespace {
 
 constexpr u32 kText = 0x8000;
-constexpr u32 kCodeFlags = kShfAlloc | kShfExecInstr;
 constexpr u32 kWritable = kShfAlloc | kShfWrite;
 
 std::vector<nlohmann::json> Records(const std::string& path, const std::string& kind)

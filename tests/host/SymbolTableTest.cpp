@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr u32 kCode = kShfAlloc | kShfExecInstr;
-
 std::string NameAt(SymbolTable& table, u32 address, u16 section = 1)
 {
     const ElfSymbol* symbol = table.FindAt(address, section);
@@ -20,7 +18,7 @@ std::string NameAt(SymbolTable& table, u32 address, u16 section = 1)
 TEST(SymbolTable, ASizedSymbolEndsAndALabelGoesOnToTheNext)
 {
     ElfWriter elf(ByteOrder::Little);
-    elf.Section(".text", std::string(0x100, 0), {.flags = kCode, .address = 0x8000});
+    elf.Section(".text", std::string(0x100, 0), {.flags = kCodeFlags, .address = 0x8000});
     elf.Symbol({"sized", 0x8011, 0x10}); // Thumb
     elf.Symbol({"inner_label", 0x8018, 0, kSttNoType, kStbLocal});
     elf.Symbol({"$t", 0x8030, 0, kSttNoType, kStbLocal});
@@ -49,8 +47,8 @@ TEST(SymbolTable, ASizedSymbolEndsAndALabelGoesOnToTheNext)
 TEST(SymbolTable, MappingSymbolsTellTheKindUpToTheNextOne)
 {
     ElfWriter elf(ByteOrder::Little);
-    elf.Section(".text", std::string(0x100, 0), {.flags = kCode, .address = 0x8000});
-    elf.Section(".more", std::string(0x100, 0), {.flags = kCode, .address = 0x8100});
+    elf.Section(".text", std::string(0x100, 0), {.flags = kCodeFlags, .address = 0x8000});
+    elf.Section(".more", std::string(0x100, 0), {.flags = kCodeFlags, .address = 0x8100});
     elf.Symbol({"$t.12", 0x8020, 0, kSttNoType, kStbLocal});
     elf.Symbol({"$d", 0x8030, 0, kSttNoType, kStbLocal});
     elf.Symbol({"$a.0", 0x8010, 0, kSttNoType, kStbLocal});
@@ -67,8 +65,8 @@ TEST(SymbolTable, MappingSymbolsTellTheKindUpToTheNextOne)
 TEST(SymbolTable, SectionsOfAnObjectFileHaveTheirOwnSymbols)
 {
     ElfWriter elf(ByteOrder::Big);
-    elf.Section(".text.a", std::string(0x10, 0), {.flags = kCode});
-    elf.Section(".text.b", std::string(0x20, 0), {.flags = kCode});
+    elf.Section(".text.a", std::string(0x10, 0), {.flags = kCodeFlags});
+    elf.Section(".text.b", std::string(0x20, 0), {.flags = kCodeFlags});
     elf.Section(".debug_info", std::string(0x20, 0));
     elf.Section(".tbss", "", {.type = kShtNobits, .flags = kShfAlloc | kShfWrite | 0x400, .size = 0x20});
     elf.Symbol({"a", 1, 0x10, kSttFunc, 1, 1});

@@ -19,6 +19,7 @@ inline constexpr u8 kStbLocal = 0;
 inline constexpr u8 kStbGlobal = 1;
 inline constexpr u8 kStbWeak = 2;
 inline constexpr u16 kShnAbs = 0xFFF1;
+inline constexpr u32 kCodeFlags = kShfAlloc | kShfExecInstr;
 
 /// A file in the system's temporary folder, removed at the end.
 class TempFile {
