@@ -18,6 +18,41 @@ bool IsWord(std::string_view name)
     return std::all_of(name.begin(), name.end(), IsWordCharacter);
 }
 
+/// Within brackets, spells integers as the names of symbols do: debug information has "short int" for "short".
+void ShortenIntegers(std::string& text)
+{
+    constexpr std::pair<std::string_view, std::string_view> kSpellings[] = {
+        {"long long unsigned int", "unsigned long long"},
+        {"long unsigned int", "unsigned long"},
+        {"short unsigned int", "unsigned short"},
+        {"long long int", "long long"},
+        {"long int", "long"},
+        {"short int", "short"},
+    };
+    const std::size_t bracket = text.find_first_of("<(");
+    if (bracket == std::string::npos || text.find(" int", bracket) == std::string::npos) {
+        return;
+    }
+    std::string kept = text.substr(0, bracket + 1);
+    for (std::size_t at = kept.size(); at < text.size();) {
+        const std::string_view rest = std::string_view(text).substr(at);
+        const auto* found =
+            IsWordCharacter(text[at - 1])
+                ? std::end(kSpellings)
+                : std::find_if(std::begin(kSpellings), std::end(kSpellings), [&](const auto& spelling) {
+                      const std::size_t size = spelling.first.size();
+                      return rest.starts_with(spelling.first) && (size == rest.size() || !IsWordCharacter(rest[size]));
+                  });
+        if (found == std::end(kSpellings)) {
+            kept += text[at++];
+        } else {
+            kept += found->second;
+            at += found->first.size();
+        }
+    }
+    text = std::move(kept);
+}
+
 /// Leaves out the blanks that have no meaning. Those stay that separate two words, or, outside of brackets, a name
 /// from the type in front of it, and "operator<" from the arguments of a template.
 std::string WithoutBlanks(std::string_view text)
@@ -47,6 +82,7 @@ std::string WithoutBlanks(std::string_view text)
         kept += character;
         blank = false;
     }
+    ShortenIntegers(kept);
     return kept;
 }
 
