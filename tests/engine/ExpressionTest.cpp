@@ -136,9 +136,23 @@ TEST_P(Expression, OperatorsWorkOnWordsOfTheTarget)
         EXPECT_EQ(list.Pop(got), value != 0);
         EXPECT_EQ(got, value);
     }
-    ByteSection nested = Bytes({0x31});
-    for (u32 depth = 0; depth < 1000; ++depth) {
-        nested = Bytes({0xEC}).U32(0).U32(kNone).U16(nested.Size()).Raw(nested).U64(0);
-    }
-    EXPECT_NE(Text(nested).find("nested too deep"), std::string::npos);
+    EXPECT_EQ(Text(Bytes({0x0E}).U64(~u64{0})), "DW_OP_const8u 18446744073709551615");
+}
+
+TEST_P(Expression, ListsNestEightDeep)
+{
+    const auto nest = [](u32 times) {
+        ByteSection nested = Bytes({0x31});
+        for (u32 depth = 0; depth < times; ++depth) {
+            nested = Bytes({0xEC}).U32(0).U32(kNone).U16(nested.Size()).Raw(nested).U64(0);
+        }
+        return nested;
+    };
+    DbgAddress anywhere;
+    anywhere.value = 0x8000;
+    EXPECT_EQ(Of(nest(8)).Evaluate(nullptr, &anywhere, 0, kNone), 0u);
+    EXPECT_NE(Of(nest(9)).Evaluate(nullptr, &anywhere, 0, kNone), 0u);
+    EXPECT_EQ(Text(nest(8)).find("nested too deep"), std::string::npos);
+    EXPECT_NE(Text(nest(9)).find("nested too deep"), std::string::npos);
+    EXPECT_NE(Text(nest(1000)).find("nested too deep"), std::string::npos);
 }

@@ -98,3 +98,13 @@ TEST_F(LineTable, ALineHasItsRowsInTheirOrder)
     EXPECT_EQ(table.FindByLine(7), (std::vector<u32>{0, 3}));
     EXPECT_EQ(table.FindByLine(8), std::vector<u32>{2}) << "no longer the last one";
 }
+
+TEST_F(LineTable, PathsFromOneBufferAreToldApart)
+{
+    std::string path = "/src/one.h";
+    Add(1, 0x10, 4, kNone, &path);
+    path.replace(5, 3, "two");
+    Add(2, 0x14, 4, kNone, &path);
+    EXPECT_EQ(*table.GetEntryPath(*table.GetLineEntryByIdx(0)), "/src/one.h");
+    EXPECT_EQ(*table.GetEntryPath(*table.GetLineEntryByIdx(1)), "/src/two.h");
+}

@@ -9,6 +9,7 @@ TEST(Suggestions, ADistanceCountsChangesAndSwapsUpToItsLimit)
 {
     EXPECT_EQ(EditDistance("units", "units", 3), 0u);
     EXPECT_EQ(EditDistance("untis", "units", 3), 1u) << "a swap is one change";
+    EXPECT_EQ(EditDistance("ab", "bc", 3), 2u) << "and no swap";
     EXPECT_EQ(EditDistance("kitten", "sitting", 9), 3u);
     EXPECT_EQ(EditDistance("", "abc", 9), 3u);
     EXPECT_EQ(EditDistance("abcdef", "uvwxyz", 2), 3u);
