@@ -75,6 +75,7 @@ TEST(AddressInput, NumbersOfATextAreThoseThatLookLikeAddresses)
         {"    8004:\te28db000 add", {0x8004, 0xE28DB000}},
         {"8004: 09 8005: 1b", {0x8004}},
         {"8004: late", {}},
+        {"1a2 is short, 0x1a2 is none", {0x1A2}},
         {"x12345678 0x123456789 _1a2b 0x 12ag", {}},
         {"", {}}};
     for (const auto& [text, wanted] : cases) {

@@ -57,6 +57,8 @@ TEST(NamePattern, AMangledNameFitsByItsCppName)
            {"parse", "_Z5parsei.part.0", NameMatch::WithoutArguments},
            {"count", "_ZZ4mainE5count", NameMatch::LastPart},
            {"main", "_ZZ4mainE5count", NameMatch::None},
+           {"count", "_ZZNK1a6Reader4nextEvE5count", NameMatch::LastPart}, // of a const function
+           {"next", "_ZZNK1a6Reader4nextEvE5count", NameMatch::None},
            {"helper", "_ZN12_GLOBAL__N_16helperEv", NameMatch::LastPart},
            {"(anonymous namespace)::helper", "_ZN12_GLOBAL__N_16helperEv", NameMatch::WithoutArguments},
            {"Reader", "_ZTV6Reader", NameMatch::None},

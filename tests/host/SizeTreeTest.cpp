@@ -119,10 +119,15 @@ TEST(Sizes, AnObjectFileHasOffsets)
     ElfWriter elf(ByteOrder::Little);
     elf.Section(".text.f", std::string(8, '\0'), {.flags = kCodeFlags});
     elf.Section(".text.g", std::string(8, '\0'), {.flags = kCodeFlags});
+    elf.Section(".text.h", std::string(24, '\0'), {.flags = kCodeFlags});
     elf.Symbol({.name = "f", .value = 0, .size = 8, .section = 1});
+    elf.Symbol({.name = "h", .value = 0, .size = 8, .section = 3});
+    elf.Symbol({.name = "i", .value = 16, .size = 8, .section = 3});
     elf.Symbol({.name = "g", .value = 0, .size = 6, .section = 2});
     elf.Edit([](ElfRecords& records) { records.header.e_type = 1; });
-    EXPECT_EQ(Symbols(elf, 0), (std::vector<std::string>{"f function 0+8", "g function 0+6", "padding gap 6+2"}));
+    EXPECT_EQ(Symbols(elf, 0), (std::vector<std::string>{"f function 0+8", "g function 0+6", "padding gap 6+2",
+                                                         "h function 0+8", "unnamed gap 8+8", "i function 16+8"}))
+        << "no padding is so long";
 }
 
 TEST(Sizes, MemoryFollowsFlagsAndLoadAddresses)

@@ -29,9 +29,13 @@ TEST(SymbolTable, ASizedSymbolEndsAndALabelGoesOnToTheNext)
     elf.Symbol({"outer", 0x8080, 0x20, kSttObject});
     elf.Symbol({"inner", 0x8088, 4, kSttObject});
     elf.Symbol({"absolute", 0x80C0, 4, kSttObject, 1, kShnAbs});
+    elf.Symbol({"unsized", 0x80E1, 0});
+    elf.Symbol({"sized_text", 0x80E0, 8, kSttNoType, kStbLocal});
     const TempFile file = elf.Write();
     const VFKElfFile image(file.Path());
     SymbolTable table(image);
+    ASSERT_EQ(table.StandingAt(0x80E0, 1).size(), 2u);
+    EXPECT_EQ(table.StandingAt(0x80E0, 1)[0]->name, "sized_text") << "what has a size comes first";
     const std::pair<u32, const char*> cases[] = {
         {0x8000, "-"},     {0x8010, "sized"},  {0x801F, "sized"},  {0x8020, "-"}, {0x8030, "-"},     {0x8040, "label"},
         {0x8050, "label"}, {0x8060, "strong"}, {0x8067, "strong"}, {0x8068, "-"}, {0x8080, "outer"}, {0x8088, "inner"},
