@@ -1,7 +1,7 @@
 // A list that only grows and whose elements never move.
 #pragma once
 
-#include "PageArena.h"
+#include "interfaces/VFKArena.h"
 
 #include <cstddef>
 #include <new>
@@ -16,8 +16,8 @@ class ChunkList {
     static_assert(std::is_trivially_destructible_v<Element> && alignof(Element) <= 16);
 
 public:
-    /// @param arena borrowed; holds the elements.
-    explicit ChunkList(PageArena& arena)
+    /// @param arena borrowed; the elements lie there.
+    explicit ChunkList(VFKArena& arena)
         : m_arena(arena)
     {
     }
@@ -41,7 +41,7 @@ public:
 
 private:
     static constexpr std::size_t kPerChunk = 64;
-    PageArena& m_arena;
+    VFKArena& m_arena;
     std::vector<Element*> m_chunks;
     std::size_t m_count = 0;
 };

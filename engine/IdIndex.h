@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Hashing.h"
-#include "PageArena.h"
+#include "interfaces/VFKArena.h"
 #include "interfaces/Types.h"
 
 #include <cstddef>
@@ -53,7 +53,7 @@ private:
         u32 id = 0;
         u32 index = kNone; ///< kNone: free
     };
-    using Slots = std::vector<Slot, PageAllocator<Slot>>;
+    using Slots = std::vector<Slot, VFKPageAllocator<Slot>>;
 
     static constexpr u32 kBlock = 1024;       ///< offsets that are hashed as one
     static constexpr u32 kOffsetsPerSlot = 8; ///< few things of one kind are closer together

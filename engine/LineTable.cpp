@@ -91,14 +91,14 @@ private:
 /// The last row may still be changed through the pointer that AddLineEntry returned. So the indexes cover only the rows
 /// before it, and a look-up checks the last one by itself.
 struct DbgSymLineTable::Rows {
-    /// @param memory holds the rows; null for an arena of the table's own.
-    explicit Rows(engine::PageArena* memory)
-        : ownMemory(memory == nullptr ? std::make_unique<engine::PageArena>() : nullptr)
+    /// @param memory where the rows lie; null: in an arena of the table's own.
+    explicit Rows(VFKArena* memory)
+        : ownMemory(memory == nullptr ? std::make_unique<VFKArena>() : nullptr)
         , entries(memory == nullptr ? *ownMemory : *memory)
     {
     }
 
-    std::unique_ptr<engine::PageArena> ownMemory;
+    std::unique_ptr<VFKArena> ownMemory;
     engine::ChunkList<DbgSymLineEntry> entries;
     PathSet paths;
     engine::AddressMap byAddress; ///< of indexes in `entries`
@@ -135,7 +135,7 @@ struct DbgSymLineTable::Rows {
     }
 };
 
-DbgSymLineTable::DbgSymLineTable(const DbgSymSrcFile* srcFile, engine::PageArena* memory)
+DbgSymLineTable::DbgSymLineTable(const DbgSymSrcFile* srcFile, VFKArena* memory)
     : m_srcFile(srcFile)
     , m_memory(memory)
 {
@@ -240,7 +240,7 @@ std::vector<u32> DbgSymLineTable::FindByLine(u32 line) const
     return rows;
 }
 
-DbgSymSrcFile::DbgSymSrcFile(u32 id, std::string path, engine::PageArena* memory)
+DbgSymSrcFile::DbgSymSrcFile(u32 id, std::string path, VFKArena* memory)
     : m_id(id)
     , m_path(std::move(path))
     , m_lineTable(this, memory)

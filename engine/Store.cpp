@@ -16,7 +16,7 @@
 namespace {
 
 struct FileScope {
-    FileScope(u32 id, std::string path, const DbgAddrRange& addressRange, u32 lineOffset, engine::PageArena& memory)
+    FileScope(u32 id, std::string path, const DbgAddrRange& addressRange, u32 lineOffset, VFKArena& memory)
         : file(id, std::move(path), &memory)
         , range{addressRange, lineOffset}
     {
@@ -29,7 +29,7 @@ struct FileScope {
 /// What a pointer to a variable keeps alive: all variables and texts. The pointers share the ownership of the whole,
 /// which saves a control block for each variable.
 struct Kept {
-    engine::PageArena arena;
+    VFKArena arena;
     engine::TextPool texts{arena};
     engine::ChunkList<DbgVariable> variables{arena};
 };
@@ -112,7 +112,7 @@ struct DbgSymSymFile::Contents {
     LateIndex blockIds;
     LateIndex variableIds;
 
-    std::vector<TypePointer, engine::PageAllocator<TypePointer>> types;
+    std::vector<TypePointer, VFKPageAllocator<TypePointer>> types;
     engine::IdIndex typeIds;
     engine::TextAllowance typeNames = engine::TextAllowance::ForReading();
 

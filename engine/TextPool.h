@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Hashing.h"
-#include "PageArena.h"
+#include "interfaces/VFKArena.h"
 #include "TextAllowance.h"
 #include "interfaces/Types.h"
 
@@ -19,8 +19,8 @@ namespace engine {
 /// a buffer that it reuses. An allowance bounds what texts can cost; beyond it they are cut (see TextAllowance).
 class TextPool {
 public:
-    /// @param arena borrowed; holds the texts.
-    explicit TextPool(PageArena& arena)
+    /// @param arena borrowed; the texts lie there.
+    explicit TextPool(VFKArena& arena)
         : m_arena(arena)
     {
     }
@@ -46,8 +46,8 @@ private:
     void MakeRoom();
     u32 Hash(std::string_view bytes) const { return static_cast<u32>(HashBytes(bytes, m_seed)); }
 
-    using Slots = std::vector<Slot, PageAllocator<Slot>>;
-    PageArena& m_arena;
+    using Slots = std::vector<Slot, VFKPageAllocator<Slot>>;
+    VFKArena& m_arena;
     Slots m_slots; ///< a power of two of them
     std::size_t m_count = 0;
     u64 m_seed = ProcessSeed();

@@ -1,6 +1,7 @@
 // How rows are found and added.
 #include "index/DieInfoMap.h"
 
+#include <new>
 #include <utility>
 
 void DieInfoMap::SetSectionSize(u32 sectionSize)
@@ -37,7 +38,8 @@ DIEInfo* DieInfoMap::GetOrAdd(u32 offset)
 DIEInfo* DieInfoMap::AddInside(Block& block, u32 bit, u32 offset)
 {
     if (m_rowCount == m_chunks.size() * kChunkRows) {
-        m_chunks.push_back(std::make_unique<DIEInfo[]>(kChunkRows));
+        void* chunk = m_rowMemory.Allocate(kChunkRows * sizeof(DIEInfo), alignof(DIEInfo));
+        m_chunks.push_back(static_cast<DIEInfo*>(chunk));
     }
     const u32 number = m_rowCount;
     const u32 rank = Rank(block.used, bit);
@@ -59,7 +61,7 @@ DIEInfo* DieInfoMap::AddInside(Block& block, u32 bit, u32 offset)
     }
     block.used |= u64{1} << bit;
     ++m_rowCount;
-    DIEInfo& row = Row(number);
-    row.infoOffset = offset;
-    return &row;
+    auto* row = new (&Row(number)) DIEInfo;
+    row->infoOffset = offset;
+    return row;
 }

@@ -3,6 +3,7 @@
 
 #include "index/DIEInfo.h"
 #include "interfaces/Types.h"
+#include "interfaces/VFKArena.h"
 
 #include <array>
 #include <cstddef>
@@ -64,7 +65,7 @@ public:
 private:
     static constexpr u32 kBlockOffsets = 64;
     static constexpr u32 kPageOffsets = 256 * kBlockOffsets;
-    static constexpr u32 kChunkRows = 4096;
+    static constexpr u32 kChunkRows = 1024;
 
     struct Block {
         u64 used = 0;  ///< bit n: the block's n-th offset has a row
@@ -97,7 +98,8 @@ private:
     u32 m_sectionSize = 0;
     std::vector<std::unique_ptr<Page>> m_pages;
     std::vector<std::vector<u32>> m_scattered; ///< row numbers of blocks that were not filled in order
-    std::vector<std::unique_ptr<DIEInfo[]>> m_chunks;
+    VFKArena m_rowMemory;
+    std::vector<DIEInfo*> m_chunks;
     u32 m_rowCount = 0; ///< rows in the chunks
     std::map<u32, DIEInfo> m_outside;
 };

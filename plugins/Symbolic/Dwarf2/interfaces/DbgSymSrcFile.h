@@ -10,9 +10,7 @@
 #include <vector>
 
 class DbgSymSrcFile;
-namespace engine {
-class PageArena;
-}
+class VFKArena;
 
 /// One row of a line table: a source line and the bytes of code that come from it.
 struct DbgSymLineEntry {
@@ -28,7 +26,7 @@ class DbgSymLineTable {
 public:
     /// @param srcFile the file whose rows these are; may be null for a table of no file.
     /// @param memory where the rows lie, borrowed; null gives the table memory of its own.
-    explicit DbgSymLineTable(const DbgSymSrcFile* srcFile, engine::PageArena* memory = nullptr);
+    explicit DbgSymLineTable(const DbgSymSrcFile* srcFile, VFKArena* memory = nullptr);
     ~DbgSymLineTable();
     DbgSymLineTable(const DbgSymLineTable&) = delete;
     DbgSymLineTable& operator=(const DbgSymLineTable&) = delete;
@@ -62,7 +60,7 @@ private:
     struct Rows;
     std::unique_ptr<Rows> m_rows;
     const DbgSymSrcFile* m_srcFile;
-    engine::PageArena* m_memory;
+    VFKArena* m_memory;
 };
 
 /// The source file of one compile unit.
@@ -72,7 +70,7 @@ public:
     static constexpr u32 kNoSize = 0x40;
 
     /// @param memory where the rows of the line table lie; see DbgSymLineTable.
-    DbgSymSrcFile(u32 id, std::string path, engine::PageArena* memory = nullptr);
+    DbgSymSrcFile(u32 id, std::string path, VFKArena* memory = nullptr);
     DbgSymSrcFile(const DbgSymSrcFile&) = delete;
     DbgSymSrcFile& operator=(const DbgSymSrcFile&) = delete;
     virtual ~DbgSymSrcFile() = default;

@@ -4,10 +4,10 @@
 
 #include <cstddef>
 #include <memory>
+#include <thread>
 #include <vector>
 
-namespace engine {
-
+/// The size and alignment of a large page.
 inline constexpr std::size_t kLargePage = std::size_t{2} << 20;
 
 /// Memory for `size` bytes, in large pages if it is long enough. Throws std::bad_alloc.
@@ -17,28 +17,33 @@ void FreePages(void* memory, std::size_t size);
 
 /// For containers that grow large.
 template <typename Element>
-struct PageAllocator {
+struct VFKPageAllocator {
     using value_type = Element;
 
-    PageAllocator() = default;
+    VFKPageAllocator() = default;
     template <typename Other>
-    PageAllocator(const PageAllocator<Other>& /*other*/)
+    VFKPageAllocator(const VFKPageAllocator<Other>& /*other*/)
     {
     }
 
     Element* allocate(std::size_t count) { return static_cast<Element*>(AllocatePages(count * sizeof(Element))); }
     void deallocate(Element* elements, std::size_t count) { FreePages(elements, count * sizeof(Element)); }
 
-    bool operator==(const PageAllocator& /*other*/) const { return true; }
+    bool operator==(const VFKPageAllocator& /*other*/) const { return true; }
 };
 
-/// Hands out memory that lives as long as the arena.
-class PageArena {
+/// Gives out memory that lives as long as the arena.
+///
+/// The system clears each page that it gives, which takes a quarter of the time in which a large program is loaded.
+/// So while one large page is being filled, a thread has the next one cleared; it does nothing else, and ends.
+class VFKArena {
 public:
-    PageArena() = default;
-    PageArena(const PageArena&) = delete;
-    PageArena& operator=(const PageArena&) = delete;
+    VFKArena() = default;
+    ~VFKArena();
+    VFKArena(const VFKArena&) = delete;
+    VFKArena& operator=(const VFKArena&) = delete;
 
+    /// Throws std::bad_alloc, and then stays as it was.
     /// @param alignment a power of two, 16 at most.
     void* Allocate(std::size_t size, std::size_t alignment);
 
@@ -47,12 +52,17 @@ private:
         std::size_t size;
         void operator()(char* block) const { FreePages(block, size); }
     };
-    char* NewBlock(std::size_t size);
+    using Block = std::unique_ptr<char, Free>;
 
-    std::vector<std::unique_ptr<char, Free>> m_blocks;
+    static Block NewBlock(std::size_t size);
+    char* Keep(Block block);
+    Block TakeLargePage();
+    void PrepareLargePage();
+
+    std::vector<Block> m_blocks;
     std::size_t m_blockSize = 16 * 1024; ///< of the next block: doubles up to a large page
     char* m_next = nullptr;              ///< the free bytes of the newest block
     std::size_t m_left = 0;
+    Block m_prepared{nullptr, Free{0}}; ///< the large page that comes next, or null
+    std::thread m_preparing;            ///< touches it
 };
-
-} // namespace engine
