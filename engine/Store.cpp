@@ -26,12 +26,13 @@ struct FileScope {
     FileRange range;
 };
 
-/// What a pointer to a variable keeps alive: all variables and texts. The pointers share the ownership of the whole,
-/// which saves a control block for each variable.
+/// What a variable or type that is handed out keeps alive: all of them and all texts. Pointers to single
+/// ones share the ownership of the whole, which saves a control block for each.
 struct Kept {
     VFKArena arena;
     engine::TextPool texts{arena};
     engine::ChunkList<DbgVariable> variables{arena};
+    engine::ChunkList<DbgUserDefinedVarType> types{arena};
 };
 
 /// An index by id that adds what a list has received since the last question.
@@ -97,8 +98,6 @@ struct DbgSymSymFile::Contents {
     Contents(const Contents&) = delete;
     Contents& operator=(const Contents&) = delete;
 
-    using TypePointer = boost::shared_ptr<DbgUserDefinedVarType>;
-
     boost::shared_ptr<Kept> kept{new Kept};
 
     std::deque<FileScope> files;
@@ -112,7 +111,6 @@ struct DbgSymSymFile::Contents {
     LateIndex blockIds;
     LateIndex variableIds;
 
-    std::vector<TypePointer, VFKPageAllocator<TypePointer>> types;
     engine::IdIndex typeIds;
     engine::TextAllowance typeNames = engine::TextAllowance::ForReading();
 
@@ -216,7 +214,11 @@ bool DbgSymSymFile::HasUserDefinedType(unsigned long id)
 boost::shared_ptr<DbgUserDefinedVarType> DbgSymSymFile::GetUserDefinedType(unsigned long id)
 {
     const u32 index = m_contents->FindType(id);
-    return index == kNone ? boost::shared_ptr<DbgUserDefinedVarType>() : m_contents->types[index];
+    if (index == kNone) {
+        return {};
+    }
+    const boost::shared_ptr<Kept>& kept = m_contents->kept;
+    return {kept, &kept->types[index]};
 }
 
 void DbgSymSymFile::AddUserDefinedType(boost::shared_ptr<DbgUserDefinedVarType> type)
@@ -229,13 +231,12 @@ void DbgSymSymFile::AddUserDefinedType(boost::shared_ptr<DbgUserDefinedVarType> 
     engine::g_typeNames = &contents.typeNames;
     contents.typeIds.MakeRoom();
     contents.typeIds.Prefetch(id);
-    // Many types share a name: from here on the store keeps it.
-    if (type->m_name != nullptr) {
-        type->m_name = KeepText(type->m_name);
-        type->m_ownName.reset();
-    }
-    const auto index = static_cast<u32>(contents.types.size());
-    contents.types.push_back(std::move(type));
+    // Many types have the same name: from here on the store keeps it.
+    const char* name = KeepText(type->m_name);
+    const auto index = static_cast<u32>(contents.kept->types.Count());
+    DbgUserDefinedVarType& added = contents.kept->types.Add(std::move(*type));
+    added.DropName();
+    added.m_name = name;
     contents.typeIds.Insert(id, index);
 }
 
@@ -296,12 +297,12 @@ const DbgVariable& DbgSymSymFile::VariableAt(std::size_t index) const
 
 std::size_t DbgSymSymFile::TypeCount() const
 {
-    return m_contents->types.size();
+    return m_contents->kept->types.Count();
 }
 
 const DbgUserDefinedVarType& DbgSymSymFile::TypeAt(std::size_t index) const
 {
-    return *m_contents->types[index];
+    return m_contents->kept->types[index];
 }
 
 const DbgSymFuncScope* DbgSymSymFile::FindFuncScope(u32 id) const

@@ -7,6 +7,7 @@
 #include <boost/make_shared.hpp>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -96,11 +97,29 @@ DbgUserDefinedVarType::DbgUserDefinedVarType(u32 id, const char* name, u32 byteS
     SetTypeName(name);
 }
 
+DbgUserDefinedVarType::DbgUserDefinedVarType(DbgUserDefinedVarType&& other) noexcept
+    : m_byteSize(other.m_byteSize)
+    , m_id(other.m_id)
+    , m_name(std::exchange(other.m_name, nullptr))
+    , m_info(std::move(other.m_info))
+    , m_type(other.m_type)
+    , m_ownsName(std::exchange(other.m_ownsName, false))
+{
+}
+
+void DbgUserDefinedVarType::DropName()
+{
+    if (m_ownsName) {
+        delete[] m_name;
+    }
+    m_name = nullptr;
+    m_ownsName = false;
+}
+
 void DbgUserDefinedVarType::SetTypeName(const char* name)
 {
     if (name == nullptr) {
-        m_name = nullptr;
-        m_ownName.reset();
+        DropName();
         return;
     }
     static engine::TextAllowance ofNoStore = engine::TextAllowance::ForReading();
@@ -111,11 +130,12 @@ void DbgUserDefinedVarType::SetTypeName(const char* name)
     if (size == limit) {
         size = engine::TextAllowance::kShortText;
     }
-    auto copy = std::make_unique_for_overwrite<char[]>(size + 1);
-    std::memcpy(copy.get(), name, size);
+    char* copy = new char[size + 1];
+    std::memcpy(copy, name, size);
     copy[size] = '\0';
-    m_name = copy.get();
-    m_ownName = std::move(copy);
+    DropName();
+    m_name = copy;
+    m_ownsName = true;
 }
 
 void DbgUserDefinedVarType::SetTypeInfo(DbgUDTInfoTypedef* info)

@@ -79,6 +79,7 @@ public:
     virtual bool HasUserDefinedType(unsigned long id);
     /// An empty pointer for an id that the store doesn't hold.
     virtual boost::shared_ptr<DbgUserDefinedVarType> GetUserDefinedType(unsigned long id);
+    /// Takes over what the type holds, and leaves the caller's without name and info.
     virtual void AddUserDefinedType(boost::shared_ptr<DbgUserDefinedVarType> type);
 
     /// A copy of `text` that lives as long as the store; equal texts are kept once.

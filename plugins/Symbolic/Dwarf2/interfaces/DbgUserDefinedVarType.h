@@ -13,9 +13,9 @@
 
 class DbgSymSymFile;
 
-/// The engine's kinds of types. The plug-in passes kBitFields to kUnion; the engine sets the others for types whose
-/// info says the kind.
-enum DbgVariableUserDefinedType : u32 {
+/// The engine's kinds of types. The plug-in passes kBitFields to kUnion; the others are what the
+/// engine sets by itself for a type whose info has no kind of its own.
+enum DbgVariableUserDefinedType : u16 {
     kUdtNone = 0,
     kUdtTypedef = 1,
     kUdtBitFields = 2,
@@ -121,8 +121,10 @@ public:
                                                                     unsigned long byteSize);
 
     DbgUserDefinedVarType(u32 id, const char* name, u32 byteSize);
-    DbgUserDefinedVarType(const DbgUserDefinedVarType&) = delete;
-    DbgUserDefinedVarType& operator=(const DbgUserDefinedVarType&) = delete;
+    /// Takes the name and the info away from `other`.
+    DbgUserDefinedVarType(DbgUserDefinedVarType&& other) noexcept;
+    DbgUserDefinedVarType& operator=(DbgUserDefinedVarType&&) = delete;
+    ~DbgUserDefinedVarType() { DropName(); }
 
     u32 GetId() const { return m_id; }
     /// Null for a type without name. Belongs to the store once the type is in one.
@@ -145,13 +147,15 @@ public:
     u32 m_byteSize; ///< written directly by whoever builds the type
 
 private:
-    friend class DbgSymSymFile; // takes over the name
+    friend class DbgSymSymFile; // keeps the name
 
     void TakeInfo(DbgUDTInfo* info, DbgVariableUserDefinedType type);
 
+    void DropName();
+
     u32 m_id;
-    DbgVariableUserDefinedType m_type = kUdtNone;
-    const char* m_name = nullptr;      ///< in `m_ownName` or in the store
-    std::unique_ptr<char[]> m_ownName; ///< until a store keeps the name
+    const char* m_name = nullptr;
     std::unique_ptr<DbgUDTInfo> m_info;
+    DbgVariableUserDefinedType m_type = kUdtNone;
+    bool m_ownsName = false; ///< until a store keeps it
 };

@@ -6,15 +6,15 @@
 
 #include <string_view>
 
-enum DbgVariableScope : u32 {
+enum DbgVariableScope : u16 {
     kScopeLocal = 1,
     kScopeExternal = 2,
     kScopeFileStatic = 3,
     kScopeParameter = 4,
 };
 
-/// Base type codes. Code 0 is void, and also means that no base type is known.
-enum DbgVariableBaseType : u32 {
+/// Base type codes. Code 0 is void, and stands for no known base type as well.
+enum DbgVariableBaseType : u16 {
     kBaseVoid = 0x00,
     kBaseChar = 0x10,
     kBaseShort = 0x12,
@@ -47,12 +47,12 @@ inline constexpr u16 kQualifierVolatile = 0x10;
 struct DbgVariable {
     DbgSymContext context;
     u32 id = kNone; ///< DIE offset
-    DbgVariableScope scope = kScopeLocal;
-    std::string_view name;
     u32 byteSize = 0;
+    u32 udtId = kNone;
+    std::string_view name;
+    std::string_view location; ///< the prepared expression's bytes
     DbgVariableBaseType baseType = kBaseVoid;
     u16 qualifiers = 0;
-    u32 udtId = kNone;
-    bool littleEndian = true;  ///< byte order of the numbers in `location`
-    std::string_view location; ///< the prepared expression's bytes
+    DbgVariableScope scope = kScopeLocal;
+    bool littleEndian = true; ///< byte order of the numbers in `location`
 };
