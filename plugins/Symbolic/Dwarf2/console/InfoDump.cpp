@@ -134,8 +134,8 @@ void Dwarf2File::InfoDump::DumpDIE(const CompileUnitInfo& unit, bool withChildre
 
 bool Dwarf2File::InfoDump::DumpEntry(const CompileUnitInfo& unit)
 {
-    DIEInfo die;
-    die.infoOffset = m_info.Pos();
+    DieRow row; // one of its own: a dump leaves the rows alone
+    const DIEInfo die(m_info.Pos(), row, nullptr);
     const u32 code = m_info.Get32_ULEB128(4);
     if (code == 0) {
         m_file.CloseLevel();
@@ -229,7 +229,7 @@ void Dwarf2File::InfoDump::PrintList(const CompileUnitInfo& unit, const DIEInfo&
             break;
         }
         VFKDataString expression = TakeBlock(section, section.Get16(), littleEndian, littleEndian);
-        m_file.PrepareExpression(&unit, &die, &expression);
+        m_file.PrepareExpression(&unit, die, &expression);
         OpenLocationLine();
         PutText(m_out << hex8(begin), "-");
         PutText(m_out << hex8(end), ": ");

@@ -152,7 +152,7 @@ void Dwarf2File::DumpDIEInfoMap()
                  "----------  ----------  ----------  ----------  ----------\n");
     m_dieInfoMap.ForEach([this, &out](const DIEInfo& row) {
         out << hex8(row.infoOffset);
-        for (const u32 field : {CodeOf(row), row.parent, row.sibling, ChildOf(row)}) {
+        for (const u32 field : {CodeOf(row), row.Parent(), row.Sibling(), row.Child()}) {
             PutText(out, "  ") << hex8(field);
         }
         PutText(out, "\n");

@@ -41,7 +41,6 @@ enum class FormLayout : u8;
 struct DbgAddrRange;
 struct DbgAddress;
 struct DbgSymContext;
-struct DIEInfo;
 struct Entry;
 struct LineProgramHeader;
 struct MemberRecord;
@@ -208,14 +207,11 @@ private:
     void ReadEntry(const Entry& entry, Handle&& handle);
 
     // index/DieRows.cpp
-    DIEInfo* GetDieInfo(u32 offset) { return m_dieInfoMap.GetOrAdd(offset); }
-    DIEInfo* FindDieInfo(u32 offset) { return m_dieInfoMap.Find(offset); }
+    DIEInfo GetDieInfo(u32 offset) { return m_dieInfoMap.GetOrAdd(offset); }
+    DIEInfo FindDieInfo(u32 offset) { return m_dieInfoMap.Find(offset); }
     u32 CodeOf(const DIEInfo& row); ///< the abbreviation code at the DIE; 0 for a null entry
     /// The DIE's declaration in the unit that it lies in, or null.
     const AbbrevDecl* DeclOf(const DIEInfo& row);
-    /// Where the children start, after the attributes; kNone if there are none.
-    u32 ChildOf(const DIEInfo& row) const;
-    void SetChild(DIEInfo& row, u32 child);
     /// True if an entry of the unit, a null entry too, starts at the cursor of m_debug_info.
     bool HasEntry(const CompileUnitInfo& unit) const;
     /// The same for any unit, but false for a null entry.
@@ -228,8 +224,8 @@ private:
     static const TagRule* FindTagRule(u32 tag);
     /// Calls the tag's builder if the load selection asks for it. False if nothing was read.
     bool BuildByTag(const Entry& entry, MemberRecord* member);
-    /// Leaves a DIE to LoadPendingDies, unless it is in the queue already.
-    void QueueDie(DIEInfo& row);
+    /// Leaves a DIE to LoadPendingDies, unless it waits there already.
+    void QueueDie(const DIEInfo& row);
     /// Reads past a DIE that isn't built.
     void PassBy(const Entry& entry);
     /// Reads the DIE at the cursor.
@@ -238,7 +234,7 @@ private:
     /// @param member the member loop's record, else null.
     /// @return offset of the next entry of the level, or kNone.
     u32 ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, bool skipKnownChildren, MemberRecord* member);
-    u32 ReadNullEntry(const CompileUnitInfo* unit, DIEInfo* row, std::vector<u32>* parents);
+    u32 ReadNullEntry(const CompileUnitInfo* unit, const DIEInfo& row, std::vector<u32>* parents);
     void PrintBadAbbrev(u32 code);
     /// Reads entries from the cursor to the end of the level, children included.
     /// @param last the entry read before; all that follow must lie after it. kNone for none.
@@ -262,7 +258,7 @@ private:
     bool RequestIsSpent(const CompileUnitInfo& unit) const;
     void LoadPendingDies();
     /// The row of a DIE's parent, after loading the DIE's unit; null if there is none.
-    DIEInfo* LoadParentOf(DIEInfo* row);
+    DIEInfo LoadParentOf(const DIEInfo& row);
 
     // index/NestedLoad.h
     /// Runs `body` one level deeper in nested loads; every kLevelsOfStack levels get a stack of their own.
@@ -309,26 +305,26 @@ private:
     /// @return the next DIE of the chain, or 0.
     u32 ReadDecl(u32 offset, const char** nameOut, u32* typeOut, bool* artificialOut);
     /// Names the block, function and unit around a DIE.
-    void FillContextFromDie(const DIEInfo* die, DbgSymContext* context);
+    void FillContextFromDie(const DIEInfo& die, DbgSymContext* context);
     /// The scopes around the children of `parent`.
     ScopeWords ScopesOf(u32 parent);
     /// Turns the scopes around a DIE into those around its children.
     void EnterScope(const DIEInfo& row, ScopeWords& scopes);
-    void SetParent(DIEInfo* row, u32 parent);
-    void SetSibling(DIEInfo* row, u32 sibling);
-    /// Forgets how far the row's unit has been walked.
+    void SetParent(const DIEInfo& row, u32 parent);
+    void SetSibling(const DIEInfo& row, u32 sibling);
+    /// What was walked of the row's unit no longer stands.
     void ForgetWalk(const DIEInfo& row);
 
     // symbols/Locations.cpp
     void TakeLocationBytes(const AttrValue& value, VFKDataString& bytes); ///< as they stand
     /// Rewrites DW_OP_fbreg and DW_OP_breg9 in a location expression.
-    void PrepareExpression(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr);
+    void PrepareExpression(const CompileUnitInfo* unit, const DIEInfo& die, VFKDataString* expr);
     class ExpressionScan;
-    /// The frame base of the function around a DIE, if one is known: bytes of a section, or of `buffer`.
-    std::optional<std::string_view> FrameBase(const CompileUnitInfo* unit, const DIEInfo* die,
+    /// The frame base of the function around a DIE, if one is on file: the section's bytes, or the text's.
+    std::optional<std::string_view> FrameBase(const CompileUnitInfo* unit, const DIEInfo& die,
                                               const VFKDataString& expr, std::string& buffer);
     /// Wraps the list at `listOffset` of `.debug_loc` into `expr`, in the 0xEC form. Always true.
-    bool BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr, u32 listOffset);
+    bool BuildLocationList(const CompileUnitInfo* unit, const DIEInfo& die, VFKDataString* expr, u32 listOffset);
 
     // symbols/Variables.cpp
     class VariableBuilder;
@@ -414,7 +410,6 @@ private:
     std::vector<AttrSpec> m_attrSpecs;            ///< of all declarations
     std::map<u32, CompileUnitInfo> m_cuHeaderMap; ///< by offset in `.debug_info`
     DieInfoMap m_dieInfoMap;
-    OffsetMap<u32> m_farChildren;                    ///< of rows that are too far from their children
     OffsetMap<u32> m_baseTypeSizes;                  ///< DIE of a base or subroutine type to its byte size
     OffsetMap<TypeStep> m_typeModifiers;             ///< DIE of a const or volatile to its AT_type
     KnownTypes m_knownTypes;                         ///< the last answers of those two and of the store

@@ -88,7 +88,9 @@ void Dwarf2File::ReadEntry(const Entry& entry, Handle&& handle)
 {
     ForEachAttribute(entry, [&](u32 attribute, AttrReader& read) {
         if (attribute == AT_sibling) {
-            read.To(entry.row->sibling);
+            if (const AttrValue* got = read()) {
+                entry.row.SetSibling(got->value);
+            }
         } else {
             handle(attribute, read);
         }

@@ -56,14 +56,13 @@ bool Dwarf2File::IndexCompileUnit()
     }
     PrintDIEHead(dieOffset, decl);
     const u32 next = unit.End();
-    DIEInfo* filed = GetDieInfo(dieOffset); // before the file scope, so that it is made once
-    if (!filed->Has(DIEInfo::kDieBuilt)) {
-        DIEInfo row;
-        row.infoOffset = dieOffset;
-        BuildCompileUnitScope({&unit, &row, decl});
-        SetChild(row, decl->hasChildren != 0 ? m_debug_info.Pos() : kNone);
-        row.sibling = next + CompileUnitInfo::kHeaderSize;
-        *filed = row;
+    const DIEInfo filed = GetDieInfo(dieOffset); // ahead of the file scope, which is then made once
+    if (!filed.Has(DIEInfo::kDieBuilt)) {
+        DieRow row;
+        BuildCompileUnitScope({&unit, DIEInfo(dieOffset, row, nullptr), decl});
+        filed.Replace(row);
+        filed.SetChild(decl->hasChildren != 0 ? m_debug_info.Pos() : kNone);
+        filed.SetSibling(next + CompileUnitInfo::kHeaderSize);
     }
     if (unit.EndWraps()) {
         return false; // a sum that wraps leads back to what has been read

@@ -1,8 +1,10 @@
 // How rows are found and added.
 #include "index/DieInfoMap.h"
 
+#include <algorithm>
+#include <bit>
 #include <new>
-#include <utility>
+#include <numeric>
 
 void DieInfoMap::SetSectionSize(u32 sectionSize)
 {
@@ -10,58 +12,79 @@ void DieInfoMap::SetSectionSize(u32 sectionSize)
     m_pages.resize(sectionSize / kPageOffsets + 1);
 }
 
-DIEInfo* DieInfoMap::FindOutside(u32 offset)
+DIEInfo DieInfoMap::FindOutside(u32 offset)
 {
     const auto found = m_outside.find(offset);
-    return found == m_outside.end() ? nullptr : &found->second;
+    return found == m_outside.end() ? DIEInfo{} : DIEInfo(offset, found->second, &m_far);
 }
 
-DIEInfo* DieInfoMap::GetOrAdd(u32 offset)
+DIEInfo DieInfoMap::GetOrAdd(u32 offset)
 {
     if (offset >= m_sectionSize) {
-        DIEInfo& row = m_outside[offset];
-        row.infoOffset = offset;
-        return &row;
+        return {offset, m_outside[offset], &m_far};
     }
     std::unique_ptr<Page>& page = m_pages[offset / kPageOffsets];
     if (page == nullptr) {
         page = std::make_unique<Page>();
     }
-    Block& block = (*page)[offset % kPageOffsets / kBlockOffsets];
+    const u32 block = offset % kPageOffsets / kBlockOffsets;
     const u32 bit = offset % kBlockOffsets;
-    if ((block.used >> bit & 1) != 0) {
-        return &Row(RowNumber(block, Rank(block.used, bit)));
+    const u64 used = page->used[block];
+    if ((used >> bit & 1) != 0) {
+        return At(offset, RowNumber(*page, block, Rank(used, bit)));
     }
-    return AddInside(block, bit, offset);
+    return AddInside(*page, block, bit, offset);
 }
 
-DIEInfo* DieInfoMap::AddInside(Block& block, u32 bit, u32 offset)
+DIEInfo DieInfoMap::AddInside(Page& page, u32 block, u32 bit, u32 offset)
 {
     if (m_rowCount == m_chunks.size() * kChunkRows) {
-        void* chunk = m_rowMemory.Allocate(kChunkRows * sizeof(DIEInfo), alignof(DIEInfo));
-        m_chunks.push_back(static_cast<DIEInfo*>(chunk));
+        void* chunk = m_rowMemory.Allocate(kChunkRows * sizeof(DieRow), alignof(DieRow));
+        m_chunks.push_back(static_cast<DieRow*>(chunk));
     }
     const u32 number = m_rowCount;
-    const u32 rank = Rank(block.used, bit);
-    const u32 count = CountBits(block.used);
+    const u32 rank = Rank(page.used[block], bit);
+    const u32 count = CountBits(page.used[block]);
     if (count == 0) {
-        block.first = number;
-    } else if (!block.scattered && (rank != count || number != block.first + count)) {
-        std::vector<u32> numbers(count);
-        for (u32 i = 0; i < count; ++i) {
-            numbers[i] = block.first + i;
-        }
-        m_scattered.push_back(std::move(numbers));
-        block.first = static_cast<u32>(m_scattered.size() - 1);
-        block.scattered = true;
+        page.first[block] = number;
+    } else if (!page.scattered[block] && (rank != count || number != page.first[block] + count)) {
+        Scatter(page, block, count);
     }
-    if (block.scattered) {
-        std::vector<u32>& numbers = m_scattered[block.first];
-        numbers.insert(numbers.begin() + rank, number);
+    if (page.scattered[block]) {
+        InsertNumber(page, block, rank, count, number);
     }
-    block.used |= u64{1} << bit;
+    page.used[block] |= u64{1} << bit;
     ++m_rowCount;
-    auto* row = new (&Row(number)) DIEInfo;
-    row->infoOffset = offset;
-    return row;
+    new (&Row(number)) DieRow;
+    return At(offset, number);
+}
+
+u32 DieInfoMap::NewRun(u32 size)
+{
+    const std::size_t start = m_numbers.size();
+    if (start > kNone - size) {
+        throw std::bad_alloc();
+    }
+    m_numbers.resize(start + size);
+    return static_cast<u32>(start);
+}
+
+void DieInfoMap::Scatter(Page& page, u32 block, u32 count)
+{
+    const u32 run = NewRun(std::bit_ceil(count));
+    std::iota(m_numbers.begin() + run, m_numbers.begin() + run + count, page.first[block]);
+    page.first[block] = run;
+    page.scattered[block] = true;
+}
+
+void DieInfoMap::InsertNumber(Page& page, u32 block, u32 rank, u32 count, u32 number)
+{
+    if (std::has_single_bit(count)) { // the run is full
+        const u32 longer = NewRun(2 * count);
+        std::copy_n(m_numbers.begin() + page.first[block], count, m_numbers.begin() + longer);
+        page.first[block] = longer;
+    }
+    const auto run = m_numbers.begin() + page.first[block];
+    std::copy_backward(run + rank, run + count, run + count + 1);
+    run[rank] = number;
 }

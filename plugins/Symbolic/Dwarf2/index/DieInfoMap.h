@@ -2,10 +2,12 @@
 #pragma once
 
 #include "index/DIEInfo.h"
+#include "index/OffsetMap.h"
 #include "interfaces/Types.h"
 #include "interfaces/VFKArena.h"
 
 #include <array>
+#include <bitset>
 #include <cstddef>
 #include <map>
 #include <memory>
@@ -23,63 +25,74 @@ public:
     /// @param sectionSize bytes of `.debug_info`.
     void SetSectionSize(u32 sectionSize);
 
-    /// The row of `offset`, or null.
-    DIEInfo* Find(u32 offset)
+    /// The DIE at `offset` if it has a row.
+    DIEInfo Find(u32 offset)
     {
         if (offset >= m_sectionSize) [[unlikely]] {
             return FindOutside(offset);
         }
         const Page* page = m_pages[offset / kPageOffsets].get();
         if (page == nullptr) {
-            return nullptr;
+            return {};
         }
-        const Block& block = (*page)[offset % kPageOffsets / kBlockOffsets];
+        const u32 block = offset % kPageOffsets / kBlockOffsets;
         const u32 bit = offset % kBlockOffsets;
-        return (block.used >> bit & 1) == 0 ? nullptr : &Row(RowNumber(block, Rank(block.used, bit)));
+        const u64 used = page->used[block];
+        return (used >> bit & 1) == 0 ? DIEInfo{} : At(offset, RowNumber(*page, block, Rank(used, bit)));
     }
 
-    /// The row of `offset`, added with its start values if there is none.
-    DIEInfo* GetOrAdd(u32 offset);
+    /// The same, with a new row if there is none.
+    DIEInfo GetOrAdd(u32 offset);
 
     std::size_t Size() const { return m_rowCount + m_outside.size(); }
 
     /// Calls `visit(const DIEInfo&)` for each row in ascending order of the offset.
     template <typename Visit>
-    void ForEach(Visit&& visit) const
+    void ForEach(Visit&& visit)
     {
-        for (const auto& page : m_pages) {
-            if (page != nullptr) {
-                for (const Block& block : *page) {
-                    const u32 count = CountBits(block.used);
-                    for (u32 rank = 0; rank < count; ++rank) {
-                        visit(Row(RowNumber(block, rank)));
-                    }
-                }
+        for (std::size_t number = 0; number < m_pages.size(); ++number) {
+            const u32 first = static_cast<u32>(number) * kPageOffsets;
+            for (u32 block = 0; m_pages[number] != nullptr && block < kPageBlocks; ++block) {
+                VisitBlock(*m_pages[number], block, first + block * kBlockOffsets, visit);
             }
         }
-        for (const auto& [offset, row] : m_outside) {
-            visit(row);
+        for (auto& [offset, row] : m_outside) {
+            visit(DIEInfo(offset, row, &m_far));
         }
     }
 
 private:
     static constexpr u32 kBlockOffsets = 64;
-    static constexpr u32 kPageOffsets = 256 * kBlockOffsets;
-    static constexpr u32 kChunkRows = 1024;
+    static constexpr u32 kPageBlocks = 256;
+    static constexpr u32 kPageOffsets = kPageBlocks * kBlockOffsets;
+    static constexpr u32 kChunkRows = 2048;
 
-    struct Block {
-        u64 used = 0;  ///< bit n: the block's n-th offset has a row
-        u32 first = 0; ///< number of the first row, or index in m_scattered
-        bool scattered = false;
+    /// Blocks, as columns.
+    struct Page {
+        std::array<u64, kPageBlocks> used{};   ///< bit n: the block's n-th offset has a row
+        std::array<u32, kPageBlocks> first{};  ///< number of the first row, or index in m_numbers
+        std::bitset<kPageBlocks> scattered{};  ///< the block wasn't filled in rising order
     };
-    using Page = std::array<Block, kPageOffsets / kBlockOffsets>;
 
-    u32 RowNumber(const Block& block, u32 rank) const
+    u32 RowNumber(const Page& page, u32 block, u32 rank) const
     {
-        return block.scattered ? m_scattered[block.first][rank] : block.first + rank;
+        const u32 place = page.first[block] + rank;
+        return page.scattered[block] ? m_numbers[place] : place;
     }
 
-    DIEInfo& Row(u32 number) const { return m_chunks[number / kChunkRows][number % kChunkRows]; }
+    DieRow& Row(u32 number) const { return m_chunks[number / kChunkRows][number % kChunkRows]; }
+    DIEInfo At(u32 offset, u32 number) { return {offset, Row(number), &m_far}; }
+
+    template <typename Visit>
+    void VisitBlock(const Page& page, u32 block, u32 offset, Visit& visit)
+    {
+        u32 rank = 0;
+        for (u64 left = page.used[block]; left != 0; left >>= 1, ++offset) {
+            if ((left & 1) != 0) {
+                visit(At(offset, RowNumber(page, block, rank++)));
+            }
+        }
+    }
 
     static u32 Rank(u64 used, u32 bit) { return CountBits(used & ((u64{1} << bit) - 1)); }
 
@@ -92,14 +105,19 @@ private:
         return static_cast<u32>(bits * 0x0101010101010101u >> 56);
     }
 
-    DIEInfo* FindOutside(u32 offset);
-    DIEInfo* AddInside(Block& block, u32 bit, u32 offset);
+    DIEInfo FindOutside(u32 offset);
+    DIEInfo AddInside(Page& page, u32 block, u32 bit, u32 offset);
+    u32 NewRun(u32 size);
+    void Scatter(Page& page, u32 block, u32 count);
+    void InsertNumber(Page& page, u32 block, u32 rank, u32 count, u32 number);
 
     u32 m_sectionSize = 0;
     std::vector<std::unique_ptr<Page>> m_pages;
-    std::vector<std::vector<u32>> m_scattered; ///< row numbers of blocks that were not filled in order
+    /// Row numbers of scattered blocks, each block's in a run with room for a power of two of them.
+    std::vector<u32, VFKPageAllocator<u32>> m_numbers;
     VFKArena m_rowMemory;
-    std::vector<DIEInfo*> m_chunks;
+    std::vector<DieRow*> m_chunks;
     u32 m_rowCount = 0; ///< rows in the chunks
-    std::map<u32, DIEInfo> m_outside;
+    std::map<u32, DieRow> m_outside;
+    OffsetMap<FarPlaces> m_far;
 };

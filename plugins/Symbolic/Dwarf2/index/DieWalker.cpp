@@ -66,10 +66,10 @@ bool Dwarf2File::BuildByTag(const Entry& entry, MemberRecord* member)
     if (rule == nullptr) {
         return false;
     }
-    const bool unbuilt = !entry.row->Has(DIEInfo::kDieBuilt);
+    const bool unbuilt = !entry.row.Has(DIEInfo::kDieBuilt);
     const bool selected = rule->selection == 0 || (m_flags & rule->selection) != 0;
     if (rule->queued && unbuilt && selected && m_loadDepth >= kMaxLoadDepth) {
-        QueueDie(*entry.row); // aggregates nested too deep for the stack
+        QueueDie(entry.row); // aggregates nested too deep for the stack
         return false;
     }
     if (selected && (unbuilt || !rule->unbuiltOnly)) {
@@ -83,12 +83,12 @@ bool Dwarf2File::BuildByTag(const Entry& entry, MemberRecord* member)
         }
     }
     if (rule->queued && unbuilt && (m_flags & kLoadTypes) == 0) {
-        QueueDie(*entry.row);
+        QueueDie(entry.row);
     }
     return false;
 }
 
-void Dwarf2File::QueueDie(DIEInfo& row)
+void Dwarf2File::QueueDie(const DIEInfo& row)
 {
     if (!row.Has(DIEInfo::kDieQueued)) {
         m_pendingDies.push_back(row.infoOffset);
@@ -103,7 +103,7 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
         return kNone;
     }
     const u32 offset = m_debug_info.Pos();
-    DIEInfo* row = GetDieInfo(offset);
+    const DIEInfo row = GetDieInfo(offset);
     ++m_entriesRead;
     const u32 code = ReadCode();
     if (code == 0) {
@@ -123,35 +123,35 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
     if (!BuildByTag(entry, member)) {
         PassBy(entry);
     }
-    const bool descends = decl->hasChildren != 0 && !row->Has(DIEInfo::kDieChildrenRead);
+    const bool descends = decl->hasChildren != 0 && !row.Has(DIEInfo::kDieChildrenRead);
     if (descends) {
-        if ((!skipKnownChildren || row->sibling == kNone) && HasNextEntry()) {
-            parents->push_back(row->infoOffset);
+        if ((!skipKnownChildren || row.Sibling() == kNone) && HasNextEntry()) {
+            parents->push_back(row.infoOffset);
         }
-    } else if (row->sibling == kNone) {
-        row->sibling = m_debug_info.Pos();
+    } else if (row.Sibling() == kNone) {
+        row.SetSibling(m_debug_info.Pos());
     }
-    return row->sibling == row->infoOffset ? m_debug_info.Pos() : row->sibling;
+    return row.Sibling() == row.infoOffset ? m_debug_info.Pos() : row.Sibling();
 }
 
 void Dwarf2File::PassBy(const Entry& entry)
 {
-    const DIEInfo* row = entry.row;
-    // A DIE that names itself as its sibling is read at every visit, and the walk goes on after its attributes.
-    if (row->sibling != kNone && row->sibling != row->infoOffset) {
-        Seek(m_debug_info, row->sibling);
+    const DIEInfo& row = entry.row;
+    // A DIE that names itself as its sibling is read at every visit, and the walk goes on behind its attributes.
+    if (row.Sibling() != kNone && row.Sibling() != row.infoOffset) {
+        Seek(m_debug_info, row.Sibling());
         return;
     }
     ReadEntry(entry, [](u32, AttrReader&) {});
 }
 
-u32 Dwarf2File::ReadNullEntry(const CompileUnitInfo* unit, DIEInfo* row, std::vector<u32>* parents)
+u32 Dwarf2File::ReadNullEntry(const CompileUnitInfo* unit, const DIEInfo& row, std::vector<u32>* parents)
 {
-    row->sibling = kNone;
-    SetChild(*row, kNone);
+    row.SetSibling(kNone);
+    row.SetChild(kNone);
     CloseLevel();
     if (m_dumpStream != nullptr) {
-        PrintOffsetPrefix(row->infoOffset, false);
+        PrintOffsetPrefix(row.infoOffset, false);
         PrintIndent(0);
         *m_dumpStream << '}';
     }
@@ -159,9 +159,9 @@ u32 Dwarf2File::ReadNullEntry(const CompileUnitInfo* unit, DIEInfo* row, std::ve
         return kNone;
     }
     if (HasNextEntry() && HasEntry(*unit)) {
-        DIEInfo* parent = FindDieInfo(parents->back());
-        if (parent != nullptr && parent->sibling == kNone) {
-            parent->sibling = m_debug_info.Pos();
+        const DIEInfo parent = FindDieInfo(parents->back());
+        if (parent && parent.Sibling() == kNone) {
+            parent.SetSibling(m_debug_info.Pos());
         }
     }
     parents->pop_back();
@@ -224,9 +224,9 @@ void Dwarf2File::PassWalkedEntries(const CompileUnitInfo& unit, u32& walked, u32
         Seek(m_debug_info, walked); // a load nested in this walk has read up to there
         return;
     }
-    const DIEInfo* row = FindDieInfo(entry);
-    if (entry == walked && next > entry && row != nullptr && row->sibling == next && row->parent == unitDie &&
-        IsSettled(unit, *row)) {
+    const DIEInfo row = FindDieInfo(entry);
+    if (entry == walked && next > entry && row && row.Sibling() == next && row.Parent() == unitDie &&
+        IsSettled(unit, row)) {
         walked = next;
     }
 }

@@ -60,19 +60,19 @@ u32 Dwarf2File::LoadDieAtCursor(const CompileUnitInfo* unit, std::vector<u32>* p
 
 bool Dwarf2File::LoadDieAtOffset(u32 offset)
 {
-    const DIEInfo* row = FindDieInfo(offset);
-    if (row != nullptr && row->Has(DIEInfo::kDieBuilt)) {
+    const DIEInfo row = FindDieInfo(offset);
+    if (row && row.Has(DIEInfo::kDieBuilt)) {
         return false;
     }
     Seek(m_debug_info, offset);
     const CompileUnitInfo* unit = FindCompileUnit(offset);
     std::vector<u32> parents;
-    // A DIE that a walk has met becomes its own parent, and the walk goes on through the entries after it to the end of
-    // their level.
-    if (row != nullptr) {
-        parents.push_back(row->infoOffset);
+    // A DIE that a walk has met becomes its own parent, and the walk goes on through the entries
+    // behind it to the end of their level.
+    if (row) {
+        parents.push_back(row.infoOffset);
     }
-    LoadDieAtCursor(unit, &parents, row != nullptr && unit != nullptr && RequestIsSpent(*unit));
+    LoadDieAtCursor(unit, &parents, row && unit != nullptr && RequestIsSpent(*unit));
     return true;
 }
 
@@ -98,8 +98,8 @@ void Dwarf2File::LoadPendingDies()
         std::sort(offsets.begin(), offsets.end());
         offsets.erase(std::unique(offsets.begin(), offsets.end()), offsets.end());
         for (const u32 offset : offsets) {
-            if (DIEInfo* row = FindDieInfo(offset)) {
-                row->Clear(DIEInfo::kDieQueued);
+            if (const DIEInfo row = FindDieInfo(offset)) {
+                row.Clear(DIEInfo::kDieQueued);
             }
         }
         // An offset of 0, which would come first, ends the pass.
@@ -120,15 +120,15 @@ void Dwarf2File::LoadCompileUnitSymbols(u32 cuDieOffset)
     const SavedSelection selection(m_flags);
     m_pendingDies.reserve(64);
     CompileUnitInfo* unit = FindCompileUnit(cuDieOffset);
-    const DIEInfo* row = FindDieInfo(cuDieOffset);
-    if (unit != nullptr && row != nullptr) {
+    const DIEInfo row = FindDieInfo(cuDieOffset);
+    if (unit != nullptr && row) {
         m_flags = (m_flags & ~kLoadBlocks) | kUnitSelection;
         std::vector<u32> parents{cuDieOffset};
         const bool whole = unit->FirstDie() == cuDieOffset;
         if (whole && unit->walked == 0) {
-            unit->walked = ChildOf(*row);
+            unit->walked = row.Child();
         }
-        Seek(m_debug_info, whole ? unit->walked : ChildOf(*row));
+        Seek(m_debug_info, whole ? unit->walked : row.Child());
         WalkEntries(unit, &parents, true, kNone, whole ? &unit->walked : nullptr);
     }
     LoadPendingDies();
@@ -142,22 +142,22 @@ void Dwarf2File::LoadFunctionScopes(const DbgSymContext* ctx)
     const RequestScope request(*this);
     const SavedSelection selection(m_flags);
     const u32 offset = ctx->funcScope;
-    if (const DIEInfo* row = FindDieInfo(offset)) {
+    if (const DIEInfo row = FindDieInfo(offset)) {
         m_flags = (m_flags & ~kLoadFunctions) | kLoadBlocks | kLoadVariables | kLoadTypeModifiers | kResolveTypes |
                   kLoadTypes;
         std::vector<u32> parents{offset};
-        Seek(m_debug_info, ChildOf(*row));
-        WalkEntries(FindCompileUnit(row->infoOffset), &parents, false);
+        Seek(m_debug_info, row.Child());
+        WalkEntries(FindCompileUnit(row.infoOffset), &parents, false);
     }
     LoadPendingDies();
 }
 
-DIEInfo* Dwarf2File::LoadParentOf(DIEInfo* row)
+DIEInfo Dwarf2File::LoadParentOf(const DIEInfo& row)
 {
-    const CompileUnitInfo* unit = FindCompileUnit(row->infoOffset);
+    const CompileUnitInfo* unit = FindCompileUnit(row.infoOffset);
     if (unit == nullptr || m_loadDepth >= kMaxLoadDepth) {
-        return nullptr;
+        return {};
     }
     Nest([&] { LoadCompileUnitSymbols(unit->FirstDie()); });
-    return FindDieInfo(row->parent);
+    return FindDieInfo(row.Parent());
 }

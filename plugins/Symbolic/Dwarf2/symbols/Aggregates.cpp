@@ -41,13 +41,13 @@ void Dwarf2File::TypeBuilder::BuildAggregate(DbgVariableUserDefinedType kind)
         }
         return;
     }
-    DIEInfo* row = m_entry.row;
-    row->Set(DIEInfo::kDieChildrenRead);
+    const DIEInfo& row = m_entry.row;
+    row.Set(DIEInfo::kDieChildrenRead);
     m_file.Nest([&] { ReadMembers(kind); });
     if (m_type.GetInfo() == nullptr) {
-        row->Clear(DIEInfo::kDieChildrenRead); // no memory for a list: the walk reads them
-    } else if (row->sibling == kNone) {
-        row->sibling = m_file.m_debug_info.Pos();
+        row.Clear(DIEInfo::kDieChildrenRead); // no memory for a list: the walk goes through them
+    } else if (row.Sibling() == kNone) {
+        row.SetSibling(m_file.m_debug_info.Pos());
     }
 }
 
@@ -60,7 +60,7 @@ void Dwarf2File::TypeBuilder::ReadMembers(DbgVariableUserDefinedType kind)
     m_type.SetTypeInfo(list, kind);
     // One record for all members: what a child that adds no member has set stays for the next.
     MemberRecord member;
-    std::vector<u32> parents{m_entry.row->infoOffset};
+    std::vector<u32> parents{m_entry.row.infoOffset};
     constexpr std::size_t kLevel = 1;
     VFKDataBuf& section = m_file.m_debug_info;
     while (!AtEnd(section)) {

@@ -108,5 +108,5 @@ void Dwarf2File::TypeBuilder::BuildBaseType()
     });
     m_type.SetTypeInfo(new (std::nothrow)
                            DbgUDTInfoTypedef(m_file.m_symFile, static_cast<DbgVariableBaseType>(baseCode), 0, kNone));
-    m_file.AddBaseTypeSize(m_entry.row->infoOffset, size);
+    m_file.AddBaseTypeSize(m_entry.row.infoOffset, size);
 }

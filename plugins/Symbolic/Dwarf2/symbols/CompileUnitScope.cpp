@@ -34,7 +34,7 @@ private:
 
 void Dwarf2File::UnitScopeBuilder::Build()
 {
-    m_entry.row->Set(DIEInfo::kDieBuilt);
+    m_entry.row.Set(DIEInfo::kDieBuilt);
     Seek(m_file.m_debug_abbrev, m_entry.decl->offset + m_entry.decl->headerSize);
     ReadAttributes();
     m_file.FinishDieAttributes(m_entry);
@@ -69,7 +69,7 @@ void Dwarf2File::UnitScopeBuilder::TakeAttribute(u32 attribute, const AttrValue&
 {
     switch (attribute) {
     case AT_sibling:
-        m_entry.row->sibling = got.value;
+        m_entry.row.SetSibling(got.value);
         break;
     case AT_name:
         m_name = got.Text();
@@ -104,7 +104,7 @@ void Dwarf2File::UnitScopeBuilder::AddFileScope()
         file.MakePathAbsolute(m_file.CopyableText(m_compDir, cut));
     }
     DbgSymSrcFile* srcFile =
-        m_file.m_symFile->AddFileScope(m_entry.row->infoOffset, file.GetPath(), m_range, m_stmtOffset, kNone, false);
+        m_file.m_symFile->AddFileScope(m_entry.row.infoOffset, file.GetPath(), m_range, m_stmtOffset, kNone, false);
     if (srcFile != nullptr && m_range.value != kNone && m_range.size == 0) {
         srcFile->m_flags |= DbgSymSrcFile::kNoSize;
     }

@@ -13,13 +13,13 @@
 
 void Dwarf2File::BuildType(const Entry& entry)
 {
-    DIEInfo* row = entry.row;
+    const DIEInfo& row = entry.row;
     // Happens only when a file is added again with the same store.
-    if (m_symFile->HasUserDefinedType(row->infoOffset)) {
-        Seek(m_debug_info, row->sibling);
+    if (m_symFile->HasUserDefinedType(row.infoOffset)) {
+        Seek(m_debug_info, row.Sibling());
         return;
     }
-    const auto type = DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
+    const auto type = DbgUserDefinedVarType::CreateSharedPtr(row.infoOffset, nullptr, 0);
     if (!type) {
         PassBy(entry);
         return;
@@ -30,7 +30,7 @@ void Dwarf2File::BuildType(const Entry& entry)
 
 void Dwarf2File::TypeBuilder::Build()
 {
-    m_entry.row->Set(DIEInfo::kDieBuilt);
+    m_entry.row.Set(DIEInfo::kDieBuilt);
     switch (m_entry.decl->tag) {
     case TAG_array_type:
         BuildArray();
@@ -83,12 +83,12 @@ void Dwarf2File::TypeBuilder::BuildSubroutineType()
     m_file.ReadEntry(m_entry, [](u32, AttrReader&) {});
     m_type.SetTypeName("(*function)");
     m_type.SetTypeInfo(new (std::nothrow) DbgUDTInfoTypedef(m_file.m_symFile, kBaseInt, 0, kNone));
-    m_file.AddBaseTypeSize(m_entry.row->infoOffset, 0);
+    m_file.AddBaseTypeSize(m_entry.row.infoOffset, 0);
 }
 
 void Dwarf2File::TypeBuilder::BuildArray()
 {
-    m_entry.row->Set(DIEInfo::kDieChildrenRead);
+    m_entry.row.Set(DIEInfo::kDieChildrenRead);
     TypeRef element;
     u32 byteSize = 0;
     u32 stride = 0;
@@ -112,8 +112,8 @@ void Dwarf2File::TypeBuilder::BuildArray()
     // Even for an array without children: then the entries after it are read as its children.
     Bounds bounds;
     ReadSubranges(bounds);
-    if (m_entry.row->sibling == kNone) {
-        m_entry.row->sibling = m_file.m_debug_info.Pos();
+    if (m_entry.row.Sibling() == kNone) {
+        m_entry.row.SetSibling(m_file.m_debug_info.Pos());
     }
     const u32 gap = stride > element.byteSize ? stride - element.byteSize : 0;
     if (byteSize == 0) {
@@ -130,8 +130,7 @@ void Dwarf2File::TypeBuilder::BuildArray()
 void Dwarf2File::TypeBuilder::ReadSubranges(Bounds& bounds)
 {
     while (!m_file.EndIfSpent() && !AtEnd(m_file.m_debug_info)) {
-        DIEInfo local;
-        local.infoOffset = m_file.m_debug_info.Pos();
+        const u32 offset = m_file.m_debug_info.Pos();
         const u32 code = m_file.ReadCode();
         if (code == 0) {
             return;
@@ -140,14 +139,15 @@ void Dwarf2File::TypeBuilder::ReadSubranges(Bounds& bounds)
         const AbbrevDecl* decl = m_file.FindAbbrevDecl(m_entry.unit->abbrevOffset, code);
         if (decl != nullptr && decl->tag == TAG_subrange_type) {
             Seek(m_file.m_debug_abbrev, decl->offset + decl->headerSize);
-            BuildSubrange(m_file, {m_entry.unit, &local, decl, false}, bounds);
+            DieRow row;
+            BuildSubrange(m_file, {m_entry.unit, DIEInfo(offset, row, nullptr), decl, false}, bounds);
         }
     }
 }
 
 void Dwarf2File::TypeBuilder::BuildSubrange(Dwarf2File& file, const Entry& entry, Bounds& bounds)
 {
-    entry.row->Set(DIEInfo::kDieBuilt);
+    entry.row.Set(DIEInfo::kDieBuilt);
     file.ReadEntry(entry, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
         case AT_lower_bound:
@@ -169,16 +169,16 @@ void Dwarf2File::TypeBuilder::BuildSubrange(Dwarf2File& file, const Entry& entry
 
 void Dwarf2File::BuildTypedef(const Entry& entry)
 {
-    DIEInfo* row = entry.row;
-    if (m_symFile->HasUserDefinedType(row->infoOffset)) {
+    const DIEInfo& row = entry.row;
+    if (m_symFile->HasUserDefinedType(row.infoOffset)) {
         return;
     }
-    const auto type = DbgUserDefinedVarType::CreateSharedPtr(row->infoOffset, nullptr, 0);
+    const auto type = DbgUserDefinedVarType::CreateSharedPtr(row.infoOffset, nullptr, 0);
     if (!type) {
         PassBy(entry);
         return;
     }
-    row->Set(DIEInfo::kDieBuilt);
+    row.Set(DIEInfo::kDieBuilt);
     TypeRef target;
     ReadEntry(entry, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {
@@ -196,7 +196,7 @@ void Dwarf2File::BuildTypedef(const Entry& entry)
             break;
         }
     });
-    if (target.udtId == row->infoOffset) {
+    if (target.udtId == row.infoOffset) {
         // The typedef reaches itself.
         target.baseType = kBaseVoid;
         target.udtId = kNone;
@@ -215,11 +215,13 @@ void Dwarf2File::BuildTypeModifier(const Entry& entry)
     // The row stays unbuilt and doesn't get its end: each visit reads the DIE again.
     ForEachAttribute(entry, [&](u32 attribute, AttrReader& read) {
         if (attribute == AT_sibling) {
-            read.To(entry.row->sibling);
+            if (const AttrValue* got = read()) {
+                entry.row.SetSibling(got->value);
+            }
         } else if (attribute == AT_type) {
             if (const AttrValue* got = read()) {
                 const bool isConst = entry.decl->tag == TAG_const_type;
-                AddTypeModifier(entry.row->infoOffset, {got->value, isConst ? kQualifierConst : kQualifierVolatile});
+                AddTypeModifier(entry.row.infoOffset, {got->value, isConst ? kQualifierConst : kQualifierVolatile});
             }
         }
     });

@@ -14,16 +14,16 @@ void Dwarf2File::TypeBuilder::BuildEnumeration()
     auto* info = new (std::nothrow) DbgUDTInfoEnum32(m_file.m_symFile);
     m_type.SetTypeInfo(info);
     if (m_entry.decl->hasChildren != 0 && info != nullptr) {
-        m_entry.row->Set(DIEInfo::kDieChildrenRead);
+        m_entry.row.Set(DIEInfo::kDieChildrenRead);
         ReadEnumerators(*info);
     }
 }
 
 void Dwarf2File::TypeBuilder::ReadEnumerators(DbgUDTInfoEnum32& info)
 {
-    DIEInfo local;
+    DieRow row; // nobody asks for it
     while (!m_file.EndIfSpent() && !AtEnd(m_file.m_debug_info)) {
-        local.infoOffset = m_file.m_debug_info.Pos();
+        const u32 offset = m_file.m_debug_info.Pos();
         const u32 code = m_file.ReadCode();
         if (code == 0) {
             return;
@@ -33,7 +33,7 @@ void Dwarf2File::TypeBuilder::ReadEnumerators(DbgUDTInfoEnum32& info)
             return;
         }
         Seek(m_file.m_debug_abbrev, decl->offset + decl->headerSize);
-        BuildEnumerator({m_entry.unit, &local, decl, false}, info);
+        BuildEnumerator({m_entry.unit, DIEInfo(offset, row, nullptr), decl, false}, info);
     }
 }
 

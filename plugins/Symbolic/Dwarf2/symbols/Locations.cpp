@@ -21,7 +21,7 @@
 /// the work is in proportion to the result.
 class Dwarf2File::ExpressionScan {
 public:
-    ExpressionScan(Dwarf2File& file, const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString& expr)
+    ExpressionScan(Dwarf2File& file, const CompileUnitInfo* unit, const DIEInfo& die, VFKDataString& expr)
         : m_file(file)
         , m_unit(unit)
         , m_die(die)
@@ -154,7 +154,7 @@ private:
 
     Dwarf2File& m_file;
     const CompileUnitInfo* m_unit;
-    const DIEInfo* m_die;
+    const DIEInfo& m_die;
     VFKDataString& m_expr;
     std::size_t m_limit; ///< bytes that the expression may have in the end
     u32 m_pos = 0;
@@ -173,12 +173,12 @@ void Dwarf2File::TakeLocationBytes(const AttrValue& value, VFKDataString& bytes)
     }
 }
 
-void Dwarf2File::PrepareExpression(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr)
+void Dwarf2File::PrepareExpression(const CompileUnitInfo* unit, const DIEInfo& die, VFKDataString* expr)
 {
     ExpressionScan(*this, unit, die, *expr).Run();
 }
 
-std::optional<std::string_view> Dwarf2File::FrameBase(const CompileUnitInfo* unit, const DIEInfo* die,
+std::optional<std::string_view> Dwarf2File::FrameBase(const CompileUnitInfo* unit, const DIEInfo& die,
                                                       const VFKDataString& expr, std::string& buffer)
 {
     DbgSymContext context;
@@ -199,7 +199,7 @@ std::optional<std::string_view> Dwarf2File::FrameBase(const CompileUnitInfo* uni
     return block == nullptr ? std::nullopt : std::optional(*block);
 }
 
-bool Dwarf2File::BuildLocationList(const CompileUnitInfo* unit, const DIEInfo* die, VFKDataString* expr, u32 listOffset)
+bool Dwarf2File::BuildLocationList(const CompileUnitInfo* unit, const DIEInfo& die, VFKDataString* expr, u32 listOffset)
 {
     ReadLateSection(m_debug_loc, ".debug_loc", true);
     if (m_debug_loc.Size() == 0) {

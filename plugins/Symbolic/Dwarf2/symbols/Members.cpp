@@ -46,7 +46,7 @@ void Dwarf2File::BuildInheritance(const Entry& entry, MemberRecord* member)
 
 void Dwarf2File::BuildMemberOrBase(const Entry& entry, MemberRecord* member, bool isMember)
 {
-    entry.row->Set(DIEInfo::kDieBuilt);
+    entry.row.Set(DIEInfo::kDieBuilt);
     member->offsetValid = false;
     ReadEntry(entry, [&](u32 attribute, AttrReader& read) {
         switch (attribute) {

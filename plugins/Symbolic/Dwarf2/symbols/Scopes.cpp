@@ -48,9 +48,9 @@ private:
 
 void Dwarf2File::ScopeBuilder::Build()
 {
-    m_entry.row->Set(DIEInfo::kDieBuilt);
+    m_entry.row.Set(DIEInfo::kDieBuilt);
     ReadAttributes();
-    u32 declaration = m_entry.row->infoOffset;
+    u32 declaration = m_entry.row.infoOffset;
     if (m_origin != 0) {
         declaration = m_file.ReadDeclInfo(m_origin, &m_name, nullptr, nullptr);
     }
@@ -68,7 +68,7 @@ void Dwarf2File::ScopeBuilder::Build()
 
 void Dwarf2File::ScopeBuilder::AddToStore(u32 declaration)
 {
-    const u32 id = m_entry.row->infoOffset;
+    const u32 id = m_entry.row.infoOffset;
     DbgSymContext context;
     m_file.FillContextFromDie(m_entry.row, &context);
     if (m_entry.decl->tag == TAG_lexical_block || m_entry.decl->tag == TAG_inlined_subroutine) {
@@ -123,7 +123,7 @@ void Dwarf2File::ScopeBuilder::ReadAttributes()
 
 void Dwarf2File::ScopeBuilder::FileFrameBase(const AttrValue& frameBase)
 {
-    const u32 id = m_entry.row->infoOffset;
+    const u32 id = m_entry.row.infoOffset;
     if (frameBase.data != nullptr) {
         m_file.m_frameBaseBlockMap[id] = m_file.BlockBytes(frameBase);
     } else {
@@ -145,15 +145,15 @@ const char* Dwarf2File::ScopeBuilder::FunctionName(const DbgSymContext& context,
         VFKFile::GetFilename(whole ? path : path.substr(path.size() - kLongPath), buffer, true, false);
         return buffer.c_str();
     }
-    DIEInfo* row = m_file.FindDieInfo(declaration);
-    if (row == nullptr) {
-        return m_name; // a reference into no unit has no row
+    const DIEInfo row = m_file.FindDieInfo(declaration);
+    if (!row) {
+        return m_name; // a reference into no unit has no row to start from
     }
-    const DIEInfo* parent = m_file.FindDieInfo(row->parent);
-    if (parent == nullptr) {
+    DIEInfo parent = m_file.FindDieInfo(row.Parent());
+    if (!parent) {
         parent = m_file.LoadParentOf(row);
     }
-    const char* className = parent == nullptr ? nullptr : ClassName(*parent);
+    const char* className = parent ? ClassName(parent) : nullptr;
     if (className == nullptr) {
         return m_name;
     }
@@ -202,7 +202,7 @@ u32 Dwarf2File::ReadDecl(u32 offset, const char** nameOut, u32* typeOut, bool* a
     const SavedCursor info(m_debug_info);
     const SavedCursor abbrev(m_debug_abbrev);
     Seek(m_debug_info, offset);
-    DIEInfo* row = GetDieInfo(m_debug_info.Pos());
+    const DIEInfo row = GetDieInfo(m_debug_info.Pos());
     const u32 code = ReadCode();
     const AbbrevDecl* decl = code == 0 ? nullptr : FindAbbrevDecl(unit->abbrevOffset, code);
     if (decl == nullptr) {
@@ -244,11 +244,11 @@ u32 Dwarf2File::ReadDecl(u32 offset, const char** nameOut, u32* typeOut, bool* a
     return next;
 }
 
-void Dwarf2File::FillContextFromDie(const DIEInfo* die, DbgSymContext* context)
+void Dwarf2File::FillContextFromDie(const DIEInfo& die, DbgSymContext* context)
 {
     context->Clear();
     context->symFile = m_symFile->GetId();
-    const ScopeWords scopes = ScopesOf(die->parent); // the DIE's own tag doesn't count
+    const ScopeWords scopes = ScopesOf(die.Parent()); // the DIE's own tag doesn't count
     context->subScope = scopes.block;
     context->funcScope = scopes.function;
     context->fileScope = scopes.file;
@@ -261,22 +261,22 @@ ScopeWords Dwarf2File::ScopesOf(u32 parent)
     }
     // A walk reads rising offsets, so a parent's offset is below its child's or equal to it: the climb ends.
     ScopeWords scopes;
-    std::vector<DIEInfo*> climbed;
-    for (u32 offset = parent, last = kNone; offset < last; last = std::exchange(offset, climbed.back()->parent)) {
+    std::vector<DIEInfo> climbed;
+    for (u32 offset = parent, last = kNone; offset < last; last = std::exchange(offset, climbed.back().Parent())) {
         if (const ScopeWords* known = m_scopes.Find(offset)) {
             scopes = *known;
             break;
         }
-        DIEInfo* row = FindDieInfo(offset);
-        if (row == nullptr || !m_budget.Spend(1, Budget::kLink)) {
+        const DIEInfo row = FindDieInfo(offset);
+        if (!row || !m_budget.Spend(1, Budget::kLink)) {
             break;
         }
         climbed.push_back(row);
     }
     for (; !climbed.empty(); climbed.pop_back()) {
-        EnterScope(*climbed.back(), scopes);
-        m_scopes[climbed.back()->infoOffset] = scopes;
-        climbed.back()->Set(DIEInfo::kScopesKnown);
+        EnterScope(climbed.back(), scopes);
+        m_scopes[climbed.back().infoOffset] = scopes;
+        climbed.back().Set(DIEInfo::kScopesKnown);
     }
     if (m_scopes.Find(parent) != nullptr) {
         m_lastScopesParent = parent;
@@ -298,35 +298,35 @@ void Dwarf2File::EnterScope(const DIEInfo& row, ScopeWords& scopes)
     }
 }
 
-void Dwarf2File::SetParent(DIEInfo* row, u32 parent)
+void Dwarf2File::SetParent(const DIEInfo& row, u32 parent)
 {
-    if (row->parent == parent) {
+    if (row.Parent() == parent) {
         return;
     }
-    if (row->Has(DIEInfo::kScopesKnown) && m_scopes.Find(row->infoOffset) != nullptr) {
-        m_scopes.Clear(); // what it holds for the DIEs below this one is wrong
+    if (row.Has(DIEInfo::kScopesKnown) && m_scopes.Find(row.infoOffset) != nullptr) {
+        m_scopes.Clear(); // what is known of the places below it
         m_lastScopesParent = kNone;
         m_lastScopes = {};
     }
-    ForgetWalk(*row); // a new walk over the unit would restore the parent
-    row->parent = parent;
+    ForgetWalk(row); // walking the unit anew would put the parent back
+    row.SetParent(parent);
 }
 
-void Dwarf2File::SetSibling(DIEInfo* row, u32 sibling)
+void Dwarf2File::SetSibling(const DIEInfo& row, u32 sibling)
 {
-    if (row->sibling != sibling) {
-        ForgetWalk(*row);
-        row->sibling = sibling;
+    if (row.Sibling() != sibling) {
+        ForgetWalk(row);
+        row.SetSibling(sibling);
     }
 }
 
 void Dwarf2File::ForgetWalk(const DIEInfo& row)
 {
-    if (row.parent == kNone) {
+    if (row.Parent() == kNone) {
         return;
     }
-    CompileUnitInfo* unit = FindCompileUnit(row.parent);
-    if (unit != nullptr && unit->FirstDie() == row.parent && row.infoOffset < unit->walked) {
+    CompileUnitInfo* unit = FindCompileUnit(row.Parent());
+    if (unit != nullptr && unit->FirstDie() == row.Parent() && row.infoOffset < unit->walked) {
         unit->walked = 0;
     }
 }

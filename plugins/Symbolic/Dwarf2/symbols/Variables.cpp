@@ -66,8 +66,8 @@ private:
 
 void Dwarf2File::VariableBuilder::Build()
 {
-    DIEInfo* die = m_entry.row;
-    die->Set(DIEInfo::kDieBuilt);
+    const DIEInfo& die = m_entry.row;
+    die.Set(DIEInfo::kDieBuilt);
     ReadAttributes();
     if (m_origin != 0) {
         TakeFromOrigin();
@@ -83,7 +83,7 @@ void Dwarf2File::VariableBuilder::Build()
     // The engine may call back and use this file.
     const SavedCursor info(m_file.m_debug_info);
     const SavedCursor abbrev(m_file.m_debug_abbrev);
-    m_file.m_symFile->AddVariable(context, die->infoOffset, ScopeOf(context, m_entry.decl->tag, m_external), m_name,
+    m_file.m_symFile->AddVariable(context, die.infoOffset, ScopeOf(context, m_entry.decl->tag, m_external), m_name,
                                   m_type.byteSize, m_type.baseType, m_type.qualifiers, m_location, m_type.udtId);
 }
 
