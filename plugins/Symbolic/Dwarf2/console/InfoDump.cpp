@@ -169,7 +169,7 @@ bool Dwarf2File::InfoDump::DumpAttributes(const CompileUnitInfo& unit, const DIE
     do {
         const u32 pair = pairs.Pos();
         spec = m_file.ReadAttrSpec(false);
-        const auto [attribute, form, width] = spec;
+        const auto [attribute, form, width, before] = spec;
         const u32 padding = pairs.Pos() - pair;
         if (attribute != 0 || form != 0) {
             m_file.PrintAttributeHead(attribute);

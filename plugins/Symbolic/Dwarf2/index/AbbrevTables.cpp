@@ -31,6 +31,27 @@ u8 WidthOf(FormLayout layout)
     }
 }
 
+/// The attributes of most entries that no builder reads: with them out of the way an entry has half as many.
+bool IsPassedBy(u32 attribute)
+{
+    switch (attribute) {
+    case AT_accessibility:
+    case AT_calling_convention:
+    case AT_decl_column:
+    case AT_decl_file:
+    case AT_decl_line:
+    case AT_declaration:
+    case AT_inline:
+    case AT_prototyped:
+    case AT_virtuality:
+        return true;
+    default:
+        return attribute > AT_vtable_elem_location; // later versions' and vendors'
+    }
+}
+
+constexpr u32 kMaxBefore = 0xFFFF;
+
 } // namespace
 
 void Dwarf2File::ReadAbbrevTables()
@@ -74,14 +95,21 @@ void Dwarf2File::ReadAbbrevTables()
 
 void Dwarf2File::ReadAttributePairs(std::vector<AttrSpec>& specs)
 {
+    u32 before = 0;
     while (!AtEnd(m_debug_abbrev)) {
-        AttrSpec& spec = specs.emplace_back(ReadAttrSpec(false));
+        AttrSpec spec = ReadAttrSpec(false);
         spec.width = WidthOf(LayoutOf(spec.form));
+        if (spec.width != 0 && IsPassedBy(spec.attribute) && before + spec.width <= kMaxBefore) {
+            before += spec.width;
+            continue;
+        }
+        spec.before = static_cast<u16>(std::exchange(before, 0));
+        specs.push_back(spec);
         if (spec.attribute == 0 || spec.form == 0) {
             return;
         }
     }
-    specs.push_back({0, 0, 0}); // cut off
+    specs.push_back({0, 0, 0, static_cast<u16>(before)}); // cut off
 }
 
 const AbbrevDecl* Dwarf2File::FindAbbrevDecl(u32 tableOffset, u32 code)

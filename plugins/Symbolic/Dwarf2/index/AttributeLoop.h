@@ -70,6 +70,7 @@ void Dwarf2File::ForEachAttribute(const Entry& entry, Handle&& handle)
     AttrSpec spec;
     do {
         spec = decoded ? *next++ : ReadAttrSpec(entry.printed);
+        m_debug_info.Skip(spec.before);
         if (spec.attribute == 0) {
             break;
         }

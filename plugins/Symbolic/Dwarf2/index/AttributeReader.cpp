@@ -36,7 +36,7 @@ AttrSpec Dwarf2File::ReadAttrSpec(bool dump)
         PrintIndent(0);
         PrintAttributeName(*m_dumpStream, attribute);
     }
-    return {attribute, form < kFormLayouts.size() ? static_cast<u8>(form) : AttrSpec::kNoForm, 0};
+    return {attribute, form < kFormLayouts.size() ? static_cast<u8>(form) : AttrSpec::kNoForm, 0, 0};
 }
 
 bool Dwarf2File::ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump, AttrValue* out, bool makeAbsolute,

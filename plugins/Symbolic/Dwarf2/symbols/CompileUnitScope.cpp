@@ -51,7 +51,7 @@ void Dwarf2File::UnitScopeBuilder::ReadAttributes()
     const u32 start = m_file.m_debug_info.Pos();
     const u32 pairs = m_file.m_debug_abbrev.Pos();
     while (!m_file.EndIfSpent() && !AtEnd(m_file.m_debug_info)) {
-        const auto [attribute, form, width] = m_file.ReadAttrSpec(true);
+        const auto [attribute, form, width, before] = m_file.ReadAttrSpec(true);
         if (attribute == 0) {
             break;
         }
