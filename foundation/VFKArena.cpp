@@ -5,8 +5,9 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <exception>
 #include <new>
+#include <system_error>
+#include <thread>
 #include <utility>
 
 #include <sys/mman.h>
@@ -44,12 +45,42 @@ void FreePages(void* memory, std::size_t size)
     }
 }
 
-VFKArena::~VFKArena()
-{
-    if (m_preparing.joinable()) {
-        m_preparing.join();
+/// A large page, and the thread that has it cleared.
+class VFKArena::NextPage {
+public:
+    NextPage()
+        : m_page(NewBlock(kLargePage))
+    {
+        try {
+            m_thread = std::thread(Touch, m_page.get(), kLargePage);
+        } catch (const std::system_error&) {
+            // Without a thread the page is cleared when it is used.
+        }
     }
-}
+    ~NextPage() { Wait(); }
+    NextPage(const NextPage&) = delete;
+    NextPage& operator=(const NextPage&) = delete;
+
+    Block Take()
+    {
+        Wait();
+        return std::move(m_page);
+    }
+
+private:
+    void Wait()
+    {
+        if (m_thread.joinable()) {
+            m_thread.join();
+        }
+    }
+
+    Block m_page;
+    std::thread m_thread;
+};
+
+VFKArena::VFKArena() = default;
+VFKArena::~VFKArena() = default;
 
 void* VFKArena::Allocate(std::size_t size, std::size_t alignment)
 {
@@ -85,20 +116,12 @@ char* VFKArena::Keep(Block block)
 
 VFKArena::Block VFKArena::TakeLargePage()
 {
-    if (m_preparing.joinable()) {
-        m_preparing.join();
-    }
-    Block taken = m_prepared == nullptr ? NewBlock(kLargePage) : std::move(m_prepared);
-    PrepareLargePage();
-    return taken;
-}
-
-void VFKArena::PrepareLargePage()
-{
-    // What can't be prepared is asked for again when it is needed.
+    Block page = m_nextPage == nullptr ? NewBlock(kLargePage) : m_nextPage->Take();
+    m_nextPage.reset();
     try {
-        m_prepared = NewBlock(kLargePage);
-        m_preparing = std::thread(Touch, m_prepared.get(), kLargePage);
-    } catch (const std::exception&) {
+        m_nextPage = std::make_unique<NextPage>();
+    } catch (const std::bad_alloc&) {
+        // It is asked for again when it is needed.
     }
+    return page;
 }

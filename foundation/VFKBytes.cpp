@@ -3,6 +3,8 @@
 // which gets the pages of the first, already faulted in.
 #include "interfaces/VFKBytes.h"
 
+#include "interfaces/VFKArena.h"
+
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -24,10 +26,7 @@ namespace {
 /// A run of at least this capacity is mapped; all others are on the heap.
 constexpr std::size_t kLargeRun = std::size_t{1} << 20;
 
-/// The size and alignment of a large page.
-constexpr std::size_t kLargePage = std::size_t{2} << 20;
-
-/// The most freed runs that are kept: a file has five early sections, and few of them are large.
+/// More freed runs than this are not kept: a file has five early sections, and few of them are large.
 constexpr std::size_t kKeptRuns = 8;
 
 struct Run {

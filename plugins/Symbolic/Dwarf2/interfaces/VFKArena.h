@@ -4,7 +4,6 @@
 
 #include <cstddef>
 #include <memory>
-#include <thread>
 #include <vector>
 
 /// The size and alignment of a large page.
@@ -38,7 +37,7 @@ struct VFKPageAllocator {
 /// So while one large page is being filled, a thread has the next one cleared; it does nothing else, and ends.
 class VFKArena {
 public:
-    VFKArena() = default;
+    VFKArena();
     ~VFKArena();
     VFKArena(const VFKArena&) = delete;
     VFKArena& operator=(const VFKArena&) = delete;
@@ -54,15 +53,15 @@ private:
     };
     using Block = std::unique_ptr<char, Free>;
 
+    class NextPage;
+
     static Block NewBlock(std::size_t size);
     char* Keep(Block block);
     Block TakeLargePage();
-    void PrepareLargePage();
 
     std::vector<Block> m_blocks;
     std::size_t m_blockSize = 16 * 1024; ///< of the next block: doubles up to a large page
     char* m_next = nullptr;              ///< the free bytes of the newest block
     std::size_t m_left = 0;
-    Block m_prepared{nullptr, Free{0}}; ///< the large page that comes next, or null
-    std::thread m_preparing;            ///< touches it
+    std::unique_ptr<NextPage> m_nextPage; ///< null until the first large page is taken
 };
