@@ -189,13 +189,13 @@ private:
     /// @param readsStrings the caller is one that prints in a dump, so a FORM_strp is read as it would be then.
     bool StepOverValue(const CompileUnitInfo* unit, u32 form, bool readsStrings);
     /// Reads a value of a form that is neither 0 nor indirect, and prints it unless `stream` is null.
-    bool DecodeValue(const CompileUnitInfo* unit, u32 form, bool wanted, bool makeAbsolute, AttrValue& value,
-                     std::ostream* stream);
-    static void PrintDigits(std::ostream& stream, u32 value, u32 digits);
+    bool DecodeValue(const CompileUnitInfo* unit, u32 form, bool makeAbsolute, AttrValue& value, std::ostream* stream);
+    bool ReadSilently(const CompileUnitInfo* unit, u32 form, AttrValue& value); ///< the same without a stream
+    /// Reads what the section has, a reference relative to its unit.
+    bool DecodeStored(const CompileUnitInfo* unit, u32 form, AttrValue& value);
+    void PrintStored(std::ostream& stream, u32 form, AttrValue& value);
     u32 ReadBlockLength(FormLayout layout);
-    void ReadBlock(u32 length, bool wanted, AttrValue& value, std::ostream* stream);
-    void ReadString(AttrValue& value, std::ostream* stream);
-    void ReadStrp(AttrValue& value, std::ostream* stream);
+    void ReadStrp(AttrValue& value);
 
     // index/AttributeLoop.h
     /// Runs `handle(attribute, read)` over the attributes of an entry. What it does not read is stepped over.

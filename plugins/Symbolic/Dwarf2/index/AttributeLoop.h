@@ -9,13 +9,17 @@
 #include "index/Entry.h"
 #include "interfaces/Types.h"
 
+#include <optional>
+
 /// Reads the value of one attribute, at most once.
 class AttrReader {
 public:
-    AttrReader(Dwarf2File& file, const Entry& entry, const AttrSpec& spec)
+    /// @param silent no dump runs.
+    AttrReader(Dwarf2File& file, const Entry& entry, const AttrSpec& spec, bool silent)
         : m_file(file)
         , m_entry(entry)
         , m_spec(spec)
+        , m_quick(silent && spec.form != 0 && spec.form != FORM_indirect)
     {
     }
 
@@ -23,8 +27,10 @@ public:
     const AttrValue* operator()()
     {
         m_taken = true;
-        return m_file.ReadAttrValue(m_entry.unit, m_spec.form, m_entry.printed, &m_value, true, true) ? &m_value
-                                                                                                      : nullptr;
+        AttrValue& value = m_value.emplace();
+        const bool read = m_quick ? m_file.ReadSilently(m_entry.unit, m_spec.form, value)
+                                  : m_file.ReadAttrValue(m_entry.unit, m_spec.form, m_entry.printed, &value, true, true);
+        return read ? &value : nullptr;
     }
 
     /// Stores the number of the attribute; leaves `target` alone if it can't be read.
@@ -43,6 +49,8 @@ public:
         }
         if (m_spec.width != 0) {
             m_file.m_debug_info.Skip(m_spec.width);
+        } else if (m_quick) {
+            m_file.StepOverValue(m_entry.unit, m_spec.form, m_entry.printed);
         } else {
             m_file.ReadAttrValue(m_entry.unit, m_spec.form, m_entry.printed, nullptr, true, true);
         }
@@ -52,7 +60,8 @@ private:
     Dwarf2File& m_file;
     const Entry& m_entry;
     const AttrSpec& m_spec;
-    AttrValue m_value;
+    std::optional<AttrValue> m_value;
+    bool m_quick; ///< neither prints nor has to follow forms
     bool m_taken = false;
 };
 
@@ -74,7 +83,7 @@ void Dwarf2File::ForEachAttribute(const Entry& entry, Handle&& handle)
         if (spec.attribute == 0) {
             break;
         }
-        AttrReader read(*this, entry, spec);
+        AttrReader read(*this, entry, spec, decoded);
         handle(spec.attribute, read);
         read.Finish();
     } while (spec.form != 0 && (decoded || !AtEnd(m_debug_abbrev)));

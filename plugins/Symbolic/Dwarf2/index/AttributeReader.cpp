@@ -18,9 +18,9 @@ bool IsReference(u32 form)
     return form == FORM_ref1 || form == FORM_ref2 || form == FORM_ref4 || form == FORM_ref_udata;
 }
 
-void PrintText(std::ostream& stream, const char* text, AttrValue& value)
+void PrintText(std::ostream& stream, AttrValue& value)
 {
-    const std::string_view shown(text);
+    const std::string_view shown(value.Text());
     value.textLength = static_cast<u32>(shown.size());
     PrintQuotedText(stream, shown);
 }
@@ -51,7 +51,7 @@ bool Dwarf2File::ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump,
     }
     if (stream == nullptr && form != FORM_indirect) {
         *out = {};
-        return DecodeValue(unit, form, true, makeAbsolute, *out, nullptr);
+        return DecodeValue(unit, form, makeAbsolute, *out, nullptr);
     }
     const bool parentheses = stream != nullptr && parenthesise;
     if (parentheses) {
@@ -72,7 +72,7 @@ bool Dwarf2File::ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump,
         }
     }
     AttrValue value;
-    const bool read = realForm != 0 && DecodeValue(unit, realForm, out != nullptr, makeAbsolute, value, stream);
+    const bool read = realForm != 0 && DecodeValue(unit, realForm, makeAbsolute, value, stream);
     if (out != nullptr) {
         *out = value;
     }
@@ -83,61 +83,25 @@ bool Dwarf2File::ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump,
     return read || form == FORM_indirect;
 }
 
-bool Dwarf2File::DecodeValue(const CompileUnitInfo* unit, u32 form, bool wanted, bool makeAbsolute, AttrValue& value,
+bool Dwarf2File::ReadSilently(const CompileUnitInfo* unit, u32 form, AttrValue& value)
+{
+    if (!DecodeStored(unit, form, value)) {
+        return false;
+    }
+    if (IsReference(form)) {
+        value.value += unit->offset;
+    }
+    return true;
+}
+
+bool Dwarf2File::DecodeValue(const CompileUnitInfo* unit, u32 form, bool makeAbsolute, AttrValue& value,
                              std::ostream* stream)
 {
-    u32 digits = 0; // 0: nothing is printed here
-    switch (LayoutOf(form)) {
-    case FormLayout::Nothing:
-    case FormLayout::Indirect: // followed to its end by the caller
-        break;
-    case FormLayout::Address:
-        if (unit->addressSize != 4) {
-            m_debug_info.Skip(unit->addressSize);
-            return false;
-        }
-        value.value = m_debug_info.Get32();
-        digits = 8;
-        break;
-    case FormLayout::One:
-        value.value = m_debug_info.Get8();
-        digits = 2;
-        break;
-    case FormLayout::Two:
-        value.value = m_debug_info.Get16();
-        digits = 4;
-        break;
-    case FormLayout::Four:
-        value.value = m_debug_info.Get32();
-        digits = 8;
-        break;
-    case FormLayout::Eight:
-        value.value64 = m_debug_info.Get64();
-        break;
-    case FormLayout::Signed:
-        value.value = static_cast<u32>(m_debug_info.Get32_SLEB128(4));
-        digits = 8;
-        break;
-    case FormLayout::Unsigned:
-        value.value = m_debug_info.Get32_ULEB128(4);
-        digits = 8;
-        break;
-    case FormLayout::Block1:
-    case FormLayout::Block2:
-    case FormLayout::Block4:
-    case FormLayout::BlockLeb:
-        ReadBlock(ReadBlockLength(LayoutOf(form)), wanted, value, stream);
-        break;
-    case FormLayout::Text:
-        ReadString(value, stream);
-        break;
-    case FormLayout::TextOffset:
-        ReadStrp(value, stream);
-        digits = value.data == nullptr ? 8 : 0;
-        break;
+    if (!DecodeStored(unit, form, value)) {
+        return false;
     }
-    if (stream != nullptr && digits != 0) {
-        PrintDigits(*stream, value.value, digits);
+    if (stream != nullptr) {
+        PrintStored(*stream, form, value);
     }
     if (IsReference(form) && makeAbsolute) {
         value.value += unit->offset;
@@ -148,46 +112,99 @@ bool Dwarf2File::DecodeValue(const CompileUnitInfo* unit, u32 form, bool wanted,
     return true;
 }
 
-void Dwarf2File::PrintDigits(std::ostream& stream, u32 value, u32 digits)
+bool Dwarf2File::DecodeStored(const CompileUnitInfo* unit, u32 form, AttrValue& value)
 {
-    if (digits == 2) {
-        stream << hex2(value);
-    } else if (digits == 4) {
-        stream << hex4(value);
-    } else {
-        stream << hex8(value);
+    switch (LayoutOf(form)) {
+    case FormLayout::Nothing:
+    case FormLayout::Indirect: // followed to its end by the caller
+        break;
+    case FormLayout::Address:
+        if (unit->addressSize != 4) {
+            m_debug_info.Skip(unit->addressSize);
+            return false;
+        }
+        value.value = m_debug_info.Get32();
+        break;
+    case FormLayout::One:
+        value.value = m_debug_info.Get8();
+        break;
+    case FormLayout::Two:
+        value.value = m_debug_info.Get16();
+        break;
+    case FormLayout::Four:
+        value.value = m_debug_info.Get32();
+        break;
+    case FormLayout::Eight:
+        value.value64 = m_debug_info.Get64();
+        break;
+    case FormLayout::Signed:
+        value.value = static_cast<u32>(m_debug_info.Get32_SLEB128(4));
+        break;
+    case FormLayout::Unsigned:
+        value.value = m_debug_info.Get32_ULEB128(4);
+        break;
+    case FormLayout::Block1:
+    case FormLayout::Block2:
+    case FormLayout::Block4:
+    case FormLayout::BlockLeb:
+        value.value = ReadBlockLength(LayoutOf(form));
+        value.data = m_debug_info.GetDataBlock(value.value);
+        break;
+    case FormLayout::Text:
+        value.data = reinterpret_cast<const u8*>(m_debug_info.GetCStr());
+        break;
+    case FormLayout::TextOffset:
+        ReadStrp(value);
+        break;
+    }
+    return true;
+}
+
+void Dwarf2File::PrintStored(std::ostream& stream, u32 form, AttrValue& value)
+{
+    switch (LayoutOf(form)) {
+    case FormLayout::Nothing:
+    case FormLayout::Indirect:
+    case FormLayout::Eight:
+        break;
+    case FormLayout::One:
+        stream << hex2(value.value);
+        break;
+    case FormLayout::Two:
+        stream << hex4(value.value);
+        break;
+    case FormLayout::Address:
+    case FormLayout::Four:
+    case FormLayout::Signed:
+    case FormLayout::Unsigned:
+        stream << hex8(value.value);
+        break;
+    case FormLayout::Block1:
+    case FormLayout::Block2:
+    case FormLayout::Block4:
+    case FormLayout::BlockLeb: {
+        const u32 left = static_cast<u32>(m_debug_info.End() - value.data);
+        PrintBlockBytes(stream, value.data, std::min(value.value, left));
+        break;
+    }
+    case FormLayout::Text:
+        if (value.data == nullptr) {
+            stream << "ERROR NULL!!!";
+        } else {
+            PrintText(stream, value);
+        }
+        break;
+    case FormLayout::TextOffset:
+        if (value.data == nullptr) {
+            stream << hex8(value.value);
+        } else {
+            PrintText(stream, value);
+        }
+        break;
     }
 }
 
-void Dwarf2File::ReadBlock(u32 length, bool wanted, AttrValue& value, std::ostream* stream)
-{
-    if (stream != nullptr) {
-        const u32 left = static_cast<u32>(m_debug_info.End() - m_debug_info.Cursor());
-        PrintBlockBytes(*stream, m_debug_info.Cursor(), std::min(length, left));
-    }
-    if (wanted) {
-        value.value = length;
-        value.data = m_debug_info.GetDataBlock(length);
-    } else {
-        m_debug_info.Skip(length);
-    }
-}
-
-void Dwarf2File::ReadString(AttrValue& value, std::ostream* stream)
-{
-    const char* text = m_debug_info.GetCStr();
-    value.data = reinterpret_cast<const u8*>(text);
-    if (stream == nullptr) {
-        return;
-    }
-    if (text == nullptr) {
-        *stream << "ERROR NULL!!!";
-    } else {
-        PrintText(*stream, text, value);
-    }
-}
-
-void Dwarf2File::ReadStrp(AttrValue& value, std::ostream* stream)
+void Dwarf2File::ReadStrp(AttrValue& value)
 {
     const u32 start = m_debug_info.Pos();
     value.value = m_debug_info.Get32();
@@ -202,9 +219,6 @@ void Dwarf2File::ReadStrp(AttrValue& value, std::ostream* stream)
         text = m_debug_info.GetCStr();
     }
     value.data = reinterpret_cast<const u8*>(text);
-    if (stream != nullptr && text != nullptr) {
-        PrintText(*stream, text, value);
-    }
 }
 
 bool Dwarf2File::StepOverValue(const CompileUnitInfo* unit, u32 form, bool readsStrings)
@@ -250,7 +264,7 @@ bool Dwarf2File::StepOverValue(const CompileUnitInfo* unit, u32 form, bool reads
         // runs; one that never prints takes the four bytes.
         if (readsStrings) {
             AttrValue dropped;
-            ReadStrp(dropped, nullptr);
+            ReadStrp(dropped);
         } else {
             m_debug_info.Skip(4);
         }

@@ -43,20 +43,38 @@ DIEInfo DieInfoMap::AddInside(Page& page, u32 block, u32 bit, u32 offset)
         m_chunks.push_back(static_cast<DieRow*>(chunk));
     }
     const u32 number = m_rowCount;
-    const u32 rank = Rank(page.used[block], bit);
-    const u32 count = CountBits(page.used[block]);
-    if (count == 0) {
+    const u64 used = page.used[block];
+    if (used == 0) {
         page.first[block] = number;
-    } else if (!page.scattered[block] && (rank != count || number != page.first[block] + count)) {
-        Scatter(page, block, count);
+    } else {
+        const u32 count = CountBits(used);
+        const bool rises = used >> bit == 0 && number == page.first[block] + count;
+        if (page.scattered[block] || !rises) {
+            AddScattered(page, block, Rank(used, bit), count, number);
+        }
     }
-    if (page.scattered[block]) {
-        InsertNumber(page, block, rank, count, number);
-    }
-    page.used[block] |= u64{1} << bit;
+    page.used[block] = used | u64{1} << bit;
     ++m_rowCount;
     new (&Row(number)) DieRow;
     return At(offset, number);
+}
+
+void DieInfoMap::AddScattered(Page& page, u32 block, u32 rank, u32 count, u32 number)
+{
+    if (!page.scattered[block]) {
+        const u32 run = NewRun(std::bit_ceil(count));
+        std::iota(m_numbers.begin() + run, m_numbers.begin() + run + count, page.first[block]);
+        page.first[block] = run;
+        page.scattered[block] = true;
+    }
+    if (std::has_single_bit(count)) { // the run is full
+        const u32 longer = NewRun(2 * count);
+        std::copy_n(m_numbers.begin() + page.first[block], count, m_numbers.begin() + longer);
+        page.first[block] = longer;
+    }
+    const auto run = m_numbers.begin() + page.first[block];
+    std::copy_backward(run + rank, run + count, run + count + 1);
+    run[rank] = number;
 }
 
 u32 DieInfoMap::NewRun(u32 size)
@@ -67,24 +85,4 @@ u32 DieInfoMap::NewRun(u32 size)
     }
     m_numbers.resize(start + size);
     return static_cast<u32>(start);
-}
-
-void DieInfoMap::Scatter(Page& page, u32 block, u32 count)
-{
-    const u32 run = NewRun(std::bit_ceil(count));
-    std::iota(m_numbers.begin() + run, m_numbers.begin() + run + count, page.first[block]);
-    page.first[block] = run;
-    page.scattered[block] = true;
-}
-
-void DieInfoMap::InsertNumber(Page& page, u32 block, u32 rank, u32 count, u32 number)
-{
-    if (std::has_single_bit(count)) { // the run is full
-        const u32 longer = NewRun(2 * count);
-        std::copy_n(m_numbers.begin() + page.first[block], count, m_numbers.begin() + longer);
-        page.first[block] = longer;
-    }
-    const auto run = m_numbers.begin() + page.first[block];
-    std::copy_backward(run + rank, run + count, run + count + 1);
-    run[rank] = number;
 }

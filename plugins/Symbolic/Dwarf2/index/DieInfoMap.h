@@ -108,8 +108,7 @@ private:
     DIEInfo FindOutside(u32 offset);
     DIEInfo AddInside(Page& page, u32 block, u32 bit, u32 offset);
     u32 NewRun(u32 size);
-    void Scatter(Page& page, u32 block, u32 count);
-    void InsertNumber(Page& page, u32 block, u32 rank, u32 count, u32 number);
+    void AddScattered(Page& page, u32 block, u32 rank, u32 count, u32 number);
 
     u32 m_sectionSize = 0;
     std::vector<std::unique_ptr<Page>> m_pages;

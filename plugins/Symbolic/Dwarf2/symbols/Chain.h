@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <memory>
 #include <unordered_set>
 
 /// Tells whether a chain has come to an offset before. Short chains, nearly all of them, cost no allocation.
@@ -18,7 +19,10 @@ public:
             return false;
         }
         if (m_count == m_first.size()) {
-            return m_rest.insert(offset).second;
+            if (m_rest == nullptr) {
+                m_rest = std::make_unique<std::unordered_set<u32>>();
+            }
+            return m_rest->insert(offset).second;
         }
         m_first[m_count++] = offset;
         return true;
@@ -26,7 +30,7 @@ public:
 
 private:
     std::array<u32, 16> m_first;
-    std::unordered_set<u32> m_rest;
+    std::unique_ptr<std::unordered_set<u32>> m_rest;
     u32 m_count = 0; ///< of those in m_first
 };
 
