@@ -190,7 +190,6 @@ private:
     bool StepOverValue(const CompileUnitInfo* unit, u32 form, bool readsStrings);
     /// Reads a value of a form that is neither 0 nor indirect, and prints it unless `stream` is null.
     bool DecodeValue(const CompileUnitInfo* unit, u32 form, bool makeAbsolute, AttrValue& value, std::ostream* stream);
-    bool ReadSilently(const CompileUnitInfo* unit, u32 form, AttrValue& value); ///< the same without a stream
     /// Reads what the section has, a reference relative to its unit.
     bool DecodeStored(const CompileUnitInfo* unit, u32 form, AttrValue& value);
     void PrintStored(std::ostream& stream, u32 form, AttrValue& value);

@@ -9,8 +9,6 @@
 #include "index/Entry.h"
 #include "interfaces/Types.h"
 
-#include <optional>
-
 /// Reads the value of one attribute, at most once.
 class AttrReader {
 public:
@@ -23,15 +21,8 @@ public:
     {
     }
 
-    /// The value, valid while the attribute is handled; null if it can't be read.
-    const AttrValue* operator()()
-    {
-        m_taken = true;
-        AttrValue& value = m_value.emplace();
-        const bool read = m_quick ? m_file.ReadSilently(m_entry.unit, m_spec.form, value)
-                                  : m_file.ReadAttrValue(m_entry.unit, m_spec.form, m_entry.printed, &value, true, true);
-        return read ? &value : nullptr;
-    }
+    /// The value, good until the attribute is done with; null if it can't be read.
+    const AttrValue* operator()();
 
     /// Stores the number of the attribute; leaves `target` alone if it can't be read.
     void To(u32& target)
@@ -60,7 +51,7 @@ private:
     Dwarf2File& m_file;
     const Entry& m_entry;
     const AttrSpec& m_spec;
-    std::optional<AttrValue> m_value;
+    AttrValue m_value;
     bool m_quick; ///< neither prints nor has to follow forms
     bool m_taken = false;
 };

@@ -3,6 +3,7 @@
 #include "console/DwarfNames.h"
 #include "console/Format.h"
 #include "image/Dwarf2File.h"
+#include "index/AttributeLoop.h"
 #include "index/Cursor.h"
 #include "index/DwarfCodes.h"
 
@@ -12,11 +13,13 @@
 
 namespace {
 
-/// References are printed as stored and then, except in the first unit, with their absolute value.
-bool IsReference(u32 form)
+/// References are printed with their digits as stored, then, unless the unit is the first one,
+/// with their absolute value.
+constexpr bool IsReference(u32 form)
 {
-    return form == FORM_ref1 || form == FORM_ref2 || form == FORM_ref4 || form == FORM_ref_udata;
+    return form - FORM_ref1 <= FORM_ref4 - FORM_ref1 || form == FORM_ref_udata;
 }
+static_assert(FORM_ref1 + 1 == FORM_ref2 && FORM_ref2 + 1 == FORM_ref4);
 
 void PrintText(std::ostream& stream, AttrValue& value)
 {
@@ -37,6 +40,57 @@ AttrSpec Dwarf2File::ReadAttrSpec(bool dump)
         PrintAttributeName(*m_dumpStream, attribute);
     }
     return {attribute, form < kFormLayouts.size() ? static_cast<u8>(form) : AttrSpec::kNoForm, 0, 0};
+}
+
+inline void Dwarf2File::ReadStrp(AttrValue& value)
+{
+    const u32 start = m_debug_info.Pos();
+    value.value = m_debug_info.Get32();
+    Seek(m_debug_str, value.value);
+    const char* text = nullptr;
+    if (!AtEnd(m_debug_str)) {
+        // The text isn't stepped over: nobody reads on from here.
+        text = reinterpret_cast<const char*>(m_debug_str.Cursor());
+    } else {
+        // An offset outside the section: the attribute counts as an inline string.
+        Seek(m_debug_info, start);
+        text = m_debug_info.GetCStr();
+    }
+    value.data = reinterpret_cast<const u8*>(text);
+}
+
+const AttrValue* AttrReader::operator()()
+{
+    m_taken = true;
+    if (!m_quick) {
+        return m_file.ReadAttrValue(m_entry.unit, m_spec.form, m_entry.printed, &m_value, true, true) ? &m_value
+                                                                                                      : nullptr;
+    }
+    VFKDataBuf& info = m_file.m_debug_info;
+    switch (m_spec.width) { // first what nearly all attributes have
+    case 1:
+        m_value.value = info.Get8();
+        break;
+    case 2:
+        m_value.value = info.Get16();
+        break;
+    case 4:
+        m_value.value = info.Get32();
+        break;
+    default:
+        if (m_spec.form == FORM_strp) {
+            m_file.ReadStrp(m_value);
+            return &m_value;
+        }
+        if (!m_file.DecodeStored(m_entry.unit, m_spec.form, m_value)) {
+            return nullptr;
+        }
+        break;
+    }
+    if (IsReference(m_spec.form)) {
+        m_value.value += m_entry.unit->offset;
+    }
+    return &m_value;
 }
 
 bool Dwarf2File::ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump, AttrValue* out, bool makeAbsolute,
@@ -81,17 +135,6 @@ bool Dwarf2File::ReadAttrValue(const CompileUnitInfo* unit, u32 form, bool dump,
         PutChar(*stream, ')');
     }
     return read || form == FORM_indirect;
-}
-
-bool Dwarf2File::ReadSilently(const CompileUnitInfo* unit, u32 form, AttrValue& value)
-{
-    if (!DecodeStored(unit, form, value)) {
-        return false;
-    }
-    if (IsReference(form)) {
-        value.value += unit->offset;
-    }
-    return true;
 }
 
 bool Dwarf2File::DecodeValue(const CompileUnitInfo* unit, u32 form, bool makeAbsolute, AttrValue& value,
@@ -202,23 +245,6 @@ void Dwarf2File::PrintStored(std::ostream& stream, u32 form, AttrValue& value)
         }
         break;
     }
-}
-
-void Dwarf2File::ReadStrp(AttrValue& value)
-{
-    const u32 start = m_debug_info.Pos();
-    value.value = m_debug_info.Get32();
-    Seek(m_debug_str, value.value);
-    const char* text = nullptr;
-    if (!AtEnd(m_debug_str)) {
-        // The cursor stays at the text: nobody reads on from here.
-        text = reinterpret_cast<const char*>(m_debug_str.Cursor());
-    } else {
-        // An offset outside the section: the attribute counts as an inline string.
-        Seek(m_debug_info, start);
-        text = m_debug_info.GetCStr();
-    }
-    value.data = reinterpret_cast<const u8*>(text);
 }
 
 bool Dwarf2File::StepOverValue(const CompileUnitInfo* unit, u32 form, bool readsStrings)
