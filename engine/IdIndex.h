@@ -2,8 +2,8 @@
 #pragma once
 
 #include "Hashing.h"
-#include "interfaces/VFKArena.h"
 #include "interfaces/Types.h"
+#include "interfaces/VFKArena.h"
 
 #include <cstddef>
 #include <vector>

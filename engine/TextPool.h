@@ -2,9 +2,9 @@
 #pragma once
 
 #include "Hashing.h"
-#include "interfaces/VFKArena.h"
 #include "TextAllowance.h"
 #include "interfaces/Types.h"
+#include "interfaces/VFKArena.h"
 
 #include <cstddef>
 #include <string_view>

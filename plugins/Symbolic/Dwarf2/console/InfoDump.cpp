@@ -12,6 +12,7 @@
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"
 #include "index/DwarfCodes.h"
+#include "index/EntrySteps.h"
 #include "interfaces/DbgUIConsole.h"
 #include "interfaces/VFKFile.h"
 

@@ -31,28 +31,6 @@ u64 Dwarf2File::CapitalOfDump() const
            kReadings * (u64{m_debug_info.Size()} + m_debug_abbrev.Size() + m_debug_str.Size() + m_debug_loc.Size());
 }
 
-void Dwarf2File::SpendOnAttributes(u32 pairs, u32 values)
-{
-    m_budget.Spend(u64{pairs} / 2 + values); // a pair has two bytes, unless its numbers are padded
-}
-
-u32 Dwarf2File::ReadCode()
-{
-    const u32 start = m_debug_info.Pos();
-    const u32 code = m_debug_info.Get32_ULEB128(4);
-    m_budget.Spend(m_debug_info.Pos() - start);
-    return code;
-}
-
-bool Dwarf2File::EndIfSpent()
-{
-    if (!m_budget.IsSpent()) [[likely]] {
-        return false;
-    }
-    Seek(m_debug_info, kNone);
-    return true;
-}
-
 const char* Dwarf2File::CopyableText(const char* text, std::string& cut)
 {
     constexpr std::size_t kAlways = 256;

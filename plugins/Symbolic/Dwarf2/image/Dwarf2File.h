@@ -131,10 +131,6 @@ private:
     // image/Budget.cpp
     void FillBudget();
     u64 CapitalOfDump() const;
-    /// If the budget is spent, true, with the cursor of m_debug_info at its end.
-    bool EndIfSpent();
-    void SpendOnAttributes(u32 pairs, u32 values); ///< bytes read of either section
-    u32 ReadCode();                                ///< the abbreviation code at the cursor
     /// `text`, or its beginning in `cut` if it is very long and no more may be copied.
     const char* CopyableText(const char* text, std::string& cut);
 
@@ -158,8 +154,7 @@ private:
     void ReadAbbrevTables();
     /// Appends the pairs of the declaration at the cursor of m_debug_abbrev.
     void ReadAttributePairs(std::vector<AttrSpec>& specs);
-    /// Null if there is no such table or no such code in it. Assumes consecutive codes.
-    const AbbrevDecl* FindAbbrevDecl(u32 tableOffset, u32 code);
+    bool ChooseAbbrevTable(u32 tableOffset); ///< false if there is none, or an empty one
 
     // index/CompileUnits.cpp
     /// The first unit that contains a DIE offset, or null. A header's own offset lies in no unit.
@@ -211,6 +206,14 @@ private:
     u32 CodeOf(const DIEInfo& row); ///< the abbreviation code at the DIE; 0 for a null entry
     /// The DIE's declaration in the unit that it lies in, or null.
     const AbbrevDecl* DeclOf(const DIEInfo& row);
+
+    // index/EntrySteps.h
+    /// If the budget is spent, true, with the cursor of m_debug_info at its end.
+    bool EndIfSpent();
+    void SpendOnAttributes(u32 pairs, u32 values); ///< bytes read of either section
+    u32 ReadCode();                                ///< the abbreviation code at the cursor
+    /// Null if there is no such table or no such code in it. Assumes consecutive codes.
+    const AbbrevDecl* FindAbbrevDecl(u32 tableOffset, u32 code);
     /// True if an entry of the unit, a null entry too, starts at the cursor of m_debug_info.
     bool HasEntry(const CompileUnitInfo& unit) const;
     /// The same for any unit, but false for a null entry.

@@ -112,17 +112,13 @@ void Dwarf2File::ReadAttributePairs(std::vector<AttrSpec>& specs)
     specs.push_back({0, 0, 0, static_cast<u16>(before)}); // cut off
 }
 
-const AbbrevDecl* Dwarf2File::FindAbbrevDecl(u32 tableOffset, u32 code)
+bool Dwarf2File::ChooseAbbrevTable(u32 tableOffset)
 {
-    if (tableOffset != m_lastAbbrevOffset || m_lastAbbrevList == nullptr) {
-        const auto found = m_abbrListMap.find(tableOffset);
-        if (found == m_abbrListMap.end() || found->second.empty()) {
-            return nullptr;
-        }
-        m_lastAbbrevOffset = tableOffset;
-        m_lastAbbrevList = &found->second;
+    const auto found = m_abbrListMap.find(tableOffset);
+    if (found == m_abbrListMap.end() || found->second.empty()) {
+        return false;
     }
-    // The list is an array indexed by code; a code below the first wraps to a very large index.
-    const u32 index = code - m_lastAbbrevList->front().code;
-    return index < m_lastAbbrevList->size() ? &(*m_lastAbbrevList)[index] : nullptr;
+    m_lastAbbrevOffset = tableOffset;
+    m_lastAbbrevList = &found->second;
+    return true;
 }

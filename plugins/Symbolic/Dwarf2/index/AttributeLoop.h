@@ -7,6 +7,7 @@
 #include "index/DIEInfo.h"
 #include "index/DwarfCodes.h"
 #include "index/Entry.h"
+#include "index/EntrySteps.h"
 #include "interfaces/Types.h"
 
 /// Reads the value of one attribute, at most once.

@@ -3,7 +3,7 @@
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"
-#include "index/Entry.h"
+#include "index/EntrySteps.h"
 #include "index/IndexTicks.h"
 #include "interfaces/VFKSystem.h"
 

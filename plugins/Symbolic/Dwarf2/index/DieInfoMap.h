@@ -69,9 +69,9 @@ private:
 
     /// Blocks, as columns.
     struct Page {
-        std::array<u64, kPageBlocks> used{};   ///< bit n: the block's n-th offset has a row
-        std::array<u32, kPageBlocks> first{};  ///< number of the first row, or index in m_numbers
-        std::bitset<kPageBlocks> scattered{};  ///< the block wasn't filled in rising order
+        std::array<u64, kPageBlocks> used{};  ///< bit n: the block's n-th offset has a row
+        std::array<u32, kPageBlocks> first{}; ///< number of the first row, or index in m_numbers
+        std::bitset<kPageBlocks> scattered{}; ///< the block wasn't filled in rising order
     };
 
     u32 RowNumber(const Page& page, u32 block, u32 rank) const

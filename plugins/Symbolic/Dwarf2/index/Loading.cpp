@@ -3,6 +3,7 @@
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"
+#include "index/EntrySteps.h"
 #include "index/NestedLoad.h"
 #include "interfaces/DbgAddress.h"
 

@@ -3,7 +3,7 @@
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"
 #include "index/DwarfCodes.h"
-#include "index/Entry.h"
+#include "index/EntrySteps.h"
 #include "interfaces/DbgAddress.h"
 #include "interfaces/DbgSymSymFile.h"
 #include "interfaces/VFKFile.h"
