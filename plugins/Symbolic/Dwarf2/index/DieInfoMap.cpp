@@ -5,6 +5,7 @@
 #include <bit>
 #include <new>
 #include <numeric>
+#include <utility>
 
 void DieInfoMap::SetSectionSize(u32 sectionSize)
 {
@@ -70,6 +71,7 @@ void DieInfoMap::AddScattered(Page& page, u32 block, u32 rank, u32 count, u32 nu
     if (std::has_single_bit(count)) { // the run is full
         const u32 longer = NewRun(2 * count);
         std::copy_n(m_numbers.begin() + page.first[block], count, m_numbers.begin() + longer);
+        FreeRun(page.first[block], count);
         page.first[block] = longer;
     }
     const auto run = m_numbers.begin() + page.first[block];
@@ -79,10 +81,20 @@ void DieInfoMap::AddScattered(Page& page, u32 block, u32 rank, u32 count, u32 nu
 
 u32 DieInfoMap::NewRun(u32 size)
 {
+    u32& free = m_freeRuns[static_cast<u32>(std::countr_zero(size))];
+    if (free != kNone) {
+        return std::exchange(free, m_numbers[free]);
+    }
     const std::size_t start = m_numbers.size();
     if (start > kNone - size) {
         throw std::bad_alloc();
     }
     m_numbers.resize(start + size);
     return static_cast<u32>(start);
+}
+
+void DieInfoMap::FreeRun(u32 run, u32 size)
+{
+    u32& free = m_freeRuns[static_cast<u32>(std::countr_zero(size))];
+    m_numbers[run] = std::exchange(free, run);
 }

@@ -21,6 +21,8 @@
 /// in rising order, as in a walk, the first number determines the others.
 class DieInfoMap {
 public:
+    DieInfoMap() { m_freeRuns.fill(kNone); }
+
     /// Binds the map to a section. Called once, before the first row.
     /// @param sectionSize bytes of `.debug_info`.
     void SetSectionSize(u32 sectionSize);
@@ -107,13 +109,15 @@ private:
 
     DIEInfo FindOutside(u32 offset);
     DIEInfo AddInside(Page& page, u32 block, u32 bit, u32 offset);
-    u32 NewRun(u32 size);
+    u32 NewRun(u32 size); ///< a power of two
+    void FreeRun(u32 run, u32 size);
     void AddScattered(Page& page, u32 block, u32 rank, u32 count, u32 number);
 
     u32 m_sectionSize = 0;
     std::vector<std::unique_ptr<Page>> m_pages;
     /// Row numbers of scattered blocks, each block's in a run with room for a power of two of them.
     std::vector<u32, VFKPageAllocator<u32>> m_numbers;
+    std::array<u32, 7> m_freeRuns; ///< of 1 to 64 numbers: the first free run, in which the next one stands; or kNone
     VFKArena m_rowMemory;
     std::vector<DieRow*> m_chunks;
     u32 m_rowCount = 0; ///< rows in the chunks
