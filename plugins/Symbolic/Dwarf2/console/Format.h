@@ -181,6 +181,22 @@ public:
         m_end += 8;
     }
 
+    /// The opening of a line of a DIE's listing.
+    void AddPrefix(u32 offset, bool blankLine)
+    {
+        Add(blankLine ? "\n\n0x" : "\n0x");
+        AddHex8(offset);
+        Add(": ");
+    }
+
+    /// A hexN field in parentheses.
+    void AddValue(u32 value, u32 digits)
+    {
+        Add("(0x");
+        WriteHex8(m_end, digits == 8 ? value : value << 4 * (8 - digits));
+        m_end += digits;
+    }
+
     void AddDec(u32 value)
     {
         char digits[10];

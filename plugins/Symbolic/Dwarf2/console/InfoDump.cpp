@@ -2,10 +2,12 @@
 // location its expression or list; or one entry, alone or with all below it. They read the section by themselves, build
 // nothing and leave no rows.
 //
-// Entries may name one string, or one location list, any number of times; an attribute may have a form that takes no
-// bytes; and an entry may reach past the end of its unit, so that the next unit reads the same bytes again. In this way
-// a crafted file could print text by the square of its size. So all text that isn't paid for by new bytes of
-// `.debug_info` is charged to a budget of the dump's own, and the dump ends when that is spent.
+// Entries may name one string, or one location list, any number of times; an attribute may have a
+// form that takes no bytes; and an entry may reach behind the end of its unit, so that the next unit
+// reads the same bytes again. A crafted file could so print text by the square of its size. All text
+// that isn't paid for by new bytes of `.debug_info` is therefore paid from a budget of the dump's own, and
+// the dump ends when that is spent.
+#include "console/DwarfNames.h"
 #include "console/Format.h"
 #include "console/LocationText.h"
 #include "image/Dwarf2File.h"
@@ -33,6 +35,21 @@ bool HoldsLocation(u32 attribute)
 {
     return attribute == AT_location || attribute == AT_data_member_location || attribute == AT_use_location ||
            attribute == AT_vtable_elem_location;
+}
+
+/// Digits of a number that has a fixed width, else 0.
+u32 DigitsOf(FormLayout layout)
+{
+    switch (layout) {
+    case FormLayout::One:
+        return 2;
+    case FormLayout::Two:
+        return 4;
+    case FormLayout::Four:
+        return 8;
+    default:
+        return 0;
+    }
 }
 
 std::unique_ptr<ProgressIndicator> OpenDumpProgress(const std::string& path, u32 size)
@@ -68,6 +85,9 @@ private:
     bool DumpUnit();
     bool DumpEntry(const CompileUnitInfo& unit);
     bool DumpAttributes(const CompileUnitInfo& unit, const DIEInfo& die);
+    /// Prints a line in as few pieces as can be, for the attributes that are nearly all: those that have a name, and a
+    /// number of fixed width or a text. False, with nothing read, for another.
+    bool DumpPlainAttribute(const CompileUnitInfo& unit, const AttrSpec& spec, AttrValue& value);
     void PrintLocation(const CompileUnitInfo& unit, const DIEInfo& die, const AttrValue& value, u32 bytesRead);
     void PrintList(const CompileUnitInfo& unit, const DIEInfo& die, u32 listOffset);
     void OpenLocationLine();
@@ -172,12 +192,14 @@ bool Dwarf2File::InfoDump::DumpAttributes(const CompileUnitInfo& unit, const DIE
         spec = m_file.ReadAttrSpec(false);
         const auto [attribute, form, width, before] = spec;
         const u32 padding = pairs.Pos() - pair;
-        if (attribute != 0 || form != 0) {
-            m_file.PrintAttributeHead(attribute);
-        }
         const u32 start = m_info.Pos();
         AttrValue value;
-        m_file.ReadAttrValue(&unit, form, true, &value, true, true);
+        if (!DumpPlainAttribute(unit, spec, value)) {
+            if (attribute != 0 || form != 0) {
+                m_file.PrintAttributeHead(attribute);
+            }
+            m_file.ReadAttrValue(&unit, form, true, &value, true, true);
+        }
         const u32 bytesRead = m_info.Pos() - start;
         if (m_whole && HoldsLocation(attribute)) {
             PrintLocation(unit, die, value, bytesRead);
@@ -193,6 +215,46 @@ bool Dwarf2File::InfoDump::DumpAttributes(const CompileUnitInfo& unit, const DIE
             return false;
         }
     } while (spec.attribute != 0 && spec.form != 0 && !AtEnd(pairs));
+    return true;
+}
+
+bool Dwarf2File::InfoDump::DumpPlainAttribute(const CompileUnitInfo& unit, const AttrSpec& spec, AttrValue& value)
+{
+    const PaddedText& name = AttributeName(spec.attribute);
+    const u32 digits = DigitsOf(LayoutOf(spec.form));
+    const bool isText = spec.form == FORM_strp || spec.form == FORM_string;
+    if (name.size == 0 || (digits == 0 && !isText) || m_out.width() != 0) {
+        return false;
+    }
+    const u32 start = m_info.Pos();
+    m_file.DecodeStored(&unit, spec.form, value);
+    if (isText && value.data == nullptr) {
+        Seek(m_info, start);
+        return false;
+    }
+    LineText line;
+    line.AddPrefix(start, false);
+    line.AddTabs(static_cast<u32>(m_file.m_dumpIndent));
+    line.Add(name);
+    if (isText) {
+        const std::string_view text(value.Text());
+        value.textLength = static_cast<u32>(text.size());
+        line.Add("(\"");
+        PutText(PutText(PutText(m_out, line.View()), text), "\")");
+    } else {
+        line.AddValue(value.value, digits);
+        if (IsReference(spec.form)) {
+            value.value += unit.offset;
+            if (unit.offset != 0) {
+                line.Add(" ");
+                line.AddValue(value.value, 8);
+                line.Add(")");
+            }
+        }
+        line.Add(")");
+        PutText(m_out, line.View());
+    }
+    SetHexState(m_out);
     return true;
 }
 

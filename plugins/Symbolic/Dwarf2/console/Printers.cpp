@@ -11,16 +11,9 @@
 
 namespace {
 
-void AddPrefix(LineText& line, u32 offset, bool blankLine)
-{
-    line.Add(blankLine ? "\n\n0x" : "\n0x");
-    line.AddHex8(offset);
-    line.Add(": ");
-}
-
-/// Without a limit a file of nested entries that never close would print tabs by the square of its size. No compiler
-/// nests scopes as deep as LineText::kMaxTabs; deeper entries are printed at that column, and their levels are still
-/// counted.
+/// Without a limit a file of nested entries that never close would print tabs by the square of its
+/// size. No compiler nests scopes as deep as LineText::kMaxTabs; deeper entries stand at that column,
+/// and their levels go on being counted.
 void AddIndent(LineText& line, i32 indent, u32 extra)
 {
     line.AddTabs(u64{static_cast<u32>(indent)} + extra);
@@ -34,7 +27,7 @@ void Dwarf2File::PrintOffsetPrefix(u32 offset, bool blankLine)
         return;
     }
     LineText line;
-    AddPrefix(line, offset, blankLine);
+    line.AddPrefix(offset, blankLine);
     PutText(*m_dumpStream, line.View());
     SetHexState(*m_dumpStream);
 }
@@ -56,7 +49,7 @@ void Dwarf2File::PrintAttributeHead(u32 attribute)
     }
     const PaddedText& name = AttributeName(attribute);
     LineText line;
-    AddPrefix(line, m_debug_info.Pos(), false);
+    line.AddPrefix(m_debug_info.Pos(), false);
     AddIndent(line, m_dumpIndent, 0);
     line.Add(name);
     PutText(*m_dumpStream, line.View());
@@ -73,7 +66,7 @@ void Dwarf2File::PrintDIEHead(u32 offset, const AbbrevDecl* decl)
     }
     const PaddedText& name = TagName(decl->tag);
     LineText line;
-    AddPrefix(line, offset, true);
+    line.AddPrefix(offset, true);
     AddIndent(line, m_dumpIndent, 0);
     line.Add(name);
     if (name.size == 0) {

@@ -13,14 +13,6 @@
 
 namespace {
 
-/// References are printed with their digits as stored, then, unless the unit is the first one,
-/// with their absolute value.
-constexpr bool IsReference(u32 form)
-{
-    return form - FORM_ref1 <= FORM_ref4 - FORM_ref1 || form == FORM_ref_udata;
-}
-static_assert(FORM_ref1 + 1 == FORM_ref2 && FORM_ref2 + 1 == FORM_ref4);
-
 void PrintText(std::ostream& stream, AttrValue& value)
 {
     const std::string_view shown(value.Text());

@@ -53,6 +53,14 @@ constexpr FormLayout LayoutOf(u32 form)
     return form < kFormLayouts.size() ? kFormLayouts[form] : FormLayout::Nothing;
 }
 
+/// References are printed with their digits as stored, then, unless the unit is the first one,
+/// with their absolute value.
+constexpr bool IsReference(u32 form)
+{
+    return form - FORM_ref1 <= FORM_ref4 - FORM_ref1 || form == FORM_ref_udata;
+}
+static_assert(FORM_ref1 + 1 == FORM_ref2 && FORM_ref2 + 1 == FORM_ref4);
+
 /// Standard opcodes of a line number programme. DWARF 2.0 has 9.
 enum DwarfLineOpcode : u8 {
 #define LNS(name, code) LNS_##name = code,
