@@ -41,7 +41,7 @@ void ReadAttributes(benchmark::State& state)
                 const AbbrevDecl* decl = Probe::FindAbbrevDecl(file, unit.abbrevOffset, info.Get32_ULEB128(4));
                 if (decl != nullptr) {
                     Seek(Probe::m_debug_abbrev(file), decl->offset + decl->headerSize);
-                    Probe::ForEachAttribute(file, Entry{&unit, nullptr, decl, false}, [&](u32, AttrReader& read) {
+                    Probe::ForEachAttribute(file, Entry{&unit, DIEInfo(), decl, false}, [&](u32, AttrReader& read) {
                         if (wanted) {
                             benchmark::DoNotOptimize(read());
                         }

@@ -71,6 +71,31 @@ TEST_F(Store, TheFirstOfAnIdIsFound)
     EXPECT_EQ(file.FindVariable(1)->location, "\x50");
 }
 
+TEST_F(Store, TypesLiveAsLongAsSomebodyHoldsThem)
+{
+    boost::shared_ptr<DbgUserDefinedVarType> held;
+    {
+        DbgSymSymFile store("held.axf", 1);
+        for (u32 id = 0; id < 1000; ++id) {
+            const auto type = DbgUserDefinedVarType::CreateSharedPtr(id, "t", id);
+            auto* members = new DbgUDTInfoMembers;
+            members->AddMember(&store, "m", 4, kBaseInt, 0, id, kNone, 0, 0);
+            type->SetTypeInfo(members, kUdtStruct);
+            store.AddUserDefinedType(type);
+        }
+        held = store.GetUserDefinedType(700);
+        EXPECT_EQ(held.get(), &store.TypeAt(700));
+        EXPECT_EQ(store.GetUserDefinedType(1000), nullptr);
+    }
+    EXPECT_STREQ(held->GetName(), "t");
+    EXPECT_EQ(held->GetByteSize(), 700u);
+    EXPECT_EQ(held->GetType(), kUdtStruct);
+    const auto& members = dynamic_cast<const DbgUDTInfoMembers&>(*held->GetInfo()).Members();
+    ASSERT_EQ(members.size(), 1u);
+    EXPECT_EQ(members[0].offset, 700u);
+    EXPECT_STREQ(members[0].name, "m");
+}
+
 TEST_F(Store, LongNamesOfOneStoresTypesDontCutAnothers)
 {
     const std::string name(1 << 20, 's');

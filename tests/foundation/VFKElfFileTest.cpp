@@ -129,6 +129,26 @@ TEST_P(VFKElfFileTest, ASectionsSegmentIsTheOneThatHoldsIt)
     EXPECT_EQ(segmentOf(Open(), 3), kNone); // isn't loaded
 }
 
+TEST(VFKElfFile, ALargeSectionIsReadWholeOrAsFarAsTheFileGoes)
+{
+    std::string text(u32{9 << 20}, 0);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        text[i] = static_cast<char>(i ^ i >> 8 ^ i >> 16);
+    }
+    ElfWriter writer(ByteOrder::Little);
+    writer.Section(".large", text);
+    const TempFile file(writer.Image());
+    const VFKElfFile elf(file.Path());
+    EXPECT_TRUE(DataOf(elf, ".large") == text);
+    EXPECT_TRUE(DataOf(elf, ".large", 5) == text.substr(5));
+    // The file gets shorter after it was opened: the end of either half is missing.
+    const u32 start = elf.GetSectionHeader(".large")->sh_offset;
+    for (const u32 left : {8u << 20, 2u << 20, 1u}) {
+        std::filesystem::resize_file(file.Path(), start + left);
+        EXPECT_TRUE(DataOf(elf, ".large") == text.substr(0, left)) << left;
+    }
+}
+
 TEST(VFKElfFile, OnlyARegular32BitElfFileIsRead)
 {
     const auto valid = [](std::size_t at, char value) {

@@ -10,6 +10,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -105,6 +106,18 @@ protected:
         return stream.str();
     }
 
+    /// Runs the loop over the attributes of the unit's DIE.
+    template <typename Handle>
+    void Loop(Handle&& handle)
+    {
+        VFKDataBuf& info = Probe::m_debug_info(File());
+        Seek(info, m_unit->FirstDie());
+        const AbbrevDecl* decl = Probe::FindAbbrevDecl(File(), m_unit->abbrevOffset, info.Get32_ULEB128(4));
+        Seek(Probe::m_debug_abbrev(File()), decl->offset + decl->headerSize);
+        Probe::ForEachAttribute(File(), Entry{m_unit, DIEInfo(), decl}, handle);
+        EXPECT_EQ(Probe::m_debug_abbrev(File()).Pos(), decl->pairsEnd);
+    }
+
     const CompileUnitInfo* m_unit = nullptr;
     u32 m_start = 0;
     u32 m_end = 0;
@@ -138,12 +151,47 @@ TEST_P(AttributeReader, EveryFormReadsStepsAndPrintsAlike)
             EXPECT_EQ(Pos(), m_end);
         }
 
+        Loop([&](u32, AttrReader& read) {
+            const AttrValue* got = read();
+            ASSERT_NE(got, nullptr);
+            ExpectValue(form, *got);
+        });
+        EXPECT_EQ(Pos(), m_end);
+        Loop([](u32, AttrReader&) {});
+        EXPECT_EQ(Pos(), m_end);
+
         AttrValue printed;
         EXPECT_EQ(Printed(form.form, &printed), form.printed);
         ExpectValue(form, printed);
         EXPECT_EQ(Pos(), m_end);
         EXPECT_EQ(Printed(form.form, nullptr), form.printed);
         EXPECT_EQ(Pos(), m_end);
+    }
+}
+
+TEST_P(AttributeReader, TheLoopPassesByWhatNobodyReads)
+{
+    // A few in front, more of them than can be stepped over in one go, and of a form that has to be read.
+    for (const u32 count : {0u, 1u, 3u, 10'000u}) {
+        Restart();
+        dwarf.Unit().Attr(AT_decl_file, FORM_data2, 1);
+        for (u32 i = 0; i < count; ++i) {
+            dwarf.Attr(AT_decl_line, FORM_data8, i).Attr(AT_declaration, FORM_flag, 1);
+        }
+        dwarf.Attr(AT_decl_column, FORM_udata, 300).Attr(0x2007, FORM_string, "_Z1v").Attr(AT_type, FORM_ref4, 0x20);
+        dwarf.Attr(AT_inline, FORM_data1, 1).Attr(AT_byte_size, FORM_data1, 7).Attr(AT_decl_line, FORM_data4, 9);
+        dwarf.EndUnit();
+        dwarf.Unit();
+        Index(dwarf);
+        m_unit = Probe::FindCompileUnit(File(), 11);
+        std::vector<std::pair<u32, u32>> read;
+        Loop([&](u32 attribute, AttrReader& reader) {
+            if (attribute == AT_type || attribute == AT_byte_size) {
+                read.emplace_back(attribute, reader()->value);
+            }
+        });
+        EXPECT_EQ(read, (std::vector<std::pair<u32, u32>>{{AT_type, 0x20}, {AT_byte_size, 7}})) << count;
+        EXPECT_EQ(Pos(), m_unit->End());
     }
 }
 

@@ -30,14 +30,6 @@ protected:
         return offsets;
     }
 
-    const DIEInfo& Row(u32 offset)
-    {
-        DIEInfo* row = Probe::FindDieInfo(File(), offset);
-        EXPECT_NE(row, nullptr) << offset;
-        static const DIEInfo kNoRow;
-        return row == nullptr ? kNoRow : *row;
-    }
-
     /// A unit of 0x24 bytes, unless its header lies.
     static DwarfBuilder& Unit(DwarfBuilder& dwarf, const char* name, const UnitHeader& header = {})
     {
@@ -99,7 +91,7 @@ TEST_P(CompileUnitIndex, ALengthThatLeadsBackOrBeyondEndsTheScan)
         Index(dwarf);
         EXPECT_EQ(Headers(), Offsets({0, second})) << end;
         EXPECT_EQ(Rows(), Offsets({11, second + 11})) << end;
-        EXPECT_EQ(Row(second + 11).sibling, end + 11) << end;
+        EXPECT_EQ(Row(second + 11).Sibling(), end + 11) << end;
         EXPECT_EQ(Store().FileScopeCount(), 2u) << end;
     }
 }

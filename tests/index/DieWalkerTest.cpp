@@ -47,7 +47,7 @@ TEST_P(DieWalker, TheSiblingThatADieStatesStays)
         Function(dwarf.Label("h"), "h");
     });
     LoadFunction("f");
-    EXPECT_EQ(Row("f")->sibling, dwarf.Offset("h")) << "and not what stands behind the children";
+    EXPECT_EQ(Row("f").Sibling(), dwarf.Offset("h")) << "and not what stands behind the children";
 }
 
 TEST_P(DieWalker, ADieThatNamesItselfAsSiblingGoesOnAtEveryVisit)
@@ -80,22 +80,9 @@ TEST_P(DieWalker, AnEmptyListOfChildrenOrAnUnknownCodeEndsTheWalk)
     Index(broken);
     LoadUnit();
     EXPECT_EQ(Functions(), std::vector<std::string>{"f"});
-    const DIEInfo& bad = *Row(broken.Offset("bad"));
-    EXPECT_NE(bad.parent, kNone);
-    EXPECT_EQ(bad.sibling, kNone);
-}
-
-TEST_P(DieWalker, ARowTellsWhereItsChildrenStartHoweverFarThatIs)
-{
-    LoadUnitOf([&] { Function(dwarf.Label("f"), "f"); });
-    DIEInfo& row = *Probe::FindDieInfo(File(), dwarf.Offset("f"));
-    for (const u32 distance : {1u, DIEInfo::kFarChild - 1, DIEInfo::kFarChild, DIEInfo::kFarChild + 5}) {
-        Probe::SetChild(File(), row, row.infoOffset + distance);
-        EXPECT_EQ(Probe::ChildOf(File(), row), row.infoOffset + distance);
-        EXPECT_TRUE(row.Has(DIEInfo::kDieBuilt)) << "the flags beside it stay";
-    }
-    Probe::SetChild(File(), row, kNone);
-    EXPECT_EQ(Probe::ChildOf(File(), row), kNone);
+    const DIEInfo bad = Row(broken.Offset("bad"));
+    EXPECT_NE(bad.Parent(), kNone);
+    EXPECT_EQ(bad.Sibling(), kNone);
 }
 
 TEST_P(DieWalker, TheLoadOfADieThatIsNeverBuiltGoesOnBehindIt)
@@ -109,7 +96,7 @@ TEST_P(DieWalker, TheLoadOfADieThatIsNeverBuiltGoesOnBehindIt)
     });
     ASSERT_EQ(Store().FuncScopeCount(), 1u);
     EXPECT_EQ(Store().FuncScopeAt(0).fileId, kNone);
-    EXPECT_EQ(Row("const")->parent, dwarf.Offset("const"));
+    EXPECT_EQ(Row("const").Parent(), dwarf.Offset("const"));
     const auto& pointer = InfoOf<DbgUDTInfoPointer>(dwarf.Offset("pointer"));
     EXPECT_EQ(pointer.target.udtId, dwarf.Offset("const"));
     EXPECT_EQ(pointer.target.qualifiers, 0u);

@@ -171,11 +171,11 @@ TEST_P(Loading, AUnitWhoseParentsALoadHasChangedIsWalkedAnew)
         Variable(dwarf.Label("g"), "g");
     });
     LoadFunction("f");
-    EXPECT_EQ(Row("p")->parent, dwarf.Offset("p"));
-    EXPECT_EQ(Row("f")->parent, dwarf.Offset("p"));
+    EXPECT_EQ(Row("p").Parent(), dwarf.Offset("p"));
+    EXPECT_EQ(Row("f").Parent(), dwarf.Offset("p"));
     LoadUnit();
     for (const char* label : {"p", "f", "g"}) {
-        EXPECT_EQ(Row(label)->parent, kUnitDie) << label;
+        EXPECT_EQ(Row(label).Parent(), kUnitDie) << label;
     }
 }
 

@@ -54,8 +54,6 @@ public:
     OPERATION(ReadAttrValue)
     OPERATION(ForEachAttribute)
     OPERATION(FindDieInfo)
-    OPERATION(ChildOf)
-    OPERATION(SetChild)
     OPERATION(LoadDieAtOffset)
     OPERATION(LoadPendingDies)
     OPERATION(FindPubName)

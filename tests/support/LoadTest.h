@@ -48,8 +48,8 @@ protected:
     {
         return dynamic_cast<const Info&>(*Type(id)->GetInfo());
     }
-    const DIEInfo* Row(u32 offset) { return Probe::FindDieInfo(File(), offset); }
-    const DIEInfo* Row(const char* label) { return Row(dwarf.Offset(label)); }
+    DIEInfo Row(u32 offset) { return Probe::FindDieInfo(File(), offset); }
+    DIEInfo Row(const char* label) { return Row(dwarf.Offset(label)); }
 
     /// Names in the order in which the store got them.
     std::vector<std::string> Functions()

@@ -75,7 +75,7 @@ TEST_P(Scopes, WithoutBothAddressesThereIsNoScopeButTheFrameBaseStays)
     LoadUnit();
     EXPECT_EQ(Functions(), std::vector<std::string>{"empty"});
     EXPECT_EQ(Store().FuncScopeAt(0).range.size, 0u);
-    EXPECT_TRUE(Row("low")->Has(DIEInfo::kDieBuilt));
+    EXPECT_TRUE(Row("low").Has(DIEInfo::kDieBuilt));
     EXPECT_EQ(*Probe::m_frameBaseBlockMap(file).Find(dwarf.Offset("low")), "\x5B");
     EXPECT_EQ(*Probe::m_frameBaseLocListMap(file).Find(dwarf.Offset("list")), 0x20u);
 }

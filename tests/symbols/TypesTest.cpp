@@ -237,7 +237,7 @@ TEST_P(TypeBuilding, EnumeratorsAreSignedWordsWithoutRows)
     EXPECT_EQ(values[0].value, -1);
     EXPECT_EQ(values[1].value, 255);
     EXPECT_EQ(values[2].value, -1);
-    EXPECT_EQ(Row("low"), nullptr);
+    EXPECT_FALSE(Row("low"));
     EXPECT_TRUE(InfoOf<DbgUDTInfoEnum32>(Id("none")).Values().empty());
     EXPECT_EQ(InfoOf<DbgUDTInfoEnum32>(Id("cut")).Values().size(), 1u) << "another entry ends the list";
     EXPECT_EQ(Functions(), std::vector<std::string>{"f"});
