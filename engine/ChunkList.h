@@ -17,7 +17,7 @@ class ChunkList {
     static_assert(alignof(Element) <= 16);
 
 public:
-    /// @param arena borrowed; the elements lie there.
+    /// @param arena borrowed; holds the elements.
     explicit ChunkList(VFKArena& arena)
         : m_arena(arena)
     {
@@ -33,7 +33,7 @@ public:
     ChunkList(const ChunkList&) = delete;
     ChunkList& operator=(const ChunkList&) = delete;
 
-    /// The reference stays good while the arena lives.
+    /// The reference is valid while the arena lives.
     Element& Add(Element element)
     {
         if (m_count % kPerChunk == 0) {

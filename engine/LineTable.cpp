@@ -91,7 +91,7 @@ private:
 /// The last row may still be changed through the pointer that AddLineEntry returned. So the indexes cover only the rows
 /// before it, and a look-up checks the last one by itself.
 struct DbgSymLineTable::Rows {
-    /// @param memory where the rows lie; null: in an arena of the table's own.
+    /// @param memory holds the rows; null for an arena of the table's own.
     explicit Rows(VFKArena* memory)
         : ownMemory(memory == nullptr ? std::make_unique<VFKArena>() : nullptr)
         , entries(memory == nullptr ? *ownMemory : *memory)

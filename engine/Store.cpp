@@ -26,8 +26,8 @@ struct FileScope {
     FileRange range;
 };
 
-/// What a variable or type that is handed out keeps alive: all of them and all texts. Pointers to single
-/// ones share the ownership of the whole, which saves a control block for each.
+/// What a pointer to a variable or type keeps alive: all of them, and all texts. The pointers share the ownership of
+/// the whole, which saves a control block for each.
 struct Kept {
     VFKArena arena;
     engine::TextPool texts{arena};
@@ -231,7 +231,7 @@ void DbgSymSymFile::AddUserDefinedType(boost::shared_ptr<DbgUserDefinedVarType> 
     engine::g_typeNames = &contents.typeNames;
     contents.typeIds.MakeRoom();
     contents.typeIds.Prefetch(id);
-    // Many types have the same name: from here on the store keeps it.
+    // Many types share a name: from here on the store keeps it.
     const char* name = KeepText(type->m_name);
     const auto index = static_cast<u32>(contents.kept->types.Count());
     DbgUserDefinedVarType& added = contents.kept->types.Add(std::move(*type));

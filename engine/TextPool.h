@@ -19,7 +19,7 @@ namespace engine {
 /// a buffer that it reuses. An allowance bounds what texts can cost; beyond it they are cut (see TextAllowance).
 class TextPool {
 public:
-    /// @param arena borrowed; the texts lie there.
+    /// @param arena borrowed; holds the texts.
     explicit TextPool(VFKArena& arena)
         : m_arena(arena)
     {

@@ -14,7 +14,7 @@
 
 namespace {
 
-/// Has the system give all pages of a block.
+/// Makes the system provide all pages of a block.
 void Touch(char* block, std::size_t size)
 {
     constexpr std::size_t kSmallPage = 4096;
@@ -31,7 +31,7 @@ void* AllocatePages(std::size_t size)
         return ::operator new(size);
     }
     void* memory = ::operator new (size, std::align_val_t{kLargePage});
-    // A wish only: without large pages small ones do.
+    // Only a request: small pages serve as well.
     static_cast<void>(madvise(memory, size & ~(kLargePage - 1), MADV_HUGEPAGE));
     return memory;
 }
@@ -45,7 +45,7 @@ void FreePages(void* memory, std::size_t size)
     }
 }
 
-/// A large page, and the thread that has it cleared.
+/// A large page, and the thread that makes the system clear it.
 class VFKArena::NextPage {
 public:
     NextPage()
@@ -121,7 +121,7 @@ VFKArena::Block VFKArena::TakeLargePage()
     try {
         m_nextPage = std::make_unique<NextPage>();
     } catch (const std::bad_alloc&) {
-        // It is asked for again when it is needed.
+        // It is allocated when it is needed.
     }
     return page;
 }

@@ -26,7 +26,7 @@ namespace {
 /// A run of at least this capacity is mapped; all others are on the heap.
 constexpr std::size_t kLargeRun = std::size_t{1} << 20;
 
-/// More freed runs than this are not kept: a file has five early sections, and few of them are large.
+/// The most freed runs that are kept: a file has five early sections, and few of them are large.
 constexpr std::size_t kKeptRuns = 8;
 
 struct Run {

@@ -65,7 +65,7 @@ public:
         if (length < kTwoThreads) {
             return ReadPiece(offset, bytes, length);
         }
-        // Most of the time goes into fresh pages, and two processors get them in half of it.
+        // Most of the time is spent on fresh pages, and two processors need half of it.
         const std::size_t half = length / 2 / kLargePage * kLargePage;
         std::size_t behind = 0;
         std::thread other;

@@ -91,7 +91,7 @@ TEST_P(CompileUnitIndex, ALengthThatLeadsBackOrBeyondEndsTheScan)
         Index(dwarf);
         EXPECT_EQ(Headers(), Offsets({0, second})) << end;
         EXPECT_EQ(Rows(), Offsets({11, second + 11})) << end;
-        EXPECT_EQ(Row(second + 11).Sibling(), end + 11) << end;
+        EXPECT_EQ(Probe::FindDieInfo(File(), second + 11).Sibling(), end + 11) << end;
         EXPECT_EQ(Store().FileScopeCount(), 2u) << end;
     }
 }

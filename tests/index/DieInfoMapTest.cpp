@@ -38,7 +38,8 @@ TEST(DieInfoMap, FindsRowsThatCameInAnyOrder)
     DieInfoMap map;
     map.SetSectionSize(kSize);
     std::map<u32, u32> parents;
-    std::mt19937 random(1);
+    std::mt19937 engine(1);
+    const auto random = [&] { return static_cast<u32>(engine()); };
     // Walks that jump, as loads of types do, over dense and thin places; and offsets behind the section.
     for (u32 walk = 0; walk < 2000; ++walk) {
         u32 offset = random() % (kSize + 1000);

@@ -2,11 +2,10 @@
 // location its expression or list; or one entry, alone or with all below it. They read the section by themselves, build
 // nothing and leave no rows.
 //
-// Entries may name one string, or one location list, any number of times; an attribute may have a
-// form that takes no bytes; and an entry may reach behind the end of its unit, so that the next unit
-// reads the same bytes again. A crafted file could so print text by the square of its size. All text
-// that isn't paid for by new bytes of `.debug_info` is therefore paid from a budget of the dump's own, and
-// the dump ends when that is spent.
+// Entries may name one string, or one location list, any number of times; an attribute may have a form that takes no
+// bytes; and an entry may reach past the end of its unit, so that the next unit reads the same bytes again. In this way
+// a crafted file could print text by the square of its size. So all text that isn't paid for by new bytes of
+// `.debug_info` is charged to a budget of the dump's own, and the dump ends when that is spent.
 #include "console/DwarfNames.h"
 #include "console/Format.h"
 #include "console/LocationText.h"
@@ -85,8 +84,8 @@ private:
     bool DumpUnit();
     bool DumpEntry(const CompileUnitInfo& unit);
     bool DumpAttributes(const CompileUnitInfo& unit, const DIEInfo& die);
-    /// Prints a line in as few pieces as can be, for the attributes that are nearly all: those that have a name, and a
-    /// number of fixed width or a text. False, with nothing read, for another.
+    /// Prints the line of an attribute with a name, and a number of fixed width or a text, in as few pieces as
+    /// possible: nearly all are of that kind. False, with nothing read, for any other.
     bool DumpPlainAttribute(const CompileUnitInfo& unit, const AttrSpec& spec, AttrValue& value);
     void PrintLocation(const CompileUnitInfo& unit, const DIEInfo& die, const AttrValue& value, u32 bytesRead);
     void PrintList(const CompileUnitInfo& unit, const DIEInfo& die, u32 listOffset);

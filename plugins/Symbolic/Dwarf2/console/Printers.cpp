@@ -11,9 +11,9 @@
 
 namespace {
 
-/// Without a limit a file of nested entries that never close would print tabs by the square of its
-/// size. No compiler nests scopes as deep as LineText::kMaxTabs; deeper entries stand at that column,
-/// and their levels go on being counted.
+/// Without a limit a file of nested entries that never close would print tabs by the square of its size. No compiler
+/// nests scopes as deep as LineText::kMaxTabs; deeper entries are printed at that column, and their levels are still
+/// counted.
 void AddIndent(LineText& line, i32 indent, u32 extra)
 {
     line.AddTabs(u64{static_cast<u32>(indent)} + extra);

@@ -226,7 +226,7 @@ private:
     static const TagRule* FindTagRule(u32 tag);
     /// Calls the tag's builder if the load selection asks for it. False if nothing was read.
     bool BuildByTag(const Entry& entry, MemberRecord* member);
-    /// Leaves a DIE to LoadPendingDies, unless it waits there already.
+    /// Leaves a DIE to LoadPendingDies, unless it is in the queue already.
     void QueueDie(const DIEInfo& row);
     /// Reads past a DIE that isn't built.
     void PassBy(const Entry& entry);
@@ -314,7 +314,7 @@ private:
     void EnterScope(const DIEInfo& row, ScopeWords& scopes);
     void SetParent(const DIEInfo& row, u32 parent);
     void SetSibling(const DIEInfo& row, u32 sibling);
-    /// What was walked of the row's unit no longer stands.
+    /// Forgets how far the row's unit has been walked.
     void ForgetWalk(const DIEInfo& row);
 
     // symbols/Locations.cpp
@@ -322,7 +322,7 @@ private:
     /// Rewrites DW_OP_fbreg and DW_OP_breg9 in a location expression.
     void PrepareExpression(const CompileUnitInfo* unit, const DIEInfo& die, VFKDataString* expr);
     class ExpressionScan;
-    /// The frame base of the function around a DIE, if one is on file: the section's bytes, or the text's.
+    /// The frame base of the function around a DIE, if one is known: bytes of a section, or of `buffer`.
     std::optional<std::string_view> FrameBase(const CompileUnitInfo* unit, const DIEInfo& die,
                                               const VFKDataString& expr, std::string& buffer);
     /// Wraps the list at `listOffset` of `.debug_loc` into `expr`, in the 0xEC form. Always true.

@@ -18,12 +18,12 @@ struct AbbrevDecl {
 };
 static_assert(sizeof(AbbrevDecl) == 24);
 
-/// An attribute pair, decoded. The last of a declaration has the attribute 0 or the form 0.
+/// An attribute pair, decoded. In the last one of a declaration the attribute or the form is 0.
 struct AttrSpec {
     u32 attribute;
     u8 form;  ///< DwarfForm; kNoForm for each that has no meaning
     u8 width; ///< bytes of the value in `.debug_info` if all values of the form have as many, else 0
-    /// Bytes in front of the value: of attributes that nobody reads, which have no AttrSpec of their own.
+    /// Bytes before the value: of attributes that nobody reads, which have no AttrSpec of their own.
     u16 before;
 
     static constexpr u8 kNoForm = 0xFF;

@@ -31,7 +31,7 @@ u8 WidthOf(FormLayout layout)
     }
 }
 
-/// The attributes of most entries that no builder reads: with them out of the way an entry has half as many.
+/// True for attributes that no builder reads. Without the common ones among them an entry has half as many.
 bool IsPassedBy(u32 attribute)
 {
     switch (attribute) {

@@ -22,7 +22,7 @@ public:
     {
     }
 
-    /// The value, good until the attribute is done with; null if it can't be read.
+    /// The value, valid while the attribute is handled; null if it can't be read.
     const AttrValue* operator()();
 
     /// Stores the number of the attribute; leaves `target` alone if it can't be read.
@@ -53,7 +53,7 @@ private:
     const Entry& m_entry;
     const AttrSpec& m_spec;
     AttrValue m_value;
-    bool m_quick; ///< neither prints nor has to follow forms
+    bool m_quick; ///< nothing is printed, and the form is the value's own
     bool m_taken = false;
 };
 

@@ -41,7 +41,7 @@ inline void Dwarf2File::ReadStrp(AttrValue& value)
     Seek(m_debug_str, value.value);
     const char* text = nullptr;
     if (!AtEnd(m_debug_str)) {
-        // The text isn't stepped over: nobody reads on from here.
+        // The cursor stays at the text: nobody reads on from here.
         text = reinterpret_cast<const char*>(m_debug_str.Cursor());
     } else {
         // An offset outside the section: the attribute counts as an inline string.

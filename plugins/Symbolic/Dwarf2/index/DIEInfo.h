@@ -4,7 +4,7 @@
 #include "index/OffsetMap.h"
 #include "interfaces/Types.h"
 
-/// The row of a DIE: there is one for each entry of `.debug_info` that was read, so it has two words and no more.
+/// The row of a DIE. There is one for each entry of `.debug_info` that was read, so it has only two words.
 struct DieRow {
     u32 parent = kNone; ///< enclosing DIE
     u32 word = 0;       ///< flags, and the distances to sibling and children
@@ -17,12 +17,11 @@ struct FarPlaces {
     u32 child = kNone;
 };
 
-/// A DIE with its row. It is copied like a pointer, and is as good as the row; without a row it is no DIE, and
-/// nothing may be asked.
+/// A DIE and its row, to which it points. One without a row stands for no DIE, and has only `operator bool`.
 class DIEInfo {
 public:
     DIEInfo() = default;
-    /// @param far where places go that are far away; null drops them, in a row that nobody reads.
+    /// @param far keeps the places that are too far away for the row; null drops them.
     DIEInfo(u32 offset, DieRow& row, OffsetMap<FarPlaces>* far)
         : infoOffset(offset)
         , m_row(&row)
@@ -46,7 +45,7 @@ public:
     void Set(u32 flag) const { m_row->word |= flag; }
     void Clear(u32 flag) const { m_row->word &= ~flag; }
 
-    /// Puts another row in place of its own.
+    /// Overwrites the row.
     void Replace(const DieRow& row) const { *m_row = row; }
 
     /// The enclosing DIE, or kNone.
@@ -73,7 +72,7 @@ public:
         }
     }
 
-    /// Where the children start, behind the attributes; kNone if there are none.
+    /// Where the children start, after the attributes; kNone if there are none.
     u32 Child() const
     {
         const u32 distance = m_row->word >> kChildShift & kFarChild;
@@ -92,7 +91,7 @@ public:
         }
     }
 
-    /// Distances from here on are kept elsewhere.
+    /// Distances from here on don't fit into a row.
     static constexpr u32 kFarChild = 0x1FF;
     static constexpr u32 kFarSibling = 0x7FFFF;
 

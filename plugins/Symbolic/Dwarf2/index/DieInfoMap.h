@@ -27,7 +27,7 @@ public:
     /// @param sectionSize bytes of `.debug_info`.
     void SetSectionSize(u32 sectionSize);
 
-    /// The DIE at `offset` if it has a row.
+    /// The DIE at `offset`; none if it has no row.
     DIEInfo Find(u32 offset)
     {
         if (offset >= m_sectionSize) [[unlikely]] {
@@ -43,7 +43,7 @@ public:
         return (used >> bit & 1) == 0 ? DIEInfo{} : At(offset, RowNumber(*page, block, Rank(used, bit)));
     }
 
-    /// The same, with a new row if there is none.
+    /// The same, but adds a row if there is none.
     DIEInfo GetOrAdd(u32 offset);
 
     std::size_t Size() const { return m_rowCount + m_outside.size(); }
@@ -69,7 +69,7 @@ private:
     static constexpr u32 kPageOffsets = kPageBlocks * kBlockOffsets;
     static constexpr u32 kChunkRows = 2048;
 
-    /// Blocks, as columns.
+    /// The blocks of a page, field by field.
     struct Page {
         std::array<u64, kPageBlocks> used{};  ///< bit n: the block's n-th offset has a row
         std::array<u32, kPageBlocks> first{}; ///< number of the first row, or index in m_numbers

@@ -1,4 +1,4 @@
-// What the section has at a DIE that has a row.
+// What the section says at a DIE that has a row.
 #include "image/Dwarf2File.h"
 #include "index/Cursor.h"
 #include "index/DIEInfo.h"

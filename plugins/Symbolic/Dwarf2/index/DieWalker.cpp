@@ -137,7 +137,7 @@ u32 Dwarf2File::ReadDie(const CompileUnitInfo* unit, std::vector<u32>* parents, 
 void Dwarf2File::PassBy(const Entry& entry)
 {
     const DIEInfo& row = entry.row;
-    // A DIE that names itself as its sibling is read at every visit, and the walk goes on behind its attributes.
+    // A DIE that names itself as its sibling is read at every visit, and the walk goes on after its attributes.
     if (row.Sibling() != kNone && row.Sibling() != row.infoOffset) {
         Seek(m_debug_info, row.Sibling());
         return;

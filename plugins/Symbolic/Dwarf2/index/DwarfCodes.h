@@ -53,8 +53,7 @@ constexpr FormLayout LayoutOf(u32 form)
     return form < kFormLayouts.size() ? kFormLayouts[form] : FormLayout::Nothing;
 }
 
-/// References are printed with their digits as stored, then, unless the unit is the first one,
-/// with their absolute value.
+/// References are printed as stored and then, except in the first unit, with their absolute value.
 constexpr bool IsReference(u32 form)
 {
     return form - FORM_ref1 <= FORM_ref4 - FORM_ref1 || form == FORM_ref_udata;

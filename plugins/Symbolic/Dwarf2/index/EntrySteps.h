@@ -1,4 +1,4 @@
-// The steps that the reading of each entry takes: small, and taken millions of times.
+// Small steps in the reading of an entry, inline because they are taken for each one.
 #pragma once
 
 #include "image/Dwarf2File.h"

@@ -68,8 +68,8 @@ bool Dwarf2File::LoadDieAtOffset(u32 offset)
     Seek(m_debug_info, offset);
     const CompileUnitInfo* unit = FindCompileUnit(offset);
     std::vector<u32> parents;
-    // A DIE that a walk has met becomes its own parent, and the walk goes on through the entries
-    // behind it to the end of their level.
+    // A DIE that a walk has met becomes its own parent, and the walk goes on through the entries after it to the end of
+    // their level.
     if (row) {
         parents.push_back(row.infoOffset);
     }

@@ -13,8 +13,8 @@
 
 class DbgSymSymFile;
 
-/// The engine's kinds of types. The plug-in passes kBitFields to kUnion; the others are what the
-/// engine sets by itself for a type whose info has no kind of its own.
+/// The engine's kinds of types. The plug-in passes kBitFields to kUnion; the engine sets the others for types whose
+/// info says the kind.
 enum DbgVariableUserDefinedType : u16 {
     kUdtNone = 0,
     kUdtTypedef = 1,

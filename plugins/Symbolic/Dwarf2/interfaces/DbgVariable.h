@@ -13,7 +13,7 @@ enum DbgVariableScope : u16 {
     kScopeParameter = 4,
 };
 
-/// Base type codes. Code 0 is void, and stands for no known base type as well.
+/// Base type codes. Code 0 is void, and also means that no base type is known.
 enum DbgVariableBaseType : u16 {
     kBaseVoid = 0x00,
     kBaseChar = 0x10,

@@ -31,10 +31,10 @@ struct VFKPageAllocator {
     bool operator==(const VFKPageAllocator& /*other*/) const { return true; }
 };
 
-/// Gives out memory that lives as long as the arena.
+/// Hands out memory that lives as long as the arena.
 ///
-/// The system clears each page that it gives, which takes a quarter of the time in which a large program is loaded.
-/// So while one large page is being filled, a thread has the next one cleared; it does nothing else, and ends.
+/// The system clears each page that it provides, which takes up to a quarter of the time in which a large program is
+/// loaded. So while one large page is being filled, a thread touches the next one; it does nothing else, and ends.
 class VFKArena {
 public:
     VFKArena();
