@@ -17,7 +17,7 @@ TEST(VFKArena, GivesAlignedRunsThatStayApart)
     std::size_t total = 0;
     // From the first small block through several large pages, the prepared ones among them, to runs with own blocks.
     for (std::size_t i = 0; total < 5 * kLargePage; ++i) {
-        const std::size_t size = i % 5000 == 4999 ? kLargePage + i : i % 977 == 976 ? 100'000 + i : i % 4000;
+        const std::size_t size = i % 5000 == 4999 ? kLargePage + i : i % 977 == 976 ? 100'000 + i : 1 + i % 4000;
         const std::size_t alignment = std::size_t{1} << i % 5;
         auto* run = static_cast<u8*>(arena.Allocate(size, alignment));
         ASSERT_EQ(reinterpret_cast<std::uintptr_t>(run) % alignment, 0u);
