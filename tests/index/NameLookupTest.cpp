@@ -44,7 +44,9 @@ void ExpectSameAnswers(Dwarf2File& file, std::initializer_list<const char*> name
     for (u32 round = 0; round < 8; ++round) {
         for (const char* name : names) {
             const bool there = Dwarf2FileProbe::FindPubName(file, name, true) != kNone;
+            const u32 end = Dwarf2FileProbe::m_debug_pubnames(file).Pos();
             EXPECT_EQ(file.LoadSymbolByName(nullptr, name), there) << name << " in round " << round;
+            EXPECT_EQ(Dwarf2FileProbe::m_debug_pubnames(file).Pos(), end) << "where a dump looks";
         }
     }
 }

@@ -22,6 +22,7 @@ public:
     MEMBER(m_flags)
     MEMBER(m_debug_info)
     MEMBER(m_debug_abbrev)
+    MEMBER(m_debug_pubnames)
     MEMBER(m_abbrListMap)
     MEMBER(m_cuHeaderMap)
     MEMBER(m_dieInfoMap)

@@ -273,6 +273,8 @@ private:
     template <typename Wanted>
     u32 SearchPubNames(Wanted&& isWanted);
     bool IndexPubNames();
+    u32 FindIndexedPubName(const char* name); ///< the same as FindPubName from the start
+    void OpenPubNameSet();
 
     // symbols/AddressForm.cpp
     void SetLinkAddress(DbgAddress& address, u32 value) const; ///< in the file's address form

@@ -61,6 +61,15 @@ u32 Dwarf2File::FindPubName(const char* name, bool restart)
     return SearchPubNames([name](const char* text, u32) { return std::strcmp(text, name) == 0; });
 }
 
+void Dwarf2File::OpenPubNameSet()
+{
+    m_pubNames.setLength = m_debug_pubnames.Get32();
+    m_pubNames.setOffset = m_debug_pubnames.Pos();
+    m_pubNames.setVersion = m_debug_pubnames.Get16();
+    m_pubNames.infoOffset = m_debug_pubnames.Get32();
+    m_pubNames.infoLength = m_debug_pubnames.Get32();
+}
+
 /// From the cursor on, up to the entry for which `isWanted(text, DIE)` is true.
 template <typename Wanted>
 u32 Dwarf2File::SearchPubNames(Wanted&& isWanted)
@@ -68,11 +77,7 @@ u32 Dwarf2File::SearchPubNames(Wanted&& isWanted)
     SearchedEntries searched;
     while (!AtEnd(m_debug_pubnames)) {
         if (m_pubNames.setLength == 0) {
-            m_pubNames.setLength = m_debug_pubnames.Get32();
-            m_pubNames.setOffset = m_debug_pubnames.Pos();
-            m_pubNames.setVersion = m_debug_pubnames.Get16();
-            m_pubNames.infoOffset = m_debug_pubnames.Get32();
-            m_pubNames.infoLength = m_debug_pubnames.Get32();
+            OpenPubNameSet();
         }
         while (searched.Add(m_debug_pubnames.Pos())) {
             const u32 entry = m_debug_pubnames.Get32();
@@ -109,7 +114,7 @@ bool Dwarf2File::IndexPubNames()
     u64 length = 0;
     SearchPubNames([&](const char* text, u32 die) {
         length += std::strlen(text);
-        index.Add(text, die);
+        index.Add({text, die, m_pubNames.setOffset - 4, m_debug_pubnames.Pos()});
         return length > m_debug_pubnames.Size();
     });
     if (length <= m_debug_pubnames.Size()) { // else sets overlap, and have one long text many times
@@ -119,9 +124,23 @@ bool Dwarf2File::IndexPubNames()
     return m_pubNames.index.has_value();
 }
 
+u32 Dwarf2File::FindIndexedPubName(const char* name)
+{
+    // The cursor, at whose place a dump looks, goes where a search would have left it.
+    const PubName* found = m_pubNames.index->Find(name);
+    Seek(m_debug_pubnames, found == nullptr ? kNone : found->set);
+    m_pubNames.setLength = 0;
+    if (found == nullptr) {
+        return kNone;
+    }
+    OpenPubNameSet();
+    Seek(m_debug_pubnames, found->end);
+    return found->die;
+}
+
 bool Dwarf2File::LoadSymbolByName(const DbgSymContext*, const char* name)
 {
-    const u32 offset = name != nullptr && IndexPubNames() ? m_pubNames.index->Find(name) : FindPubName(name, true);
+    const u32 offset = name != nullptr && IndexPubNames() ? FindIndexedPubName(name) : FindPubName(name, true);
     if (offset == kNone) {
         return false;
     }

@@ -10,11 +10,18 @@
 #include <string_view>
 #include <vector>
 
+/// An entry, and where a search for its name ends.
+struct PubName {
+    const char* name; ///< in the section's bytes
+    u32 die;
+    u32 set; ///< offset of the header of its set
+    u32 end; ///< of its name, behind the closing zero
+};
+
 /// The entries by their names, for an engine that asks for many.
 class PubNameIndex {
 public:
-    /// @param name stays where it is.
-    void Add(const char* name, u32 die) { m_entries.push_back({HashOf(name), die, name}); }
+    void Add(const PubName& entry) { m_entries.push_back({entry, HashOf(entry.name)}); }
 
     /// To be called when all are there. Of equal names the one that was added first is found.
     void Sort()
@@ -23,25 +30,24 @@ public:
                          [](const Entry& one, const Entry& other) { return one.hash < other.hash; });
     }
 
-    /// The DIE of that name, or kNone.
-    u32 Find(const char* name) const
+    /// The entry of that name, or null.
+    const PubName* Find(const char* name) const
     {
         const u32 hash = HashOf(name);
         auto entry = std::lower_bound(m_entries.begin(), m_entries.end(), hash,
                                       [](const Entry& one, u32 value) { return one.hash < value; });
         for (; entry != m_entries.end() && entry->hash == hash; ++entry) {
-            if (std::strcmp(entry->name, name) == 0) {
-                return entry->die;
+            if (std::strcmp(entry->entry.name, name) == 0) {
+                return &entry->entry;
             }
         }
-        return kNone;
+        return nullptr;
     }
 
 private:
     struct Entry {
+        PubName entry;
         u32 hash;
-        u32 die;
-        const char* name;
     };
 
     static u32 HashOf(const char* name) { return static_cast<u32>(std::hash<std::string_view>()(name)); }
