@@ -128,4 +128,17 @@ TEST(Options, AModuleMayStandElsewhere)
     EXPECT_EQ(RunHost({"rate", kStation, "--module", copy.Path() + "x"}).status, 1);
 }
 
+TEST(Options, PreferencesLeaveVariablesOut)
+{
+    const TempFile place("");
+    const std::string folder = place.Path() + ".folder";
+    std::filesystem::create_directory(folder);
+    std::ofstream(folder + "/Dwarf2.toml") << "[Symbolics.\"DWARF 2.0\"]\nomit_vars_start = \"arg ,\ttot\"\n";
+    const std::string scopes = RunHost({"scopes", kStation, "station_main", "--preferences", folder}).out;
+    std::filesystem::remove_all(folder);
+    EXPECT_EQ(scopes.find("argc"), std::string::npos) << "blanks around a comma don't count";
+    EXPECT_EQ(scopes.find("total"), std::string::npos);
+    EXPECT_NE(scopes.find("channel"), std::string::npos);
+}
+
 } // namespace

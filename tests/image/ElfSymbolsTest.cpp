@@ -79,6 +79,7 @@ TEST_P(ElfSymbols, ARunEndsWhereTheKindOfCodeChanges)
     Map("$t.1", 0x1C0); // no mapping symbol: its name is longer
     Map("$a", 0x200);
     Map("$t", 0x300);
+    Map("$d", 0x300); // the first one at an address counts
     Map("$t", 0x320);
     Open(m_elf);
     EXPECT_EQ(CodeType(0x100), Run(kArm, 0x80));

@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -65,6 +66,29 @@ TEST_P(LineTable, TheEndOfASequenceStretchesItsLastRowOrIsOneOfItsOwn)
     }
     EXPECT_EQ(Read(), (Rows{"2", "2", "6"}));
     EXPECT_EQ(sizes, (std::vector<u32>{12, 12, 0})) << "six instructions of two bytes";
+}
+
+TEST_P(LineTable, AnEndOfSequenceIsARowOnceARegisterHasBeenSet)
+{
+    using Opcode = LineBuilder& (*)(LineBuilder&);
+    const std::pair<Opcode, bool> cases[] = {
+        {[](LineBuilder& line) -> LineBuilder& { return line.AdvancePc(0); }, true},
+        {[](LineBuilder& line) -> LineBuilder& { return line.AdvanceLine(0); }, true},
+        {[](LineBuilder& line) -> LineBuilder& { return line.SetFile(1); }, true},
+        {[](LineBuilder& line) -> LineBuilder& { return line.SetColumn(1); }, true},
+        {[](LineBuilder& line) -> LineBuilder& { return line.ConstAddPc(); }, true},
+        {[](LineBuilder& line) -> LineBuilder& { return line.FixedAdvancePc(0); }, true},
+        {[](LineBuilder& line) -> LineBuilder& { return line.SetAddress(0); }, true},
+        {[](LineBuilder& line) -> LineBuilder& { return line.NegateStatement(); }, false},
+        {[](LineBuilder& line) -> LineBuilder& { return line.SetBasicBlock(); }, false}};
+    for (const auto& [opcode, sets] : cases) {
+        Restart();
+        LineBuilder line(dwarf.line);
+        line.File("main.c");
+        opcode(line).EndSequence();
+        EXPECT_EQ(Load(line), sets);
+        EXPECT_EQ(Read().size(), sets ? 1u : 0u);
+    }
 }
 
 // The sum of offset and length wraps at 32 bits and then lies ahead of what has been read.
