@@ -2,7 +2,9 @@
 // address 0, where another function or table may stand.
 #include "host/SymbolUnits.h"
 
+#include "host/AddressLookup.h"
 #include "host/Demangle.h"
+#include "host/LineOpcodes.h"
 #include "host/Loader.h"
 #include "host/PublicNames.h"
 #include "interfaces/DbgSymSrcFile.h"
@@ -66,6 +68,7 @@ SymbolUnits::SymbolUnits(Loader& file, const ProgramImage& image)
 {
     file.Load(LoadDepth::Symbols);
     AddRanges(file);
+    AddLines(file);
     AddThings(file);
     AddPublicNames(file);
     if (LacksStatics()) {
@@ -114,6 +117,36 @@ void SymbolUnits::AddRanges(Loader& file)
         lost[range.owner] -= range.end - range.begin;
     }
     std::transform(lost.begin(), lost.end(), std::back_inserter(m_reachesOver), [](u64 bytes) { return bytes != 0; });
+}
+
+/// Only their lines tell the code of units that reach over others from what lies between.
+void SymbolUnits::AddLines(Loader& file)
+{
+    if (std::find(m_reachesOver.begin(), m_reachesOver.end(), true) == m_reachesOver.end()) {
+        return;
+    }
+    const std::unordered_set<u32> misread = MisreadLineProgrammes(m_image.Elf());
+    for (std::size_t i = 0; i < file.UnitCount(); ++i) {
+        DbgSymSrcFile& source = file.Store().FileScopeAt(i);
+        const u32 unit = m_byId.at(source.GetId());
+        if (!m_reachesOver[unit] || misread.contains(file.Store().FileRangeAt(i).lineOffset)) {
+            continue;
+        }
+        file.LoadLines(source.GetId());
+        const DbgSymLineTable* table = source.GetLineTableMember();
+        for (u32 row = 0; table != nullptr && row < table->Count(); ++row) {
+            const DbgAddrRange& range = table->GetLineEntryByIdx(row)->range;
+            if (AddressLookup::HasCode(*table, row)) {
+                // The last one is stretched to the end of the unit: sure is that it has its first byte.
+                const u32 size = row + 1 == table->Count() ? 1 : range.size;
+                m_lines[unit].push_back({range.value, u64{range.value} + size, unit, false});
+            }
+        }
+    }
+    for (auto& [unit, lines] : m_lines) {
+        std::stable_sort(lines.begin(), lines.end(),
+                         [](const Extent& one, const Extent& other) { return one.begin < other.begin; });
+    }
 }
 
 void SymbolUnits::AddThings(Loader& file)
@@ -215,10 +248,26 @@ u32 SymbolUnits::UnitOf(const ProgramSymbol& symbol) const
         return known->second;
     }
     const u32 around = UnitAt(address);
-    // Code without debug information can lie in such a range, too.
-    const bool isOthers = around != kNone && m_reachesOver[around] && symbol.IsLocal() && !symbol.file.empty() &&
-                          FileStem(symbol.file) != FileStem(m_paths[around]);
-    return isOthers ? kNone : around;
+    return around != kNone && IsOfOthers(symbol, address, around) ? kNone : around;
+}
+
+/// Code without debug information can lie in the range of a unit that reaches over others.
+bool SymbolUnits::IsOfOthers(const ProgramSymbol& symbol, u32 address, u32 unit) const
+{
+    if (!m_reachesOver[unit]) {
+        return false;
+    }
+    if (symbol.IsLocal() && !symbol.file.empty()) {
+        return FileStem(symbol.file) != FileStem(m_paths[unit]);
+    }
+    const auto lines = m_lines.find(unit);
+    if (symbol.kind != SymbolKind::Function || lines == m_lines.end()) {
+        return false;
+    }
+    const u64 end = u64{address} + std::max(symbol.size, 1u);
+    const auto behind = std::lower_bound(lines->second.begin(), lines->second.end(), end,
+                                         [](const Extent& line, u64 wanted) { return line.begin < wanted; });
+    return behind == lines->second.begin() || (behind - 1)->end <= address;
 }
 
 u32 SymbolUnits::UnitAt(u32 address) const

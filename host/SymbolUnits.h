@@ -42,12 +42,14 @@ public:
 
 private:
     void AddRanges(Loader& file);
+    void AddLines(Loader& file);
     void AddThings(Loader& file);
     void AddVariables(const Loader& file);
     void Add(u32 address, u32 size, std::string_view name, u32 unit, SymbolKind kind);
     u32 IndexOf(std::string_view path);
     void AddPublicNames(Loader& file);
     bool LacksStatics() const;
+    bool IsOfOthers(const ProgramSymbol& symbol, u32 address, u32 unit) const;
     bool IsUnknownVariable(const ProgramSymbol& symbol) const;
 
     const ProgramImage& m_image;
@@ -58,6 +60,7 @@ private:
     std::vector<Thing> m_things;
     std::vector<Extent> m_ranges;
     std::vector<bool> m_reachesOver; ///< of each unit that states a range: whether other units lie in that
+    std::unordered_map<u32, std::vector<Extent>> m_lines; ///< of those that do: what has lines, in ascending order
 };
 
 /// A symbol's name without the number by which a compiler tells local ones apart: "count" for "count.0".
