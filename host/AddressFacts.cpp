@@ -178,10 +178,7 @@ void AddressFinder::FindSource(AddressFacts& facts)
     constexpr u32 kGreatest = 0x7FFFFFFF;
     std::optional<AddressLookup::Place> place = facts.place;
     if (m_ambiguous) {
-        if (!m_objectLines) {
-            m_objectLines.emplace(m_file, m_elf);
-        }
-        place = m_objectLines->Find(facts.spot.address, facts.spot.section);
+        place = LinesOfSections().Find(facts.spot.address, facts.spot.section);
     }
     if (!place || place->entry->line == 0 || place->entry->line > kGreatest || MisreadsLines(*place->unit)) {
         return;
@@ -201,6 +198,19 @@ void AddressFinder::FindSource(AddressFacts& facts)
     }
 }
 
+ObjectLines& AddressFinder::LinesOfSections()
+{
+    if (!m_objectLines) {
+        m_objectLines.emplace(m_file, m_elf);
+    }
+    return *m_objectLines;
+}
+
+const ObjectLines* AddressFinder::LinesBySection()
+{
+    return m_ambiguous && !LinesOfSections().Rows().empty() ? &LinesOfSections() : nullptr;
+}
+
 bool AddressFinder::MisreadsLines(const DbgSymSrcFile& unit)
 {
     if (!m_misread) {
@@ -214,12 +224,7 @@ bool AddressFinder::MisreadsLines(const DbgSymSrcFile& unit)
 void AddressFinder::FindData(AddressFacts& facts)
 {
     facts.kind = 'd';
-    std::optional<Variable> variable;
-    if (facts.symbol != nullptr) {
-        variable = facts.symbol->size == 0 ? std::nullopt : VariableOf(*facts.symbol);
-    } else if (!m_symbols.IsRelocatable() && !m_symbols.HasSizes(facts.spot.section)) {
-        variable = VariableAt(facts.spot.address);
-    }
+    const std::optional<Variable> variable = VariableFor(facts);
     if (!variable) {
         return;
     }
@@ -231,6 +236,29 @@ void AddressFinder::FindData(AddressFacts& facts)
     const u32 size = facts.symbol == nullptr ? variable->size : facts.symbol->size;
     facts.member = FindMember(m_types.Layouts(), variable->type, size, facts.offset);
     facts.type = m_types.NameOf(facts.member.type);
+}
+
+std::optional<Spot> AddressFinder::FindMemberSpot(const Spot& variable, std::string_view path)
+{
+    AddressFacts facts;
+    facts.spot = variable;
+    FindSymbol(facts);
+    const std::optional<Variable> found = m_symbols.IsCode(variable.section) ? std::nullopt : VariableFor(facts);
+    if (!found || found->address != variable.address) {
+        return std::nullopt;
+    }
+    const u32 size = facts.symbol == nullptr ? found->size : facts.symbol->size;
+    const std::optional<u32> offset = FindMemberOffset(m_types.Layouts(), found->type, size, path);
+    return offset ? std::optional(Spot{variable.address + *offset, variable.section}) : std::nullopt;
+}
+
+std::optional<AddressFinder::Variable> AddressFinder::VariableFor(const AddressFacts& facts)
+{
+    if (facts.symbol != nullptr) {
+        return facts.symbol->size == 0 ? std::nullopt : VariableOf(*facts.symbol);
+    }
+    const bool unnamed = !m_symbols.IsRelocatable() && !m_symbols.HasSizes(facts.spot.section);
+    return unnamed ? VariableAt(facts.spot.address) : std::nullopt;
 }
 
 AddressFinder::Variable AddressFinder::Describe(const DbgVariable& variable, u32 address) const

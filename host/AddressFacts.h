@@ -72,7 +72,13 @@ public:
     /// @param inlines whether the chain of inlined functions is wanted, which loads the function's scopes.
     AddressFacts Find(const Spot& spot, bool inlines);
 
+    /// Where a member of the variable at a spot is: ".limits[2].low"; nothing if it has none of that name.
+    std::optional<Spot> FindMemberSpot(const Spot& variable, std::string_view path);
+
     AddressLookup& Lines() { return m_lines; }
+    /// The lines of an object file with several sections of code, whose addresses don't tell the section; null for
+    /// another file, and for one whose tables don't tell it either.
+    const ObjectLines* LinesBySection();
     /// Whether the module misreads the unit's line table, and its rows are wrong.
     bool MisreadsLines(const DbgSymSrcFile& unit);
 
@@ -90,7 +96,9 @@ private:
     void FindCode(AddressFacts& facts, bool inlines);
     void FindData(AddressFacts& facts);
     void FindSource(AddressFacts& facts);
+    ObjectLines& LinesOfSections();
     std::vector<std::string> InlinedAt(const DbgSymFuncScope& function, const DbgAddress& address);
+    std::optional<Variable> VariableFor(const AddressFacts& facts);
     std::optional<Variable> VariableOf(const ElfSymbol& symbol);
     std::optional<Variable> VariableAt(u32 address);
     Variable Describe(const DbgVariable& variable, u32 address) const;

@@ -12,6 +12,7 @@
 #include <charconv>
 #include <cstddef>
 #include <iterator>
+#include <tuple>
 
 namespace {
 
@@ -178,6 +179,9 @@ std::optional<std::vector<Spot>> AddressInput::ReadPoint(const std::string& text
     if (auto spots = ReadSymbol(text)) {
         return spots;
     }
+    if (auto spots = ReadMember(text)) {
+        return spots;
+    }
     if (auto spots = ReadSum(text)) {
         return spots;
     }
@@ -246,6 +250,25 @@ std::optional<std::vector<Spot>> AddressInput::ReadSymbol(const std::string& tex
     return spots.empty() ? std::nullopt : std::optional(spots);
 }
 
+/// A symbol's own name can have dots, too.
+std::optional<std::vector<Spot>> AddressInput::ReadMember(const std::string& text)
+{
+    constexpr u32 kMostDots = 16;
+    std::size_t at = text.find_first_of(".[", 1);
+    for (u32 i = 0; i < kMostDots && at != std::string::npos; ++i, at = text.find_first_of(".[", at + 1)) {
+        std::vector<Spot> members;
+        for (const Spot& variable : ReadSymbol(text.substr(0, at)).value_or(std::vector<Spot>())) {
+            if (const auto member = m_finder.FindMemberSpot(variable, std::string_view(text).substr(at))) {
+                members.push_back(*member);
+            }
+        }
+        if (!members.empty()) {
+            return members;
+        }
+    }
+    return std::nullopt;
+}
+
 /// The end of a range needs no bound: the file bounds what can begin in the range.
 bool AddressInput::ReadRange(const std::string& text, AskedPlaces& asked)
 {
@@ -300,29 +323,55 @@ bool AddressInput::ReadRange(const std::string& text, AskedPlaces& asked)
 /// The starts of the line's code: what follows without a gap belongs to the one ahead of it.
 void AddressInput::ReadLine(const SourceLine& line, AskedPlaces& asked)
 {
-    std::vector<DbgAddrRange> ranges;
+    struct Stretch {
+        u16 section; ///< none where the address tells it
+        u32 begin;
+        u32 size;
+    };
+    std::vector<Stretch> stretches;
     bool hasFile = false;
     std::optional<u32> next;
-    const bool all = VisitRows(m_file, m_finder, [&](const DbgSymLineEntry& entry, const std::string& path) {
+    const auto take = [&](const Stretch& stretch, u32 number, std::string_view path) {
         if (!FitsPath(path, line.path)) {
             return;
         }
         hasFile = true;
-        if (entry.line == line.number) {
-            ranges.push_back(entry.range);
-        } else if (entry.line > line.number) {
-            next = std::min(next.value_or(kNone), entry.line);
+        if (number == line.number) {
+            stretches.push_back(stretch);
+        } else if (number > line.number) {
+            next = std::min(next.value_or(kNone), number);
         }
+    };
+    bool all = true;
+    if (const ObjectLines* lines = m_finder.LinesBySection()) {
+        for (const ObjectLines::Row& row : lines->Rows()) {
+            const AddressLookup::Place place = lines->PlaceOf(row);
+            if (m_finder.MisreadsLines(*place.unit)) {
+                all = false;
+            } else {
+                take({row.section, row.offset, row.size}, place.entry->line, *place.path);
+            }
+        }
+    } else {
+        all = VisitRows(m_file, m_finder, [&](const DbgSymLineEntry& entry, const std::string& path) {
+            take({SymbolTable::kAnySection, entry.range.value, entry.range.size}, entry.line, path);
+        });
+    }
+    std::sort(stretches.begin(), stretches.end(), [](const Stretch& one, const Stretch& other) {
+        return std::tie(one.section, one.begin) < std::tie(other.section, other.begin);
     });
-    std::sort(ranges.begin(), ranges.end(),
-              [](const DbgAddrRange& one, const DbgAddrRange& other) { return one.value < other.value; });
     u64 end = 0;
-    for (const DbgAddrRange& range : ranges) {
-        if (asked.spots.empty() || range.value > end) {
-            const std::vector<Spot> spots = m_finder.SpotsAt(range.value);
+    u16 section = SymbolTable::kAnySection;
+    for (const Stretch& stretch : stretches) {
+        end = stretch.section == section ? end : 0;
+        section = stretch.section;
+        if (end == 0 || stretch.begin > end) {
+            const bool told = section != SymbolTable::kAnySection;
+            const std::vector<Spot> spots =
+                told ? std::vector<Spot>{{stretch.begin, section}} : m_finder.SpotsAt(stretch.begin);
             asked.spots.insert(asked.spots.end(), spots.begin(), spots.end());
         }
-        end = std::max(end, u64{range.value} + range.size);
+        end = std::max(end, u64{stretch.begin} + stretch.size);
     }
     if (asked.spots.empty() && !all) {
         asked.failure =

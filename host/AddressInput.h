@@ -21,8 +21,9 @@ struct AskedPlaces {
     std::string hint;     ///< what may have been meant, if nothing is there
 };
 
-/// A number in C's notation, SYMBOL, NUMBER or SYMBOL with "+NUMBER" behind it, FILE:LINE, or a range of two of these
-/// with '-' between, the end excluded. Hexadecimal digits that can be none of these need no "0x".
+/// A number in C's notation, SYMBOL, a member of a variable ("table[2].name"), one of these with "+NUMBER" behind it,
+/// FILE:LINE, or a range of two of these with '-' between, the end excluded. Hexadecimal digits that can be none of
+/// these need no "0x".
 class AddressInput {
 public:
     /// All must outlive this.
@@ -35,6 +36,7 @@ private:
     std::optional<std::vector<Spot>> ReadPoint(const std::string& text);
     std::optional<std::vector<Spot>> ReadSum(const std::string& text);
     std::optional<std::vector<Spot>> ReadSymbol(const std::string& text);
+    std::optional<std::vector<Spot>> ReadMember(const std::string& text);
     bool ReadRange(const std::string& text, AskedPlaces& asked);
     void ReadLine(const SourceLine& line, AskedPlaces& asked);
     std::string Failure(const std::string& text);

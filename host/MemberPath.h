@@ -4,7 +4,9 @@
 #include "interfaces/DbgUserDefinedVarType.h"
 #include "interfaces/Types.h"
 
+#include <optional>
 #include <string>
+#include <string_view>
 
 class TypeLayouts;
 
@@ -19,3 +21,8 @@ struct MemberPath {
 /// store has not, at the array.
 /// @param size bytes that the variable takes, which can be more than its type tells.
 MemberPath FindMember(const TypeLayouts& layouts, const DbgTypeDescription& type, u32 size, u32 offset);
+
+/// The offset of the part with such a path, as FindMember words it; members of base classes and of parts without a name
+/// need no path of their own, and what stands nearest is meant. Nothing if there is no such part.
+std::optional<u32> FindMemberOffset(const TypeLayouts& layouts, const DbgTypeDescription& type, u32 size,
+                                    std::string_view path);

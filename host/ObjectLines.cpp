@@ -116,7 +116,7 @@ void ObjectLines::AddUnit(u32 unit, u32 programme)
                                                    : std::min(range.size, sectionEnd - range.value);
             if (size != 0) {
                 m_sections[start.section].Add(start.base + range.value, size, static_cast<u32>(m_rows.size()));
-                m_rows.push_back({unit, row});
+                m_rows.push_back({unit, row, start.section, start.base + range.value, size});
             }
         }
     }
@@ -130,12 +130,17 @@ std::optional<AddressLookup::Place> ObjectLines::Find(u32 offset, u16 section)
         return place;
     }
     found->second.Visiting(offset, [&](u32 index) {
-        DbgSymSrcFile& source = m_file.Store().FileScopeAt(m_rows[index].unit);
-        const DbgSymLineTable* table = source.GetLineTableMember();
-        const DbgSymLineEntry* entry = table->GetLineEntryByIdx(m_rows[index].row);
-        const std::string* path = table->GetEntryPath(*entry);
-        place = AddressLookup::Place{&source, entry, path == nullptr ? &source.GetPath() : path, false};
+        place = PlaceOf(m_rows[index]);
         return true;
     });
     return place;
+}
+
+AddressLookup::Place ObjectLines::PlaceOf(const Row& row) const
+{
+    DbgSymSrcFile& source = m_file.Store().FileScopeAt(row.unit);
+    const DbgSymLineTable* table = source.GetLineTableMember();
+    const DbgSymLineEntry* entry = table->GetLineEntryByIdx(row.row);
+    const std::string* path = table->GetEntryPath(*entry);
+    return {&source, entry, path == nullptr ? &source.GetPath() : path, false};
 }

@@ -24,6 +24,17 @@ public:
 
     std::optional<AddressLookup::Place> Find(u32 offset, u16 section);
 
+    struct Row {
+        u32 unit; ///< index in the store
+        u32 row;  ///< in its table
+        u16 section;
+        u32 offset;
+        u32 size;
+    };
+    /// Those that have code, unit by unit.
+    const std::vector<Row>& Rows() const { return m_rows; }
+    AddressLookup::Place PlaceOf(const Row& row) const;
+
 private:
     /// A relocation of an address that a programme sets.
     struct Start {
@@ -41,11 +52,6 @@ private:
     std::vector<Run> RunsOf(u32 programme);
     bool Agree(const std::vector<Run>& runs, const DbgSymLineTable& table);
     void AddUnit(u32 unit, u32 programme);
-
-    struct Row {
-        u32 unit;
-        u32 row;
-    };
 
     Loader& m_file;
     const VFKElfFile& m_elf;

@@ -84,7 +84,7 @@ protected:
     void DeclareMore(Options& options) override
     {
         options.Words("ADDRESS", m_options.addresses, Options::OrInput,
-                      std::string("Numbers, SYMBOL, SYMBOL+0x10, FILE:LINE, or ranges A-B") +
+                      std::string("Numbers, SYMBOL, SYMBOL+0x10, VARIABLE.MEMBER, FILE:LINE, or ranges A-B") +
                           (options.IsFileOpen() ? "" : "; without any, those in the text from standard input"));
         options.Offering(Options::Offer::Names);
         options.Flag("-i", m_options.inlines, "Add the functions that are inlined there");
