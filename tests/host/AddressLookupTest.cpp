@@ -52,4 +52,25 @@ TEST_P(Lookup, RowsThatAdvanceByNothingHaveNoCode)
     EXPECT_EQ(LinesAt({0x8000, 0x8001, 0x8002, 0x8003, 0x8004, 0x8006}), "a.c:3 a.c:3 a.c:4 a.c:4 - -");
 }
 
+TEST_P(Lookup, ARowThatIsStretchedToItsUnitsEndGivesWay)
+{
+    LineBuilder inner(dwarf.line);
+    inner.SetAddress(0x8040).Row(1, 0).Row(1, 2).EndSequence(); // the last row is stretched to the unit's end
+    dwarf.Unit().Name("inner.c").Attr(AT_stmt_list, FORM_data4, inner.Finish()).Range(0x8040, 0x8080).EndUnit();
+    LineBuilder outer(dwarf.line);
+    outer.SetAddress(0x8050).AdvanceLine(19).Row(1, 0).Row(1, 2).EndSequence();
+    outer.SetAddress(0x8000).Row(1, 0).Row(1, 2).EndSequence();
+    dwarf.Unit().Name("outer.c").Attr(AT_stmt_list, FORM_data4, outer.Finish()).Range(0x8000, 0x8100).EndUnit();
+    EXPECT_EQ(LinesAt({0x8041, 0x8050, 0x8060}), "inner.c:2 outer.c:21 inner.c:3");
+}
+
+TEST_P(Lookup, SequencesStandInAnyOrder)
+{
+    LineBuilder line(dwarf.line);
+    line.SetAddress(0x8100).Row(1, 0).Row(1, 2).EndSequence();
+    line.SetAddress(0x8000).AdvanceLine(7).Row(1, 0).Row(1, 2).EndSequence();
+    dwarf.Unit().Name("a.c").Attr(AT_stmt_list, FORM_data4, line.Finish()).EndUnit(); // states no range
+    EXPECT_EQ(LinesAt({0x8100, 0x8000, 0x8200}), "a.c:2 a.c:9 -");
+}
+
 } // namespace

@@ -3,6 +3,7 @@
 #include "tests/host/HostTesting.h"
 #include "tests/support/DwarfBuilder.h"
 #include "tests/support/ElfWriter.h"
+#include "tests/support/LineBuilder.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -44,6 +45,7 @@ TEST(AddressInput, ARangeIsListedWhereSomethingBegins)
     wanted.pop_back();
     EXPECT_EQ(RowsAt("85d8-85f6"), wanted) << "the end doesn't belong to it";
     EXPECT_GT(RowsAt("0-0xffffffff").size(), 100u);
+    EXPECT_EQ(RowsAt("0x802c-0x804c").size(), 1u) << "a second row of the same line is no news";
 }
 
 TEST(AddressInput, WhatIsWrongIsTold)
@@ -66,6 +68,19 @@ TEST(AddressInput, WhatIsWrongIsTold)
     }
 }
 
+TEST(AddressInput, AnAbsoluteSymbolIsANumberAndSoMayBeWhatLooksOctal)
+{
+    ElfWriter elf(ByteOrder::Little);
+    elf.Section(".text", std::string(0x20, '\0'), {.flags = kCodeFlags, .address = 0x10000});
+    elf.Symbol({.name = "f", .value = 0x10000, .size = 8});
+    elf.Symbol({.name = "entry", .value = 0x10004, .section = kShnAbs});
+    const TempFile file = elf.Write();
+    const auto at = [&](const char* text) { return RunHost({"at", file.Path(), text}); };
+    EXPECT_EQ(at("entry").out, at("0x10004").out);
+    EXPECT_EQ(at("entry").out.substr(0, 15), "0x00010004  f+4") << at("entry").err;
+    EXPECT_NE(at("010000").err.find("010000 is octal; 0x010000?"), std::string::npos) << at("010000").err;
+}
+
 TEST(AddressInput, NumbersOfATextAreThoseThatLookLikeAddresses)
 {
     const std::pair<const char*, std::vector<u32>> cases[] = {
@@ -74,6 +89,7 @@ TEST(AddressInput, NumbersOfATextAreThoseThatLookLikeAddresses)
         {"pc=8490 R14 : 8485 <addr (8486) r16 8487 time 8488", {0x8490, 0x8485, 0x8486}},
         {"    8004:\te28db000 add", {0x8004, 0xE28DB000}},
         {"8004: 09 8005: 1b", {0x8004}},
+        {"8004: 1234 5678", {0x8004}},
         {"8004: late", {}},
         {"1a2 is short, 0x1a2 is none", {0x1A2}},
         {"x12345678 0x123456789 _1a2b 0x 12ag", {}},
@@ -139,6 +155,49 @@ TEST(AddressQuery, VariablesAreToldByTheirMembers)
     EXPECT_EQ(At("channels+20")["offset"], 20);
 }
 
+TEST(AddressInput, MembersAreTypedAsTheyArePrinted)
+{
+    for (const char* member : {"root.right", "control_words[1]", "g_ring.values[2]", "overflows.0"}) {
+        EXPECT_EQ(At(member)["variable"], member);
+        EXPECT_EQ(At(member)["variable_offset"], 0) << member;
+    }
+    EXPECT_EQ(At("root.right+1")["variable_offset"], 1);
+    for (const char* none : {"root.rigth", "root[0]", "root.", "control_words[99]", "control_words[", "weights[1]"}) {
+        EXPECT_EQ(RunHost({"at", Sample("station.axf"), none}).status, 1) << none;
+    }
+}
+
+TEST(AddressInput, LinesOfAnObjectFileAreInTheirSections)
+{
+    DwarfBuilder dwarf(ByteOrder::Little);
+    LineBuilder line(dwarf.line);
+    std::vector<u32> places;
+    for (const i32 first : {9, 19}) {
+        line.SetAddress(0);
+        places.push_back(dwarf.line.Size() - 4);
+        line.AdvanceLine(first).Copy().Row(1, 2).Row(1, 2).EndSequence();
+    }
+    dwarf.Unit().Name("a.c").Attr(AT_stmt_list, FORM_data4, line.Finish()).EndUnit();
+    ByteSection relocations(ByteOrder::Little);
+    relocations.U32(places[0]).U32(1 << 8 | 2).U32(places[1]).U32(2 << 8 | 2); // R_ARM_ABS32 against each section
+    ElfWriter elf(ByteOrder::Little);
+    elf.Section(".text.f", std::string(0x10, 0), {.flags = kCodeFlags});
+    elf.Section(".text.g", std::string(0x10, 0), {.flags = kCodeFlags});
+    dwarf.AddTo(elf);
+    elf.Section(".rel.debug_line", relocations);
+    elf.Symbol({"f", 0, 0x10, kSttFunc, kStbGlobal, 1});
+    elf.Symbol({"g", 0, 0x10, kSttFunc, kStbGlobal, 2});
+    elf.Edit([](ElfRecords& records) { records.header.e_type = 1; });
+    const TempFile file = elf.Write();
+    const auto at = [&](const char* text) { return RunHost({"at", file.Path(), text}); };
+    for (const char* text : {"a.c:10", "a.c:11", "a.c:20", "a.c:21"}) {
+        const std::string row = at(text).out;
+        EXPECT_EQ(SplitLines(row).size(), 1u) << row << at(text).err;
+        EXPECT_NE(row.find(text), std::string::npos) << row;
+    }
+    EXPECT_NE(at("a.c:13").err.find("the next that has some is 20"), std::string::npos) << at("a.c:13").err;
+}
+
 TEST(AddressQuery, InlinedFunctionsAreToldFromTheInside)
 {
     const json chain = {"geometry::Shape::Shape", "geometry::detail::Polygon<int, 4>::Polygon"};
@@ -183,6 +242,46 @@ TEST(ScopeQuery, FunctionsOfAnObjectFileAreToldByTheirNames)
     EXPECT_EQ(heads({"--at", "second+12"}), "second  0x00000000  size 32\n");
     EXPECT_EQ(heads({"over(int)"}), "over  0x00000000  size 4\n");
     EXPECT_EQ(heads({"--at", "0xc"}), "first  0x00000000  size 16\nsecond  0x00000000  size 32\n");
+}
+
+TEST(ScopeQuery, TheEndOfAFunctionIsOutside)
+{
+    EXPECT_EQ(RunHost({"scopes", Sample("station.axf"), "clamp", "--at", "0x8623"}).status, 0);
+    const Ran ran = RunHost({"scopes", Sample("station.axf"), "clamp", "--at", "0x8624"});
+    EXPECT_EQ(ran.status, 1);
+    EXPECT_NE(ran.err.find("0x00008624 is outside of 'clamp'"), std::string::npos) << ran.err;
+}
+
+TEST(ScopeQuery, AListSaysThatAVariableIsThereWhateverItsBlock)
+{
+    DwarfBuilder dwarf(ByteOrder::Little);
+    const u32 list = dwarf.LocationList({{0, 8, {0x50}}});
+    dwarf.Unit().Name("a.c").Range(0x8000, 0x8010).Children([&] {
+        dwarf.Label("int").Die(TAG_base_type).Name("int").Attr(AT_byte_size, FORM_data1, 4);
+        dwarf.Attr(AT_encoding, FORM_data1, 5);
+        dwarf.Die(TAG_subprogram).Name("f").Range(0x8000, 0x8010).Children([&] {
+            dwarf.Die(TAG_lexical_block).Children([&] { // states no range
+                dwarf.Die(TAG_variable).Name("listed").Ref(AT_type, "int").Attr(AT_location, FORM_data4, list);
+                dwarf.Die(TAG_variable).Name("always").Ref(AT_type, "int");
+                dwarf.Attr(AT_location, FORM_block1, {0x51});
+            });
+        });
+    });
+    dwarf.EndUnit();
+    ElfWriter elf(ByteOrder::Little);
+    elf.Section(".text", std::string(16, '\0'), {.flags = kCodeFlags, .address = 0x8000});
+    elf.Symbol({.name = "f", .value = 0x8000, .size = 16});
+    dwarf.AddTo(elf);
+    const TempFile file = elf.Write();
+    std::string shown;
+    for (const std::string& line : SplitLines(RunHost({"scopes", file.Path(), "--at", "0x8004", "--json"}).out)) {
+        const json record = json::parse(line);
+        if (record.contains("in_scope")) {
+            shown +=
+                record["name"].get<std::string>() + ' ' + record["here"].dump() + ' ' + record["in_scope"].dump() + ' ';
+        }
+    }
+    EXPECT_EQ(shown, "listed \"r0\" true always \"r1\" false ");
 }
 
 } // namespace

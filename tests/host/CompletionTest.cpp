@@ -55,6 +55,7 @@ TEST(Completion, TheFirstWordIsACommandAndTheSecondWhatItAsksFor)
     EXPECT_EQ(Complete("line s"), Words{});
     EXPECT_EQ(Complete("fin"), Words{"find"});
     EXPECT_EQ(Complete("help fin"), Words{"find"});
+    EXPECT_EQ(Complete("help find fin"), Words{});
     EXPECT_EQ(Complete("find clamp station_m"), Words{"station_main"});
     EXPECT_EQ(Complete("lines --un"), Words{"--unit"});
     EXPECT_EQ(Complete("dump --un"), Words{});

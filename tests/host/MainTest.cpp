@@ -148,6 +148,13 @@ std::vector<std::string> ShellWords(const std::string& line)
     return SplitConsoleLine(line.substr(0, line.find(" < "))).words;
 }
 
+TEST(Main, BehindTwoDashesAllIsWords)
+{
+    const Ran ran = RunHost({"find", Sample("station.axf"), "--", "--help"});
+    EXPECT_EQ(ran.status, 1);
+    EXPECT_EQ(ran.out.rfind("--help\n  no ELF symbol\n", 0), 0u) << ran.out;
+}
+
 TEST(Main, ExamplesOfTheHelpAreLinesThatItTakes)
 {
     const TempFile out("");
@@ -200,6 +207,25 @@ TEST(Main, AReaderThatLeavesEndsItWithoutAWord)
     EXPECT_EQ(RunProgram("/bin/sh", {"-c", "{ " + program + "; echo $? >&2; } | true"}, "", "").err, "141\n");
     EXPECT_EQ(RunProgram("/bin/sh", {"-c", "trap '' PIPE; { " + program + "; echo $? >&2; } | true"}, "", "").err,
               "1\n");
+}
+
+TEST(Main, AnAnswerDoesNotWaitForTheNextQuestion)
+{
+    const TempFile pipe("");
+    const std::string program = std::string("'") + BIN_DIR + "/symhost' at '" + Sample("station.axf") + "'";
+    // The second question comes once the first answer is there.
+    const std::string script = "rm " + pipe.Path() + "; mkfifo " + pipe.Path() + "; { echo clamp; read go < " +
+                               pipe.Path() + "; echo blend; } | " + program + " | { read row; echo > " + pipe.Path() +
+                               "; echo \"$row\"; cat; }";
+    const Ran ran = RunProgram("/usr/bin/timeout", {"20", "/bin/sh", "-c", script}, "", "");
+    EXPECT_EQ(SplitLines(ran.out).size(), 2u) << ran.out;
+}
+
+TEST(Main, ALineThatFailsIsInTheStatus)
+{
+    const std::vector<std::string> words = {"console", Sample("station.axf")};
+    EXPECT_EQ(RunHost(words, "mem\n").status, 0);
+    EXPECT_EQ(RunHost(words, "nonsense\nmem\n").status, 1);
 }
 
 TEST(Main, LinesOfTheConsoleArriveAsTyped)

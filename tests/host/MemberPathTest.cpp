@@ -15,7 +15,9 @@ protected:
     {
         const auto stored = store.GetUserDefinedType(type.udtId);
         const u32 size = stored == nullptr ? 4 : stored->GetByteSize();
-        const MemberPath found = FindMember(TypeLayouts(store, false, true), type, size, offset);
+        const TypeLayouts layouts(store, false, true);
+        const MemberPath found = FindMember(layouts, type, size, offset);
+        EXPECT_EQ(FindMemberOffset(layouts, type, size, found.path).value_or(kNone), offset - found.rest) << found.path;
         return found.path + '+' + std::to_string(found.rest);
     }
 };
@@ -42,6 +44,26 @@ TEST_F(MemberPathTest, WhatHasNoNameIsPassedOver)
     const DbgTypeDescription whole = Struct(2, "whole", 8, {{"tag", kInt, 4, 0}, {nullptr, parts, 4, 4}});
     EXPECT_EQ(At(whole, 4), ".low+0") << "of a union the first that reaches far enough";
     EXPECT_EQ(At(whole, 6), ".word+2");
+}
+
+TEST_F(MemberPathTest, APathLeadsBack)
+{
+    const DbgTypeDescription part = Struct(1, nullptr, 8, {{"low", kInt, 4, 0}, {"x", kInt, 4, 4}});
+    const DbgTypeDescription base = Struct(2, "Base", 12, {{"_vptr.Base", kInt, 4, 0}, {nullptr, part, 8, 4}});
+    const DbgTypeDescription whole =
+        Struct(3, "whole", 24, {{nullptr, base, 12, 0}, {"x", kInt, 4, 12}, {"rows", Array(4, kInt, 1, 2), 8, 16}});
+    const std::pair<const char*, std::optional<u32>> cases[] = {
+        {"", 0},          {".x", 12},        {".low", 4}, {"._vptr.Base", 0}, {".rows", 16},
+        {".rows[2]", 20}, {".rows[0]", {}},  {".lo", {}}, {".lower", {}},     {".x.x", {}},
+        {".x[0]", {}},    {".rows[0x2", {}}, {"x", {}},   {".", {}},          {"[1]", {}}};
+    for (const auto& [path, offset] : cases) {
+        EXPECT_EQ(FindMemberOffset(TypeLayouts(store, false, true), whole, 24, path), offset) << path;
+    }
+    const DbgTypeDescription row = Array(5, kInt, 0, 1);
+    const DbgTypeDescription table = Struct(6, "table", 16, {{"cells", row, 8, 0}});
+    EXPECT_EQ(FindMemberOffset(TypeLayouts(store, false, true), table, 16, ".cells[1]"), 4u);
+    EXPECT_EQ(FindMemberOffset(TypeLayouts(store, false, false), table, 16, ".cells[1]"), std::nullopt)
+        << "a dimension is missing";
 }
 
 TEST_F(MemberPathTest, AMemberOfATypeThatWasNotCompleteHasItsSize)

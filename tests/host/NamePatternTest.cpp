@@ -104,6 +104,17 @@ TEST(NamePattern, OperatorsAreNames)
            {"operator new[]", "_Znaj", NameMatch::WithoutArguments}});
 }
 
+TEST(NamePattern, TheWordOfATypeIsCutOff)
+{
+    for (const std::string text : {"struct node", "class node", "union node", "enum node"}) {
+        std::string name = text;
+        EXPECT_TRUE(CutTypeWord(name)) << text;
+        EXPECT_EQ(name, "node");
+    }
+    std::string unions = "unions";
+    EXPECT_FALSE(CutTypeWord(unions));
+}
+
 TEST(NamePattern, AGlobFitsAllOfANameOrItsLastPart)
 {
     Check({{"filter*", "filter_step", NameMatch::Pattern},
@@ -111,6 +122,8 @@ TEST(NamePattern, AGlobFitsAllOfANameOrItsLastPart)
            {"*::next", "_ZN1a6Reader4nextEPc", NameMatch::Pattern},
            {"n?x[s-u]", "_ZN1a6Reader4nextEPc", NameMatch::Pattern},
            {"n?x[!s-u]", "_ZN1a6Reader4nextEPc", NameMatch::None},
+           {"?next", "next", NameMatch::None},
+           {"n?t", "next", NameMatch::None},
            {"a.*", "abc", NameMatch::None},
            {"\\*", "x", NameMatch::None},
            {"[z-a]", "[z-a]", NameMatch::Exact},

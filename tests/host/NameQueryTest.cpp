@@ -25,6 +25,7 @@ TEST(NameQuery, LocalSymbolsAndThingsWithoutPubnamesAreKnown)
     EXPECT_FALSE(level["found"]);
     EXPECT_EQ(level["types"][0]["units"], 2) << "alike in both";
     EXPECT_EQ(Find("station.axf", "LEVEL_COLD")["enumerators"][0]["value"], -1);
+    EXPECT_EQ(Find("station.axf", "LEVEL_*")["enumerators"].size(), 5u) << "of one type";
 }
 
 TEST(NameQuery, TheModulesAnswerIsToTheNameAsItStands)

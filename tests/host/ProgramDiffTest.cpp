@@ -101,16 +101,16 @@ TEST(Diff, LocalSymbolsPairByTheirUnits)
                                {"c.c", "init", 0x8010, 10},
                                {"b.c", "count.0", 0x9000, 4, 2},
                                {"b.c", "count.1", 0x9004, 8, 2},
-                               {"p/u.c", "f", 0x8020, 2},
-                               {"q/u.c", "f", 0x8024, 4}});
+                               {"p\\u.c", "f", 0x8020, 2},
+                               {"q\\u.c", "f", 0x8024, 4}});
     // Files stand in another order and folder, numbers are given anew, one file went, another came.
     const Build now = With({{"d.c", "init", 0x8000, 4},
                             {"b.c", "init", 0x8004, 10},
                             {"/new/x/a.c", "init", 0x8010, 5},
                             {"b.c", "count.0", 0x9000, 8, 2},
                             {"b.c", "count.7", 0x9008, 4, 2},
-                            {"/new/q/u.c", "f", 0x8020, 3},
-                            {"/new/p/u.c", "f", 0x8024, 2}});
+                            {"c:\\new\\q\\u.c", "f", 0x8020, 3},
+                            {"c:\\new\\p\\u.c", "f", 0x8024, 2}});
     EXPECT_EQ(Differences(before, now, "symbol"),
               (std::vector<std::string>{"added init - 4", "grown init 4 5", "grown init 8 10", "removed init 10 -",
                                         "shrunk f 4 3"}));
@@ -220,6 +220,42 @@ TEST(Diff, TypesChangeInSizeMembersAndEnumerators)
                   "changed outer_t 8 8, added named.after, removed named.before, added after, removed before",
                   "removed goes 4 -"}));
     EXPECT_TRUE(Differences(before, before, "type").empty());
+    const std::string text = RunHost({"diff", before.file.Path(), types(true).file.Path()}).out;
+    EXPECT_NE(text.find("\nchanged  enum level  size 1\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("\nchanged  struct node  size 8 -> 12\n"), std::string::npos) << text;
+}
+
+TEST(Diff, PartsOfPartsMoveWithThem)
+{
+    const auto types = [](u8 place) {
+        return Typed([place](DwarfBuilder& dwarf) {
+            dwarf.Label("leaf");
+            Struct(dwarf, nullptr, 4, [&] { Member(dwarf, "v", "int", 0); });
+            dwarf.Label("inner");
+            Struct(dwarf, nullptr, 4, [&] { Member(dwarf, "deep", "leaf", 0); });
+            Struct(dwarf, "outer", 12, [&] { Member(dwarf, "named", "inner", place); });
+        });
+    };
+    EXPECT_EQ(
+        Differences(types(0), types(8), "type"),
+        (std::vector<std::string>{"changed outer 12 12, changed named, changed named.deep, changed named.deep.v"}));
+}
+
+TEST(Diff, TypesOfOneNameThatDifferByBitsAreTwo)
+{
+    const auto types = [](u32 secondBits) {
+        u32 unit = 0;
+        return Typed(
+            [&](DwarfBuilder& dwarf) {
+                const u32 bits = unit++ == 0 ? 3 : secondBits;
+                Struct(dwarf, "flags", 4, [&] {
+                    Member(dwarf, "low", "int", 0);
+                    dwarf.Attr(AT_bit_size, FORM_data1, bits).Attr(AT_bit_offset, FORM_data1, 24);
+                });
+            },
+            2);
+    };
+    EXPECT_EQ(Differences(types(3), types(5), "type"), (std::vector<std::string>{"added flags - 4"}));
 }
 
 TEST(Diff, ATypeOfManyUnitsChangesOnce)

@@ -96,6 +96,16 @@ TEST_F(Prompt, KeepsItsHistoryBetweenRuns)
     EXPECT_TRUE(terminal->Shows("TAG_base_type")) << terminal->Seen();
 }
 
+TEST_F(Prompt, AFolderThatIsNotAbsoluteKeepsNoHistory)
+{
+    Terminal terminal({"console", m_sample}, {{"HOME", m_home}, {"XDG_STATE_HOME", "state"}});
+    ASSERT_TRUE(terminal.Started());
+    EXPECT_TRUE(terminal.Shows(""));
+    terminal.Type("die 0x37\r");
+    EXPECT_TRUE(terminal.Shows("TAG_base_type")) << terminal.Seen();
+    EXPECT_NE(Contents(m_home / ".local/state/symhost/history").find("die 0x37"), std::string::npos);
+}
+
 TEST_F(Prompt, CompletesCommandsFilesAndSymbols)
 {
     const auto terminal = Start(m_sample);

@@ -3,7 +3,9 @@
 #include "host/ProgramImage.h"
 #include "host/SizeQuery.h"
 #include "tests/host/HostTesting.h"
+#include "tests/support/DwarfBuilder.h"
 #include "tests/support/ElfWriter.h"
+#include "tests/support/LineBuilder.h"
 
 #include <algorithm>
 #include <chrono>
@@ -67,13 +69,16 @@ TEST_P(SizesOfBothOrders, EachByteBelongsToTheFirstSymbolThatReachesIt)
     symbol("table", 44, 0, kSttNoType);
     symbol("words", 48, 8, kSttNoType);
     symbol("$a.1", 60, 0, kSttNoType, kStbLocal);
+    symbol("other_local", 64, 4, kSttFunc, kStbLocal);
+    symbol("other_weak", 64, 4, kSttFunc, kStbWeak);
     symbol("too_large", 90, 1000, kSttObject);
     symbol("outside", 100, 4);
     EXPECT_EQ(Symbols(elf),
               (std::vector<std::string>{"global function 0+10", "overlaps function 10+6", "unnamed gap 16+4",
                                         "label function 20+12", "sized_at_label function 32+2", "padding gap 34+2",
                                         "literals gap 36+8", "table data 44+4", "words variable 48+8",
-                                        "literals gap 56+4", "unnamed gap 60+30", "too_large variable 90+10"}));
+                                        "literals gap 56+4", "padding gap 60+4", "other_weak function 64+4",
+                                        "unnamed gap 68+22", "too_large variable 90+10"}));
 }
 
 TEST(Sizes, AUnitThatReachesOverOthersHasWhatTheyLeave)
@@ -172,6 +177,47 @@ TEST(Sizes, UnitsTakeWhatTheirEntriesName)
         EXPECT_EQ(path.is_null() ? "" : path.get<std::string>(),
                   unit == nullptr ? "" : std::string("/build/samples/") + unit)
             << name;
+    }
+}
+
+TEST(Sizes, LinesTellTheCodeOfAUnitThatReachesOverOthers)
+{
+    DwarfBuilder dwarf(ByteOrder::Little);
+    LineBuilder line(dwarf.line);
+    line.SetAddress(0x8000).Row(1, 0).Row(1, 4).EndSequence();
+    line.SetAddress(0x8040).Row(1, 0).Row(1, 4).EndSequence(); // the last row is stretched to the unit's end
+    dwarf.Unit().Name("wide.c").Attr(AT_stmt_list, FORM_data4, line.Finish()).Range(0x8000, 0x8060).EndUnit();
+    dwarf.Unit().Name("inner.c").Range(0x8010, 0x8020).EndUnit();
+    ElfWriter elf(ByteOrder::Little);
+    elf.Section(".text", std::string(0x60, '\0'), {.flags = kCodeFlags, .address = kText});
+    const auto symbol = [&](const char* name, u32 value) { elf.Symbol({.name = name, .value = value, .size = 16}); };
+    symbol("first", 0x8000);
+    symbol("inner", 0x8010);
+    symbol("strange", 0x8020);
+    symbol("second", 0x8040);
+    symbol("last", 0x8050);
+    dwarf.AddTo(elf);
+    const TempFile file = elf.Write();
+    std::string units;
+    for (const nlohmann::json& record : Records(file.Path(), "symbol")) {
+        units += record["name"].is_null() ? "" : record["name"].get<std::string>() + ' ' + record["unit"].dump() + ' ';
+    }
+    EXPECT_EQ(units, "first \"wide.c\" inner \"inner.c\" strange null second \"wide.c\" last null ");
+}
+
+TEST(Sizes, AUnitMayBeginAtZero)
+{
+    for (const u32 units : {1, 2}) { // that of code which was dropped begins there, too
+        DwarfBuilder dwarf(ByteOrder::Little);
+        for (u32 unit = 0; unit < units; ++unit) {
+            dwarf.Unit().Name("u" + std::to_string(unit) + ".c").Range(0, 16).EndUnit();
+        }
+        ElfWriter elf(ByteOrder::Little);
+        elf.Section(".text", std::string(16, '\0'), {.flags = kCodeFlags});
+        elf.Symbol({.name = "f", .value = 4, .size = 12});
+        dwarf.AddTo(elf);
+        const TempFile file = elf.Write();
+        EXPECT_EQ(Records(file.Path(), "symbol").back()["unit"].is_null(), units == 2);
     }
 }
 

@@ -36,6 +36,26 @@ TEST(StandardOutput, ALongListingGoesThroughThePager)
     EXPECT_EQ(SplitLines(OnTerminal({"lines", kShort, "--no-pager"}, settings)), lines);
 }
 
+TEST(StandardOutput, AScreenIsFullWithItsLastLine)
+{
+    // A name of many bytes and few characters takes one line.
+    std::string wide;
+    for (int i = 0; i < 90; ++i) {
+        wide += "\u00e9";
+    }
+    ElfWriter elf(ByteOrder::Little);
+    elf.Section(".text", std::string(16, '\0'), {.flags = kCodeFlags, .address = 0x8000});
+    elf.Symbol({.name = wide, .value = 0x8000, .size = 16});
+    const TempFile file = elf.Write();
+    for (const std::size_t count : {39, 40}) {
+        std::vector<std::string> words = {"at", file.Path()};
+        words.insert(words.end(), count, "0x8000");
+        const std::string text = OnTerminal(words, {{"PAGER", "sed s/^/paged:/"}, {"NO_COLOR", "1"}});
+        EXPECT_EQ(SplitLines(text).size(), count);
+        EXPECT_EQ(text.find("paged:") != std::string::npos, count == 40) << count;
+    }
+}
+
 TEST(StandardOutput, WhoLeavesThePagerHasSeenEnough)
 {
     EXPECT_EQ(OnTerminal({"export", kShort, "--no-pager"}, {}).find("paged"), std::string::npos);
@@ -52,6 +72,7 @@ TEST(StandardOutput, ColoursAreForTerminalsAndForWhoAsks)
     EXPECT_NE(painted.find("\x1b[36m0x00008000\x1b[m  "), std::string::npos) << painted;
     EXPECT_EQ(OnTerminal({"units", kShort, "--color=never"}, {}), plain);
     EXPECT_EQ(OnTerminal({"units", kShort}, {{"NO_COLOR", "1"}}), plain);
+    EXPECT_EQ(OnTerminal({"units", kShort}, {{"NO_COLOR", ""}}), painted) << "that is not set";
     EXPECT_EQ(OnTerminal({"units", kShort}, {{"TERM", "dumb"}}), plain);
     EXPECT_EQ(RunHost({"units", kShort, "--json", "--color=always"}).out, RunHost({"units", kShort, "--json"}).out);
     EXPECT_EQ(RunHost({"console", kShort, "-c", "elfsh", "--color=always"}).out,
@@ -84,8 +105,11 @@ TEST(StandardOutput, ALineIsPaintedAsAWholeWhereverABufferEnds)
         output.SetPainted(true);
         for (u32 i = 0; i < 100'000; ++i) {
             const std::string line = "  0x00001000 0x2000" + std::string(i % 7, 'x') + '\n';
-            output.Write(line);
             text += line;
+        }
+        constexpr std::size_t kPiece = 1000; // which ends within a line
+        for (std::size_t at = 0; at < text.size(); at += kPiece) {
+            output.Write(std::string_view(text).substr(at, kPiece));
         }
         output.Flush();
         close(descriptor);

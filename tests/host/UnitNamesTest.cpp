@@ -1,4 +1,6 @@
 // host/UnitNames.cpp: what may be typed for a unit.
+#include "host/UnitNames.h"
+
 #include "tests/host/HostTesting.h"
 
 #include <gtest/gtest.h>
@@ -35,6 +37,14 @@ TEST(UnitNames, ByIdPathEndStemAndGlob)
         EXPECT_EQ(found, wanted) << text;
         EXPECT_EQ(ran.status, wanted.empty() ? 1 : 0) << text;
     }
+}
+
+TEST(UnitNames, OnlyTheFilesOwnExtensionIsOne)
+{
+    EXPECT_TRUE(FitsPath("/lib.d/start.c", "lib.d/start"));
+    EXPECT_TRUE(FitsPath("c:\\lib.d\\start", "lib.d/start"));
+    EXPECT_FALSE(FitsPath("/src/lib.d/start", "lib"));
+    EXPECT_FALSE(FitsPath("c:\\src\\lib.d\\start", "lib"));
 }
 
 } // namespace
