@@ -40,7 +40,7 @@ TEST(StandardOutput, AScreenIsFullWithItsLastLine)
 {
     // A name of many bytes and few characters takes one line.
     std::string wide;
-    for (int i = 0; i < 90; ++i) {
+    for (int i = 0; i < 150; ++i) {
         wide += "\u00e9";
     }
     ElfWriter elf(ByteOrder::Little);
@@ -114,7 +114,7 @@ TEST(StandardOutput, ALineIsPaintedAsAWholeWhereverABufferEnds)
         output.Flush();
         close(descriptor);
     }
-    EXPECT_EQ(Contents(file.Path()), Painted(text));
+    EXPECT_TRUE(Contents(file.Path()) == Painted(text)); // not EXPECT_EQ, which would compare line by line
 }
 
 } // namespace
