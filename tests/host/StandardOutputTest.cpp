@@ -38,6 +38,14 @@ TEST(StandardOutput, ALongListingGoesThroughThePager)
 
 TEST(StandardOutput, AScreenIsFullWithItsLastLine)
 {
+    const std::map<std::string, std::string> settings = {{"PAGER", "sed s/^/paged:/"}, {"NO_COLOR", "1"}};
+    for (const std::size_t count : {39, 40}) {
+        std::vector<std::string> words = {"at", kShort};
+        words.insert(words.end(), count, "0x8000");
+        const std::string text = OnTerminal(words, settings);
+        EXPECT_EQ(SplitLines(text).size(), count);
+        EXPECT_EQ(text.find("paged:") != std::string::npos, count == 40) << count;
+    }
     // A name of many bytes and few characters takes one line.
     std::string wide;
     for (int i = 0; i < 150; ++i) {
@@ -47,13 +55,11 @@ TEST(StandardOutput, AScreenIsFullWithItsLastLine)
     elf.Section(".text", std::string(16, '\0'), {.flags = kCodeFlags, .address = 0x8000});
     elf.Symbol({.name = wide, .value = 0x8000, .size = 16});
     const TempFile file = elf.Write();
-    for (const std::size_t count : {39, 40}) {
-        std::vector<std::string> words = {"at", file.Path()};
-        words.insert(words.end(), count, "0x8000");
-        const std::string text = OnTerminal(words, {{"PAGER", "sed s/^/paged:/"}, {"NO_COLOR", "1"}});
-        EXPECT_EQ(SplitLines(text).size(), count);
-        EXPECT_EQ(text.find("paged:") != std::string::npos, count == 40) << count;
-    }
+    std::vector<std::string> words = {"find", file.Path()};
+    words.insert(words.end(), 15, wide);
+    const std::string text = OnTerminal(words, settings);
+    EXPECT_EQ(text.find("paged:"), std::string::npos) << SplitLines(text).size();
+    EXPECT_NE(text.find(wide), std::string::npos);
 }
 
 TEST(StandardOutput, WhoLeavesThePagerHasSeenEnough)
