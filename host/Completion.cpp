@@ -3,7 +3,11 @@
 
 #include "host/CommandLine.h"
 #include "host/LineRunner.h"
+#include "host/Loader.h"
 #include "host/Options.h"
+#include "host/TypeText.h"
+#include "interfaces/DbgSymSrcFile.h"
+#include "interfaces/Elf32.h"
 #include "interfaces/VFKElfFile.h"
 
 #include <algorithm>
@@ -45,23 +49,63 @@ std::vector<std::string> LineStarts()
     return names;
 }
 
-/// The options of a command of symhost, in ascending order.
-std::vector<std::string> OptionsOf(std::string_view name)
+/// The options of a command of symhost, and its words. Empty for one of the plug-in.
+std::vector<Options::Item> DeclaredBy(std::string_view command)
 {
-    std::vector<std::string> names;
     for (const ListedCommand& listed : CommandsFor(LineSource::Prompt)) {
-        if (listed.command->Describe().name == name) {
+        if (listed.command->Describe().name == command) {
             Options options(true);
             listed.command->Declare(options);
-            for (const Options::Item& item : options.Items()) {
-                if (!item.isWord) {
-                    names.push_back(item.name);
-                }
-            }
-            names.insert(names.end(), {"--help", "--json"});
+            return options.Items();
         }
     }
+    return {};
+}
+
+/// Names of options in ascending order.
+std::vector<std::string> OptionsOf(std::string_view command)
+{
+    std::vector<std::string> names;
+    for (const Options::Item& item : DeclaredBy(command)) {
+        if (!item.isWord) {
+            names.push_back(item.name);
+        }
+    }
+    if (!names.empty()) {
+        names.insert(names.end(), {"--help", "--json"});
+    }
     SortUnique(names);
+    return names;
+}
+
+/// What may be typed for a unit: its path if that has been begun, else the name of its file.
+std::vector<std::string> UnitNamesOf(Loader& file, bool paths)
+{
+    file.LoadIndex();
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < file.UnitCount(); ++i) {
+        const std::string& path = file.Store().FileScopeAt(i).GetPath();
+        names.push_back(paths ? path : path.substr(path.find_last_of("/\\") + 1));
+    }
+    return names;
+}
+
+/// Of a large file only those that are loaded: a key has to be answered at once.
+std::vector<std::string> TypeNamesOf(Loader& file)
+{
+    constexpr u32 kLarge = u32{16} << 20;
+    const VFKElfFile elf(file.Store().GetPath());
+    const Elf32_Shdr* info = elf.GetSectionHeader(".debug_info");
+    if (info != nullptr && info->sh_size <= kLarge) {
+        file.Load(LoadDepth::Symbols);
+    }
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < file.Store().TypeCount(); ++i) {
+        const DbgUserDefinedVarType& type = file.Store().TypeAt(i);
+        if (IsListed(type) && HasName(type)) {
+            names.emplace_back(type.GetName());
+        }
+    }
     return names;
 }
 
@@ -135,12 +179,43 @@ Completer::Result Completer::Complete(std::string_view line)
     if (command == "help" && last == second) {
         return {last, WithPrefix(LineStarts(), word), false};
     }
+    if (m_file != nullptr) {
+        const std::size_t end = line.find_last_not_of(kBlanks, last == 0 ? 0 : last - 1) + 1;
+        const std::string_view ahead = line.substr(0, end);
+        if (std::optional<std::vector<std::string>> names =
+                NamesFor(command, ahead.substr(ahead.find_last_of(kBlanks) + 1), word)) {
+            return {last, WithPrefix(*names, word), false};
+        }
+    }
     const bool console = command == "elffind" || command == "elfsect"; // they take one word
     if ((!TakesSymbol(command) && command != "elfsect") || (console && last > second)) {
         return {};
     }
     ReadNames();
     return {last, WithPrefix(command == "elfsect" ? m_sections : m_symbols, word), false};
+}
+
+/// What stands behind an option with a value, or what is no symbol; nothing for other words.
+std::optional<std::vector<std::string>> Completer::NamesFor(std::string_view command, std::string_view before,
+                                                            std::string_view word)
+{
+    const std::vector<Options::Item> items = DeclaredBy(command);
+    const auto option = std::find_if(items.begin(), items.end(), [&](const Options::Item& item) {
+        return !item.isWord && !item.value.empty() && item.name == before;
+    });
+    std::vector<std::string> names;
+    if (option != items.end() && option->offer == Options::Offer::Units) {
+        names = UnitNamesOf(*m_file, word.find_first_of("/\\") != std::string_view::npos);
+    } else if (option != items.end()) {
+        names = option->choices;
+    } else if (command == "types") {
+        names = TypeNamesOf(*m_file);
+    } else {
+        return std::nullopt;
+    }
+    std::erase_if(names, [](const std::string& name) { return name.find_first_of(" \t") != std::string::npos; });
+    SortUnique(names);
+    return names;
 }
 
 std::vector<std::string> Completer::SymbolsFrom(std::string_view start)

@@ -64,7 +64,7 @@ protected:
 /// The option of the listings that can show one unit alone.
 void DeclareUnit(Options& options, std::string& unit)
 {
-    options.Value("--unit", "ID|PATH", unit, "One unit, by id or path, instead of all");
+    options.Value("--unit", "ID|PATH", unit, "One unit, by id or path, instead of all", Options::Offer::Units);
 }
 
 class FunctionsCommand : public ListingCommand {

@@ -29,6 +29,7 @@ public:
         Files,
         Folders,
         Names, ///< of symbols of the command's file
+        Units, ///< of it
     };
 
     /// Takes one value. @return why it can't; empty if it can.

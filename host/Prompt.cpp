@@ -241,7 +241,7 @@ int RunPrompt(Loader& file, const CommonOptions& options)
     bars.written = [&] { return output.Taken(); };
     bars.unwanted = [&] { return output.ReaderGone(); };
     const LentInterface lent(bars);
-    Completer completer(file.Store().GetPath());
+    Completer completer(file.Store().GetPath(), &file);
     LineEditor editor(completer);
     while (const std::optional<std::string> line = editor.Read()) {
         if (LineRunner::IsLeaving(*line)) {

@@ -1,7 +1,9 @@
 // host/Completion.cpp: what the Tab key offers.
 #include "host/Completion.h"
 
+#include "frame/Dwarf2SymbolicPlugin.h"
 #include "host/LineRunner.h"
+#include "host/Loader.h"
 #include "tests/host/HostTesting.h"
 #include "tests/support/ElfWriter.h"
 
@@ -63,6 +65,23 @@ TEST(Completion, TheFirstWordIsACommandAndTheSecondWhatItAsksFor)
     EXPECT_EQ(completer.Complete("elfsect  .debug_a").start, 9u);
     EXPECT_EQ(completer.Complete("elfsect .debug_a").CommonPrefix(), ".debug_a");
     EXPECT_EQ(completer.Complete("nonsense").CommonPrefix(), "");
+}
+
+TEST(Completion, OfAnOpenFileUnitsAndTypesAreKnown)
+{
+    Dwarf2SymbolicPlugin plugin;
+    Loader file(plugin, Sample("station.axf"));
+    ASSERT_TRUE(file.Add());
+    Completer completer(Sample("station.axf"), &file);
+    const auto complete = [&](const char* line) { return completer.Complete(line).candidates; };
+    EXPECT_EQ(complete("lines --unit "), (Words{"device.cpp", "filter.c", "start.c", "station.c"}));
+    EXPECT_EQ(complete("functions --json --unit st"), (Words{"start.c", "station.c"}));
+    EXPECT_EQ(complete("lines --unit  /build/samples/sta"),
+              Words({"/build/samples/start.c", "/build/samples/station.c"}));
+    EXPECT_EQ(complete("types stamp_t n"), Words{"node"});
+    EXPECT_EQ(complete("types --sort s"), Words{"size"});
+    EXPECT_EQ(complete("find --regex station_m"), Words{"station_main"}) << "a flag takes no value";
+    EXPECT_EQ(complete("line s"), Words{});
 }
 
 TEST(Completion, NamesAreInOrderOnceAndWithoutBlanks)
