@@ -114,7 +114,7 @@ Abbreviations::Abbreviations(ByteView section, u64 offset, bool bigEndian)
         if (code == m_inOrder + 1 && index == m_inOrder) {
             ++m_inOrder;
         } else if (code <= m_inOrder || !m_others.emplace(code, index).second) {
-            continue; // the first of that code counts
+            continue; // the first with that code counts
         }
         m_abbreviations.push_back(abbreviation);
     }

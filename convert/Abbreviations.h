@@ -18,13 +18,13 @@ enum class Layout : u8 {
     Offset,     ///< 4 or 8 bytes, by the format of the unit
     SectionRef, ///< DW_FORM_ref_addr: an address in version 2, an offset since then
     Text,       ///< up to its zero
-    Block1,     ///< one byte of length, then so many
+    Block1,     ///< a length byte, then that many bytes
     Block2,
     Block4,
     BlockUleb,
     Uleb,          ///< LEB128, of either sign
     AddressOffset, ///< DW_FORM_LLVM_addrx_offset: LEB128 and four bytes
-    Implicit,      ///< the value stands in the abbreviation
+    Implicit,      ///< the abbreviation contains the value
     Indirect,      ///< the value begins with its form
     Unknown,
     Count,
@@ -35,7 +35,7 @@ Layout LayoutOf(u64 form);
 
 /// One attribute of an abbreviation.
 struct AttributeShape {
-    u16 name; ///< 0xFFFF for what is no attribute's code
+    u16 name; ///< 0xFFFF if the code is no attribute's
     u16 form; ///< likewise
     Layout layout;
     u32 implicit; ///< of Layout::Implicit: the offset of its value in the section
@@ -48,14 +48,14 @@ struct Abbreviation {
     bool hasChildren;
     std::array<u64, 3> names; ///< a bit for each attribute that it has, by code
 
-    /// False if it surely hasn't the attribute.
+    /// False if it certainly doesn't have the attribute.
     bool MayHave(u32 attribute) const
     {
         return attribute >= 64 * names.size() || (names[attribute / 64] >> attribute % 64 & 1) != 0;
     }
 };
 
-/// One table. What follows damage isn't there.
+/// One table. Whatever follows a damaged place is missing.
 class Abbreviations {
 public:
     /// Reads the table at an offset of the section, whose bytes outlive this.
@@ -84,7 +84,7 @@ private:
     ByteView m_section;
     std::vector<Abbreviation> m_abbreviations;
     std::vector<AttributeShape> m_attributes;
-    u64 m_inOrder = 0;                     ///< so many have the codes 1, 2, ...
+    u64 m_inOrder = 0;                     ///< how many have the codes 1, 2, ...
     std::unordered_map<u64, u32> m_others; ///< index of the rest
 };
 

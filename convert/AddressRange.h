@@ -17,10 +17,10 @@ struct AddressRange {
     bool Contains(AddressRange other) const { return begin <= other.begin && other.end <= end; }
 };
 
-/// Sorted, disjoint, none touching the next.
+/// Sorted and disjoint; none touches the next.
 using AddressRanges = std::vector<AddressRange>;
 
-/// Makes any ranges such ones, of the same addresses.
+/// Turns any ranges into such ranges, which cover the same addresses.
 AddressRanges Disjoint(AddressRanges ranges);
 
 } // namespace convert

@@ -1,4 +1,4 @@
-// Numbers of up to eight bytes and LEB128, bounded at the end of the bytes.
+// Numbers of up to eight bytes and LEB128; reading stops at the end of the bytes.
 #include "convert/Bytes.h"
 
 #include <algorithm>

@@ -16,7 +16,7 @@ struct ByteView {
     const u8* data = nullptr;
     std::size_t size = 0;
 
-    /// The bytes from `offset` on, `count` at most; empty behind the end.
+    /// The bytes from `offset` on, `count` at most; empty beyond the end.
     ByteView From(u64 offset, u64 count = ~u64{0}) const
     {
         if (offset >= size) {
@@ -27,7 +27,7 @@ struct ByteView {
     }
 };
 
-/// The operators of a location expression: a string, as most are short and there are many.
+/// The operators of a location expression. A string, since there are many and most are short.
 using ExpressionBytes = std::basic_string<u8>;
 
 inline ByteView View(const ExpressionBytes& bytes)
@@ -76,7 +76,7 @@ public:
     std::size_t Offset() const { return m_offset; }
     std::size_t Size() const { return m_bytes.size; }
     const u8* Data() const { return m_bytes.data; }
-    /// Goes to an offset from the start of the bytes; one behind the end counts as the end and as a failure.
+    /// Goes to an offset from the start of the bytes; one beyond the end counts as the end and as a failure.
     void Seek(u64 offset);
     void Skip(u64 count);
 
@@ -88,7 +88,7 @@ public:
     u64 Number(u32 width);
     u64 Uleb();
     i64 Sleb();
-    /// Text up to its zero, which is stepped over; empty if the bytes end before it.
+    /// Text up to its zero, which is skipped; empty if the bytes end before it.
     std::string_view Text();
     /// `count` bytes, or an empty view if there are fewer.
     ByteView Block(u64 count);
@@ -100,7 +100,7 @@ private:
     bool m_failed = false;
 };
 
-/// Bytes to be written to a file, in its byte order. It grows as needed.
+/// Bytes to be written to a file, in its byte order. Grows as needed.
 class ByteWriter {
 public:
     explicit ByteWriter(bool bigEndian)
@@ -128,16 +128,16 @@ public:
     /// The text and a zero.
     void Text(std::string_view text);
     void Append(ByteView bytes);
-    /// Writes over four bytes that are there already.
+    /// Overwrites four existing bytes.
     void PatchU32(u32 offset, u32 value) { StoreNumber(m_bytes.get() + offset, value, 4, m_bigEndian); }
-    /// Takes the room for that many bytes at once, instead of growing step by step.
+    /// Reserves room for that many bytes at once, instead of growing step by step.
     void Reserve(std::size_t size)
     {
         if (size > m_capacity) {
             Resize(size);
         }
     }
-    /// Takes away what is behind `size`.
+    /// Removes everything after the first `size` bytes.
     void Truncate(u32 size) { m_size = size; }
 
 private:

@@ -1,4 +1,4 @@
-// What the threads of a conversion hand on to each other.
+// How the threads of a conversion pass values to each other.
 #pragma once
 
 #include <condition_variable>
@@ -11,12 +11,12 @@
 
 namespace convert {
 
-/// Hands values from one thread to another, in order, and holds one at a time, so that a fast giver doesn't fill the
-/// memory.
+/// Passes values from one thread to another, in order, and holds one at a time, so that a fast producer doesn't fill
+/// the memory.
 template <typename T>
 class Channel {
 public:
-    /// Waits while there is a value. @return false, and the value is gone, if the channel is closed.
+    /// Waits while there is a value. @return false if the channel is closed; the value is then lost.
     bool Put(T value)
     {
         std::unique_lock lock(m_mutex);
@@ -39,7 +39,7 @@ public:
         return value;
     }
 
-    /// Either side is done.
+    /// Either side has finished.
     void Close()
     {
         const std::lock_guard lock(m_mutex);
@@ -54,7 +54,7 @@ private:
     bool m_closed = false;
 };
 
-/// A thread that does one job. What the job throws is kept for the one who waits for it.
+/// A thread that does one job. What the job throws is kept for whoever waits for it.
 class Worker {
 public:
     /// @param job ends by itself once `stop` has been called. @param stop called when the job has ended as well.
@@ -95,7 +95,7 @@ private:
 
     std::function<void()> m_stop;
     std::exception_ptr m_failure;
-    std::thread m_thread; ///< last: it uses the others
+    std::thread m_thread; ///< last, since it uses the others
 };
 
 } // namespace convert

@@ -18,7 +18,7 @@ struct DwarfCloser {
     void operator()(Dwarf* dwarf) const { dwarf_end(dwarf); }
 };
 
-/// How often each byte may be read once more for copies of classes of type units.
+/// How many more times each byte may be read for copies of classes of type units.
 constexpr u64 kCopiesPerByte = 8;
 
 /// By Unsaid.
@@ -31,7 +31,7 @@ constexpr const char* kReasons[] = {
 };
 static_assert(std::size(kReasons) == kUnsaidCount);
 
-/// Why the library finds no units in a program.
+/// Why libdw finds no units in a program.
 const char* WhyNone(const Program& program)
 {
     for (const ProgramSection& section : program.Sections()) {
@@ -131,8 +131,8 @@ public:
     }
 
 private:
-    /// Three threads at once: one reads units, this one converts them, one writes their entries. libdw is this
-    /// thread's alone.
+    /// Three threads run at once: one reads units, this one converts them, one writes their entries. Only this one
+    /// calls libdw.
     void ConvertUnits(const std::function<void(u32 percent)>& progress)
     {
         Channel<Unit> unitsRead;

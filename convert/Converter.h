@@ -10,9 +10,9 @@
 namespace convert {
 
 /// Writes the program at `path` with its debug information as DWARF 2.0.
-/// @param descriptor an empty file, open for writing. After a throw it holds anything.
-/// @param report is told of the units and of what was left out.
-/// @param progress hears from time to time how much is done.
+/// @param descriptor an empty file, open for writing. After a throw its contents are undefined.
+/// @param report receives the units and what was left out.
+/// @param progress is called from time to time with how much is done.
 /// Throws Failure, std::bad_alloc.
 void ConvertFile(const std::string& path, int descriptor, Report& report,
                  const std::function<void(u32 percent)>& progress);

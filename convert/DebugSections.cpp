@@ -1,5 +1,5 @@
-// Looks sections up by name. libdw has uncompressed the debug sections in place when it opened the file, so that their
-// raw bytes are what is wanted.
+// Looks sections up by name. libdw decompresses the debug sections in place when it opens the file, so their raw bytes
+// are the right ones.
 #include "convert/DebugSections.h"
 
 #include <gelf.h>

@@ -1,4 +1,4 @@
-// The bytes of sections that libdw has loaded and has no operation for.
+// The bytes of sections that libdw has loaded but has no operation for.
 #pragma once
 
 #include "convert/Bytes.h"
@@ -14,7 +14,7 @@ struct DebugSection {
     u32 address = 0;
 };
 
-/// The first section of a name, uncompressed: `.debug_loc` also stands for `.zdebug_loc`. Empty if there is none.
+/// The first section with a name, uncompressed: `.debug_loc` also stands for `.zdebug_loc`. Empty if there is none.
 DebugSection FindDebugSection(Dwarf* dwarf, std::string_view name);
 
 } // namespace convert

@@ -12,14 +12,14 @@
 
 namespace convert {
 
-/// The definitions of a program, by their whole names.
+/// The definitions of a program, by their qualified names.
 class Definitions {
 public:
-    /// Walks the scopes of all units, but not what is in functions.
+    /// Walks the scopes of all units except functions.
     explicit Definitions(const std::vector<InputUnit>& units);
 
-    /// The entry that defines a class, union or enumeration; nothing if there is none, or if there are several of one
-    /// name that differ in size. Of equal ones the first counts.
+    /// The entry that defines a class, union or enumeration; nothing if there is none, or if several with that name
+    /// differ in size. Of equal ones the first counts.
     /// @param tag of the declaration; a structure may be declared as a class.
     std::optional<EntryKey> Find(u32 tag, std::string_view qualifiedName) const;
 

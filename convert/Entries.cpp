@@ -1,4 +1,4 @@
-// Building of the tree.
+// Builds the tree.
 #include "convert/Entries.h"
 
 #include <algorithm>

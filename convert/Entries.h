@@ -13,25 +13,25 @@ namespace convert {
 
 inline constexpr u32 kNoEntry = 0xFFFFFFFF;
 
-/// How a value is said. Widths of numbers are chosen where it is written.
+/// How a value is expressed. The widths of numbers are chosen when it is written.
 enum class ValueKind : u8 {
-    Number,  ///< data1, data2, data4, or udata beyond
+    Number,  ///< data1, data2, data4, or udata for larger ones
     Signed,  ///< sdata
     Flag,    ///< true
     Address, ///< addr
     Offset,  ///< data4: an offset in another section
     Text,    ///< borrowed; string or strp
     Block,   ///< in the tree's own store; block1 to block4
-    List,    ///< likewise, the bytes of a location list: data4, its offset
+    List,    ///< likewise, the bytes of a location list; written as data4, its offset
     Entry,   ///< index in the same tree
-    Node,    ///< a node of the input unit: the entry that was made of it
+    Node,    ///< a node of the input unit: the entry that was made from it
     Foreign, ///< an entry of another input unit; the value is the index of a key in the tree
 };
 
 struct OutAttribute {
     u16 name;
     ValueKind kind;
-    u8 form;    ///< chosen where it is written
+    u8 form;    ///< chosen when it is written
     u32 length; ///< of texts, blocks and lists
     union {
         u64 number;
@@ -40,8 +40,8 @@ struct OutAttribute {
     };
 };
 
-/// A tree of entries. Attributes belong to the entry that was added last. Children are added in their order; an entry
-/// gets AT_sibling in front of all others when it has children.
+/// A tree of entries. Attributes belong to the entry that was added last. Children are added in order; an entry with
+/// children gets AT_sibling before all its other attributes.
 class EntryTree {
 public:
     struct Entry {
@@ -58,8 +58,8 @@ public:
     explicit EntryTree(u32 nodes);
 
     u32 Add(u32 parent, u32 tag);
-    /// The same, as what `node` of the input became: references to the node lead to it. The first entry of a node
-    /// stays.
+    /// The same, for the entry that `node` of the input becomes: references to the node lead to it. The first entry of
+    /// a node counts.
     u32 AddFor(u32 parent, u32 tag, u32 node);
     u32 EntryOf(u32 node) const { return m_entryOf[node]; }
 
@@ -68,7 +68,7 @@ public:
     void Flag(u32 name) { Push(name, ValueKind::Flag).number = 1; }
     void Address(u32 name, u32 value) { Push(name, ValueKind::Address).number = value; }
     void Offset(u32 name, u32 value) { Push(name, ValueKind::Offset).number = value; }
-    /// @param text outlives the tree; nothing is said of an empty one.
+    /// @param text outlives the tree; an empty one adds nothing.
     void Text(u32 name, std::string_view text);
     /// Keeps a copy.
     void OwnText(u32 name, std::string_view text);
@@ -87,8 +87,8 @@ public:
     }
     void ToForeign(u32 name, EntryKey key);
 
-    /// From here on, nodes are those of another unit: what is added is a copy, to which none of them leads, and their
-    /// references lead to that unit. Null: they are the input unit's again.
+    /// From here on, nodes are those of another unit: added entries are copies, to which no node leads, and their
+    /// references lead to that unit. Null: nodes are the input unit's again.
     void CopyFrom(const Unit* other) { m_copied = other; }
 
     u32 Count() const { return static_cast<u32>(m_entries.size()); }
@@ -101,11 +101,11 @@ public:
     EntryKey ForeignKey(u64 index) const { return m_foreign[static_cast<std::size_t>(index)]; }
     bool HasForeign() const { return !m_foreign.empty(); }
     bool HasChildren(u32 entry) const { return m_entries[entry].firstChild != kNoEntry; }
-    /// Takes the entry that was added last away again, if it has no children; it is the last child of its parent.
+    /// Removes the entry that was added last if it has no children; it is the last child of its parent.
     void DropLastIfChildless(u32 entry);
-    /// Changes the value of an attribute that is an address or an offset. The entry has it.
+    /// Changes the value of an attribute that is an address or an offset. The entry must have it.
     void Set(u32 entry, u32 name, u64 value);
-    /// Lets an attribute lead to an entry of another unit instead. The entry has it.
+    /// Makes an attribute lead to an entry of another unit instead. The entry must have it.
     void SetForeign(u32 entry, u32 name, EntryKey key);
 
 private:

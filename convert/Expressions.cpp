@@ -1,6 +1,6 @@
 // Decodes operators by a table of their operands. libdw's dwarf_getlocation does that too, but keeps every expression
 // in a tree and gives records whose bytes would have to be put together again; nearly all expressions are copied as
-// they stand.
+// they are.
 #include "convert/Expressions.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@ namespace convert {
 namespace {
 
 enum class Operand : u8 {
-    Unknown, ///< an operator that can't even be stepped over
+    Unknown, ///< an operator that can't even be skipped
     None,
     One,
     Two,
@@ -28,7 +28,7 @@ enum class Operand : u8 {
     ReferenceLeb, ///< DW_OP_implicit_pointer
 };
 
-/// What becomes of an operator.
+/// How an operator is converted.
 enum class Fate : u8 {
     Keep,
     Drop,
@@ -39,7 +39,7 @@ enum class Fate : u8 {
     ConstantIndex, ///< the same for a number
     FrameAddress,
     Value, ///< DW_OP_implicit_value
-    Leave, ///< the whole expression can't be said
+    Leave, ///< the whole expression can't be expressed
 };
 
 struct Operator {
@@ -128,7 +128,7 @@ constexpr OperatorTable MakeTable()
 
 constexpr OperatorTable kOperators = MakeTable();
 
-/// Steps over an operator's operand. False if it can't be known how long that is; a cut one makes the reader fail.
+/// Skips an operator's operand. False if its length can't be known; a truncated one makes the reader fail.
 bool StepOver(ByteReader& reader, Operand operand, const ExpressionFormat& format)
 {
     switch (operand) {
@@ -180,7 +180,7 @@ bool StepOver(ByteReader& reader, Operand operand, const ExpressionFormat& forma
     return true;
 }
 
-/// The number that a constant operator pushes, its code having been read; addresses count too.
+/// The number that a constant operator pushes, after its code has been read; addresses count too.
 std::optional<i64> ConstantOf(ByteReader& reader, u8 code, const ExpressionFormat& format)
 {
     if (code >= DW_OP_lit0 && code <= DW_OP_lit31) {
@@ -230,7 +230,7 @@ std::optional<i64> StackConstant(ByteView expression, const ExpressionFormat& fo
     return isValue ? value : std::nullopt;
 }
 
-/// One pass over the operators that finds out what there is to do.
+/// One pass over the operators, which finds out what has to be done.
 class Scanner {
 public:
     Scanner(ByteView expression, const ExpressionFormat& format)
@@ -265,7 +265,7 @@ private:
         return facts;
     }
 
-    /// The first reason counts, but for DW_OP_stack_value: it stands behind the ones that say more.
+    /// The first reason counts, except that DW_OP_stack_value gives way to reasons that say more.
     void Leave(Unsaid reason)
     {
         if (!m_reason || *m_reason == Unsaid::ComputedValue) {
@@ -371,12 +371,12 @@ private:
     ByteView m_value;
     u32 m_count = 0; ///< operators that do something
     bool m_hasPieces = false;
-    bool m_partIsEmpty = true; ///< nothing stands in front of a DW_OP_piece to come
+    bool m_partIsEmpty = true; ///< a DW_OP_piece that comes next has nothing before it
     bool m_isFrameBound = false;
     bool m_mustRewrite = false;
 };
 
-/// Writes an expression anew, operator by operator, and then moves the targets of its branches.
+/// Rewrites an expression operator by operator, then adjusts the targets of its branches.
 class Rewriter {
 public:
     Rewriter(ByteView expression, const ExpressionFormat& format, ByteView cfa, ExpressionBytes& out)
@@ -478,7 +478,7 @@ private:
 
     std::optional<Unsaid> MoveBranches()
     {
-        for (const Place& branch : m_branches) { // each is where the operator ends
+        for (const Place& branch : m_branches) { // each is the place where the operator ends
             ByteReader operand(m_expression, m_format.bigEndian);
             operand.Seek(branch.before - 2);
             const i64 target = static_cast<i64>(branch.before) + static_cast<i16>(operand.U16());

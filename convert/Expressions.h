@@ -10,15 +10,15 @@
 
 namespace convert {
 
-/// Why a range of addresses, or a whole variable, has no place that DWARF 2.0 can say.
+/// Why a range of addresses, or a whole variable, has no place that DWARF 2.0 can express.
 enum class Unsaid : u8 {
     ComputedValue, ///< DW_OP_stack_value, typed arithmetic
-    Constant,      ///< one value, as DW_OP_implicit_value has it, over a part of the scope
+    Constant,      ///< one value, as with DW_OP_implicit_value, in a part of the scope
     ImplicitPointer,
     EntryValue,
-    Piece,        ///< one part of it is of the kinds above, or nowhere, or no whole bytes
+    Piece,        ///< one part of it is of the kinds above, or nowhere, or not whole bytes
     ThreadLocal,  ///< DW_OP_form_tls_address and the like
-    Call,         ///< DW_OP_call2 and its kin
+    Call,         ///< DW_OP_call2 and similar ones
     FrameUnknown, ///< DW_OP_call_frame_cfa where no frame information covers the address, or only one without a
                   ///< DWARF 2.0 form
     Malformed,    ///< operators that can't be decoded
@@ -26,7 +26,7 @@ enum class Unsaid : u8 {
 };
 inline constexpr std::size_t kUnsaidCount = 10;
 
-/// No expression, neither read nor written, is longer: a list of DWARF 2.0 has 16 bits for the length.
+/// No expression that is read or written is longer: a list of DWARF 2.0 has 16 bits for the length.
 inline constexpr std::size_t kMaxExpression = 0xFFFF;
 
 /// A unit's part of `.debug_addr`.
@@ -46,14 +46,14 @@ struct ExpressionFormat {
     AddressPool addresses;
 };
 
-/// What an expression says.
+/// What an expression states.
 struct ExpressionFacts {
     enum class Kind : u8 {
         Nowhere,    ///< it is empty
-        Plain,      ///< DWARF 2.0 as it stands
-        Rewrite,    ///< RewriteExpression makes DWARF 2.0 of it
-        FrameBound, ///< so it does, once for each rule of the canonical frame address
-        Constant,   ///< no place but one value: `bytes`, or if these are empty `value`
+        Plain,      ///< already DWARF 2.0
+        Rewrite,    ///< RewriteExpression turns it into DWARF 2.0
+        FrameBound, ///< the same, once for each rule of the canonical frame address
+        Constant,   ///< one value instead of a place: `bytes`, or `value` if these are empty
         Unsaid,     ///< `reason`
     };
     Kind kind = Kind::Nowhere;
@@ -65,8 +65,8 @@ struct ExpressionFacts {
 ExpressionFacts ScanExpression(ByteView expression, const ExpressionFormat& format);
 
 /// Appends the expression, known to be Rewrite or FrameBound, to `out`.
-/// @param cfa operators that give the canonical frame address; of no meaning unless it is FrameBound.
-/// @return why not, if it can't be done; `out` has a part of it then.
+/// @param cfa operators that give the canonical frame address; used only if the expression is FrameBound.
+/// @return the reason if it can't be done; `out` then has a part of it.
 std::optional<Unsaid> RewriteExpression(ByteView expression, const ExpressionFormat& format, ByteView cfa,
                                         ExpressionBytes& out);
 

@@ -8,8 +8,8 @@
 
 namespace convert {
 
-/// Offsets by a 64-bit key that is spread already or gets spread here. Keys may stand several times; a search meets all
-/// of one key. Nothing is ever taken out.
+/// Offsets by a 64-bit key, which is hashed here and may be a hash already. A key may occur several times; a search
+/// visits all its values. Nothing is ever removed.
 class FlatTable {
 public:
     /// Calls accept(value) for each value of the key until one is accepted. @return that value, or kNone.

@@ -1,4 +1,4 @@
-// Puts the two frame sections together.
+// Combines the two frame sections.
 #include "convert/FrameRules.h"
 
 #include "convert/DebugSections.h"
@@ -10,7 +10,7 @@ namespace convert {
 
 namespace {
 
-/// Rules that are kept before the memory for them is given back.
+/// How many rules are kept before their memory is freed.
 constexpr std::size_t kMaxKnown = 4096;
 
 bool IsBigEndian(Dwarf* dwarf)

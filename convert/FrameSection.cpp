@@ -13,11 +13,11 @@ namespace convert {
 namespace {
 
 constexpr u64 kAddressLimit = u64{1} << 32;
-/// Factors and offsets beyond this are no program's; products of them can't wrap.
+/// No program has larger factors and offsets; products within this limit can't wrap.
 constexpr i64 kNumberLimit = i64{1} << 31;
 constexpr std::size_t kMaxRemembered = 256;
 
-/// The length word of an entry, in front of what it counts.
+/// The length word of an entry, before the bytes that it counts.
 struct EntryLength {
     u64 length = 0;
     bool isLong = false; ///< 64-bit DWARF
@@ -46,7 +46,7 @@ void AppendRule(std::vector<CfaRule>& rules, u32 begin, u32 end, const Expressio
     }
 }
 
-/// The run of one entry's instructions, which leaves rules for a part of its addresses.
+/// Runs one entry's instructions and appends rules for a part of its addresses.
 class FrameSection::Run {
 public:
     Run(const FrameSection& section, const Entry& entry, AddressRange range, std::vector<CfaRule>& out)
@@ -78,7 +78,7 @@ private:
         ByteView expression;
     };
 
-    /// What can't be decoded makes all that follows unknown.
+    /// After an instruction that can't be decoded everything is unknown.
     void Execute(u32 from, u32 end)
     {
         ByteReader reader({m_section.m_bytes.data, end}, m_section.m_bigEndian);
@@ -91,7 +91,7 @@ private:
         }
     }
 
-    /// The rule so far holds up to `address`.
+    /// The current rule holds up to `address`.
     void MoveTo(u64 address)
     {
         const u32 to = static_cast<u32>(std::min<u64>(address, m_end));
@@ -227,7 +227,7 @@ private:
         }
     }
 
-    /// Instructions that say how registers are saved are stepped over.
+    /// Skips instructions that say how registers are saved.
     static bool StepRegister(ByteReader& reader, u8 code)
     {
         switch (code) {
@@ -262,7 +262,7 @@ private:
     const FrameSection& m_section;
     const Entry& m_entry;
     const Common& m_common;
-    u32 m_begin; ///< what is wanted of it
+    u32 m_begin; ///< the requested part of it
     u32 m_end;
     std::vector<CfaRule>& m_out;
     u64 m_at;
@@ -307,7 +307,7 @@ void FrameSection::ReadAll()
     }
 }
 
-/// @param at behind the link to what entries have in common, which stands at `commonAt`.
+/// @param at after the link to the CIE, which is at `commonAt`.
 void FrameSection::ReadEntry(u64 at, u64 end, u64 commonAt)
 {
     const u32 commonIndex = CommonAt(commonAt);
@@ -397,16 +397,16 @@ void FrameSection::ReadAugmentation(ByteReader& reader, std::string_view augment
             reader.U8();
         } else if (letter == 'P') {
             Common personality = common;
-            personality.pointerEncoding = reader.U8() & 0x7F; // it may well be indirect
+            personality.pointerEncoding = reader.U8() & 0x7F; // it may be indirect
             common.isKnown &= ReadPointer(reader, personality, false).has_value();
         } else if (letter != 'S' && letter != 'B') {
-            break; // the size tells where the instructions begin
+            break; // the size says where the instructions begin
         }
     }
     reader.Seek(end);
 }
 
-/// An address, or the size of a range, as its encoding has it. Nothing for an encoding of no use to a program.
+/// An address, or the size of a range, as its encoding says. Nothing for an encoding that no program can use.
 std::optional<u64> FrameSection::ReadPointer(ByteReader& reader, const Common& common, bool isSize) const
 {
     if (!m_isEhFrame) {
@@ -454,7 +454,7 @@ std::optional<u64> FrameSection::ReadPointer(ByteReader& reader, const Common& c
     }
 }
 
-/// Compares the bytes: compilers that meet a function twice write the same ones.
+/// Compares the bytes: compilers that compile a function twice write the same ones.
 bool FrameSection::SaysTheSame(const Entry& left, const Entry& right) const
 {
     const auto equal = [&](u32 from, u32 end, u32 otherFrom, u32 otherEnd) {
@@ -482,7 +482,8 @@ void FrameSection::DropDoubles()
     m_entries.resize(kept);
 }
 
-/// One sweep over the begins. The entries that cover the address reached are open, and the last of them counts.
+/// One sweep over the start addresses. The entries that cover the current address are open, and the last of them
+/// counts.
 void FrameSection::MakeSpans()
 {
     u32 reached = 0;

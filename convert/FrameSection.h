@@ -13,19 +13,19 @@
 
 namespace convert {
 
-/// libdw's dwarf_cfi_addrframe would serve, but it keeps the entries in a tree in which those that overlap are one, so
-/// that the leavings of dropped functions hide real ones; and it runs an entry from its begin for each address.
+/// libdw's dwarf_cfi_addrframe would serve, but it keeps the entries in a tree in which overlapping entries are one, so
+/// that the remains of dropped functions hide real ones; and it runs an entry from its start for each address.
 class FrameSection {
 public:
     FrameSection(const DebugSection& section, bool isEhFrame, bool bigEndian);
 
-    /// Appends the rules for the parts of a range of which the section says anything, ascending.
+    /// Appends the rules for those parts of a range that the section covers, ascending.
     void Collect(AddressRange range, std::vector<CfaRule>& out) const;
 
 private:
     /// What entries have in common (a CIE).
     struct Common {
-        bool isKnown = false; ///< its instructions mean what the standard says
+        bool isKnown = false; ///< its instructions have their standard meaning
         bool hasAugmentationData = false;
         u8 pointerEncoding = 0;
         u8 addressSize = 4;
@@ -42,9 +42,9 @@ private:
         u32 common = 0;
         u32 instructions = 0;
         u32 instructionsEnd = 0;
-        bool isDoubtful = false; ///< another one of the same range says otherwise
+        bool isDoubtful = false; ///< another one with the same range says otherwise
     };
-    /// The entry that counts where none fits the range that is asked for.
+    /// The entry that counts where none fits the requested range.
     struct Span {
         u32 begin;
         u32 end;
@@ -72,7 +72,7 @@ private:
     std::vector<Span> m_spans;               ///< ascending, disjoint
 };
 
-/// Appends a rule; one that goes on where an equal one ends makes that one longer. Nothing for an empty range.
+/// Appends a rule; one that starts where an equal one ends extends that one. Does nothing for an empty range.
 void AppendRule(std::vector<CfaRule>& rules, u32 begin, u32 end, const ExpressionBytes& expression);
 
 } // namespace convert

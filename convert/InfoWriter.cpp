@@ -1,4 +1,4 @@
-// Offsets first, for references and siblings, then the bytes.
+// Computes the offsets first, for references and siblings, then writes the bytes.
 #include "convert/InfoWriter.h"
 
 #include "convert/Failure.h"
@@ -13,7 +13,7 @@ namespace {
 constexpr u32 kHeaderSize = 11;
 constexpr u32 kAddressSize = 4;
 constexpr u64 kMaxSection = 0xFFFFFFF0;
-constexpr u32 kInlineText = 4; ///< texts that take no more than an offset stand in the entry
+constexpr u32 kInlineText = 4; ///< texts no longer than an offset are written in the entry
 
 u32 UlebSize(u64 value)
 {
@@ -128,7 +128,7 @@ u32 InfoWriter::LayOutEntry(EntryTree& tree, u32 entry)
     return size + UlebSize(m_codeOf[entry]);
 }
 
-/// The codes rise by one over all units, in the order in which they are needed.
+/// Codes are consecutive across all units, in the order in which they are needed.
 u32 InfoWriter::AbbreviationOfShape()
 {
     u64 hash = m_shape.size();
@@ -158,7 +158,7 @@ u32 InfoWriter::AbbreviationOfShape()
     return code;
 }
 
-/// Gives all entries their offsets. @return the offset behind the last.
+/// Gives all entries their offsets. @return the offset after the last.
 u32 InfoWriter::Layout(EntryTree& tree, u32 root, PlacedUnit& placed)
 {
     u64 offset = u64{placed.offset} + kHeaderSize;
@@ -281,7 +281,7 @@ void InfoWriter::WriteValue(const EntryTree& tree, const OutAttribute& attribute
     }
 }
 
-/// True if just this text stands at an offset of the table.
+/// True if the table has exactly this text at an offset.
 bool InfoWriter::IsAt(u32 offset, std::string_view text) const
 {
     const std::size_t rest = m_texts.Size() - offset;

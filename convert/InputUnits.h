@@ -1,4 +1,4 @@
-// The units of the input, as they stand in their sections.
+// The units of the input, as their sections have them.
 #pragma once
 
 #include "interfaces/Types.h"
@@ -23,14 +23,14 @@ struct InputUnit {
     bool standsInTypes = false; ///< `.debug_types` instead of `.debug_info`
 };
 
-/// True for type units of version 4. libdw doesn't tell the section of an entry, but it does tell its unit.
+/// True for type units of version 4. libdw doesn't give the section of an entry, but it gives its unit.
 bool StandsInTypes(Dwarf_CU* cu);
 
-/// All units in the order of their sections, those of `.debug_types` last. Behind one whose header can't be read
-/// nothing is found.
+/// All units in the order of their sections, those of `.debug_types` last. No unit is found after one whose header
+/// can't be read.
 std::vector<InputUnit> ListUnits(Dwarf* dwarf);
 
-/// The unit that an offset of its section lies in; null if there is none.
+/// The unit that contains an offset of its section; null if there is none.
 const InputUnit* FindUnit(const std::vector<InputUnit>& units, u64 offset, bool inTypes);
 
 } // namespace convert

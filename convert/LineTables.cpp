@@ -1,4 +1,4 @@
-// Reads line number programmes of DWARF 2 to 5 (DWARF 5, 6.2) and writes them as DWARF 2.0 has them.
+// Reads line number programmes of DWARF 2 to 5 (DWARF 5, 6.2) and writes them as those of DWARF 2.0.
 #include "convert/LineTables.h"
 
 #include "convert/Failure.h"
@@ -14,16 +14,16 @@ namespace convert {
 
 namespace {
 
-/// Longer than any system's paths are. What is longer is cut, so that many names which share the end of one endless
-/// text take no endless time.
+/// Longer than any system's paths. Longer names are cut, so that many names that share the end of one very long text
+/// don't take forever.
 constexpr u64 kMaxName = 4096;
 
 /// The paths of a table may have this many bytes, and this many for each byte of the table: a file of version 5 is five
-/// bytes that refer to texts. The files behind that are unknown ones.
+/// bytes that refer to texts. The files beyond that are unknown.
 constexpr u64 kPathFloor = u64{64} << 10;
 constexpr u64 kPathGrowth = 256;
 
-/// What linkers put in place of the address of dropped code is 0, or from here on.
+/// Linkers replace the address of dropped code by 0, or by one from here on.
 constexpr u32 kLowestTombstone = 0xFFFFFFFE;
 
 bool IsSeparator(char c)
@@ -68,7 +68,7 @@ public:
     void AddDirectory(std::string_view directory) { m_directories.push_back(directory); }
     void SetDirectoryZero(std::string_view directory)
     {
-        // Producers repeat the compilation directory there, be it relative or not.
+        // Producers repeat the compilation directory there, whether relative or not.
         if (!directory.empty() && directory != m_compDir) {
             m_base = JoinPath(m_compDir, directory);
         }
@@ -77,7 +77,7 @@ public:
     /// Gives the next file number to a file.
     void Add(std::string_view name, u64 directory) { m_table.fileOfNumber.push_back(Place(name, directory)); }
 
-    /// Where rows of a file that the table doesn't have belong: the unit's own file.
+    /// The file of rows whose file the table doesn't have: the unit's own.
     u32 Own()
     {
         if (m_own == LineTable::kNoFile) {
@@ -145,11 +145,11 @@ struct Header {
     u8 opcodeBase = 0;
     std::array<u8, 256> operandCounts = {};
 
-    /// Special opcodes can't be taken apart with a range of 0, and with a base of 0 no opcode means anything.
+    /// Special opcodes can't be decoded with a range of 0, and with a base of 0 no opcode means anything.
     bool IsUsable() const { return lineRange != 0 && opcodeBase != 0; }
 };
 
-/// The bytes of one table with its length in front, or nothing.
+/// The bytes of one table that starts with its length, or nothing.
 ByteView BytesOfTable(const LineSections& sections, u64 offset, u32& offsetSize)
 {
     const ByteView rest = sections.line.From(offset);
@@ -168,7 +168,7 @@ ByteView BytesOfTable(const LineSections& sections, u64 offset, u32& offsetSize)
     return rest.From(0, reader.Offset() + std::min<u64>(length, rest.size));
 }
 
-/// Reads what stands in front of a programme.
+/// Reads the header of a programme.
 class HeaderReader {
 public:
     HeaderReader(const LineSections& sections, ByteReader& reader, FileList& files, LineTable& table)
@@ -179,7 +179,7 @@ public:
     {
     }
 
-    /// False if there is no programme of a version that is known. The cursor stands where the programme begins.
+    /// False if there is no programme of a known version. Leaves the cursor at the start of the programme.
     bool Read(u32 offsetSize, Header& header)
     {
         header.offsetSize = offsetSize;
@@ -196,7 +196,7 @@ public:
         } else {
             ReadOldTables();
         }
-        // A header length that can't be true: the programme stands behind the tables.
+        // A header length that can't be true: the programme begins after the tables.
         if (header.programme >= tables && header.programme <= m_reader.Size()) {
             m_reader = ByteReader({m_reader.Data(), m_reader.Size()}, m_sections.bigEndian);
             m_reader.Seek(header.programme);
@@ -217,7 +217,7 @@ private:
     void ReadFields(Header& header)
     {
         if (header.version >= 5) {
-            m_reader.Skip(2); // sizes of an address, which each DW_LNE_set_address tells, and of a segment selector
+            m_reader.Skip(2); // sizes of an address, which each DW_LNE_set_address gives, and of a segment selector
         }
         const u64 length = m_reader.Number(header.offsetSize);
         const u64 start = m_reader.Offset();
@@ -249,7 +249,7 @@ private:
         }
     }
 
-    /// The directories or the files of version 5: a description of their entries, and these.
+    /// The directories or the files of version 5: a description of their entries, then the entries.
     void ReadEntries(const Header& header, bool directories)
     {
         std::vector<Format> formats(m_reader.U8());
@@ -258,7 +258,7 @@ private:
             format.form = m_reader.Uleb();
         }
         const u64 count = m_reader.Uleb();
-        // Each form has a byte at least, so that the bytes bound the number of entries, if these have a form.
+        // Each form takes at least a byte, so the bytes bound the number of entries, if these have a form.
         for (u64 i = 0; i < count && !formats.empty() && !m_reader.Failed(); ++i) {
             Entry entry;
             for (const Format& format : formats) {
@@ -308,7 +308,7 @@ private:
         }
     }
 
-    /// Steps over a number, index or block. 0 for what is no number.
+    /// Skips a number, index or block. 0 for what is no number.
     u64 ReadNumber(u64 form)
     {
         switch (form) {
@@ -354,7 +354,7 @@ private:
             return 3;
         case DW_FORM_strx4:
             return 4;
-        default: // what follows can't be found
+        default: // the next value can't be found
             return ~u64{0};
         }
     }
@@ -392,13 +392,13 @@ public:
                 RunStandard(opcode);
             }
         }
-        m_table.rows.resize(m_firstRow); // of a sequence without an end nobody knows how far its last row reaches
+        m_table.rows.resize(m_firstRow); // without an end of the sequence nobody knows how far its last row reaches
     }
 
 private:
     struct State {
         u32 address = 0;
-        u32 operation = 0; ///< of an instruction that has several
+        u32 operation = 0; ///< for an instruction that has several
         u64 file = 1;
         u32 line = 1;
         u16 column = 0;
@@ -479,7 +479,7 @@ private:
             break;
         case DW_LNS_set_column: {
             const u64 column = m_reader.Uleb();
-            m_state.column = static_cast<u16>(column <= 0xFFFF ? column : 0); // 0: not known
+            m_state.column = static_cast<u16>(column <= 0xFFFF ? column : 0); // 0: unknown
             break;
         }
         case DW_LNS_negate_stmt:
@@ -585,14 +585,14 @@ LineTable ReadLineTable(const LineSections& sections, u64 offset, std::string_vi
 
 namespace {
 
-// Most rows move on by few bytes and lines. With these, one byte says so for as many rows as may be.
+// Most rows advance by few bytes and lines. With these values, one byte is enough for as many rows as possible.
 constexpr i32 kLineBase = -5;
 constexpr u32 kLineRange = 14;
 constexpr u32 kOpcodeBase = 10;
 constexpr u32 kConstAddPc = (255 - kOpcodeBase) / kLineRange;
 constexpr u8 kOperandCounts[kOpcodeBase - 1] = {0, 1, 1, 1, 1, 0, 0, 0, 1};
 
-/// Numbers of five bytes of LEB128 are beyond readers that take four.
+/// Some readers take four bytes of LEB128 at most: numbers stay below five.
 constexpr u32 kMaxAdvance = (u32{1} << 28) - 1;
 
 /// Writes the opcodes of one sequence.
@@ -639,7 +639,8 @@ private:
         m_out.U32(address);
     }
 
-    /// How far an address is ahead of the last one. If it isn't, or too far, an opcode goes there and 0 comes back.
+    /// How far an address is ahead of the last one. If it isn't ahead, or is too far, writes an opcode that sets it and
+    /// returns 0.
     u32 AdvanceOrSetAddress(u32 address)
     {
         const u32 from = m_address;
@@ -672,7 +673,7 @@ private:
         }
     }
 
-    /// The special opcode of so many lines above the base, with another opcode ahead if the advance needs one.
+    /// The special opcode for that many lines above the base, preceded by another opcode if the advance needs one.
     void Special(u32 lines, u32 advance)
     {
         const u32 furthest = (255 - kOpcodeBase - lines) / kLineRange;
@@ -706,7 +707,7 @@ void WriteTables(ByteWriter& out, const LineTable& table)
     out.U8(kLineRange);
     out.U8(kOpcodeBase);
     out.Append({kOperandCounts, sizeof kOperandCounts});
-    out.U8(0); // the paths are whole: no directories
+    out.U8(0); // the paths are full ones: no directories
     for (const std::string& file : table.files) {
         out.Text(file.empty() ? "unknown" : file); // an empty one would end the list
         out.U8(0);

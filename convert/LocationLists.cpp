@@ -1,5 +1,5 @@
 // Reads location lists from the bytes of their sections. libdw's dwarf_getlocations gives the ranges too, but decodes
-// and keeps each expression, gives up a whole list for one bad operator, and adds the unit's base to lists that are
+// and keeps each expression, rejects a whole list for one bad operator, and adds the unit's base to lists that are
 // absolute.
 #include "convert/LocationLists.h"
 
@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t kMaxEntries = 0xFFFF;
 constexpr u64 kAddressLimit = u64{1} << 32;
 
-/// Numbers of an entry of `.debug_loc`, and what they are relative to.
+/// The numbers of an entry of `.debug_loc`, and what they are relative to.
 struct OldEntry {
     u64 begin;
     u64 end;
@@ -53,7 +53,7 @@ void Add(std::vector<ListEntry>& entries, u64 begin, u64 end, ByteView expressio
     }
 }
 
-/// How well a range fits into a scope: 2 if it lies in it, 1 if a part of it does.
+/// How well a range fits into a scope: 2 if all of it is inside, 1 if a part of it is.
 u32 Fit(const AddressRanges& scope, u64 begin, u64 end)
 {
     u32 best = 0;
@@ -65,8 +65,8 @@ u32 Fit(const AddressRanges& scope, u64 begin, u64 end)
     return best;
 }
 
-/// Some compilers' lists hold absolute addresses although their unit has a base. What fits better into the scope holds;
-/// if both fit alike, as they may close to address 0, what held for the unit's list before.
+/// Some compilers' lists hold absolute addresses although their unit has a base. The reading that fits the scope better
+/// is taken; if both fit equally well, as they may close to address 0, that of the unit's previous list.
 ListBase BaseOf(const std::vector<OldEntry>& entries, const LocationUnit& unit, const AddressRanges& scope)
 {
     u64 relative = 0;
@@ -119,7 +119,7 @@ private:
         return address.value_or(0);
     }
 
-    /// The expression that stands behind the addresses. A range that wraps is none.
+    /// The expression that follows the addresses. A range that wraps is none.
     bool Entry(u64 begin, u64 end)
     {
         const ByteView expression = m_reader.Block(m_reader.Uleb());
@@ -175,7 +175,7 @@ private:
     const LocationUnit& m_unit;
     std::vector<ListEntry>& m_entries;
     u64 m_base;
-    bool m_isLost = false; ///< an address isn't there
+    bool m_isLost = false; ///< an address is missing
 };
 
 } // namespace

@@ -1,4 +1,4 @@
-// Location lists as they stand in their sections: `.debug_loc` of DWARF 2 to 4, `.debug_loclists` of DWARF 5.
+// Location lists as their sections have them: `.debug_loc` of DWARF 2 to 4, `.debug_loclists` of DWARF 5.
 #pragma once
 
 #include "convert/AddressRange.h"
@@ -12,7 +12,7 @@
 
 namespace convert {
 
-/// What a list of version 2 to 4 is relative to.
+/// What the addresses of a list of version 2 to 4 are relative to.
 enum class ListBase : u8 { Unit, Zero };
 
 /// What the lists and expressions of a unit depend on.
@@ -31,7 +31,7 @@ struct ListEntry {
     u32 begin = 0;
     u32 end = 0;
     ByteView expression;
-    bool isDefault = false; ///< holds where no other one of the list does; begin and end are of no meaning
+    bool isDefault = false; ///< holds where no other one of the list does; begin and end have no meaning
 };
 
 class LocationLists {
@@ -45,8 +45,8 @@ public:
     static bool IsList(const Dwarf_Attribute& attribute, const LocationUnit& unit);
 
     /// The list of an attribute that leads to one, with absolute addresses. Entries without addresses are left out.
-    /// Good until the next call. What follows an entry that can't be read is missing.
-    /// @param scope tells whether a list of version 2 to 4 is absolute, see LocationReader::Read.
+    /// Valid until the next call. Entries after one that can't be read are missing.
+    /// @param scope decides whether a list of version 2 to 4 is absolute, see LocationReader::Read.
     /// @return false if the list, or a part of it, can't be read.
     bool Read(const Dwarf_Attribute& attribute, LocationUnit& unit, const AddressRanges& scope,
               std::vector<ListEntry>& entries) const;

@@ -1,4 +1,4 @@
-// Writes location lists, and finds those that are there already.
+// Writes location lists, and finds those that are already written.
 #include "convert/LocationWriter.h"
 
 #include "convert/Expressions.h"

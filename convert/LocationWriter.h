@@ -15,8 +15,8 @@ namespace convert {
 ///        address below `base` are left out.
 ByteWriter ListBytes(const std::vector<LocationPiece>& pieces, u32 base, bool bigEndian);
 
-/// `.debug_loc`: lists relative to their unit's AT_low_pc. Equal ones of a unit are written once; readers that go
-/// through the section unit by unit expect no list of another.
+/// `.debug_loc`: lists relative to their unit's AT_low_pc. Equal ones of a unit are written once, but units share none:
+/// readers that go through the section unit by unit don't expect lists of another unit.
 class LocationWriter {
 public:
     explicit LocationWriter(bool bigEndian)

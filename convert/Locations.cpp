@@ -1,4 +1,4 @@
-// Puts expressions, lists and frame rules together.
+// Combines expressions, lists and frame rules.
 #include "convert/Locations.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@ namespace convert {
 
 namespace {
 
-/// One location has no more pieces, whatever frame rules make of its list.
+/// The most pieces of one location, whatever frame rules make of its list.
 constexpr std::size_t kMaxPieces = 0xFFFF;
 
 ExpressionBytes Copy(ByteView bytes)
@@ -30,7 +30,7 @@ AddressRanges Uncovered(const std::vector<ListEntry>& entries, const AddressRang
               [](const AddressRange& left, const AddressRange& right) { return left.begin < right.begin; });
     AddressRanges rest;
     std::size_t next = 0;
-    u32 reached = 0; // all below belongs to entries that are behind us, or to the scope's earlier ranges
+    u32 reached = 0; // everything below belongs to earlier entries, or to the scope's earlier ranges
     for (const AddressRange& range : scope) {
         reached = std::max(reached, range.begin);
         for (; next < covered.size() && covered[next].begin < range.end; ++next) {
@@ -76,7 +76,7 @@ void SortPieces(std::vector<LocationPiece>& pieces)
     pieces = std::move(sorted);
 }
 
-/// True if the pieces say one thing, and that at every address of the scope.
+/// True if all pieces say the same, and cover every address of the scope.
 bool IsOneOver(const std::vector<LocationPiece>& pieces, const AddressRanges& scope)
 {
     std::size_t next = 0;
@@ -233,7 +233,7 @@ Location LocationReader::ReadList(const Dwarf_Attribute& attribute, LocationUnit
     return location;
 }
 
-/// Adds what an expression says at [begin, end), in the terms of DWARF 2.0.
+/// Adds what an expression says at [begin, end), as DWARF 2.0.
 void LocationReader::AddPieces(ByteView expression, const LocationUnit& unit, AddressRange range,
                                const AddressRanges& scope, std::vector<LocationPiece>& pieces)
 {
@@ -269,7 +269,7 @@ void LocationReader::AddPieces(ByteView expression, const LocationUnit& unit, Ad
     }
 }
 
-/// The same for one with DW_OP_call_frame_cfa: a piece for each rule.
+/// The same for an expression with DW_OP_call_frame_cfa: one piece for each rule.
 void LocationReader::AddFrameBound(ByteView expression, const LocationUnit& unit, AddressRange range,
                                    const AddressRanges& scope, std::vector<LocationPiece>& pieces)
 {

@@ -25,12 +25,12 @@ struct LocationPiece {
 /// Where a variable is, or a frame base.
 struct Location {
     enum class Kind : u8 {
-        None,     ///< nowhere, or nowhere that DWARF 2.0 can say
+        None,     ///< nowhere, or at no place that DWARF 2.0 can express
         Whole,    ///< `expression`, at each address of the scope
         List,     ///< `pieces`, not empty, absolute addresses; ascending, but as they were given where that would bring
                   ///< an overlapping one ahead of an earlier one
-        Constant, ///< no place but one value in the whole scope: `expression` has its bytes as memory would; if that is
-                  ///< empty `value` is the number, not cut to the type's size
+        Constant, ///< one value in the whole scope instead of a place: `expression` has its bytes as in memory; if that
+                  ///< is empty, `value` is the number, not cut to the type's size
     };
     Kind kind = Kind::None;
     ExpressionBytes expression;
@@ -46,22 +46,22 @@ public:
 
     /// Reads AT_location, AT_frame_base, AT_data_member_location in expression form, AT_vtable_elem_location, ...
     /// - DW_OP_addrx and constx are resolved; DW_OP_GNU_uninit and nops are dropped; pieces of bits that are whole
-    ///   bytes become DW_OP_piece; a DW_OP_call_frame_cfa is replaced by what the frame section says, which makes a
-    ///   list of an expression if it says more than one thing over `scope`.
-    /// - An expression that is a constant with DW_OP_stack_value, or DW_OP_implicit_value, is a Constant if it is no
-    ///   list.
+    ///   bytes become DW_OP_piece; a DW_OP_call_frame_cfa is replaced by the rule of the frame section, which turns an
+    ///   expression into a list if there are several rules in `scope`.
+    /// - An expression that is a constant with DW_OP_stack_value, or DW_OP_implicit_value, is a Constant if it isn't in
+    ///   a list.
     /// - Pieces of lists with an empty range or expression are dropped. A default entry (DWARF 5) holds in the rest of
-    ///   `scope`. Others aren't cut to it.
-    /// - Lists of versions 2 to 4 are relative to the unit's base, but for those of compilers that write absolute
-    ///   addresses although the unit has a base: if more of a list lies in `scope` without the base than with it, it
-    ///   is absolute; where that doesn't decide, it is what the unit's list before it was.
-    /// - What can't be said is left out and counted, in Counts(), once for each range.
+    ///   `scope`. Other entries aren't cut to `scope`.
+    /// - Lists of versions 2 to 4 are relative to the unit's base, except those of compilers that write absolute
+    ///   addresses although the unit has a base: if more of a list is in `scope` without the base than with it, it is
+    ///   absolute; where that doesn't decide, it is like the unit's previous list.
+    /// - What can't be expressed is left out and counted, in Counts(), once for each range.
     /// @param attribute may have a form of block, exprloc, or a list; others give None.
-    /// @param scope the addresses of the function around (or of the block), for which the location is wanted; empty for
-    ///        what stands in no function, where DW_OP_call_frame_cfa can't be said.
+    /// @param scope the addresses of the function around (or of the block), for which the location is wanted; empty
+    ///        outside functions, where DW_OP_call_frame_cfa can't be expressed.
     Location Read(Dwarf_Attribute& attribute, const AddressRanges& scope);
 
-    /// How many variables' ranges had to be left out, by Unsaid.
+    /// How many ranges of variables had to be left out, by Unsaid.
     const std::vector<u64>& Counts() const { return m_counts; }
 
     /// True if one of the expressions of the last Read was DW_OP_addr, and nothing else: then Address() has it.

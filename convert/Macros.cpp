@@ -1,4 +1,4 @@
-// Macro information is read by libdw and written as DWARF 2.0, 7.22 has it.
+// Reads macro information with libdw and writes it in the form of DWARF 2.0, 7.22.
 #include "convert/Macros.h"
 
 #include <cstddef>
@@ -11,15 +11,15 @@ namespace convert {
 
 namespace {
 
-/// What the section may have, and how many times the input's sections of macros and their texts. Without imports, as
-/// DWARF 2.0 is, a program of many units has its headers' macros as often.
+/// How many bytes the section may have: a fixed number, and so many times the input's sections of macros and their
+/// texts. Since DWARF 2.0 has no imports, a program of many units has its headers' macros once for each unit.
 constexpr u64 kFloor = u64{64} << 20;
 constexpr u64 kGrowth = 16;
 
-/// What an import costs. It takes far longer than an entry, and damaged ones may hold nothing but each other.
+/// What an import costs. It takes far longer than an entry, and damaged ones may contain nothing but each other.
 constexpr u64 kImportCost = 256;
 
-/// Imports within imports. Compilers have one level.
+/// How deep imports nest. Compilers write one level.
 constexpr std::size_t kMaxDepth = 64;
 
 u64 SizeOfMacroSections(Dwarf* dwarf)
@@ -57,7 +57,7 @@ public:
     {
     }
 
-    /// False if they are too many.
+    /// False if there are too many.
     bool Write()
     {
         dwarf_getmacros(m_unitDie, &Take, this, DWARF_GETMACROS_START);
@@ -113,7 +113,7 @@ private:
         case DW_MACRO_import_sup:
             Follow(dwarf_getalt(Current()), macro);
             break;
-        case DW_MACINFO_vendor_ext: // in `.debug_macro` it may be anything
+        case DW_MACINFO_vendor_ext: // in `.debug_macro` this code may mean anything
             if (m_isOld) {
                 WriteText(DW_MACINFO_vendor_ext, macro);
             }
@@ -138,7 +138,7 @@ private:
     void WriteText(u8 type, Dwarf_Macro* macro)
     {
         Dwarf_Word line = 0;
-        Dwarf_Attribute second; // dwarf_macro_param2 knows fewer forms
+        Dwarf_Attribute second; // dwarf_macro_param2 takes fewer forms
         if (dwarf_macro_param1(macro, &line) != 0 || dwarf_macro_param(macro, 1, &second) != 0) {
             return;
         }
@@ -154,8 +154,8 @@ private:
         }
     }
 
-    /// An imported part doesn't say whose table its indices are of, and libdw takes the first. No producer is known
-    /// that has indices there, so they are left out rather than guessed.
+    /// An imported part doesn't say which table its indices refer to, and libdw takes the first. No producer is known
+    /// to use indices there, so they are left out rather than guessed.
     void WriteIndexedText(u8 type, Dwarf_Macro* macro)
     {
         if (m_imports.empty()) {
@@ -177,7 +177,7 @@ private:
         m_out.Uleb(index == LineTable::kNoFile ? 0 : u64{index} + 1);
     }
 
-    /// What a chain of imports is within already isn't entered again.
+    /// A part that the chain of imports is already in isn't entered again.
     void Follow(Dwarf* dwarf, Dwarf_Macro* macro)
     {
         Dwarf_Attribute offset;
@@ -203,7 +203,7 @@ private:
     u64& m_budget;
     bool m_isOld; ///< `.debug_macinfo`
     bool m_exhausted = false;
-    std::vector<Import> m_imports; ///< those that are open, the outermost first
+    std::vector<Import> m_imports; ///< the open ones, the outermost first
 };
 
 } // namespace

@@ -10,8 +10,8 @@
 
 namespace convert {
 
-/// Writes the macros of units one behind the other. What units share by imports each of them gets whole, so the section
-/// may be far larger than what it is made from; its growth has a bound.
+/// Writes the macros of units one after the other. Each unit gets a full copy of what units share by imports, so the
+/// section may be far larger than its input; its growth has a bound.
 class MacroWriter {
 public:
     explicit MacroWriter(bool bigEndian)
@@ -21,7 +21,7 @@ public:
 
     /// Appends the macros of a unit, from `.debug_macinfo` or `.debug_macro` (GNU's of version 4 and that of version
     /// 5), with the unit's files numbered as LineWriter does: index in LineTable::files + 1. A file that the table
-    /// doesn't have is 0. Macros whose text can't be read are left out, and what follows damage.
+    /// doesn't have is 0. Left out are macros whose text can't be read, and everything after a damaged place.
     /// @param unitDie the unit's own entry. @param lines its line table, as it was read.
     /// @return offset in the section, the value of AT_macro_info; nothing if the unit has none or they were left out.
     std::optional<u32> Write(Dwarf_Die* unitDie, const LineTable& lines);
@@ -32,8 +32,8 @@ public:
 
 private:
     ByteWriter m_out;
-    /// What may yet be spent, by all units together; known when the first unit comes. Each byte written costs one, and
-    /// each entry read some more, as imports of what holds only imports write nothing.
+    /// What all units together may still spend; known when the first unit comes. Each byte written costs one, and each
+    /// entry read some more, since imports of parts with nothing but imports write nothing.
     std::optional<u64> m_budget;
     u64 m_unitsLeftOut = 0;
 };

@@ -12,7 +12,7 @@ namespace convert {
 namespace {
 
 constexpr u32 kMaxDepth = 64;            ///< of scopes, of declarations, of types in types
-constexpr u32 kMaxScopes = 256;          ///< around one entry; those further out go unnamed
+constexpr u32 kMaxScopes = 256;          ///< around one entry; those further out are left out
 constexpr u32 kMaxTypeUnits = 8;         ///< classes of type units in those of others
 constexpr std::size_t kMaxText = 16'384; ///< of a name that is put together
 
@@ -20,13 +20,13 @@ constexpr std::string_view kNone = ""; ///< a name that has been looked for
 
 constexpr std::string_view kAnonymousNamespace = "(anonymous namespace)";
 
-/// A name for which the arguments of a template have to be added: the producer leaves them out on demand.
+/// A name to which template arguments have to be added: producers can be told to leave them out.
 bool LacksArguments(std::string_view name)
 {
     return !name.empty() && name.back() != '>';
 }
 
-/// The entries around one, the unit's own first. (libdw's look-up of scopes passes over unions.)
+/// The entries around one, the unit's own first. (libdw's look-up of scopes skips unions.)
 std::vector<Dwarf_Die> ScopesAround(Dwarf_Die die)
 {
     std::vector<Dwarf_Die> scopes;
@@ -41,7 +41,7 @@ std::vector<Dwarf_Die> ScopesAround(Dwarf_Die die)
         if (dwarf_child(&at, &child) != 0) {
             break;
         }
-        at = child; // the last child that doesn't begin behind the entry has it, or is it
+        at = child; // the last child that doesn't begin after the entry contains it, or is it
         while (NextSibling(child) && dwarf_dieoffset(&child) <= wanted) {
             at = child;
         }
@@ -76,7 +76,7 @@ std::string_view ScopeName(u32 tag, std::string_view name)
 std::string_view Names::Own(u32 node)
 {
     if (m_ownOf[node].data() == nullptr) {
-        m_ownOf[node] = kNone; // what a circle of references finds
+        m_ownOf[node] = kNone; // a circle of references finds this
         const std::string_view name = FindOwn(node);
         m_ownOf[node] = name.empty() ? kNone : name;
     }
@@ -104,7 +104,7 @@ std::string_view Names::FindOwn(u32 node)
             if (!isTemplate) {
                 return name;
             }
-            m_ownOf[at] = name; // what an argument that leads back here finds
+            m_ownOf[at] = name; // an argument that leads back here finds this
             return m_made.emplace_back(WithArguments(at, name));
         }
         at = m_unit.DeclarationOf(at);
@@ -177,7 +177,7 @@ std::string Names::Prefix(u32 node)
         }
         at = declaration;
     }
-    // Type units declare the classes of others without the namespaces around them: the definition has these.
+    // Type units declare the classes of others without the namespaces around them; only the definition has these.
     for (const u32 attribute : {DW_AT_specification, DW_AT_abstract_origin, DW_AT_signature}) {
         if (const Reference reference = m_unit.Refer(at, attribute); reference.foreign) {
             const std::string whole = QualifiedName(*reference.foreign);
@@ -188,7 +188,7 @@ std::string Names::Prefix(u32 node)
     u32 scope = m_unit.Parent(at);
     while (scope != kNoNode && scope != 0 && !IsNamingScope(m_unit.Tag(scope))) {
         if (m_unit.Tag(scope) == DW_TAG_subprogram) {
-            return {}; // what is in a function goes by its own name
+            return {}; // what is in a function has only its own name
         }
         scope = m_unit.Parent(scope);
     }
@@ -201,14 +201,14 @@ std::string Names::Prefix(u32 node)
     ++m_depth;
     const std::string_view qualified = Qualified(scope);
     --m_depth;
-    // What is in a class without a name goes by its own, as debuggers have it.
+    // What is in a class without a name has only its own name, as in debuggers.
     return qualified.empty() ? std::string() : std::string(qualified) + "::";
 }
 
 std::string_view Names::Qualified(u32 node)
 {
     if (m_qualifiedOf[node].data() == nullptr) {
-        m_qualifiedOf[node] = kNone; // what a circle of declarations finds
+        m_qualifiedOf[node] = kNone; // a circle of declarations finds this
         const std::string_view name = FindQualified(node);
         m_qualifiedOf[node] = name.empty() ? kNone : name;
     }
@@ -222,7 +222,7 @@ std::string_view Names::FindQualified(u32 node)
         return {};
     }
     std::string whole = Prefix(node);
-    if (whole.empty() && IsOfUnnamedClass(node)) { // a lambda of some compilers; only the linkage name says whose
+    if (whole.empty() && IsOfUnnamedClass(node)) { // a lambda of some compilers; only the linkage name says whose it is
         std::string demangled = Demangled(node);
         return demangled.empty() ? own : m_made.emplace_back(std::move(demangled));
     }
@@ -274,7 +274,7 @@ std::string Names::Demangled(u32 node) const
     const std::unique_ptr<char, decltype(&std::free)> text(
         abi::__cxa_demangle(mangled.c_str(), nullptr, nullptr, &status), &std::free);
     const std::string_view whole = status == 0 ? text.get() : "";
-    // The last parentheses have the parameters; qualifiers may stand behind them.
+    // The last parentheses enclose the parameters; qualifiers may follow them.
     std::size_t at = whole.rfind(')');
     for (u32 open = 0; at != std::string_view::npos; --at) {
         open += whole[at] == ')' ? 1 : 0;
@@ -316,7 +316,7 @@ std::string Names::Parameters(u32 subroutine, bool method, u32 depth)
     return text;
 }
 
-/// What stands behind the parameters of a member function: " const" where what `this` points to is.
+/// What follows the parameters of a member function: " const" where what `this` points to is.
 std::string Names::Qualifiers(u32 subroutine) const
 {
     std::string text;
@@ -354,7 +354,7 @@ u32 Names::TagBehindModifiers(Reference type) const
     return 0;
 }
 
-/// Builds a declarator around nothing: `before` and `after` are what stands on its two sides.
+/// Builds a declarator without a name: `before` and `after` are the texts on its two sides.
 void Names::Declare(Reference type, std::string& before, std::string& after, u32 depth)
 {
     if (depth > kMaxDepth || before.size() + after.size() > kMaxText) {

@@ -1,4 +1,4 @@
-// Names as a person says them: scopes and template arguments included.
+// Names as a person writes them, with scopes and template arguments.
 #pragma once
 
 #include "convert/Unit.h"
@@ -12,11 +12,11 @@
 
 namespace convert {
 
-/// True for namespaces, classes and whatever else gives its name to what is in it.
+/// True for namespaces, classes and whatever else is part of the names of its contents.
 bool IsNamingScope(u32 tag);
 bool IsClass(u32 tag); ///< structures, unions and interfaces too
 
-/// Goes to the next entry of the level. False at its end, and where a damaged AT_sibling leads back.
+/// Goes to the next entry of the level. False at the level's end, and where a damaged AT_sibling leads back.
 bool NextSibling(Dwarf_Die& die);
 
 /// The name of a namespace or class as a prefix of others: a namespace without a name is "(anonymous namespace)".
@@ -33,17 +33,17 @@ public:
     {
     }
 
-    /// The entry's own name, or that of its declaration or origin; with its template arguments, also if the producer
-    /// left them to their entries. Empty if it has none. Good for as long as this and the unit live.
+    /// The entry's own name, or that of its declaration or origin; with its template arguments, even if the producer
+    /// states them only in their entries. Empty if it has none. Valid as long as this and the unit live.
     std::string_view Own(u32 node);
-    /// The own name behind the names of all scopes around it or, if it has one, around its declaration. Functions give
-    /// no scope. Empty if it has no name. A member function of a class without a name has that of its linkage name,
-    /// without the parameters: "f(int)::$_0::operator()".
+    /// The entry's own name after the names of all scopes around it or, if it has one, around its declaration.
+    /// Functions aren't such scopes. Empty if it has no name. A member function of a class without a name gets the name
+    /// from its linkage name, without the parameters: "f(int)::$_0::operator()".
     std::string_view Qualified(u32 node);
-    /// AT_linkage_name in any spelling, its own or its declaration's; empty if there is none.
+    /// AT_linkage_name in any spelling, the entry's own or its declaration's; empty if there is none.
     std::string_view Linkage(u32 node) const;
-    /// A type as C++ writes it: "const ns::K *", "int (ns::K::*)(int)". Depths and lengths are bounded, what lies
-    /// behind is "...".
+    /// A type as C++ writes it: "const ns::K *", "int (ns::K::*)(int)". Depths and lengths are bounded; what is beyond
+    /// is "...".
     std::string TypeText(Reference type);
 
 private:
@@ -60,7 +60,7 @@ private:
 
     const Unit& m_unit;
     u32 m_depth = 0;                             ///< of scopes in scopes whose names are being put together
-    bool m_demangled = false;                    ///< types as names of template instances have them: "char const*"
+    bool m_demangled = false;                    ///< types are written as in names of template instances: "char const*"
     std::deque<std::string> m_made;              ///< names that are made of parts
     std::vector<std::string_view> m_ownOf;       ///< by node, where it has been asked for
     std::vector<std::string_view> m_qualifiedOf; ///< likewise

@@ -1,5 +1,5 @@
-// Reads the tables of a 32-bit ELF file and answers what stands where. Nothing of the file is copied but section
-// headers and names, and an index of the symbols if it is asked for.
+// Reads the tables of a 32-bit ELF file and answers what is where. Nothing of the file is copied except section headers
+// and names, and an index of the symbols if one is needed.
 #include "convert/Program.h"
 
 #include "convert/Failure.h"
@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::size_t kLongestSectionName = 255;
 constexpr u64 kAddressSpace = u64{1} << 32;
-/// Greater alignments make no neighbours of sections that lie far from each other.
+/// A greater alignment doesn't make neighbours of sections that are far from each other.
 constexpr u32 kNeighbourAlignment = 4096;
 
 /// What the ELF header says, checked as far as it can be by itself.
@@ -95,7 +95,7 @@ bool IsDebugName(std::string_view name)
            name == ".gdb_index";
 }
 
-/// True if the name stands in the symbol, with nothing or a dot on either side.
+/// True if the symbol contains the name, with nothing or a dot on either side.
 bool HasPart(std::string_view symbol, std::string_view name)
 {
     for (std::size_t at = symbol.find(name); at != std::string_view::npos; at = symbol.find(name, at + 1)) {
@@ -122,7 +122,7 @@ bool MayBeMangled(std::string_view symbol, std::string_view name)
            symbol.find(std::to_string(name.size()) + std::string(name)) != std::string_view::npos;
 }
 
-/// What has no names may be anything.
+/// Something without names may be anything.
 bool IsNamed(std::string_view symbol, std::span<const std::string_view> names)
 {
     std::size_t count = 0;
@@ -163,7 +163,7 @@ bool ProgramSection::IsCompressed() const
 }
 
 MappedFile::MappedFile(const std::string& path)
-    // Without O_NONBLOCK a pipe of that name would hold the program up.
+    // Without O_NONBLOCK a pipe with that name would block the program.
     : m_descriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC))
 {
     if (m_descriptor < 0) {
@@ -188,7 +188,7 @@ void MappedFile::Map()
     }
     const auto size = static_cast<std::size_t>(status.st_size);
     if (size == 0) {
-        return; // there is no mapping of nothing
+        return; // nothing can't be mapped
     }
     void* mapping = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, m_descriptor, 0);
     if (mapping == MAP_FAILED) {
@@ -218,7 +218,7 @@ Program::Program(const std::string& path)
         throw Failure("A damaged section header table");
     }
     ReadSections(header.sections, header.sectionCount, header.nameTable);
-    // Numbers that the header has no room for stand in the null section's.
+    // Numbers that the header has no room for are in the null section's header.
     const u32 segmentCount = header.segmentCount == PN_XNUM ? m_sections[0].info : header.segmentCount;
     if (segmentCount != 0 && header.segmentSize != sizeof(Elf32_Phdr)) {
         throw Failure("A damaged program header table");
@@ -310,7 +310,7 @@ void Program::FindLoaded()
 {
     std::vector<const ProgramSection*> sections;
     for (const ProgramSection& section : m_sections) {
-        // Thread-local data without bytes have an address, but no place there.
+        // Thread-local data without bytes has an address, but takes no room there.
         const bool noPlace = section.type == SHT_NOBITS && (section.flags & SHF_TLS) != 0;
         if (section.IsAllocated() && section.type != SHT_NULL && section.size != 0 && !noPlace) {
             sections.push_back(&section);
@@ -337,7 +337,7 @@ void Program::FindLoaded()
 
 bool Program::IsLoaded(u32 begin, u32 end) const
 {
-    // What reaches up to the end of the address space ends at 0.
+    // A range up to the end of the address space ends at 0.
     u64 behind = end == 0 && begin != 0 ? kAddressSpace : end;
     if (behind < begin) {
         return false;
@@ -387,7 +387,8 @@ const Program::SymbolIndex& Program::Symbols() const
     return *m_symbols;
 }
 
-/// A symbol counts if a function, a variable or an assembler's label has it: something at an address of the program.
+/// A symbol counts if it belongs to a function, a variable or an assembler's label: to something at an address of the
+/// program.
 bool Program::IsPlace(u8 type, u16 section) const
 {
     const bool isThing = type == STT_FUNC || type == STT_OBJECT || type == STT_GNU_IFUNC ||

@@ -20,7 +20,7 @@ namespace {
 
 constexpr u32 kGone = 0xFFFFFFFF;
 constexpr u32 kBuffer = 1u << 16;
-/// What asks for more than a page has no use for it behind the segments.
+/// More than a page of alignment is of no use after the segments.
 constexpr u32 kGreatestAlignment = 4096;
 
 bool IsAlignment(u32 alignment)
@@ -28,7 +28,7 @@ bool IsAlignment(u32 alignment)
     return std::has_single_bit(alignment) && alignment <= kGreatestAlignment;
 }
 
-/// The file to be written, with its place. Throws Failure when the system refuses.
+/// The file to be written, with the position in it. Throws Failure when the system refuses.
 class Output {
 public:
     explicit Output(int descriptor)
@@ -71,7 +71,7 @@ struct Slot {
     ProgramSection header;
     u32 old = kGone;                  ///< the section that it was
     const NewSection* next = nullptr; ///< or the one that it becomes
-    bool isWritten = false;           ///< its bytes come behind the fixed part
+    bool isWritten = false;           ///< its bytes come after the fixed part
 };
 
 std::string Canonical(const std::string& name)
@@ -101,7 +101,7 @@ struct EndElf {
     void operator()(Elf* elf) const { elf_end(elf); }
 };
 
-/// The bytes of a compressed section, by the library that also reads the others.
+/// The bytes of a compressed section, decompressed by the library that also reads the others.
 std::vector<u8> Decompressed(const Program& program, u32 index, u32& alignment)
 {
     constexpr const char* kUnreadable = "The compressed .debug_frame can't be read";
@@ -179,16 +179,16 @@ private:
     Output m_out;
     std::vector<u8> m_frame;      ///< decompressed
     u32 m_frameAlignment = 4;     ///< of a frame section without a header of its own
-    std::vector<bool> m_goes;     ///< by old number: it isn't there as it was
+    std::vector<bool> m_goes;     ///< by old number: it doesn't stay as it was
     std::vector<u32> m_successor; ///< by old number: index in m_new, or kGone
     std::vector<Slot> m_slots;    ///< by new number
     std::vector<u32> m_numbers;   ///< by old number: the new one, or kGone
     u32 m_nameTable = 0;          ///< its new number
-    std::string m_names;          ///< what comes behind the old names
+    std::string m_names;          ///< what follows the old names
     u64 m_table = 0;              ///< file offset of the section headers
 };
 
-/// A compressed frame section becomes a new one of the same contents.
+/// A compressed frame section becomes a new one with the same contents.
 void Writer::KeepFrame()
 {
     const auto isFrame = [](const auto& section) { return Canonical(section.name) == ".debug_frame"; };
@@ -214,7 +214,7 @@ void Writer::MarkGoing()
         const bool ofDebug = section.info < isDebug.size() && isDebug[section.info];
         m_goes[i] = m_goes[i] || (IsRelocation(section) && !section.IsAllocated() && ofDebug);
     }
-    // Whatever a damaged file says of these.
+    // Whatever a damaged file says about these.
     m_goes[0] = false;
     m_goes[m_program.NameTable()] = false;
 }
@@ -254,7 +254,7 @@ void Writer::MakeSlots()
     for (std::size_t i = 0; i < m_old.size(); ++i) {
         allocatedEnd = m_old[i].IsAllocated() ? i + 1 : allocatedEnd;
     }
-    // The section names stay last if they are.
+    // The section names stay last if they are last.
     const std::size_t last = m_old.size() - 1;
     const std::size_t additions = last == m_program.NameTable() && last >= allocatedEnd ? last : m_old.size();
     m_numbers.assign(m_old.size(), kGone);
@@ -293,7 +293,7 @@ void Writer::AddSlots()
     }
 }
 
-/// @param old whose header the section takes over, if any.
+/// @param old the section whose header this one takes over, if any.
 Slot Writer::MakeSlot(const NewSection& section, u32 old) const
 {
     const bool isFrame = section.name == ".debug_frame";
@@ -318,11 +318,12 @@ Slot Writer::MakeSlot(const NewSection& section, u32 old) const
     return slot;
 }
 
-/// Section numbers in section headers. Those in the bytes follow as these are written.
+/// Section numbers in section headers. Those in the bytes are changed as these are written.
 void Writer::Renumber()
 {
     m_nameTable = m_numbers[m_program.NameTable()];
-    // The null section's link is no number of one but, where the file header has no room, of the name table.
+    // The null section's link isn't the number of a linked section but, where the file header has no room, that of the
+    // name table.
     for (std::size_t i = 1; i < m_slots.size(); ++i) {
         ProgramSection& header = m_slots[i].header;
         const u32 link = NewNumber(header.link);
@@ -343,7 +344,7 @@ void Writer::Name()
     }
 }
 
-/// Finds the name among the old ones, or adds it behind them.
+/// Finds the name among the old ones, or appends it to them.
 u32 Writer::AddName(const std::string& name)
 {
     const ByteView old = m_program.Bytes(m_old[m_program.NameTable()]);
@@ -381,7 +382,7 @@ void Writer::LayOut()
     }
 }
 
-/// Finds a place for a section's bytes. @param end of what has a place, moved on.
+/// Finds a place for a section's bytes. @param end of what has a place already; moved on.
 void Writer::Place(Slot& slot, u32 index, u64& end)
 {
     ProgramSection& header = slot.header;
@@ -399,7 +400,7 @@ void Writer::Place(Slot& slot, u32 index, u64& end)
     }
     const u64 alignment = IsAlignment(header.alignment) ? header.alignment : 1;
     end = (end + alignment - 1) / alignment * alignment;
-    header.offset = static_cast<u32>(std::min<u64>(end, 0xFFFFFFFF)); // LayOut refuses what is cut
+    header.offset = static_cast<u32>(std::min<u64>(end, 0xFFFFFFFF)); // LayOut rejects a cut one
     if (header.type != SHT_NOBITS) {
         slot.isWritten = true;
         header.size = slot.next != nullptr ? static_cast<u32>(slot.next->bytes.size) : NewSize(slot, index);
@@ -491,7 +492,7 @@ void Writer::WriteSymbols(const Slot& slot)
         buffer.U32(name);
         buffer.U32(number == kGone || IsBehind(number, value) ? 0 : value);
         buffer.U32(size);
-        // The symbol of a section itself has no type without one.
+        // Without its section, a section's own symbol has no type.
         const bool isOrphan = number == kGone && ELF32_ST_TYPE(info) == STT_SECTION;
         buffer.U8(isOrphan ? info & 0xF0u : info);
         buffer.U8(other);
@@ -505,14 +506,14 @@ void Writer::WriteSymbols(const Slot& slot)
     m_out.Put(buffer.View());
 }
 
-/// True if a new section ends in front of what a symbol marks, such as the labels within debug information that
-/// link-time optimisation leaves. What it marked isn't there any more.
+/// True if a new section ends before the place that a symbol marks, such as the labels within debug information that
+/// link-time optimisation leaves. What it marked no longer exists.
 bool Writer::IsBehind(u32 number, u32 value) const
 {
     return number < m_slots.size() && m_slots[number].next != nullptr && value > m_slots[number].header.size;
 }
 
-/// The numbers of sections that a symbol table has no room for. @param symbols the old number of the table.
+/// The section numbers that a symbol table has no room for. @param symbols the old number of the table.
 ByteView Writer::ExtendedNumbers(u32 symbols) const
 {
     for (const ProgramSection& section : m_old) {
@@ -539,7 +540,7 @@ void Writer::WriteExtendedNumbers(const Slot& slot)
     m_out.Put(buffer.View());
 }
 
-/// A group without the members that went.
+/// A group without the removed members.
 std::vector<u8> Writer::Group(const Slot& slot) const
 {
     ByteReader reader(m_program.Bytes(m_old[slot.old]), m_program.BigEndian());
@@ -566,7 +567,7 @@ void Writer::WriteSlots()
         table.U32(header.flags);
         table.U32(header.address);
         table.U32(header.offset);
-        // The null section's size and link stand in for the file header's words, which now have room.
+        // The null section's size and link held numbers for which the file header has room now.
         table.U32(i == 0 ? 0 : header.size);
         table.U32(i == 0 ? 0 : header.link);
         table.U32(header.info);

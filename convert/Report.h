@@ -1,4 +1,4 @@
-// What a conversion has to tell: what the file is made of, and what DWARF 2.0 could not say of it.
+// What a conversion reports: what the file is made of, and what of it DWARF 2.0 can't express.
 #pragma once
 
 #include "interfaces/Types.h"
@@ -10,7 +10,7 @@
 
 namespace convert {
 
-/// Counts, in an order of their own, so that the same file gives the same report.
+/// Counts in a fixed order, so that the same file gives the same report.
 class Report {
 public:
     /// A unit of the input, by its DWARF version and producer.
@@ -22,7 +22,7 @@ public:
             m_leftOut[{kind, reason}] += count;
         }
     }
-    /// A unit whose rest lies in another file (split DWARF).
+    /// A unit whose rest is in another file (split DWARF).
     void AddSplitUnit() { ++m_splitUnits; }
 
     /// One JSON object on one line:

@@ -1,6 +1,6 @@
 // The entries of functions, of what is in them, and of variables.
 //
-// DWARF 2.0 gives each scope one range of addresses. A function or block of several becomes one for each of them, with
+// DWARF 2.0 gives each scope one range of addresses. A function or block with several becomes one for each range, with
 // the variables that have a place there.
 #include "convert/UnitConverter.h"
 
@@ -13,14 +13,14 @@ namespace {
 
 constexpr u32 kMaxNesting = 512; ///< of blocks in blocks
 
-/// A place that is the same all the time.
+/// A place that never changes.
 bool IsAddress(const Location& location)
 {
     return location.kind == Location::Kind::Whole && location.expression.size() == 5 &&
            location.expression.front() == DW_OP_addr;
 }
 
-/// Takes away what is said relative to a frame base: there is none.
+/// Removes what is relative to a frame base: there is none.
 void DropFrameBound(Location& location)
 {
     const auto isBound = [](const ExpressionBytes& expression) {
@@ -48,7 +48,7 @@ AddressRanges UnitConverter::RangesOf(u32 node) const
     const auto add = [&](u64 begin, u64 end) {
         constexpr u64 kMaxAddress = 0xFFFFFFFF;
         if (begin < end && begin <= kMaxAddress) {
-            const u32 thumb = static_cast<u32>(begin & 1); // assemblers leave it in both ends
+            const u32 thumb = static_cast<u32>(begin & 1); // assemblers leave this bit in both ends
             ranges.push_back(
                 {static_cast<u32>(begin) - thumb, static_cast<u32>(std::min<u64>(end - thumb, kMaxAddress))});
         }
@@ -81,7 +81,7 @@ void UnitConverter::NameAndType(u32 node, std::string_view name, bool hasType)
     }
 }
 
-/// What AT_abstract_origin leads to, where that stands in this unit and states its whole name; else kNoNode.
+/// What AT_abstract_origin leads to, if that is in this unit and states its whole name; else kNoNode.
 u32 UnitConverter::OriginOf(u32 node)
 {
     u32 origin = node;
@@ -126,8 +126,8 @@ bool UnitConverter::FlagOf(u32 node, u32 name) const
     return false;
 }
 
-/// An entry for the inline function whose instance `node` is: for those whose own entry is another unit's, or that of a
-/// member in its class, which doesn't state the whole name. One for each name; none if AddOrigin has one.
+/// An entry for the inline function of which `node` is an instance: needed if its own entry is in another unit, or is
+/// that of a member in its class, which doesn't state the whole name. One for each name; none if AddOrigin has one.
 u32 UnitConverter::OriginByName(u32 node)
 {
     if (OriginOf(node) != kNoNode) {
@@ -147,8 +147,8 @@ u32 UnitConverter::OriginByName(u32 node)
     return found->second;
 }
 
-/// A function is called by its whole name; only one that refers to its declaration in a class goes without that part,
-/// which comes from there.
+/// A function gets its whole name, except for one that refers to its declaration in a class: its class comes from
+/// there.
 void UnitConverter::FunctionAttributes(u32 node, bool hasCode)
 {
     u32 declaration = node;
@@ -173,7 +173,7 @@ void UnitConverter::FunctionAttributes(u32 node, bool hasCode)
     } else if (hasCode) {
         isLinked = AddOrigin(node);
     }
-    // What it isn't linked to can't say where it was written.
+    // An entry that it isn't linked to can't supply the place where it was written.
     Coordinates(isLinked || m_unit.Has(node, DW_AT_decl_line) ? node : declaration);
     TypeAttribute(node);
     for (const u32 flag : {DW_AT_external, DW_AT_prototyped}) {
@@ -290,14 +290,14 @@ void UnitConverter::AddChildren(u32 node, u32 parent, const std::optional<Extent
         case DW_TAG_GNU_template_parameter_pack:
             AddTemplateParameter(child, parent);
             break;
-        default: // types and functions stand elsewhere; call sites and imports say nothing in DWARF 2.0
+        default: // types and functions are elsewhere; call sites and imports have no form in DWARF 2.0
             break;
         }
     });
 }
 
-/// Producers that may not state several ranges give a scope one of them; what is in it may then lie in another.
-/// @return the entry of the next scope around in which such a block lies; kNoEntry if it is none, or lies in none.
+/// Producers that may not state several ranges give a scope one of them; its blocks may then be in another.
+/// @return the entry of the nearest scope around it that contains such a block; kNoEntry if it isn't one, or none does.
 u32 UnitConverter::ScopeOfStray(AddressRange range, const Extent& around)
 {
     const bool overlaps = std::any_of(around.whole->begin(), around.whole->end(), [&](const AddressRange& whole) {
@@ -321,11 +321,11 @@ void UnitConverter::AddBlock(u32 node, u32 parent, const std::optional<Extent>& 
     const AddressRanges ranges = RangesOf(node);
     if (ranges.empty() || !extent) {
         if (!extent) {
-            return; // readers take the blocks of what instances have in common for further ones of each instance
+            return; // readers would add the blocks of the abstract instance to each instance
         }
         if (!isInlined && !m_unit.Has(node, DW_AT_low_pc) && !m_unit.Has(node, DW_AT_ranges)) {
             AddChildren(node, parent, extent, depth + 1); // as wide as the scope around it
-        } else if (!isInlined) {                          // of a block that lost its code the static variables are left
+        } else if (!isInlined) {                          // a block that lost its code keeps its static variables
             m_unit.ForEachChild(node, [&](u32 child) {
                 if (m_unit.Tag(child) == DW_TAG_variable && IsAddress(LocationOf(child))) {
                     AddVariable(child, parent, extent->range);
@@ -358,7 +358,7 @@ void UnitConverter::AddBlock(u32 node, u32 parent, const std::optional<Extent>& 
         AddChildren(node, entry, Extent{{begin, end}, &ranges, &own == &ranges.front(), entry, &*extent}, depth + 1);
         if (!m_tree.HasChildren(entry)) {
             if (isInlined) {
-                m_tree.Add(entry, DW_TAG_label); // says nothing: readers of blocks want children
+                m_tree.Add(entry, DW_TAG_label); // means nothing: readers of blocks expect children
             } else {
                 m_tree.DropLastIfChildless(entry);
             }
@@ -403,7 +403,7 @@ void UnitConverter::AddVariable(u32 node, u32 parent, std::optional<AddressRange
     const bool isParameter = m_unit.Tag(node) == DW_TAG_formal_parameter;
     const u32 tag = isParameter ? DW_TAG_formal_parameter : DW_TAG_variable;
     if (!range && m_unit.Has(node, DW_AT_location)) {
-        return; // a static variable of an inline function: it stands at the unit's level
+        return; // a static variable of an inline function: it is at the unit's level
     }
     const Location& location = LocationOf(node);
     const u32 entry = m_tree.AddFor(parent, tag, node);
@@ -445,7 +445,7 @@ void UnitConverter::AddLabel(u32 node, u32 parent, std::optional<AddressRange> r
 void UnitConverter::AddFileVariable(u32 node)
 {
     if (m_constantDeclarations.contains(node)) {
-        return; // the definition says all
+        return; // the definition says everything
     }
     Location location;
     if (std::optional<Dwarf_Attribute> attribute = m_unit.Get(node, DW_AT_location)) {
@@ -460,7 +460,7 @@ void UnitConverter::AddFileVariable(u32 node)
     if (name.empty()) {
         name = m_names.Linkage(node);
     }
-    if (name.empty()) { // a text of the program, to which some compilers give an entry
+    if (name.empty()) { // a string literal of the program, for which some compilers write an entry
         LeaveOut("variables", "without a name");
         return;
     }
@@ -482,7 +482,7 @@ void UnitConverter::AddFileVariable(u32 node)
     }
 }
 
-/// @return true if the attribute says a place.
+/// @return true if the attribute gives a place.
 bool UnitConverter::LocationAttribute(u32 name, const Location& location, std::optional<AddressRange> range)
 {
     switch (location.kind) {

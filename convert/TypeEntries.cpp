@@ -9,7 +9,7 @@ namespace {
 
 constexpr u32 kPointerSize = 4;
 
-/// The encodings of DWARF 2.0, for those that came later the one that is most like it.
+/// The encodings of DWARF 2.0; for a later one the one that is most like it.
 u64 Dwarf2Encoding(u64 encoding)
 {
     switch (encoding) {
@@ -32,7 +32,7 @@ u64 Dwarf2Encoding(u64 encoding)
     }
 }
 
-/// How many typedefs lie one behind the other: the outer one has to come first.
+/// How many typedefs follow each other: the outer one has to come first.
 template <typename Next>
 u32 DepthOf(u32 node, Next next)
 {
@@ -134,7 +134,7 @@ void UnitConverter::AddType(u32 node, u32 parent)
         return;
     case DW_TAG_const_type:
     case DW_TAG_volatile_type: {
-        // Where it leads to nothing nobody refers to it.
+        // If it leads to nothing, nothing refers to it.
         const Target target = TargetOf(node);
         if (target.kind != Target::Kind::Void) {
             m_tree.AddFor(parent, m_unit.Tag(node), node);
@@ -174,7 +174,7 @@ void UnitConverter::SizedType(u32 node, Target target)
     if (!inLoop && !LeadsToOtherTypeUnit(target)) {
         return TypeAttribute(target);
     }
-    // A reader that loads the target first meets this entry on the way, when the size isn't known yet.
+    // A reader that loads the target first comes to this entry on the way, before the size is known.
     Copy(target);
 }
 
@@ -184,8 +184,8 @@ void UnitConverter::Copy(Target target)
     m_tree.ToEntry(DW_AT_type, kNoEntry);
 }
 
-/// Type units lead to each other in circles, of which each sees one step. So in a type unit all that leads to a class
-/// of another one counts as a part of a circle.
+/// Type units lead to each other in circles, of which each sees one step. So in a type unit everything that leads to a
+/// class of another one counts as a part of a circle.
 bool UnitConverter::LeadsToOtherTypeUnit(Target target)
 {
     constexpr u32 kMaxSteps = 64;
@@ -208,7 +208,8 @@ bool UnitConverter::LeadsToOtherTypeUnit(Target target)
     return false;
 }
 
-/// What makes copies of a class of another type unit. Null if the entry is none, or too much has been read for copies.
+/// The converter that copies a class of another type unit. Null if the entry isn't one, or too much has been read for
+/// copies.
 UnitConverter* UnitConverter::CopierOf(EntryKey key)
 {
     const InputUnit* const input = FindUnit(m_shared.units, key.offset, key.inTypes);
@@ -366,7 +367,7 @@ void UnitConverter::AddMembers(u32 node, u32 entry)
         case DW_TAG_variant_part:
             LeaveOut("members", "they depend on another member");
             break;
-        default: // types stand elsewhere
+        default: // types are elsewhere
             break;
         }
     });
@@ -434,10 +435,10 @@ void UnitConverter::AddMember(u32 node, u32 parent, u32 classNode)
         AddBitField(node);
     } else {
         const u32 final = target.kind == Target::Kind::Node ? Final(target.node) : kNoNode;
-        // Other units may lead anywhere, and type units always lead to others.
+        // References to other units may lead anywhere, and type units always lead to others.
         const bool isForeign = target.kind == Target::Kind::Foreign || m_unit.IsType();
         if (isForeign || (final != kNoNode && m_graph->InOneLoop(classNode, final))) {
-            // The size of the type isn't known yet when it leads back to a class that is being read.
+            // A type that leads back to a class that is being read has no size yet.
             if (const std::optional<u64> size = SizeOf(TypeOf(node))) {
                 m_tree.Number(DW_AT_byte_size, *size);
             }
@@ -465,7 +466,7 @@ void UnitConverter::AddBitField(u32 node)
         fromStart = 8 * location + first;
     }
     const u64 start = fromStart.value_or(8 * location);
-    // The storage unit that the type says, where the field lies in one; else the smallest that holds it.
+    // The storage unit given by the type, if the field fits in one; else the smallest that holds it.
     u64 size = typeSize == 0 ? 1 : typeSize;
     u64 unit = start / (8 * size) * size;
     if (start + bits > 8 * (unit + size)) {
@@ -587,7 +588,7 @@ void UnitConverter::AddTemplateParameter(u32 node, u32 parent)
     }
 }
 
-/// An array has one dimension: those of more are arrays of arrays.
+/// Arrays have one dimension: one with more becomes an array of arrays.
 void UnitConverter::AddArray(u32 node, u32 parent)
 {
     const std::vector<Dimension> dimensions = DimensionsOf(node);
@@ -606,7 +607,7 @@ void UnitConverter::AddArray(u32 node, u32 parent)
         if (i + 1 == dimensions.size()) {
             SizedType(node, TargetOf(node));
         } else {
-            m_tree.ToEntry(DW_AT_type, entry + 2); // behind this one and its subrange
+            m_tree.ToEntry(DW_AT_type, entry + 2); // after this one and its subrange
         }
         m_tree.Add(entry, DW_TAG_subrange_type);
         const Dimension& dimension = dimensions[i];

@@ -14,7 +14,7 @@ TypeGraph::TypeGraph(u32 count, const std::vector<u32>& roots,
         std::size_t next; ///< of its targets, in `targets`
         std::size_t firstTarget;
     };
-    std::vector<u32> order(count, 0); // 1 and up, as they are met
+    std::vector<u32> order(count, 0); // from 1, in the order of the visits
     std::vector<u32> lowest(count, 0);
     std::vector<bool> onStack(count, false);
     std::vector<u32> stack;

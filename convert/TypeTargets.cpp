@@ -1,4 +1,4 @@
-// Where types lead: through what DWARF 2.0 doesn't know, from declarations to definitions, and back to themselves.
+// Where types lead: past what DWARF 2.0 doesn't have, from declarations to definitions, and back to themselves.
 #include "convert/UnitConverter.h"
 
 namespace convert {
@@ -10,8 +10,8 @@ constexpr u32 kMaxDepth = 64;    ///< of types in types whose size is asked for
 constexpr u32 kPointerSize = 4;
 
 enum class Role : u8 {
-    Kept,     ///< stands as it is
-    Modifier, ///< const or volatile: stands if it leads to something
+    Kept,     ///< stays as it is
+    Modifier, ///< const or volatile: stays if it leads to something
     Through,  ///< what it leads to takes its place
     Declared, ///< a class or enumeration, perhaps only declared
     Unnamed,  ///< an unspecified type
@@ -54,7 +54,7 @@ Role RoleOf(u32 tag)
     }
 }
 
-/// Other unspecified types are void in disguise.
+/// Other unspecified types mean void.
 bool IsNullPointer(std::string_view name)
 {
     return name.find("nullptr") != std::string_view::npos;
@@ -86,7 +86,7 @@ Reference UnitConverter::TypeOf(u32 node) const
     return {};
 }
 
-/// A class whose members are elsewhere: in a type unit, if it says nothing else.
+/// A class whose members are elsewhere: in a type unit, if it has nothing else.
 bool UnitConverter::IsDeclaration(u32 node) const
 {
     return m_unit.Flag(node, DW_AT_declaration) || m_unit.Has(node, DW_AT_signature);
@@ -110,7 +110,7 @@ u32 UnitConverter::DefinitionIn(u32 node)
     return found->second;
 }
 
-/// What a declaration of a class or enumeration stands for; nothing if it is none or stands for itself.
+/// The definition for a declaration of a class or enumeration; nothing if it isn't one or stays as it is.
 std::optional<UnitConverter::Target> UnitConverter::LinkOf(u32 node)
 {
     if (!IsDeclaration(node)) {
@@ -321,7 +321,7 @@ std::vector<UnitConverter::Dimension> UnitConverter::DimensionsOf(u32 node) cons
         }
         Dimension dimension;
         dimension.lower = m_unit.Signed(child, DW_AT_lower_bound).value_or(0);
-        // The bounds of an array without elements come as -1, in whatever width the producer has.
+        // The bound of an array without elements is -1, in whatever width the producer uses.
         const std::optional<i64> upper = m_unit.Signed(child, DW_AT_upper_bound);
         const std::optional<u64> count = m_unit.Number(child, DW_AT_count);
         if (count) {

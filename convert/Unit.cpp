@@ -87,7 +87,7 @@ public:
     {
     }
 
-    /// Reads the entries from `at` on. @param end offset in the section; nothing is read behind it.
+    /// Reads the entries from `at` on. @param end offset in the section; nothing is read beyond it.
     void Read(u32 at, u32 end)
     {
         m_at = at;
@@ -96,7 +96,7 @@ public:
         while (m_at < m_end) {
             if (m_data[m_at] == 0) {
                 if (open.empty()) {
-                    break; // padding behind the unit's entry
+                    break; // padding after the unit's entry
                 }
                 m_unit.m_nodes[open.back()].end = m_unit.Count();
                 open.pop_back();
@@ -198,7 +198,7 @@ private:
         case Layout::AddressOffset:
             Uleb();
             return Skip(4);
-        default: // a form that isn't known, or a constant that is implicit although its form is said in the entry
+        default: // an unknown form, or an implicit constant although the entry states the form
             m_failed = true;
         }
     }
@@ -444,7 +444,7 @@ std::optional<u32> Unit::Address(u32 node, u32 attribute) const
     return dwarf_formaddr(&shown, &address) == 0 ? std::optional(static_cast<u32>(address + added)) : std::nullopt;
 }
 
-/// The offset in the unit that a reference within it says.
+/// The offset in the unit that a reference within it states.
 u64 Unit::LocalReference(const Attribute& attribute) const
 {
     switch (attribute.form) {
@@ -501,7 +501,7 @@ u32 Unit::NodeAt(u64 offset) const
     return node < Count() && m_offsets[node] == offset ? node : kNoNode;
 }
 
-/// For each piece of the section the first entry in or behind it.
+/// For each piece of the section, the first entry in it or after it.
 void Unit::IndexOffsets()
 {
     const u64 first = m_offsets.front();

@@ -17,7 +17,7 @@ namespace convert {
 
 inline constexpr u32 kNoNode = 0xFFFFFFFF;
 
-/// Names an entry of the whole input: its offset in the section, and which section that is.
+/// Identifies an entry of the whole input: its offset in the section, and which section that is.
 struct EntryKey {
     u32 offset = kNoNode;
     bool inTypes = false; ///< `.debug_types` of version 4 instead of `.debug_info`
@@ -54,13 +54,13 @@ struct UnitSections {
 };
 
 /// The entries of one unit in the order of the section. A node is named by its index; the unit's own entry is node 0.
-/// Everything borrowed (texts, blocks) lies in the sections, which libdw keeps.
+/// Everything borrowed (texts, blocks) is in the sections, which libdw keeps.
 ///
-/// What producers write all the time is decoded here; libdw gets what is rare, and what leads to other units.
+/// What producers write often is decoded here; libdw decodes what is rare, and what leads to other units.
 class Unit {
 public:
-    /// What follows an entry that can't be read is left out; IsDamaged() tells. libdw isn't asked for anything here, so
-    /// that units can be read by a thread of their own.
+    /// What follows an entry that can't be read is left out; IsDamaged() tells. libdw isn't called here, so that a
+    /// separate thread can read units.
     /// @param abbreviations the unit's table.
     Unit(const InputUnit& input, const UnitSections& sections, std::shared_ptr<const Abbreviations> abbreviations);
 
@@ -78,7 +78,7 @@ public:
     u32 Tag(u32 node) const { return m_tags[node]; }
     /// kNoNode for the unit's own entry.
     u32 Parent(u32 node) const { return m_nodes[node].parent; }
-    /// Index behind the last entry below this one: the next sibling if there is one.
+    /// Index after the last entry below this one: the next sibling if there is one.
     u32 End(u32 node) const { return m_nodes[node].end; }
 
     /// Calls visit(child) for each child of a node.
@@ -94,11 +94,11 @@ public:
     /// The attribute as libdw takes it.
     std::optional<Dwarf_Attribute> Get(u32 node, u32 attribute) const;
     bool Flag(u32 node, u32 attribute) const;
-    /// Empty if it isn't there.
+    /// Empty if the attribute is missing.
     std::string_view Text(u32 node, u32 attribute) const;
     /// Constants and offsets in other sections; nothing for addresses, blocks and references.
     std::optional<u64> Number(u32 node, u32 attribute) const;
-    /// The same with the sign of forms that have one (sdata, implicit_const).
+    /// The same, signed for forms that have a sign (sdata, implicit_const).
     std::optional<i64> Signed(u32 node, u32 attribute) const;
     std::optional<u32> Address(u32 node, u32 attribute) const;
     Reference Refer(u32 node, u32 attribute) const;
@@ -120,7 +120,7 @@ private:
         u16 form;
         u32 value; ///< offset in the section, in `.debug_abbrev` for an implicit constant, or as the form says
     };
-    /// What is asked for again and again is looked up once, as the unit is read. Values of forms of their own.
+    /// Values that are needed often are looked up once, while the unit is read, and get forms of their own.
     static constexpr u16 kTextForm = 0xFFFE; ///< AT_name: the value is an index in m_texts
     static constexpr u16 kNodeForm = 0xFFFD; ///< a reference within the unit: the value is the node, or kNoNode
     class Reading;
@@ -161,7 +161,7 @@ private:
     std::vector<std::string_view> m_texts;
     std::shared_ptr<const Abbreviations> m_abbreviations;
     const UnitSections& m_sections;
-    ByteView m_section; ///< in which the unit stands
+    ByteView m_section; ///< which contains the unit
     Dwarf_CU* m_cu;
     u64 m_offset; ///< of the unit in its section
     u32 m_version;

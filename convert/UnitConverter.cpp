@@ -11,7 +11,7 @@ namespace convert {
 
 namespace {
 
-/// What a unit's entries may become at most: pieces and copies multiply them.
+/// The most entries that a unit may get: pieces and copies multiply them.
 constexpr u32 kEntriesPerNode = 32;
 constexpr u32 kFreeEntries = 100'000;
 
@@ -41,7 +41,7 @@ bool IsType(u32 tag)
     }
 }
 
-/// Types that can stand where they are in a function. The others have no name that could clash.
+/// Types that can stay where they are in a function. The others have no name that could clash.
 bool HasPlace(u32 tag)
 {
     return IsClass(tag) || tag == DW_TAG_enumeration_type || tag == DW_TAG_typedef;
@@ -125,7 +125,7 @@ void UnitConverter::Write()
     WriteTables(placed);
 }
 
-/// Sorts the nodes of the unit by what is to become of them.
+/// Sorts the nodes of the unit by how they are converted.
 void UnitConverter::Classify()
 {
     for (u32 node = 1; node < m_unit.Count(); ++node) {
@@ -162,7 +162,7 @@ void UnitConverter::Classify()
     }
 }
 
-/// Types in functions stay there, but for those with member functions, to which others have to lead.
+/// Types in functions stay there, except those with member functions, to which other entries have to lead.
 void UnitConverter::FindLocalTypes()
 {
     std::vector<u32> rest;
@@ -188,8 +188,8 @@ void UnitConverter::FindLocalTypes()
     m_typeNodes.swap(rest);
 }
 
-/// True for the static variables of inline functions: they stand with what the instances have in common, or in an
-/// instance of which no code is left, where readers that look in code don't find them.
+/// True for the static variables of inline functions: they are in the abstract instance, or in an instance without any
+/// code left, where readers that look in code don't find them.
 bool UnitConverter::StandsWithoutCode(u32 node) const
 {
     u32 scope = m_unit.Parent(node);
@@ -209,7 +209,7 @@ void UnitConverter::ClassifyFunction(u32 node)
     const bool isMember = IsClass(m_unit.Tag(m_unit.Parent(node)));
     if (ranges.empty()) {
         const std::optional<u32> low = m_unit.Address(node, DW_AT_low_pc);
-        if (low && m_unit.Has(node, DW_AT_high_pc)) { // the linker made both ends the same
+        if (low && m_unit.Has(node, DW_AT_high_pc)) { // the linker made both ends equal
             m_codeNearZero.push_back({{*low, *low}, false});
             return;
         }
@@ -272,7 +272,7 @@ bool UnitConverter::SequenceStands(const LineSequence& sequence)
         return true;
     }
     // Where functions of the unit were dropped, several sequences begin at one address. Compilers write functions and
-    // sequences in one order, so that of those with the same range the first belongs to the first.
+    // sequences in the same order, so among those with the same range the first belongs to the first.
     const auto isSequence = [&](const AddressRange& range) {
         return range.begin == sequence.begin && range.end == sequence.end;
     };
@@ -303,7 +303,7 @@ bool UnitConverter::SequenceStands(const LineSequence& sequence)
     if (m_hasCodeNearZero) { // dropped code begins at 0
         return overlapped || sequence.begin != 0;
     }
-    // No function tells (the unit is an assembler's): what other units' functions cover isn't this one's.
+    // No function decides (the unit is an assembler's): what other units' functions cover isn't this one's.
     const AddressRanges& others = FunctionsNearZero();
     return std::none_of(others.begin(), others.end(), [&](const AddressRange& range) {
         return range.Overlaps(sequence.begin, u64{sequence.begin} + 1);
@@ -334,7 +334,7 @@ const AddressRanges& UnitConverter::FunctionsNearZero()
     return found;
 }
 
-/// AT_low_pc and AT_high_pc are around all the code.
+/// AT_low_pc and AT_high_pc enclose all the code.
 void UnitConverter::FindExtent()
 {
     const auto take = [&](u32 begin, u32 end) {
@@ -356,7 +356,7 @@ void UnitConverter::AddUnitEntry()
     m_tree.Add(kNoEntry, DW_TAG_compile_unit);
     const std::string_view name = m_unit.Text(0, DW_AT_name);
     const std::string_view directory = m_unit.Text(0, DW_AT_comp_dir);
-    // A directory that is relative itself goes into the names: readers would put it ahead of the files' paths once
+    // A directory that is itself relative is joined to the names: readers would put it before the files' paths once
     // more.
     const bool isWhole = directory.empty() || JoinPath("/", directory) == directory;
     if (name.empty() && (m_unit.IsType() || m_unit.Tag(0) == DW_TAG_partial_unit)) {
@@ -390,7 +390,7 @@ void UnitConverter::AddUnitEntry()
     }
 }
 
-/// Units without code of their own share a table of files with all that come from the same input.
+/// Units without code share one table of files if their tables come from the same input.
 u32 UnitConverter::LineOffset()
 {
     if (!m_sequences.empty()) {
@@ -424,8 +424,8 @@ void UnitConverter::Coordinates(u32 node)
     }
 }
 
-/// With link-time optimisation the origin of an entry stands in another unit, and counts that unit's files. Where this
-/// one's table doesn't have the file, nothing is said.
+/// With link-time optimisation the origin of an entry is in another unit, and uses that unit's file numbers. If this
+/// unit's table doesn't have the file, nothing is added.
 void UnitConverter::ForeignCoordinates(u32 node)
 {
     for (const u32 link : {DW_AT_specification, DW_AT_abstract_origin}) {

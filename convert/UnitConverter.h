@@ -1,8 +1,8 @@
-// Makes of one unit of the input one of DWARF 2.0.
+// Converts one unit of the input to DWARF 2.0.
 //
 // The unit's tree is written in this order: typedefs, the other types, functions without code (declarations and what
-// others are instances of), then variables and functions with code in the order of the input. What follows refers to
-// what stands ahead, and a typedef gets its size from what it names when a reader meets it first.
+// others are instances of), then variables and functions with code in the order of the input. Later entries refer to
+// earlier ones, and a typedef gets its size from what it names when a reader comes to it first.
 #pragma once
 
 #include "convert/Definitions.h"
@@ -50,7 +50,7 @@ struct Shared {
     std::optional<AddressRanges> functions;             ///< of all units, near address 0; found when first needed
     std::unordered_map<std::string, u32> tablesOfFiles; ///< written line tables without rows, by their input
     UnitReader reader;                                  ///< for units that others need
-    u64 copyBudget;                                     ///< bytes of units that may yet be read for copies
+    u64 copyBudget;                                     ///< bytes of units that may still be read for copies
 };
 
 class UnitConverter {
@@ -60,15 +60,15 @@ public:
 
     /// Makes the tree of entries, and writes what the unit needs in the sections of lines and macros.
     void Convert();
-    /// Writes the entries and what leads to them. May run while other units are converted: it touches `info`,
-    /// `publicNames` and `ranges` of what is shared, and Convert() doesn't.
+    /// Writes the entries and what leads to them. May run while other units are converted: of what is shared it uses
+    /// `info`, `publicNames` and `ranges`, which Convert() doesn't use.
     void Write();
 
 private:
     /// For copies of classes of a type unit.
     UnitConverter(Shared& shared, Unit unit, EntryTree& tree);
 
-    /// Where a type leads once what DWARF 2.0 can't say is left out.
+    /// Where a type leads once what DWARF 2.0 can't express is left out.
     struct Target {
         enum class Kind : u8 { Void, Node, Foreign };
         Kind kind = Kind::Void;
@@ -76,7 +76,7 @@ private:
         EntryKey key;
     };
 
-    /// The code of one entry of a scope, of which there are several if it has several ranges.
+    /// The code of one entry of a scope; a scope with several ranges has several entries.
     struct Extent {
         AddressRange range;
         const AddressRanges* whole; ///< all ranges of the scope
@@ -91,7 +91,7 @@ private:
         bool isDynamic = false; ///< known at run time only
     };
 
-    /// A function with code, and which stretches of it stand in the program.
+    /// A function with code, and which stretches of it are in the program.
     struct Function {
         u32 node;
         AddressRanges ranges;
@@ -120,7 +120,7 @@ private:
     u32 DefinitionIn(u32 node); ///< of a declared class: the definition in this unit, else kNoNode
     std::optional<Target> LinkOf(u32 node);
     Reference TypeOf(u32 node) const; ///< AT_type, the entry's own or its declaration's
-    u32 Final(u32 node) const;        ///< behind const and volatile
+    u32 Final(u32 node) const;        ///< past const and volatile
     u32 Next(u32 node) const;         ///< the node that AT_type leads to in this unit, else kNoNode
     std::optional<u64> SizeOf(Reference type, u32 depth = 0) const;
     std::vector<Dimension> DimensionsOf(u32 node) const;
@@ -148,7 +148,8 @@ private:
     void DataLocation(u32 node);
     void MemberOffset(u64 offset);
     u64 ConstantLocation(u32 node);
-    /// AT_type of an entry whose size comes from its type: where that leads back to it, it gets a copy of its own.
+    /// AT_type of an entry whose size comes from its type: where the type leads back to the entry, the entry gets a
+    /// copy of its own.
     void SizedType(u32 node, Target target);
     void AddCopies();
     u32 AddCopy(u32 node);
@@ -191,18 +192,18 @@ private:
     const Unit m_unit;
     Names m_names;
     EntryTree m_ownTree;
-    EntryTree& m_tree; ///< the own one, or that of the unit that gets copies of this one's classes
+    EntryTree& m_tree; ///< this unit's, or that of the unit that gets copies of this one's classes
     LineTable m_lineTable;
-    std::vector<const LineSequence*> m_sequences; ///< those that stand
+    std::vector<const LineSequence*> m_sequences; ///< those that are in the program
     std::optional<u64> m_lineOffset;              ///< in the input
     u32 m_low = kNone;                            ///< lowest address of the unit's code
     u32 m_high = 0;
     std::vector<u32> m_typeNodes;
     std::vector<u32> m_codelessFunctions;
-    std::vector<Function> m_functions; ///< with code that stands, in the order of the input
+    std::vector<Function> m_functions; ///< with code in the program, in the order of the input
     std::vector<u32> m_functionOf;     ///< by node: index in m_functions, or kNoNode
-    u64 m_maxEntries;                  ///< of the tree; beyond, nothing is said twice
-    /// Code of functions near address 0, in the order of the input, and whether it stands there.
+    u64 m_maxEntries;                  ///< of the tree; beyond that nothing is added twice
+    /// Code of functions near address 0, in the order of the input, and whether it is there.
     std::vector<std::pair<AddressRange, bool>> m_codeNearZero;
     bool m_hasCodeNearZero = false;
     std::vector<u32> m_fileVariables;

@@ -1,6 +1,6 @@
 // symconvert FILE DESCRIPTOR: the process in which a conversion runs. It writes the converted file to a descriptor that
-// it got from its parent, and tells the parent on standard output, line by line: "progress PERCENT" as it goes on, at
-// last "report JSON", or "failure TEXT" with the exit status 1.
+// it got from its parent, and reports to the parent on standard output, line by line: "progress PERCENT" as it
+// proceeds, and at the end "report JSON", or "failure TEXT" with the exit status 1.
 #include "convert/Converter.h"
 #include "convert/Report.h"
 
@@ -18,7 +18,7 @@ namespace {
 
 constexpr int kUsageError = 2;
 
-/// Takes no memory: it also tells that there is none.
+/// Allocates no memory: it also reports that there is none.
 bool Write(std::string_view text)
 {
     while (!text.empty()) {
@@ -35,7 +35,7 @@ bool Write(std::string_view text)
 int Fail(const char* text)
 {
     Write("failure ");
-    for (std::string_view rest = text; !rest.empty();) { // one line, whatever it says
+    for (std::string_view rest = text; !rest.empty();) { // one line, whatever the text
         const std::size_t end = rest.find('\n');
         Write(rest.substr(0, end));
         rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
@@ -45,7 +45,7 @@ int Fail(const char* text)
     return 1;
 }
 
-/// Tells each percent once.
+/// Reports each percent once.
 class ProgressLines {
 public:
     void operator()(u32 percent)
@@ -60,7 +60,7 @@ private:
     u32 m_told = 0;
 };
 
-/// Each unit takes and gives back the same few large tables: the memory stays with the process.
+/// Each unit allocates and frees the same few large tables: the process keeps their memory.
 void KeepMemory()
 {
     constexpr int kLargest = 32 * 1024 * 1024;
