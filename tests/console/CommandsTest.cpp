@@ -60,7 +60,7 @@ TEST_P(Commands, WhatIsNoRedirectionStaysOnTheConsole)
         EXPECT_EQ(Run(line + " > " + out.Path()), Run(line));
         EXPECT_EQ(ReadFile(out.Path()), "") << line;
     }
-    for (const char* line : {"abbr parsed", "abbr p", "abbr ?"}) { // a word behind it asks for the parsed listing
+    for (const char* line : {"abbr parsed", "abbr p", "abbr ?"}) { // a word after it asks for the parsed listing
         EXPECT_NE(Run(line).find(".debug_abbrev at 0x00000000"), std::string::npos) << line;
     }
 }

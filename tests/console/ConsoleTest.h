@@ -1,4 +1,4 @@
-// What the console's tests start from: a file that the assemblers made, and a console that keeps what
+// The fixture of the console's tests: a file made by the test assemblers, and a console that keeps what
 // is written to it.
 #pragma once
 
@@ -30,7 +30,7 @@ public:
     u32 stateWhenFinished = 0;
 };
 
-/// All that stands in a file; empty if it isn't there.
+/// The contents of a file; empty if it doesn't exist.
 inline std::string ReadFile(const std::string& path)
 {
     std::ifstream file(path, std::ios_base::binary);

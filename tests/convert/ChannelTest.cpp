@@ -1,4 +1,4 @@
-// What threads hand to each other, and how they end.
+// What threads pass to each other, and how they end.
 #include "convert/Channel.h"
 
 #include <atomic>

@@ -1,4 +1,4 @@
-// What a whole conversion makes of hand-made units: rules that compilers seldom bring to the test.
+// What a whole conversion makes of hand-made units: rules that compilers' output seldom exercises.
 #include "convert/Converter.h"
 
 #include "tests/convert/CraftedDwarf.h"
@@ -254,7 +254,7 @@ TEST_P(ConvertedUnits, ArraysHaveTheirBoundsAndSizes)
     }
 }
 
-/// Type units that lead to each other through an array: a reader that begins with one meets no size that isn't known.
+/// Type units that lead to each other through an array: a reader that begins with one never needs an unknown size.
 TEST_P(ConvertedUnits, TypeUnitsGetCopiesOfEachOther)
 {
     constexpr u64 kFirst = 0x1111;
@@ -323,7 +323,7 @@ TEST_P(ConvertedUnits, TypeUnitsGetCopiesOfEachOther)
     EXPECT_EQ(TypeOf(out.Find("Own")).cu, out.Find("First").cu);
 }
 
-/// Many typedefs of a large class of another type unit: copies for all would be their product.
+/// Many typedefs of a large class of another type unit: copies for all would multiply the two sizes.
 TEST_P(ConvertedUnits, CopiesAcrossTypeUnitsHaveABound)
 {
     constexpr u64 kClass = 0x1111;
@@ -392,8 +392,8 @@ TEST_P(ConvertedUnits, ModifiersOfOtherUnitsKeepTheirOrder)
     EXPECT_EQ(OffsetOf(TypeOf(TypeOf(outer))), OffsetOf(out.Find("int")));
 }
 
-/// Bits count from the most significant one of the unit that the type says, if the field lies in one, else of the
-/// smallest that holds it.
+/// Bits count from the most significant one of the storage unit given by the type, if the field fits in one, else of
+/// the smallest that holds it.
 TEST_P(ConvertedUnits, BitFieldsLieInTheUnitsOfTheirTypes)
 {
     Abbreviate(1, DW_TAG_compile_unit, true, {DW_AT_language, DW_FORM_data1});
@@ -438,9 +438,9 @@ TEST_P(ConvertedUnits, BitFieldsLieInTheUnitsOfTheirTypes)
     }
 }
 
-/// Of two functions and two sequences at address 0 the symbol tells which function is there, and the addresses which
-/// sequence is its. Assemblers leave the Thumb bit in both ends of a function. A label at the end of one isn't in it.
-/// Of a block without code the static variables are left.
+/// Of two functions and two sequences at address 0 the symbol decides which function is there, and the addresses decide
+/// which sequence is its. Assemblers leave the Thumb bit in both ends of a function. A label at the end of one isn't in
+/// it. A block without code keeps its static variables.
 TEST_P(ConvertedUnits, FunctionsHaveTheirOwnCodeLinesAndVariables)
 {
     Abbreviate(1, DW_TAG_compile_unit, true, {DW_AT_stmt_list, DW_FORM_sec_offset, DW_AT_low_pc, DW_FORM_addr});

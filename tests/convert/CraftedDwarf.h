@@ -108,7 +108,7 @@ private:
         }
         info.Uleb(1).U32(unitBase);
         if (version >= 5) {
-            info.U32(8).U32(12); // behind the headers of the sections
+            info.U32(8).U32(12); // after the headers of the sections
         }
         return info.Uleb(2).Raw(value).U8(0).CloseLength(length);
     }

@@ -1,4 +1,4 @@
-// The canonical frame address as the frame sections have it.
+// The canonical frame address as the frame sections give it.
 #include "convert/FrameRules.h"
 #include "tests/convert/CraftedDwarf.h"
 
@@ -22,7 +22,7 @@ class CanonicalFrameAddress : public testing::TestWithParam<ByteOrder> {
 protected:
     ByteSection Bytes() const { return ByteSection(GetParam()); }
 
-    /// Writes a CIE that begins with r13+0, and returns where it stands.
+    /// Writes a CIE that begins with r13+0, and returns its offset.
     u32 AddCommon(const Common& common = {})
     {
         ByteSection& out = dwarf.frame;
@@ -131,7 +131,7 @@ TEST_P(CanonicalFrameAddress, OfEntriesAtOneAddressTheOneOfTheRangeCounts)
 {
     const u32 common = AddCommon();
     AddEntry(common, 0, 0x200, 0x10); // dropped, and left at 0
-    AddEntry(common, 0, 0x40, 0x14);  // stands at 0
+    AddEntry(common, 0, 0x40, 0x14);  // is at 0
     AddEntry(common, 0, 0x44, 0x18);  // dropped
     AddEntry(common, 0x40, 0x20, 0x1C);
     AddEntry(common, 0xFFFFFFFF, 0x40, 0x20); // dropped by a linker that says so

@@ -31,7 +31,7 @@ protected:
         abbrev.U16(0);
     }
 
-    /// The unit that stands in `info`. @param end of the unit, if it isn't that of the section.
+    /// The unit in `info`. @param end of the unit, if it isn't that of the section.
     convert::Unit Read(u16 version = 4, u8 offsetSize = 4, u64 end = ~u64{0})
     {
         m_abbrev = abbrev.Bytes() + '\0';

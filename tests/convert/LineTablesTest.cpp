@@ -22,7 +22,7 @@ ByteView ViewOf(const std::string& bytes)
 }
 
 /// "address file:line" with ",column" if there is one, "~" if no statement begins and "b" if a block does; "|" and the
-/// end behind each sequence.
+/// end after each sequence.
 std::string Describe(const LineTable& table, const std::vector<LineSequence>& sequences)
 {
     std::ostringstream out;
@@ -65,7 +65,7 @@ protected:
         return ReadLineTable({ViewOf(m_bytes), ViewOf(lineStr), ViewOf(str), BigEndian()}, 0, name, compDir);
     }
 
-    /// A header of version 4 or 5 up to its tables, the tables, and the programme behind them.
+    /// A header of version 4 or 5 up to its tables, the tables, and the programme after them.
     void Programme(u16 version, bool wide, const std::function<void()>& tables, const std::function<void()>& opcodes,
                    u8 minimumLength = 2, u8 operations = 1)
     {
@@ -254,10 +254,10 @@ TEST_P(Lines, DamageEndsAProgrammeEarly)
     EXPECT_EQ(readWith({.unitLength = 0x7FFFFFFF}, [](LineBuilder& b) { b.EndSequence(); }), 2u) << "up to the end";
     EXPECT_EQ(readWith({.headerLength = 0x7FFFFFFF}, [](LineBuilder& b) { b.EndSequence(); }), 2u);
     EXPECT_EQ(readWith({.headerLength = 1}, [](LineBuilder& b) { b.EndSequence(); }), 2u);
-    // Wherever a section ends, what is in front of it is read.
+    // Wherever a section ends, everything before the end is read.
     const std::string whole = line.Bytes();
     for (std::size_t size = 0; size < whole.size(); ++size) {
-        const std::string cut(whole, 0, size); // of its own, so that a sanitizer sees a read behind it
+        const std::string cut(whole, 0, size); // a copy, so that a sanitizer sees a read beyond it
         EXPECT_LE(ReadLineTable({ViewOf(cut), {}, {}, BigEndian()}, 0, "", "").rows.size(), 1u);
     }
 }
@@ -323,7 +323,7 @@ TEST_P(Lines, WhatIsWrittenReadsTheSame)
         {0x8000, 0, 0xFFFFFFFF, 0, true, false}, {0x7000, 0, 5, 1, true, true},
         {0x10007000, 0, 5, 1, false, false},     {0xF0000000, 0, 6, 1, false, false},
     };
-    // All advances around what one opcode, or two, can say.
+    // All advances around the limits of one opcode and of two.
     for (u32 advance = 0; advance < 60; ++advance) {
         for (u32 lines = 0; lines < 30; ++lines) {
             rows.push_back({rows.back().address + advance, 0, 1000 + (rows.back().line + lines) % 17, 1, true, false});

@@ -1,4 +1,4 @@
-// Locations of all versions in the terms of DWARF 2.0.
+// Locations of all versions, converted to DWARF 2.0.
 #include "convert/Locations.h"
 #include "convert/LocationWriter.h"
 #include "tests/convert/CraftedDwarf.h"
@@ -90,7 +90,7 @@ TEST_P(Locations, WhatDwarf2HasStaysAsItStands)
         Bytes().U8(DW_OP_addr).U32(0x1234).U8(DW_OP_const2s).U16(0xFFF0).U8(DW_OP_const8u).U64(5).U8(DW_OP_plus),
         Bytes().Raw({DW_OP_reg1, DW_OP_piece, 4, DW_OP_regx, 0x90, 0x02, DW_OP_piece, 4}),
         Bytes().Raw({DW_OP_bregx, 40, 0x7C, DW_OP_deref_size, 0x9F, DW_OP_const1u, 0x9F, DW_OP_pick, 0x9E}),
-        Bytes().U8(DW_OP_skip).U16(0x7777), // a target that is nowhere is the reader's affair
+        Bytes().U8(DW_OP_skip).U16(0x7777), // a target outside is left to the reader
     };
     for (const ByteSection& expression : all) {
         const Location location = Expression(expression);

@@ -1,4 +1,4 @@
-// Which files are read, what stands where in them, and what is written with other debug sections.
+// Which files are read, what is where in them, and what is written with other debug sections.
 #include "convert/Program.h"
 
 #include "convert/Failure.h"
@@ -364,7 +364,7 @@ TEST_P(ProgramOf, SectionNumbersFollowWhereverTheyStand)
                                      {7, kSttFunc, kShnAbs},
                                      {0, kSttFunc, kShnAbs},
                                      {0x9002, kSttFunc, kExtended},
-                                     {0, 0, 2},  // the label lay behind the end of the new section
+                                     {0, 0, 2},  // the label was beyond the end of the new section
                                      {4, 0, 2}}; // this one marks the end
     ASSERT_EQ(symbols.size(), std::size(expected));
     for (std::size_t i = 0; i < symbols.size(); ++i) {
@@ -391,7 +391,7 @@ TEST_P(ProgramOf, NumbersOfLoadedSectionsStay)
 
 TEST_P(ProgramOf, FrameInformationStaysAndIsDecompressed)
 {
-    // What zlib makes of "frame frame frame frame ", behind the header of either kind.
+    // What zlib makes of "frame frame frame frame ", after the header of either kind.
     constexpr std::string_view kZlib("\x78\x9C\x4B\x2B\x4A\xCC\x4D\x55\x48\xC3\x20\x01\x6F\x70\x08\xAD", 16);
     const ByteSection standard = Words({1, 24, 4}).Raw(kZlib);
     const ByteSection old = ByteSection(ByteOrder::Big).Raw("ZLIB").U64(24).Raw(kZlib);
@@ -447,7 +447,7 @@ TEST_P(ProgramOf, WithoutSectionNamesNothingIsWritten)
     EXPECT_THROW(Written(Program(file.Path()), {{".debug_info", View("info")}}), Failure);
 }
 
-/// The samples come out as they are but for what was asked for, and twice the same.
+/// The samples come out unchanged except for what was asked for, and the same each time.
 TEST(Samples, OnlyTheDebugSectionsChange)
 {
     for (const char* name : {"station.axf", "station-O1-be.axf", "clang-O2.axf", "library.axf", "symbols.axf"}) {

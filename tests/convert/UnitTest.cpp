@@ -24,7 +24,7 @@ INSTANTIATE_TEST_SUITE_P(, Units, testing::Values(ByteOrder::Little, ByteOrder::
     return order.param == ByteOrder::Little ? "LittleEndian" : "BigEndian";
 });
 
-/// What stands behind a value is found, and a value that the unit's end cuts makes no entry.
+/// What follows a value is found, and a value that the unit's end cuts makes no entry.
 TEST_P(Units, EveryFormEndsWhereItsValueDoes)
 {
     const auto fixed = [&](u32 size) { return Bytes().Fill(size, 0xEE); };
@@ -194,7 +194,7 @@ TEST_P(Units, TheTreeIsThatOfTheSection)
     Abbreviate(1, DW_TAG_compile_unit, true, {});
     Abbreviate(2, DW_TAG_namespace, true, {});
     Abbreviate(3, DW_TAG_variable, false, {});
-    info.U8(1).U8(2).U8(2).U8(3).U8(0).U8(0).U8(3).U8(0).U8(0).U8(3); // and padding, behind which nothing is read
+    info.U8(1).U8(2).U8(2).U8(3).U8(0).U8(0).U8(3).U8(0).U8(0).U8(3); // and padding, after which nothing is read
     const auto shape = [](const Unit& unit) {
         std::string text;
         for (u32 node = 1; node < unit.Count(); ++node) {
@@ -229,7 +229,7 @@ TEST_P(Units, TheTreeIsThatOfTheSection)
 TEST_P(Units, FormsThatAreNoneEndTheUnit)
 {
     const std::pair<u32, ByteSection> cases[] = {
-        {0x55, Bytes()}, // a form of nobody
+        {0x55, Bytes()}, // a form that nobody defines
         {DW_FORM_indirect, Bytes().Uleb(DW_FORM_implicit_const)},
         {DW_FORM_indirect, Bytes().Uleb(0x1000B)},
         {DW_FORM_indirect, Bytes().Fill(5, DW_FORM_indirect).Uleb(DW_FORM_data1)},
@@ -338,7 +338,7 @@ TEST_P(Units, UnitsStandInTheirSections)
     EXPECT_EQ(apart.Key(1), (EntryKey{static_cast<u32>(units[2].entry) + 1, true}));
 }
 
-/// What is written is what is read again, at the limits of each form.
+/// What is written is read back equal, at the limits of each form.
 TEST_P(Units, WrittenValuesAreReadAgain)
 {
     const u64 numbers[] = {0, 0xFF, 0x100, 0xFFFF, 0x10000, 0xFFFFFFFF, 0x100000000, ~u64{0}};
@@ -407,7 +407,7 @@ TEST_P(Units, WrittenValuesAreReadAgain)
     for (u32 marked = 0; marked <= node; ++marked) {
         EXPECT_EQ(unit.Number(marked, DW_AT_decl_line), kMark) << marked;
     }
-    // The sibling of an entry with children stands behind them, and one's own entry has none.
+    // The sibling of an entry with children is after them, and the unit's own entry has none.
     for (u32 each = 0; each < unit.Count(); ++each) {
         EXPECT_EQ(unit.Key(each).offset, placed.offsets[each]);
     }

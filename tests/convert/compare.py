@@ -77,7 +77,7 @@ class Comparison:
     # -- types
 
     def structures(self, facts, optional):
-        """(kind of name, name) to {structure: entry}; `optional` takes those that stand in dropped code alone."""
+        """(kind of name, name) to {structure: entry}; `optional` takes those that are in dropped code alone."""
         types, found = facts.types, {}
         for (kind, name), dies in types.definitions().items():
             for die in dies:
@@ -131,8 +131,8 @@ class Comparison:
 
     @staticmethod
     def methods(facts, all_of_them=False):
-        """Of each class what it declares; `all_of_them` also what entries say that only stand for a class defined
-        elsewhere."""
+        """Of each class what it declares; `all_of_them` also what the entries of classes that are defined
+        elsewhere declare."""
         found = {}
         for die in facts.program.dies.values():
             if die.tag not in AGGREGATES or not facts.types.name(die) or is_within(die, facts.dropped):
@@ -193,7 +193,7 @@ class Comparison:
 
     @staticmethod
     def is_static_there(variable, by_place, locals_by_place):
-        """A static variable of an inlined function may stand within a function or by itself."""
+        """A static variable of an inlined function may be within a function or by itself."""
         name = variable.name.split("::")[-1]
         return name in locals_by_place.get(variable.place, ()) or any(
             other.name.split("::")[-1] == name and same_type(variable.type, other.type)
@@ -211,7 +211,7 @@ class Comparison:
                 self.compare_stretch(begin, end, olds, news)
 
     def compare_stretch(self, begin, end, olds, news):
-        """A stretch of code over which the same functions stand."""
+        """Compares a stretch of code that the same functions cover."""
         by_name = collections.defaultdict(lambda: ([], []))
         for side, functions in ((0, olds), (1, news)):
             for function in functions:
@@ -444,7 +444,7 @@ def is_within(die, keys):
 
 
 def active_functions(functions, bounds):
-    """Each bound with the functions that stand from there."""
+    """Each bound with the functions that cover the code from there to the next one."""
     index = {at: place for place, at in enumerate(bounds)}
     active = {}
     for function in functions:

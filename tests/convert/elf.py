@@ -147,9 +147,9 @@ def text_at(data, offset):
 
 
 class Standing:
-    """Tells what of that which debug information speaks of stands in the program. The linker leaves the addresses of
-    what it dropped at 0 (and what was behind it in its section behind that), or at -1 or -2. So what isn't loaded was
-    dropped; in the section that holds address 0 the ELF symbols tell who really stands there."""
+    """Tells which of the things that debug information describes are in the program. The linker leaves the addresses of
+    what it dropped at 0 (and of what followed it in its section after that), or at -1 or -2. So what isn't loaded was
+    dropped; in the section that contains address 0 the ELF symbols decide what is really there."""
 
     def __init__(self, elf):
         self.loaded = sorted((s.address, s.address + s.size) for s in elf.sections

@@ -206,7 +206,7 @@ class Evaluation:
                     raise Unsayable("a damaged expression")
                 index = places[target]
             elif operator == OP_stack_value:
-                # Pieces of values have none either, whatever stands behind.
+                # Pieces of values have none either, whatever follows.
                 raise Unsayable("a computed value",
                                 constant_of(self.stack[-1]) if self.stack and index == len(steps) else None)
             elif operator == OP_implicit_value:

@@ -171,7 +171,7 @@ class SectionChecks:
 
     @staticmethod
     def has_address(die):
-        """A function or variable of its unit that stands at a fixed address."""
+        """A function or variable of its unit that is at a fixed address."""
         if die.tag == TAG.subprogram:
             return die.has(AT.low_pc)
         if die.tag != TAG.variable or die.parent.tag != TAG.compile_unit:

@@ -67,7 +67,7 @@ TEST_F(Store, TheFirstOfAnIdIsFound)
     AddVariable(file, "\x50");
     EXPECT_EQ(file.FindFuncScope(5), &file.FuncScopeAt(0));
     EXPECT_EQ(file.FindVariable(1), &file.VariableAt(0));
-    AddVariable(file, "\x51"); // of the same id, behind a look-up
+    AddVariable(file, "\x51"); // with the same id, after a look-up
     EXPECT_EQ(file.FindVariable(1)->location, "\x50");
 }
 
@@ -100,7 +100,7 @@ TEST_F(Store, LongNamesOfOneStoresTypesDontCutAnothers)
 {
     const std::string name(1 << 20, 's');
     const auto nameSize = [&](DbgSymSymFile& store, u32 id) {
-        EXPECT_FALSE(store.HasUserDefinedType(id)); // as a builder asks ahead of each type
+        EXPECT_FALSE(store.HasUserDefinedType(id)); // as a builder asks before each type
         const auto type = DbgUserDefinedVarType::CreateSharedPtr(id, name.c_str(), 1);
         const std::size_t size = std::string_view(type->GetName()).size();
         store.AddUserDefinedType(type);
@@ -117,7 +117,7 @@ TEST_F(Store, LongNamesOfOneStoresTypesDontCutAnothers)
 
 TEST_F(Store, TextsWithoutEndAreCutBeforeTheySwellTheHost)
 {
-    // What a string section without end zeros gives: each name is as long as all that follows.
+    // The names of a string section without terminating zeros: each is as long as all that follows.
     const std::string section(1 << 20, 's');
     constexpr u32 kCount = 20'000;
     std::size_t kept = 0;

@@ -14,7 +14,7 @@
 
 namespace {
 
-/// A code section at 0x8000 with its segment, a .bss behind it, two symbols.
+/// A code section at 0x8000 with its segment, a .bss after it, two symbols.
 ElfWriter SmallFile(ByteOrder order)
 {
     ElfWriter elf(order);
@@ -121,7 +121,7 @@ TEST_P(VFKElfFileTest, ASectionsSegmentIsTheOneThatHoldsIt)
         const elf32_phdr* segment = elf.GetProgramHeader(elf.GetSectionHeader(section));
         return segment == nullptr ? kNone : segment->p_vaddr;
     };
-    // A section without bytes lies in the memory of a segment, not in its part of the file.
+    // A section without bytes is in the memory of a segment, not in its part of the file.
     EXPECT_EQ(segmentOf(Open([](ElfRecords& elf) { elf.segments[1].p_filesz = 0; }), 2), 0x9000u);
     EXPECT_EQ(segmentOf(Open([](ElfRecords& elf) { elf.segments[1].p_memsz = 0xFF; }), 2), kNone);
     EXPECT_EQ(segmentOf(Open([](ElfRecords& elf) { elf.segments[0].p_memsz = 0; }), 1), 0x8000u);

@@ -42,7 +42,7 @@ protected:
         return context;
     }
 
-    /// Calls every operation, and tells how many of them did or answered anything.
+    /// Calls every operation, and counts those that did or answered anything.
     int Answers(const DbgSymContext* context)
     {
         int answers = 0;

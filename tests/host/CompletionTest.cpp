@@ -35,7 +35,7 @@ TEST(Completion, HelpTableAndCompletionNameTheSameCommands)
             EXPECT_EQ(std::count(offered.begin(), offered.end(), word), 1) << word;
         }
     }
-    // Each of the plug-in's does something, if only with what stands behind it, and has its help.
+    // Each of the plug-in's commands does something, if only with a word after it, and has its help.
     for (const std::string& word : ConsoleCommandNames()) {
         EXPECT_EQ(std::count(offered.begin(), offered.end(), word), 1) << word;
         EXPECT_EQ(RunHost({"console", Sample("station.axf"), "-c", "help " + word}).out.rfind(word, 0), 0u) << word;

@@ -1,5 +1,5 @@
-// host/Conversion.cpp and host/ConversionReport.cpp: whatever the converter does, one line tells it. Scripts stand in
-// its place.
+// host/Conversion.cpp and host/ConversionReport.cpp: whatever the converter does, one line reports it. Scripts replace
+// the converter.
 #include "host/Conversion.h"
 
 #include "host/ConversionReport.h"
@@ -19,7 +19,7 @@ using std::chrono::milliseconds;
 
 constexpr const char* kReport = "echo 'report {\"units\":[],\"left_out\":[],\"split_units\":0}'\n";
 
-/// A program in the place of the converter: FILE is "$1", and the output is /proc/self/fd/$2.
+/// A program in place of the converter: FILE is "$1", and the output is /proc/self/fd/$2.
 class Script {
 public:
     explicit Script(const std::string& body)

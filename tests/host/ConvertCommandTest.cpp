@@ -1,5 +1,5 @@
 // host/ConvertCommand.cpp and host/ShownFile.cpp: what is written and shown, and that nothing is left where it fails.
-// The programs run with a script in the place of the converter.
+// The programs run with a script in place of the converter.
 #include "tests/host/HostTesting.h"
 #include "tests/support/ElfWriter.h"
 
@@ -155,8 +155,8 @@ TEST_F(ConvertCommand, LeavesNothingOfAFailureAndTheOldOutput)
 TEST_F(ConvertCommand, ASignalTakesTheUnfinishedFileWithIt)
 {
     Converter("echo $$ > '" + In("pid").string() + "'; exec sleep 1000");
-    // The shell sends the signal as soon as there is a converter, and tells what became of both. One that nobody waits
-    // for any more may stay in the table of processes, but runs no more.
+    // The shell sends the signal as soon as there is a converter, and reports what became of both. One that nobody
+    // waits for any more may stay in the table of processes, but runs no more.
     const Ran ran = RunProgram("/bin/sh",
                                {"-c",
                                 "\"$0\" convert \"$1\" -o \"$2/out.axf\" & host=$!\n"

@@ -1,4 +1,4 @@
-// host/main.cpp: whatever goes wrong, one line tells it, and an exit status.
+// host/main.cpp: whatever goes wrong, one line and an exit status report it.
 #include "host/Command.h"
 #include "host/LineRunner.h"
 #include "tests/host/HostTesting.h"

@@ -45,7 +45,7 @@ INSTANTIATE_TEST_SUITE_P(, Mentions, testing::Values(ByteOrder::Little, ByteOrde
 TEST_P(Mentions, AreFoundInEntriesAndInStrings)
 {
     DwarfBuilder dwarf(GetParam());
-    dwarf.str.Text(std::string(12345, 'x')); // small offsets stand anywhere by chance
+    dwarf.str.Text(std::string(12345, 'x')); // small offsets occur anywhere by chance
     Unit(dwarf, "counter", FORM_string);
     Unit(dwarf, "first::Ring<int>", FORM_strp);
     Unit(dwarf, "counter", FORM_strp);

@@ -1,4 +1,4 @@
-// host/NamePattern.cpp and host/Demangle.cpp: which names are meant, and names of hostile make.
+// host/NamePattern.cpp and host/Demangle.cpp: which names are meant, and hostile names.
 #include "host/NamePattern.h"
 
 #include "host/Demangle.h"

@@ -103,7 +103,7 @@ TEST(Diff, LocalSymbolsPairByTheirUnits)
                                {"b.c", "count.1", 0x9004, 8, 2},
                                {"p\\u.c", "f", 0x8020, 2},
                                {"q\\u.c", "f", 0x8024, 4}});
-    // Files stand in another order and folder, numbers are given anew, one file went, another came.
+    // Files are in another order and folder, numbers are assigned anew, one file is removed, another added.
     const Build now = With({{"d.c", "init", 0x8000, 4},
                             {"b.c", "init", 0x8004, 10},
                             {"/new/x/a.c", "init", 0x8010, 5},

@@ -15,7 +15,7 @@
 #include <unistd.h>
 #include <vector>
 
-/// Plenty for an instrumented build on a busy machine; what works takes a small part of it.
+/// Plenty for an instrumented build on a busy machine; a working program takes a small part of it.
 inline constexpr auto kPatience = std::chrono::seconds(30);
 
 /// `symhost` on a terminal of its own, of 40 lines of 200 columns.
@@ -65,7 +65,7 @@ public:
     /// prompt: only then are keys like Ctrl-D the editor's.
     bool Shows(const std::string& text) { return Sees(text, "symhost> "); }
 
-    /// Waits until the terminal shows the one text and, behind it, the other.
+    /// Waits until the terminal shows the one text and, after it, the other.
     bool Sees(const std::string& text, const std::string& then = "")
     {
         const auto shown = [&] {

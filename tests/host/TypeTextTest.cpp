@@ -134,7 +134,7 @@ TEST_F(TypeTextTest, GapsThatNoAlignmentExplainsAreNoHoles)
     EXPECT_EQ(Rows(5), "0-4 member, 4-5 member, 5-8 padding");
     Struct(12, "Other", 20, {{"__vptr", table, 4, 0}, {"b", kInt, 4, 4}});
     EXPECT_EQ(Rows(12), "0-4 member, 4-8 member, 8-20 virtual") << "as other compilers name it";
-    // In a derived class the virtual bases of its base lie elsewhere.
+    // In a derived class the virtual bases of its base are elsewhere.
     Struct(6, "Derived", 28, {{nullptr, base, 20, 0}, {"d", kChar, 1, 6}, {"e", kInt, 4, 8}});
     EXPECT_EQ(Rows(6), "0-6 member, 6-7 member, 7-8 hole, 8-12 member, 12-28 virtual");
 

@@ -22,7 +22,7 @@ expect() {
 }
 
 source <("$symhost" completions bash)
-# in_bash WORD...: what stands in for the last word
+# in_bash WORD...: what is offered for the last word
 in_bash() {
     COMP_WORDS=("$@")
     COMP_CWORD=$(($# - 1))

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Runs the examples of the documentation and compares what they print: pages.py BIN SOURCE [--folder DIR] PAGE...
 
-In blocks of the kind `console`, "$ " stands ahead of a line for the shell and "> " ahead of a console line about
+In blocks of the kind `console`, "$ " precedes a line for the shell and "> " a console line about
 samples/station.axf; the lines that follow are the output, "..." for any number of lines of it. A line without output
 must succeed. Blocks of `make` and `cmake` are built with. Other blocks have to tell what else they are.
 """
@@ -21,7 +21,7 @@ READ_ONLY = {"c", "cpp", "json", "jsonl", "sh", "toml"}
 SAMPLE = "samples/station.axf"
 OUTPUT = "program-dwarf2.axf"
 
-# What stands around a page's CMake lines. The "linker" of the first copies a file, so that no cross compiler is needed.
+# What surrounds a page's CMake lines. The "linker" of the first copies a file, so that no cross compiler is needed.
 PROJECTS = {
     "convert.md": "project(page C)\nset(CMAKE_C_LINK_EXECUTABLE \"cp {here}/program.axf <TARGET>\")\n"
     "file(WRITE ${{CMAKE_BINARY_DIR}}/main.c \"\")\nadd_executable(program ${{CMAKE_BINARY_DIR}}/main.c)\n",

@@ -1,4 +1,4 @@
-// How a file's object comes up and goes down, and how a file is rated.
+// How a file's object is made and destroyed, and how a file is rated.
 #include "frame/Dwarf2SymbolicPlugin.h"
 #include "tests/support/DwarfTest.h"
 

@@ -87,7 +87,7 @@ TEST_P(ElfSymbols, ARunEndsWhereTheKindOfCodeChanges)
     EXPECT_EQ(CodeType(0x190), Run(kData, 0x70));
     EXPECT_EQ(CodeType(0x2FF), Run(kArm, 1));
     EXPECT_EQ(CodeType(0x300), Run(kThumb, 0x20));
-    for (const u32 unknown : {0xFFu, 0x320u, kNone - 2}) { // in front of the first, at or behind the last
+    for (const u32 unknown : {0xFFu, 0x320u, kNone - 2}) { // before the first, at or after the last
         EXPECT_EQ(CodeType(unknown), std::nullopt);
     }
     EXPECT_FALSE(File().GetCodeType(nullptr, nullptr, nullptr, nullptr));

@@ -116,7 +116,7 @@ TEST_P(SectionTable, ALibraryLinkedAtZeroIsRelativeToItsCode)
     ElfWriter elf(GetParam());
     const u32 data = elf.Section(".first", Bytes(), {.flags = kDataFlags});
     const u32 code = elf.Section(".text", Bytes(0x80), {.flags = kCode});
-    elf.Segment(data, kPfArmPi); // not executable: not it
+    elf.Segment(data, kPfArmPi); // not executable: isn't taken
     elf.Segment(code, kPfArmPi | kPfX);
     dwarf.AddTo(elf);
     Dwarf2File& file = Open(elf);

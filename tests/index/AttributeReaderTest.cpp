@@ -81,7 +81,7 @@ protected:
         m_start = dwarf.info.Size();
         write(dwarf.info);
         m_end = dwarf.info.Size();
-        dwarf.info.U8(0x55); // so that the value doesn't end the section
+        dwarf.info.U8(0x55); // so that the section doesn't end with the value
         Index(dwarf);
         m_unit = Probe::FindCompileUnit(File(), kUnit + 1);
         Rewind();
@@ -223,7 +223,7 @@ TEST_P(AttributeReader, FormsAndReferencesThatAreNone)
 
 TEST_P(AttributeReader, AStringOffsetOutsideTheSectionIsAnInlineString)
 {
-    // The offset of the section's end, and letters that as a number lie far behind it.
+    // The offset of the section's end, and letters that as a number are far beyond it.
     for (const bool exact : {true, false}) {
         const auto write = [exact](ByteSection& info) { exact ? info.U32(9) : info.Raw("abcd").Text("efg"); };
         Place(FORM_strp, write);

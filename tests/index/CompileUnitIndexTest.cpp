@@ -80,8 +80,8 @@ TEST_P(CompileUnitIndex, BehindAnUnknownCodeTheNextHeaderIsReadAtOnce)
 
 TEST_P(CompileUnitIndex, ALengthThatLeadsBackOrBeyondEndsTheScan)
 {
-    // Beyond the section; to its last byte before the wrap; wrapped to 0, to the unit itself, into
-    // its own header, and to the unit in front.
+    // Beyond the section; to its last byte before the wrap; wrapped to 0, to the unit itself, into its
+    // own header, and to the unit before.
     const u32 second = 0x24;
     for (const u32 end : {0x1000u, kNone, 0u, second, second + 3, 5u}) {
         Restart();

@@ -40,7 +40,8 @@ TEST(DieInfoMap, FindsRowsThatCameInAnyOrder)
     std::map<u32, u32> parents;
     std::mt19937 engine(1);
     const auto random = [&] { return static_cast<u32>(engine()); };
-    // Walks that jump, as loads of types do, over dense and thin places; and offsets behind the section.
+    // Walks that jump, as loads of types do, over dense and sparse places; and offsets beyond the
+    // section.
     for (u32 walk = 0; walk < 2000; ++walk) {
         u32 offset = random() % (kSize + 1000);
         for (u32 entry = random() % 100; entry != 0; --entry, offset += 1 + random() % (walk % 40 + 1)) {

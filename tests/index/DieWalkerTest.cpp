@@ -1,4 +1,4 @@
-// Reading a DIE of any tag, and walking a level with all that lies below it.
+// Reading a DIE of any tag, and walking a level with everything below it.
 #include "tests/support/LoadTest.h"
 
 class DieWalker : public LoadTest {};
@@ -18,10 +18,10 @@ TEST_P(DieWalker, SiblingsThatLeadAstrayEndTheWalkOrGoOn)
         return Functions();
     };
     EXPECT_EQ(functions("f"), (std::vector<std::string>{"f", "g"}));      // back
-    EXPECT_EQ(functions("g"), (std::vector<std::string>{"f", "g", "h"})); // to itself: on behind it
+    EXPECT_EQ(functions("g"), (std::vector<std::string>{"f", "g", "h"})); // to itself: continues after it
     Restart();
     LoadUnitOf([&] {
-        Function(dwarf, "f").Attr(AT_sibling, FORM_ref4, 0x7FFFFFFF); // behind the section
+        Function(dwarf, "f").Attr(AT_sibling, FORM_ref4, 0x7FFFFFFF); // beyond the section
         Function(dwarf, "g");
     });
     EXPECT_EQ(Functions(), std::vector<std::string>{"f"});
@@ -58,7 +58,7 @@ TEST_P(DieWalker, ADieThatNamesItselfAsSiblingGoesOnAtEveryVisit)
     });
     Index(dwarf);
     Probe::m_flags(File()) |= Probe::kLoadTypes;
-    Probe::LoadDieAtOffset(File(), dwarf.Offset("pointer")); // built ahead of the walk
+    Probe::LoadDieAtOffset(File(), dwarf.Offset("pointer")); // built before the walk
     LoadUnit();
     EXPECT_EQ(Functions(), std::vector<std::string>{"f"});
 }
@@ -87,8 +87,8 @@ TEST_P(DieWalker, AnEmptyListOfChildrenOrAnUnknownCodeEndsTheWalk)
 
 TEST_P(DieWalker, TheLoadOfADieThatIsNeverBuiltGoesOnBehindIt)
 {
-    // Producers write `const void` as a const without a type. A pointer to it loads the const again
-    // and again takes the entries behind it, which thereby lose their unit.
+    // Producers write `const void` as a const without a type. A pointer to it loads the const again and
+    // again takes the entries after it, which thereby lose their unit.
     LoadUnitOf([&] {
         dwarf.Label("const").Die(TAG_const_type);
         dwarf.Label("pointer").Die(TAG_pointer_type).Ref(AT_type, "const");

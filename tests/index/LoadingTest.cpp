@@ -1,5 +1,5 @@
-// The on-demand loads: what they select and put back, the queue, and files whose depth, chains and
-// repetitions have no measure.
+// The on-demand loads: what they select and put back, the queue, and files of excessive depth, chains
+// and repetitions.
 #include "tests/support/LoadTest.h"
 
 #include <string>
@@ -112,8 +112,8 @@ TEST_P(Loading, WhatACallBackHasKeptOutOfAWalkTheNextOneBuilds)
 
 TEST_P(Loading, ATypesTargetIsExactHoweverDeepItsLoadsNest)
 {
-    // Each typedef stands in front of its target, so each is found only through the one before; the
-    // unit holds nothing that a walk builds ahead of them.
+    // Each typedef is before its target, so each is found only through the one before; the unit
+    // contains nothing that a walk builds before them.
     const auto load = [&](u32 depth) {
         Restart();
         LoadUnitOf([&] {
@@ -131,14 +131,14 @@ TEST_P(Loading, ATypesTargetIsExactHoweverDeepItsLoadsNest)
     for (u32 i = 0; i < kDepth; ++i) {
         ASSERT_EQ(Type(dwarf.Offset(std::to_string(i)))->GetByteSize(), 4u) << i;
     }
-    load(kMany); // beyond the limit: the rest is loaded all the same
+    load(kMany); // beyond the limit: the rest is still loaded
 }
 
 TEST_P(Loading, ClassesThatAUnitsWalkNeverMeetsCostOneWalk)
 {
-    // The member functions of a class inside a function's body, as those of a lambda: each sends the
-    // walk over the unit once more. What they add stands in the reverse order, for each waits for
-    // the walk that it sent.
+    // The member functions of a class inside a function's body, as those of a lambda: each starts
+    // another walk over the unit. What they add is in reverse order, since each waits for the walk that
+    // it started.
     const auto load = [&](u32 count) {
         Restart();
         LoadUnitOf([&] {

@@ -12,7 +12,7 @@ TEST_P(NameLookup, TheFirstWholeMatchInTheOrderOfTheSectionWins)
     Dwarf2File& file = Open(dwarf);
     EXPECT_EQ(Probe::FindPubName(file, "beta", true), 0x102u);
     EXPECT_EQ(Probe::FindPubName(file, "beta", true), 0x102u);
-    EXPECT_EQ(Probe::FindPubName(file, "beta", false), 0x203u); // behind the last match
+    EXPECT_EQ(Probe::FindPubName(file, "beta", false), 0x203u); // after the last match
     EXPECT_EQ(Probe::FindPubName(file, "Alpha", true), 0x204u);
     for (const char* absent : {"alph", "alphas", "BETA", ""}) {
         EXPECT_EQ(Probe::FindPubName(file, absent, true), kNone) << absent;
@@ -26,7 +26,7 @@ TEST_P(NameLookup, LengthsThatLieEndTheSearchOrCorrectIt)
     dwarf.PubSet(0, 0, {{2, "two"}});
     dwarf.pubnames.Patch(0, 0xFFFFFFFE, 4); // wraps
     EXPECT_EQ(Probe::FindPubName(Open(dwarf), "two", true), kNone);
-    dwarf.pubnames.Patch(0, 0x7FFFFFFF, 4); // behind the section
+    dwarf.pubnames.Patch(0, 0x7FFFFFFF, 4); // beyond the section
     EXPECT_EQ(Probe::FindPubName(Open(dwarf), "two", true), kNone);
     EXPECT_EQ(Probe::FindPubName(File(), "one", true), 1u);
 

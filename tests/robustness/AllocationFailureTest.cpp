@@ -1,5 +1,5 @@
 // What a load comes to when there is no memory for one of its allocations. The exception passes through
-// the plug-in to who asked, the file stays usable, and added anew it gives everything.
+// the plug-in to the caller, the file stays usable, and added anew it gives everything.
 #include "interfaces/VFKBytes.h"
 #include "tests/robustness/FailingAllocator.h"
 #include "tests/robustness/WholeLoad.h"

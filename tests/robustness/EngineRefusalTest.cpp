@@ -203,7 +203,8 @@ TEST_F(Registry, AKeyThatIsUsedAgainNamesTheNewFile)
     EXPECT_EQ(Contents(first), before);
 }
 
-// The store knows the types already. The walk goes on behind what it knows of each, which may be the end.
+// The store knows the types already. The walk continues after what it knows of each, which may be the
+// end.
 TEST_F(Registry, AFileMayBeAddedAnewWithTheSameStore)
 {
     for (const char* sample : {"station-O1-be.axf", "clang-O2.axf", "library.axf"}) {

@@ -256,8 +256,8 @@ void NestedStructures(DwarfBuilder& dwarf, u32 size)
     }
 }
 
-/// Units with a variable of one type that is never built, so that each reads on behind it: `level` writes
-/// what stands there.
+/// Units with a variable of one type that is never built, so that each goes on reading after it:
+/// `level` writes what follows.
 void UnitsThatRefer(DwarfBuilder& dwarf, u32 size, void (*level)(DwarfBuilder& dwarf, u32 size))
 {
     for (u32 i = 0; i < size / 2 / 40; ++i) {
@@ -456,7 +456,7 @@ protected:
         const TempFile path = Write(make, size);
         DbgSymSymFile store(path.Path(), 1);
         Dwarf2File file(&store);
-        // Without what any file is granted up to a fixed amount.
+        // Without the extra budget that any file gets up to a fixed amount.
         Probe::m_budget(file).Fill(16 * kMebi + 256 * std::filesystem::file_size(path.Path()));
         SmallStack::OnSmallStack([&] { LoadAll(file, store); });
         Cost cost;

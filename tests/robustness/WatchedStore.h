@@ -1,4 +1,4 @@
-// A store that tells of each call of the plug-in before it answers it, and refuses it if it is told to.
+// A store that reports each call of the plug-in before it answers it, and refuses it if told to.
 #pragma once
 
 #include "interfaces/DbgSymSrcFile.h"

@@ -35,7 +35,7 @@ struct Request {
 };
 
 /// Passes a request to the plug-in. The store's id is the file's key.
-/// @return the answer as text; what goes into the store is no part of it. Empty for a refusal.
+/// @return the answer as text; what goes into the store isn't part of it. Empty for a refusal.
 std::string Ask(DbgSymbolicInterface& plugin, DbgSymSymFile& store, const Request& request);
 std::vector<std::string> AskAll(DbgSymbolicInterface& plugin, DbgSymSymFile& store,
                                 const std::vector<Request>& requests);
@@ -53,11 +53,11 @@ std::vector<std::string> Contents(DbgSymSymFile& store);
 /// what some of them say, the scope around them for one; it doesn't decide which there are.
 std::vector<std::string> Ids(const std::vector<std::string>& contents, bool withTypes = true);
 bool IsType(const std::string& record);
-/// What only one of the two has, line by line behind a sign; empty if they are equal.
+/// What only one of the two has, line by line after a sign; empty if they are equal.
 std::string Difference(const std::vector<std::string>& found, const std::vector<std::string>& expected);
 
-/// Puts the preferences back at a test's end. With them as they are here, a library is loaded with
-/// relative addresses and its static base is rewritten.
+/// Restores the preferences at a test's end. With those set here a library is loaded with relative
+/// addresses and its static base is rewritten.
 class WholeLoadTest : public ::testing::Test {
 protected:
     WholeLoadTest();

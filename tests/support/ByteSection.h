@@ -32,11 +32,11 @@ public:
     ByteSection& U32(u64 value) { return Number(value, 4); }
     ByteSection& U64(u64 value) { return Number(value, 8); }
     ByteSection& Number(u64 value, u32 width);
-    /// LEB128 numbers. With `length` they are padded to so many bytes, as producers do that patch
+    /// LEB128 numbers. With `length` they are padded to that many bytes, as by producers that patch
     /// them later.
     ByteSection& Uleb(u64 value, u32 length = 1);
     ByteSection& Sleb(i64 value, u32 length = 1);
-    /// Text with its end zero.
+    /// Text with its terminating zero.
     ByteSection& Text(std::string_view text) { return Raw(text).U8(0); }
     ByteSection& Raw(std::string_view bytes) { return m_bytes.append(bytes), *this; }
     ByteSection& Raw(std::initializer_list<u8> bytes) { return m_bytes.append(bytes.begin(), bytes.end()), *this; }
@@ -44,19 +44,19 @@ public:
     ByteSection& Fill(u32 count, u8 byte = 0) { return m_bytes.append(count, static_cast<char>(byte)), *this; }
     ByteSection& PadTo(u32 offset, u8 byte = 0) { return Fill(offset > Size() ? offset - Size() : 0, byte); }
 
-    /// Names the present offset.
+    /// Names the current offset.
     ByteSection& Label(const std::string& name) { return m_labels[name] = Size(), *this; }
     /// Writes the offset of a label, which may come later, minus `base`.
     ByteSection& Ref(const std::string& name, u32 width = 4, u32 base = 0);
     /// Offset of a label. Throws std::out_of_range if there is none.
     u32 Offset(const std::string& name) const { return m_labels.at(name); }
 
-    /// Leaves room for a 32-bit length and returns its offset; CloseLength writes there how many
-    /// bytes have come behind it.
+    /// Leaves room for a 32-bit length and returns its offset; CloseLength writes there how many bytes
+    /// have followed it.
     u32 OpenLength() { return U32(0).Size() - 4; }
     ByteSection& CloseLength(u32 at) { return Patch(at, Size() - at - 4, 4); }
 
-    /// Overwrites what stands at an offset, a reference included.
+    /// Overwrites what is at an offset, a reference included.
     ByteSection& Patch(u32 offset, u64 value, u32 width);
     ByteSection& Truncate(u32 size);
 

@@ -1,4 +1,4 @@
-// The tests' friend of class Dwarf2File: gives them its members and private operations by their own
+// The tests' friend of class Dwarf2File: gives them its members and private operations under their own
 // names. `Dwarf2FileProbe::m_flags(file)` is the member, `Dwarf2FileProbe::ReadAttrSpec(file, ...)`
 // calls the operation.
 #pragma once

@@ -6,9 +6,8 @@
 //         dwarf.Die(TAG_variable).Name("counter").Ref(AT_type, "int").Attr(AT_location, FORM_block1, {0x91, 0x08});
 //     });
 //
-// A DIE gets an abbreviation of its own, written while its attributes come in, so nothing has to be
-// declared ahead. The sections are open to everyone: what is malformed is written into them raw, or
-// patched.
+// A DIE gets an abbreviation of its own, written while its attributes are added, so nothing has to be
+// declared before. The sections are public: malformed data is written into them raw, or patched.
 #pragma once
 
 #include "index/DwarfCodes.h"
@@ -36,7 +35,7 @@ struct UnitHeader {
     u8 addressSize = 4;
     u32 firstCode = 1;                    ///< abbreviation code of the unit's first DIE
     std::optional<u32> length = {};       ///< else as long as the unit is
-    std::optional<u32> abbrevOffset = {}; ///< else a new table, behind those that are there
+    std::optional<u32> abbrevOffset = {}; ///< else a new table, after the existing ones
 };
 
 /// One entry of a location list.
@@ -64,7 +63,7 @@ public:
 
     /// Opens a unit with its TAG_compile_unit DIE. The unit before is closed.
     DwarfBuilder& Unit(const UnitHeader& header = {}) { return Header(header).Die(TAG_compile_unit); }
-    /// Opens a unit with a header alone.
+    /// Opens a unit with only a header.
     DwarfBuilder& Header(const UnitHeader& header = {});
     /// Closes the open levels with null entries, and the unit with its length. Without a unit it does
     /// nothing.
@@ -114,15 +113,15 @@ public:
     DwarfBuilder& Range(u32 low, u32 high) { return Attr(AT_low_pc, FORM_addr, low).Attr(AT_high_pc, FORM_addr, high); }
     /// A FORM_ref4 to a labelled DIE of the same unit, which may come later.
     DwarfBuilder& Ref(u32 attribute, const std::string& label);
-    /// AT_sibling: behind the null entry that ends the DIE's children, or the next entry.
+    /// AT_sibling: the offset after the null entry that ends the DIE's children, or the next entry.
     DwarfBuilder& Sibling();
 
     /// The halves of an attribute: its pair in `.debug_abbrev` and a number in `.debug_info`.
     DwarfBuilder& Spec(u32 attribute, u32 form) { return abbrev.Uleb(attribute).Uleb(form), *this; }
     DwarfBuilder& Value(u32 form, NumberOrCode auto value) { return Number(form, static_cast<u64>(value)); }
 
-    /// A declaration with an explicit code in the unit's table, for Entry. Ends the last DIE, and
-    /// codes count on from there.
+    /// A declaration with an explicit code in the unit's table, for Entry. Ends the last DIE, and later
+    /// codes continue from there.
     DwarfBuilder& Declare(u32 code, u32 tag, bool children, std::initializer_list<std::pair<u32, u32>> specs);
     /// A DIE that is nothing but a code: its values follow with Value, or raw.
     DwarfBuilder& Entry(u32 code);
@@ -146,7 +145,7 @@ private:
     bool m_ownTable = false;           ///< the unit's table is being written
     bool m_declarationOpen = false;    ///< the last DIE's declaration lacks its closing pair
     u32 m_childrenByte = 0;            ///< of that declaration, in `.debug_abbrev`
-    std::optional<u32> m_unitLength;   ///< what the header shall say; else what is true
+    std::optional<u32> m_unitLength;   ///< what the header states; else the true length
     std::string m_siblingLabel;        ///< that the last DIE's AT_sibling refers to; empty: it has none
     std::vector<std::string> m_levels; ///< the same of the DIEs around
 };

@@ -1,5 +1,5 @@
-// What nearly every test of the module starts from: a file that the assemblers made, opened, with a
-// store beside it, in either byte order.
+// The fixture of nearly every test of the module: a file made by the test assemblers, opened, with a
+// store, in either byte order.
 #pragma once
 
 #include "frame/Preferences.h"
@@ -16,7 +16,7 @@
 #include <optional>
 #include <string>
 
-/// Holds one opened file and the store for it. The preferences are put back at a test's end.
+/// Holds one opened file and the store for it. The preferences are restored at a test's end.
 class DwarfTest : public ::testing::TestWithParam<ByteOrder> {
 protected:
     using Probe = Dwarf2FileProbe;
@@ -26,7 +26,8 @@ protected:
     ~DwarfTest() override { g_prefs = m_prefs; }
 
     /// Each replaces what was open before.
-    /// @param Kind the class of the store, made from path and id: a test's own may refuse or watch.
+    /// @param Kind the class of the store, made from path and id: a test's own class may refuse or
+    /// watch calls.
     template <typename Kind = DbgSymSymFile>
     Dwarf2File& Open(const ElfWriter& elf)
     {
@@ -51,7 +52,7 @@ protected:
     }
 
     DwarfBuilder dwarf{GetParam()};
-    /// Begins the sections anew.
+    /// Starts with empty sections again.
     void Restart() { std::construct_at((std::destroy_at(&dwarf), &dwarf), GetParam()); }
 
     const std::string& Path() const { return m_file->Path(); }

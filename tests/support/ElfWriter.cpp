@@ -158,8 +158,8 @@ std::vector<ElfWriter::PendingSection> ElfWriter::AllSections() const
     return sections;
 }
 
-/// Fills in all records. The section headers are there even if they won't be written: they tell
-/// where the bytes go.
+/// Fills in all records. The section headers exist even if they won't be written: they say where the
+/// bytes go.
 ElfRecords ElfWriter::LayOut(const std::vector<PendingSection>& sections) const
 {
     ElfRecords records;

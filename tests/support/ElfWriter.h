@@ -46,7 +46,7 @@ struct SectionOptions {
     std::optional<u32> size = {}; ///< else that of the bytes, as SHT_NOBITS needs
 };
 
-/// A segment of no section's bytes.
+/// A segment without bytes of a section.
 struct SegmentOptions {
     u32 type = kPtLoad;
     u32 address = 0;
@@ -87,20 +87,20 @@ public:
     }
     u32 Section(const std::string& name, std::string_view bytes, const SectionOptions& options = {});
 
-    /// A segment over the bytes of one section. A physical address that isn't told is the virtual
-    /// one, the section's.
+    /// A segment over the bytes of one section. Without a physical address it gets the virtual one, the
+    /// section's.
     void Segment(u32 section, u32 flags, std::optional<u32> physicalAddress = {});
     void Segment(const SegmentOptions& segment);
 
-    /// Symbols make a `.symtab` with its `.strtab`, behind the other sections; entry 0 is there by
-    /// itself.
+    /// Symbols make a `.symtab` with its `.strtab`, after the other sections; entry 0 is added
+    /// automatically.
     void Symbol(const SymbolOptions& symbol) { m_symbols.push_back(symbol); }
 
     /// Leaves the section headers out of the file.
     void OmitSectionHeaders() { m_omitSectionHeaders = true; }
 
-    /// Changes the records after all is laid out: the way to a malformed file. What the header says
-    /// of the tables moves nothing.
+    /// Changes the records after the layout is done, to make a malformed file. What the header then
+    /// says of the tables moves nothing.
     void Edit(std::function<void(ElfRecords&)> edit) { m_edits.push_back(std::move(edit)); }
 
     std::string Image() const;

@@ -27,8 +27,8 @@ struct LineHeader {
     std::optional<u32> headerLength = {}; ///< else what is true
 };
 
-/// Appends one programme to a section. The tables end with the first opcode. A number of instructions
-/// is what AdvancePc and Row count in: they don't multiply.
+/// Appends one programme to a section. The tables end with the first opcode. AdvancePc and Row take
+/// numbers of instructions and don't multiply them.
 class LineBuilder {
 public:
     explicit LineBuilder(ByteSection& section, const LineHeader& header = {});
@@ -66,7 +66,7 @@ public:
     {
         return Opcode(LNS_fixed_advance_pc, [&](auto& s) { s.U16(bytes); });
     }
-    /// The special opcode that moves on so far and makes a row. Throws std::invalid_argument if there
+    /// The special opcode that advances that far and makes a row. Throws std::invalid_argument if there
     /// is none.
     LineBuilder& Row(i32 lines, u32 instructions);
 
@@ -74,12 +74,12 @@ public:
     LineBuilder& SetAddress(u32 address) { return Extended(LNE_set_address, Operands().U32(address).Bytes()); }
     LineBuilder& DefineFile(std::string_view name, u32 directory = 0, u32 time = 0, u32 size = 0);
     /// An extended opcode with its operands.
-    /// @param length what is written as its length; else what is true.
+    /// @param length what is written as its length; else the true length.
     LineBuilder& Extended(u8 subOpcode, const std::string& operands, std::optional<u32> length = {});
 
-    /// A byte as it stands: any opcode without its operands.
+    /// A raw byte: any opcode without its operands.
     LineBuilder& Opcode(u8 opcode) { return Raw().U8(opcode), *this; }
-    /// The section, for what else is malformed. Ends the tables.
+    /// The section, for other malformed data. Ends the tables.
     ByteSection& Raw();
 
     /// Fills the lengths in. Returns Offset().

@@ -1,5 +1,5 @@
 // What tests of the on-demand loads and of the builders start from: the requests of the engine, and
-// short ways to what they brought into the store.
+// short ways to what they add to the store.
 #pragma once
 
 #include "index/StackSegment.h"
@@ -40,9 +40,9 @@ protected:
     }
     void LoadFunction(const char* label) { LoadFunction(dwarf.Offset(label)); }
 
-    /// The type of that id, or null.
+    /// The type with that id, or null.
     const DbgUserDefinedVarType* Type(u32 id) { return Store().GetUserDefinedType(id).get(); }
-    /// The info of a type, which is of that kind.
+    /// The info of a type; it must be of that kind.
     template <typename Info>
     const Info& InfoOf(u32 id)
     {
@@ -51,7 +51,7 @@ protected:
     DIEInfo Row(u32 offset) { return Probe::FindDieInfo(File(), offset); }
     DIEInfo Row(const char* label) { return Row(dwarf.Offset(label)); }
 
-    /// Names in the order in which the store got them.
+    /// Names in the order in which the store received them.
     std::vector<std::string> Functions()
     {
         std::vector<std::string> names;

@@ -1,4 +1,4 @@
-// The answers about types that are remembered, and the two things that could make one of them false.
+// Remembered answers about types, and the two things that could make one of them false.
 #include "symbols/KnownTypes.h"
 #include "tests/support/DwarfTest.h"
 
@@ -10,7 +10,7 @@ TEST(KnownTypes, AnAnswerIsTheOneThatWasNotedForThatOffsetOrNone)
 {
     KnownTypes types;
     EXPECT_EQ(types.Find(kNone), nullptr);
-    // Many times more than it holds: most make way for others, and none answers for another.
+    // Many times more than the table holds: most are replaced by others, and none answers for another.
     constexpr u32 kOffsets = 100000;
     for (u32 offset = 0; offset < kOffsets; ++offset) {
         types.Note(offset, {offset + 7, kQualifierConst});
@@ -24,7 +24,7 @@ TEST(KnownTypes, AnAnswerIsTheOneThatWasNotedForThatOffsetOrNone)
         }
     }
     EXPECT_GT(known, 0u);
-    types.Forget(kOffsets); // whatever stands in its place stays
+    types.Forget(kOffsets); // whatever is in its place stays
     types.Forget(kOffsets - 1);
     EXPECT_EQ(types.Find(kOffsets - 1), nullptr);
 }

@@ -25,7 +25,7 @@ protected:
 
     DbgSymLineTable& Table() { return *m_source->GetLineTableMember(); }
 
-    /// Each row's line, and behind it the path if it has one.
+    /// Each row's line, followed by the path if it has one.
     Rows Read()
     {
         Rows rows;
@@ -43,7 +43,8 @@ private:
 };
 BOTH_BYTE_ORDERS(LineTable);
 
-// A number that means the own file goes on doing so until a row of the own file has another.
+// A number that means the unit's own file keeps that meaning until a row of the own file has another
+// number.
 TEST_P(LineTable, ANumberTakenForTheOwnFileStaysItWhileItIsTheLastOne)
 {
     LineBuilder line(dwarf.line);
@@ -91,7 +92,7 @@ TEST_P(LineTable, AnEndOfSequenceIsARowOnceARegisterHasBeenSet)
     }
 }
 
-// The sum of offset and length wraps at 32 bits and then lies ahead of what has been read.
+// The sum of offset and length wraps at 32 bits and is then before what has been read.
 TEST_P(LineTable, AUnitEndThatWrapsOrLiesAtTheStartLeavesAllEmpty)
 {
     for (const u32 length : {0xFFFFFFFFu, 0xFFFFFFFCu, 0xFFFFFFE0u, 0x80000000u + 0x7FFFFFF0u, 0u, 10u}) {

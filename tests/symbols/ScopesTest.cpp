@@ -98,7 +98,7 @@ TEST_P(Scopes, BlocksNeedChildrenAndInlinedFunctionsTakeTheirOriginsName)
     ASSERT_EQ(Store().SubScopeCount(), 2u);
     EXPECT_STREQ(Store().SubScopeAt(0).name, "inlined");
     EXPECT_EQ(Store().SubScopeAt(1).name, nullptr);
-    // An inlined function leaves no mark in what lies below it.
+    // An inlined function has no effect on what is below it.
     EXPECT_EQ(Store().SubScopeAt(1).context.subScope, kNone);
     EXPECT_EQ(Store().VariableAt(0).context.subScope, dwarf.Offset("block"));
     EXPECT_EQ(Store().VariableAt(0).context.funcScope, dwarf.Offset("f"));

@@ -1,4 +1,4 @@
-// Types of all kinds, and what a reference to one is told.
+// Types of all kinds, and what a reference to one gets.
 #include "tests/support/LoadTest.h"
 
 #include <tuple>

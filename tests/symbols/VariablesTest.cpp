@@ -133,7 +133,7 @@ TEST_P(Variables, ListsAreWrappedWithTheirEntriesPrepared)
         Function(dwarf.Label("f"), "f").Attr(AT_frame_base, FORM_block1, {0x5B}).Sibling().Children([&] {
             local(plain);
             local(empty);
-            local(0x10000); // behind the section
+            local(0x10000); // beyond the section
         });
         Function(dwarf.Label("g"), "g").Attr(AT_frame_base, FORM_data4, looping).Sibling().Children([&] {
             dwarf.Die(TAG_variable).Name("w").Attr(AT_location, FORM_block1, {0x91, 0x02});
@@ -144,7 +144,7 @@ TEST_P(Variables, ListsAreWrappedWithTheirEntriesPrepared)
                                                          Word(0x30) + Half(4) + Bytes({0x5B, 0x11, 0x04, 0x22}) + end,
                                                      "\xEC" + end, "\xEC"}));
     LoadFunction("g");
-    // A list that needs the frame base that it is leaves its own operator as it stands.
+    // A frame base list that itself needs the frame base keeps its operator unchanged.
     EXPECT_EQ(Store().VariableAt(3).location,
               "\xEC" + Word(0) + Word(8) + Half(2) + Bytes({0x91, 0x00}) + end + Bytes({0x11, 0x02, 0x22}));
 }
@@ -167,7 +167,7 @@ TEST_P(Variables, ALocationGivenAsTextReachesToTheEndOfItsSection)
         dwarf.Die(TAG_variable).Name("v").Attr(AT_location, FORM_string, "P");
     });
     const std::string location = Locations().at(0);
-    EXPECT_EQ(location, Bytes({0x50, 0, 0})); // the text, its end, and the null entry behind
+    EXPECT_EQ(location, Bytes({0x50, 0, 0})); // the text, its end, and the null entry after it
 }
 
 TEST_P(Variables, FrameBasesCannotSwellALocation)
