@@ -16,7 +16,7 @@ namespace convert {
 struct CfaRule {
     u32 begin = 0;
     u32 end = 0;
-    ExpressionBytes expression; ///< DWARF 2.0 operators that give it (DW_OP_breg<n> offset); empty: impossible
+    ExpressionBytes expression; ///< DWARF 2.0 operators that give it (DW_OP_breg<n> offset); empty: not expressible
 };
 
 class FrameSection;

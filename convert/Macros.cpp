@@ -11,7 +11,7 @@ namespace convert {
 
 namespace {
 
-/// How many bytes the section may have: a fixed number, and so many times the input's sections of macros and their
+/// How many bytes the section may have: a fixed number, plus a multiple of the input's sections of macros and their
 /// texts. Since DWARF 2.0 has no imports, a program of many units has its headers' macros once for each unit.
 constexpr u64 kFloor = u64{64} << 20;
 constexpr u64 kGrowth = 16;

@@ -84,11 +84,11 @@ public:
 
     /// Whether a function or variable with these names, which its debug information places at [begin, end), is really
     /// there. The linker leaves what it dropped at 0 (and what followed it in its section, at the addresses after
-    /// that), or at -1 and -2. What isn't loaded was dropped. NearZero() the ELF symbols decide: if there are symbols
-    /// exactly at `begin` (addresses of functions are compared without the Thumb bit), one must have one of the names,
-    /// as a whole or between dots, as compilers name clones and the statics of functions ("f.part.0", "f.table"), or,
-    /// where there is no linkage name, be a C++ symbol that the plain name may have; if there is none, but a sized
-    /// symbol covers `begin`, it was dropped. Without symbols everything that is loaded is there.
+    /// that), or at -1 and -2. What isn't loaded was dropped. Where NearZero() holds, the ELF symbols decide: if there
+    /// are symbols exactly at `begin` (addresses of functions are compared without the Thumb bit), one must have one of
+    /// the names, as a whole or between dots, as compilers name clones and the statics of functions ("f.part.0",
+    /// "f.table"), or, where there is no linkage name, be a C++ symbol that the plain name may have; if there is none,
+    /// but a sized symbol covers `begin`, it was dropped. Without symbols everything that is loaded is there.
     /// @param names linkage name, plain name; empty ones are ignored.
     bool Stands(u32 begin, u32 end, std::span<const std::string_view> names) const;
 

@@ -1,5 +1,5 @@
-"""Macros as compilers write them: `.debug_macinfo` of versions 2 to 4, `.debug_macro` of version 5 and its forerunner, as
-one list of (kind, line, text or file) for each unit."""
+"""Macros as compilers write them: `.debug_macinfo` of versions 2 to 4, `.debug_macro` of version 5 and its forerunner,
+as one list of (kind, line, text or file) for each unit."""
 
 import struct
 
