@@ -220,8 +220,8 @@ std::string AddressNote(const AddressFacts& facts, const SymbolTable& symbols)
     return note + '>';
 }
 
-const std::string& AddressObject(JsonLine& json, const std::string& query, const AddressFacts& facts,
-                                 const SymbolTable& symbols)
+std::string_view AddressObject(JsonLine& json, const std::string& query, const AddressFacts& facts,
+                               const SymbolTable& symbols)
 {
     json.Begin();
     ModulesKeys(json, facts);

@@ -25,5 +25,5 @@ std::string AddressNote(const AddressFacts& facts, const SymbolTable& symbols);
 
 /// The keys of the module's answer, then those of what else is known.
 /// @param query what was typed.
-const std::string& AddressObject(JsonLine& json, const std::string& query, const AddressFacts& facts,
-                                 const SymbolTable& symbols);
+std::string_view AddressObject(JsonLine& json, const std::string& query, const AddressFacts& facts,
+                               const SymbolTable& symbols);

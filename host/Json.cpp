@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstring>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 namespace {
 
@@ -50,9 +51,29 @@ private:
 
 } // namespace
 
+char* JsonLine::Room(std::size_t count)
+{
+    if (m_capacity - m_size < count) {
+        const std::size_t capacity = std::max<std::size_t>(2 * m_capacity, m_size + count + 512);
+        auto longer = std::make_unique_for_overwrite<char[]>(capacity);
+        std::copy_n(m_line.get(), m_size, longer.get());
+        m_line = std::move(longer);
+        m_capacity = capacity;
+    }
+    return m_line.get() + m_size;
+}
+
+void JsonLine::Put(char character)
+{
+    *Room(1) = character;
+    ++m_size;
+}
+
 JsonLine& JsonLine::Begin()
 {
-    m_line = '{';
+    m_size = 0;
+    m_first = true;
+    Put('{');
     return *this;
 }
 
@@ -61,30 +82,25 @@ JsonLine& JsonLine::Begin(const char* record)
     return Begin().Text("record", record);
 }
 
-const std::string& JsonLine::End()
+std::string_view JsonLine::End()
 {
-    m_line += "}\n";
-    return m_line;
+    Put('}');
+    Put('\n');
+    return {m_line.get(), m_size};
 }
 
-/// The line grows once for all that comes, which counts for millions of values.
 JsonLine& JsonLine::Append(JsonKey key, std::string_view value, bool quoted)
 {
-    const bool hasKey = key.text.data() != nullptr;
-    const std::size_t before = m_line.size();
-    const bool comma = m_line.back() != '{' && m_line.back() != '[';
-    m_line.resize(before + (comma ? 1 : 0) + (hasKey ? key.text.size() + 3 : 0) + value.size() + (quoted ? 2 : 0));
-    char* at = m_line.data() + before;
+    constexpr std::size_t kSigns = 6; // comma, quotes, colon
+    char* at = Room(key.text.size() + value.size() + kSigns);
     const auto put = [&at](std::string_view text) {
-        if (!text.empty()) {
-            std::memcpy(at, text.data(), text.size());
-            at += text.size();
-        }
+        std::memcpy(at, text.data(), text.size());
+        at += text.size();
     };
-    if (comma) {
+    if (!std::exchange(m_first, false)) {
         *at++ = ',';
     }
-    if (hasKey) {
+    if (key.text.data() != nullptr) {
         *at++ = '"';
         put(key.text);
         *at++ = '"';
@@ -93,10 +109,13 @@ JsonLine& JsonLine::Append(JsonKey key, std::string_view value, bool quoted)
     if (quoted) {
         *at++ = '"';
     }
-    put(value);
-    if (quoted) {
-        *at = '"';
+    if (!value.empty()) {
+        put(value);
     }
+    if (quoted) {
+        *at++ = '"';
+    }
+    m_size = static_cast<std::size_t>(at - m_line.get());
     return *this;
 }
 
@@ -149,31 +168,37 @@ JsonLine& JsonLine::Hex(JsonKey key, std::string_view bytes)
     Append(key, "\"", false);
     for (const char character : bytes) {
         const auto byte = static_cast<unsigned char>(character);
-        m_line += kDigits[byte >> 4];
-        m_line += kDigits[byte & 0xFu];
+        Put(kDigits[byte >> 4]);
+        Put(kDigits[byte & 0xFu]);
     }
-    m_line += '"';
+    Put('"');
     return *this;
 }
 
 JsonLine& JsonLine::OpenList(JsonKey key)
 {
-    return Append(key, "[", false);
+    Append(key, "[", false);
+    m_first = true;
+    return *this;
 }
 
 JsonLine& JsonLine::CloseList()
 {
-    m_line += ']';
+    Put(']');
+    m_first = false;
     return *this;
 }
 
 JsonLine& JsonLine::OpenObject(JsonKey key)
 {
-    return Append(key, "{", false);
+    Append(key, "{", false);
+    m_first = true;
+    return *this;
 }
 
 JsonLine& JsonLine::CloseObject()
 {
-    m_line += '}';
+    Put('}');
+    m_first = false;
     return *this;
 }

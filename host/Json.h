@@ -3,7 +3,9 @@
 
 #include "interfaces/Types.h"
 
+#include <cstddef>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -24,8 +26,9 @@ public:
     JsonLine& Begin();
     /// The same, with the key `record` in front.
     JsonLine& Begin(const char* record);
-    /// Closes the object. The line ends in a line feed and stays good until the next Begin().
-    const std::string& End();
+    /// Closes the object.
+    /// @return the line with its line feed, valid until the next Begin().
+    std::string_view End();
 
     /// Inside a list the key is left out: pass null.
     JsonLine& Number(JsonKey key, u32 value);
@@ -54,6 +57,13 @@ public:
 
 private:
     JsonLine& Append(JsonKey key, std::string_view value, bool quoted);
+    void Put(char character);
+    /// The end of the line, with room for so many bytes more. A string would fill them with zeros first, which counts
+    /// for millions of values.
+    char* Room(std::size_t count);
 
-    std::string m_line;
+    std::unique_ptr<char[]> m_line;
+    std::size_t m_size = 0;
+    std::size_t m_capacity = 0;
+    bool m_first = true; ///< the next value has no comma in front
 };

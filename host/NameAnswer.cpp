@@ -39,7 +39,7 @@ public:
     {
     }
 
-    const std::string& Write(const std::string& name, const ModulesAnswer& answer, const std::vector<NameFact>& facts)
+    std::string_view Write(const std::string& name, const ModulesAnswer& answer, const std::vector<NameFact>& facts)
     {
         m_json.Begin().Text("name", name).Bool("found", answer.found);
         if (answer.found) {

@@ -214,7 +214,7 @@ void RecordWriter::Line(const DbgSymLineTable& table, u32 index, const DbgSymLin
     } else {
         m_json.Null("path");
     }
-    const std::string& text = m_json.End();
+    const std::string_view text = m_json.End();
     m_rowPaths.Count(text.size());
     m_output.Write(text);
 }
