@@ -96,6 +96,12 @@ def check_table(page, records):
     symbols = [record for record in records if record["record"] == "symbol"]
     sizes = sorted((symbol["size"] for symbol in symbols), reverse=True)
     check("sizes", [size for _, size in rows(page)], sizes[:100])
+    pages = (len(symbols) + 99) // 100
+    for _ in range(1, pages):
+        page.browser.run("document.getElementById('next').click()")
+    check("last page", page.texts("#page"), [f"{pages} of {pages}"])
+    check("sizes there", [size for _, size in rows(page)], sizes[100 * (pages - 1):])
+    check("no page behind it", page.browser.run("document.getElementById('next').disabled"), True)
     page.browser.run("document.querySelector('#heads .col-size button').click()")
     check("sizes turned", [size for _, size in rows(page)], sizes[::-1][:100])
     page.browser.run("document.querySelector('#heads .col-name button').click()")
@@ -129,6 +135,15 @@ def check_ways(page, records):
     page.browser.key("Escape")
     page.browser.settle()
     check("left by key", page.browser.run("document.activeElement.dataset.index"), "1")
+    for inside in (".text", "/build/samples/"):
+        page.browser.run("document.querySelector('.box').click()")
+        page.browser.settle()
+        check("on the way in", page.texts("[aria-current]")[0].startswith(inside), True)
+    page.browser.run("document.querySelector('.box').focus()")
+    for outside in (".text", "station.axf"):
+        page.browser.key("Escape")
+        page.browser.settle()
+        check("one step out", page.texts("[aria-current]")[0].split()[0], outside)
     check("no wider than the window", page.browser.run("document.documentElement.scrollWidth <= innerWidth"), True)
 
 
