@@ -205,6 +205,25 @@ TEST(Sizes, LinesTellTheCodeOfAUnitThatReachesOverOthers)
     EXPECT_EQ(units, "first \"wide.c\" inner \"inner.c\" strange null second \"wide.c\" last null ");
 }
 
+TEST(Sizes, APublicNameIsNotThatOfALocalVariable)
+{
+    DwarfBuilder dwarf(ByteOrder::Little);
+    dwarf.Unit().Name("a.c").Children([&] { dwarf.Label("x").Die(TAG_variable); }); // declared elsewhere
+    dwarf.EndUnit();
+    dwarf.pubnames.U32(20).U16(2).U32(0).U32(dwarf.info.Size()).U32(dwarf.Offset("x")).Text("x").U32(0);
+    ElfWriter elf(ByteOrder::Little);
+    elf.Section(".bss", "", {.type = kShtNobits, .flags = kWritable, .address = 0x9000, .size = 8});
+    elf.Symbol({.name = "b.c", .type = kSttFile, .binding = kStbLocal, .section = kShnAbs});
+    elf.Symbol({.name = "x", .value = 0x9000, .size = 4, .type = kSttObject, .binding = kStbLocal});
+    elf.Symbol({.name = "x", .value = 0x9004, .size = 4, .type = kSttObject});
+    dwarf.AddTo(elf);
+    const TempFile file = elf.Write();
+    const std::vector<nlohmann::json> symbols = Records(file.Path(), "symbol");
+    ASSERT_EQ(symbols.size(), 2u);
+    EXPECT_TRUE(symbols[0]["unit"].is_null());
+    EXPECT_EQ(symbols[1]["unit"], "a.c");
+}
+
 TEST(Sizes, AUnitMayBeginAtZero)
 {
     for (const u32 units : {1, 2}) { // that of code which was dropped begins there, too
