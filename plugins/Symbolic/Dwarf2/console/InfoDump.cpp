@@ -36,21 +36,6 @@ bool HoldsLocation(u32 attribute)
            attribute == AT_vtable_elem_location;
 }
 
-/// Digits of a number that has a fixed width, else 0.
-u32 DigitsOf(FormLayout layout)
-{
-    switch (layout) {
-    case FormLayout::One:
-        return 2;
-    case FormLayout::Two:
-        return 4;
-    case FormLayout::Four:
-        return 8;
-    default:
-        return 0;
-    }
-}
-
 std::unique_ptr<ProgressIndicator> OpenDumpProgress(const std::string& path, u32 size)
 {
     auto* engine = static_cast<DbgUserInterface*>(DbgEngineInterface::GetInterface(DbgEngineInterface::kUserInterface));
@@ -220,7 +205,8 @@ bool Dwarf2File::InfoDump::DumpAttributes(const CompileUnitInfo& unit, const DIE
 bool Dwarf2File::InfoDump::DumpPlainAttribute(const CompileUnitInfo& unit, const AttrSpec& spec, AttrValue& value)
 {
     const PaddedText& name = AttributeName(spec.attribute);
-    const u32 digits = DigitsOf(LayoutOf(spec.form));
+    const u32 width = WidthOf(LayoutOf(spec.form));
+    const u32 digits = width == 8 ? 0 : 2 * width; // a number of 8 bytes isn't printed
     const bool isText = spec.form == FORM_strp || spec.form == FORM_string;
     if (name.size == 0 || (digits == 0 && !isText) || m_out.width() != 0) {
         return false;

@@ -14,23 +14,6 @@ u32 g_indexTicks = 0;
 
 namespace {
 
-/// Bytes of a value if all values of the form have as many, else 0.
-u8 WidthOf(FormLayout layout)
-{
-    switch (layout) {
-    case FormLayout::One:
-        return 1;
-    case FormLayout::Two:
-        return 2;
-    case FormLayout::Four:
-        return 4;
-    case FormLayout::Eight:
-        return 8;
-    default:
-        return 0;
-    }
-}
-
 /// True for attributes that no builder reads. Without the common ones among them an entry has half as many.
 bool IsPassedBy(u32 attribute)
 {

@@ -53,6 +53,23 @@ constexpr FormLayout LayoutOf(u32 form)
     return form < kFormLayouts.size() ? kFormLayouts[form] : FormLayout::Nothing;
 }
 
+/// Bytes of a value if all values of the form have as many, else 0.
+constexpr u8 WidthOf(FormLayout layout)
+{
+    switch (layout) {
+    case FormLayout::One:
+        return 1;
+    case FormLayout::Two:
+        return 2;
+    case FormLayout::Four:
+        return 4;
+    case FormLayout::Eight:
+        return 8;
+    default:
+        return 0;
+    }
+}
+
 /// References are printed as stored and then, except in the first unit, with their absolute value.
 constexpr bool IsReference(u32 form)
 {
