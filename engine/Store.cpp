@@ -221,6 +221,7 @@ boost::shared_ptr<DbgUserDefinedVarType> DbgSymSymFile::GetUserDefinedType(unsig
     return {kept, &kept->types[index]};
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the engine is given a pointer of its own.
 void DbgSymSymFile::AddUserDefinedType(boost::shared_ptr<DbgUserDefinedVarType> type)
 {
     if (type == nullptr) {
