@@ -18,6 +18,21 @@ struct LineOpcode {
     u32 operands;   ///< where they begin
 };
 
+/// Reads a ULEB128 number, or what there is of it in front of `end`: one number may be as long as the section, and
+/// programmes that each read it would take the square of that.
+inline u32 ReadUleb(VFKDataBuf& line, u32 end)
+{
+    u32 value = 0;
+    for (u32 shift = 0; line.Pos() < end; shift = std::min(shift + 7, 32u)) {
+        const u8 byte = line.Get8();
+        value |= shift < 32 ? static_cast<u32>(byte & 0x7Fu) << shift : 0;
+        if (byte < 0x80) {
+            break;
+        }
+    }
+    return value;
+}
+
 /// Runs over the opcodes of a programme without running them. The bytes can be anything: the buffer's cursor ends at
 /// its end.
 /// @param line stands at the version, which is one of DWARF 2 or 3.
@@ -40,7 +55,7 @@ void VisitLineOpcodes(VFKDataBuf& line, u32 end, Visit&& visit)
     while (line.Pos() < end) {
         LineOpcode opcode{line.Get8(), false, 0, line.Pos()};
         opcode.isSpecial = opcode.code >= base;
-        const u32 length = opcode.code == kExtendedOpcode && !opcode.isSpecial ? line.Get32_ULEB128(4) : 0;
+        const u32 length = opcode.code == kExtendedOpcode && !opcode.isSpecial ? ReadUleb(line, end) : 0;
         if (length != 0) {
             opcode.operands = line.Pos() + 1;
             opcode.extended = line.Get8();
@@ -54,7 +69,7 @@ void VisitLineOpcodes(VFKDataBuf& line, u32 end, Visit&& visit)
             line.Skip(2);
         } else if (!opcode.isSpecial) {
             for (u8 i = 0; i < counts[opcode.code]; ++i) {
-                line.Get32_ULEB128(4);
+                ReadUleb(line, end);
             }
         }
     }

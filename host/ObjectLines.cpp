@@ -20,6 +20,7 @@ ObjectLines::ObjectLines(Loader& file, const VFKElfFile& elf)
         return;
     }
     m_line.Init();
+    m_unread = kReadings * u64{m_line.Size()};
     ReadStarts();
     for (u32 unit = 0; unit < file.UnitCount(); ++unit) {
         const u32 programme = file.Store().FileRangeAt(unit).lineOffset;
@@ -57,6 +58,10 @@ std::vector<ObjectLines::Run> ObjectLines::RunsOf(u32 programme)
     m_line.SetPos(programme);
     const u32 length = m_line.Get32();
     const u32 end = m_line.Pos() + std::min(length, m_line.Size() - m_line.Pos());
+    if (end - programme > m_unread) {
+        return runs;
+    }
+    m_unread -= end - programme;
     VisitLineOpcodes(m_line, end, [&](const LineOpcode& opcode) {
         rows += opcode.isSpecial || opcode.code == kCopy ? 1 : 0;
         if (opcode.extended == kSetAddress) {

@@ -55,7 +55,11 @@ private:
 
     Loader& m_file;
     const VFKElfFile& m_elf;
-    VFKDataBuf m_line;                       ///< .debug_line
+    VFKDataBuf m_line; ///< .debug_line
+    /// Bytes of programmes that may still be read. Each unit of a compiler has a programme of its own; any number of
+    /// others could name one, or such as overlap. Beyond the bound their lines aren't known.
+    u64 m_unread = 0;
+    static constexpr u64 kReadings = 16;
     std::unordered_map<u32, Start> m_starts; ///< by the place of the address
     std::vector<Row> m_rows;
     std::unordered_map<u16, ExtentIndex> m_sections; ///< indices in m_rows

@@ -2,6 +2,7 @@
 #include "host/ObjectLines.h"
 
 #include "frame/Dwarf2SymbolicPlugin.h"
+#include "host/LineOpcodes.h"
 #include "host/Loader.h"
 #include "interfaces/DbgSymSrcFile.h"
 #include "interfaces/VFKElfFile.h"
@@ -9,6 +10,7 @@
 #include "tests/support/ElfWriter.h"
 #include "tests/support/LineBuilder.h"
 
+#include <cstring>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -55,6 +57,7 @@ protected:
         EXPECT_TRUE(file.Add());
         file.LoadIndex();
         ObjectLines lines(file, image);
+        m_rows = lines.Rows().size();
         std::string text;
         for (const u32 offset : offsets) {
             const auto place = lines.Find(offset, section);
@@ -64,6 +67,7 @@ protected:
     }
 
     DwarfBuilder dwarf{GetParam()};
+    std::size_t m_rows = 0; ///< of all sections
 
 private:
     std::vector<u32> m_places; ///< of the addresses that the programme sets
@@ -79,6 +83,18 @@ TEST_P(ObjectLinesTest, ARelocationTellsTheSection)
     EXPECT_EQ(LinesAt({1, 2}, 3, {0}), "-");
 }
 
+TEST_P(ObjectLinesTest, AProgrammeOfManyUnitsIsReadAFewTimes)
+{
+    EXPECT_EQ(LinesAt({1, 2}, 1, {4}), "7");
+    const std::size_t ofOne = m_rows;
+    for (u32 unit = 0; unit < 50; ++unit) {
+        dwarf.Unit().Name("b.c").Attr(AT_stmt_list, FORM_data4, 0).EndUnit();
+    }
+    EXPECT_EQ(LinesAt({1, 2}, 1, {4}), "7");
+    EXPECT_GT(m_rows, ofOne);
+    EXPECT_LE(m_rows, 17 * ofOne);
+}
+
 TEST_P(ObjectLinesTest, WhatDoesNotAgreeIsNotKnown)
 {
     EXPECT_EQ(LinesAt({1}, 1, {0, 4}), "- -") << "a relocation is missing";
@@ -87,6 +103,25 @@ TEST_P(ObjectLinesTest, WhatDoesNotAgreeIsNotKnown)
     EXPECT_EQ(LinesAt({3, 2}, 2, {0, 12}), "- -") << "beyond the end of its section";
     dwarf.line.Truncate(dwarf.line.Size() - 8);
     LinesAt({1, 2}, 1, {0, 4});
+}
+
+TEST(LineOpcodes, ANumberEndsWithItsProgrammeAtTheLatest)
+{
+    // Many units may have the programme: each would read what stands behind it.
+    for (const u8 opcode : {5, 0}) { // a column, the length of an extended opcode
+        ByteSection programme(ByteOrder::Little);
+        programme.U16(2).U32(14).U8(1).U8(1).U8(0).U8(1).U8(10); // and the operands of the opcodes 1 to 9:
+        programme.U8(0).U8(1).U8(1).U8(1).U8(1).U8(0).U8(0).U8(0).U8(1).U8(opcode).U8(0x80);
+        const u32 end = programme.Size();
+        programme.Fill(1000, 0x80);
+        VFKDataBuf line(false, true);
+        std::memcpy(line.bytes.Allocate(programme.Size()), programme.Bytes().data(), programme.Size());
+        line.Init();
+        u32 count = 0;
+        VisitLineOpcodes(line, end, [&](const LineOpcode&) { return ++count < 100; });
+        EXPECT_EQ(count, 1u);
+        EXPECT_EQ(line.Pos(), end) << u32{opcode};
+    }
 }
 
 } // namespace
