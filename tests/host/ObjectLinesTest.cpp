@@ -108,7 +108,7 @@ TEST_P(ObjectLinesTest, WhatDoesNotAgreeIsNotKnown)
 TEST(LineOpcodes, ANumberEndsWithItsProgrammeAtTheLatest)
 {
     // Many units may have the programme: each would read what stands behind it.
-    for (const u8 opcode : {5, 0}) { // a column, the length of an extended opcode
+    for (const u8 opcode : {u8{5}, u8{0}}) { // a column, the length of an extended opcode
         ByteSection programme(ByteOrder::Little);
         programme.U16(2).U32(14).U8(1).U8(1).U8(0).U8(1).U8(10); // and the operands of the opcodes 1 to 9:
         programme.U8(0).U8(1).U8(1).U8(1).U8(1).U8(0).U8(0).U8(0).U8(1).U8(opcode).U8(0x80);
